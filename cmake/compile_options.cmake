@@ -1,0 +1,21 @@
+# How everything is compiled. `char` is unsigned, as on the phone.
+set(CMAKE_CXX_STANDARD 17)
+set(CMAKE_CXX_STANDARD_REQUIRED ON)
+set(CMAKE_CXX_EXTENSIONS OFF)
+set(CMAKE_CXX_VISIBILITY_PRESET hidden)
+set(CMAKE_VISIBILITY_INLINES_HIDDEN ON)
+set(CMAKE_POSITION_INDEPENDENT_CODE ON)
+set(CMAKE_EXPORT_COMPILE_COMMANDS ON)
+
+if(NOT CMAKE_BUILD_TYPE)
+  set(CMAKE_BUILD_TYPE RelWithDebInfo)
+endif()
+
+add_compile_options(-funsigned-char -Wall -Wextra -Wshadow -Wmissing-declarations -Werror)
+add_compile_definitions(_GNU_SOURCE)
+
+set(FCX_SANITIZE "" CACHE STRING "Sanitizers to build with, as for -fsanitize")
+if(FCX_SANITIZE)
+  add_compile_options(-fsanitize=${FCX_SANITIZE} -fno-sanitize-recover=all -fno-omit-frame-pointer)
+  add_link_options(-fsanitize=${FCX_SANITIZE})
+endif()
