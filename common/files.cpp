@@ -1,0 +1,150 @@
+#include "common/files.h"
+
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <cstdio>
+#include <cstring>
+
+namespace fcx {
+namespace {
+
+constexpr char kTemporarySuffix[] = ".tmp";
+constexpr mode_t kNewFileMode = 0664;
+
+/// False, with errno set, when a fault says that the operation fails.
+bool may_go_on(const FileFault& fault) {
+  if (fault.error == 0) return true;
+  errno = fault.error;
+  return false;
+}
+
+/// Flushes a directory, so that a rename in it survives a power cut.
+int flush_directory_of(const char* path) {
+  DevicePath::Buffer directory{};
+  const char* slash = strrchr(path, '/');
+  const size_t length = slash == path ? 1 : static_cast<size_t>(slash - path);
+  memcpy(directory.data(), path, length);
+  const UniqueFd fd(open(directory.data(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+  return fd.is_open() ? fsync(fd.get()) : -1;
+}
+
+}  // namespace
+
+int UniqueFd::release() {
+  const int fd = fd_;
+  fd_ = -1;
+  return fd;
+}
+
+void UniqueFd::reset(int fd) {
+  if (fd_ >= 0) {
+    const int error = errno;
+    close(fd_);
+    errno = error;
+  }
+  fd_ = fd;
+}
+
+DevicePath::DevicePath(std::string_view device_path, std::string_view suffix) {
+  const char* separator = device_path.substr(0, 1) == "/" ? "" : "/";
+  const int length = snprintf(path_.data(), path_.size(), "%s%s%.*s%.*s", device_root(), separator,
+                              static_cast<int>(device_path.size()), device_path.data(),
+                              static_cast<int>(suffix.size()), suffix.data());
+  fits_ = length >= 0 && static_cast<size_t>(length) < path_.size();
+}
+
+const char* DevicePath::c_str() const {
+  if (fits_) return path_.data();
+  errno = ENAMETOOLONG;
+  return nullptr;
+}
+
+UniqueFd open_device_file(const char* device_path, int flags, mode_t mode) {
+  const DevicePath path(device_path);
+  if (path.c_str() == nullptr) return {};
+  if (!may_go_on(platform_file_fault(device_path, FileOperation::open))) return {};
+  return UniqueFd(open(path.c_str(), flags | O_CLOEXEC, mode));
+}
+
+ssize_t read_device_file(const char* device_path, char* buffer, size_t size) {
+  const UniqueFd fd = open_device_file(device_path, O_RDONLY);
+  if (!fd.is_open()) return -1;
+  return read_device_file(fd, device_path, buffer, size);
+}
+
+ssize_t read_device_file(const UniqueFd& fd, const char* device_path, char* buffer, size_t size) {
+  const FileFault fault = platform_file_fault(device_path, FileOperation::read);
+  if (!may_go_on(fault)) return -1;
+  const size_t wanted = std::min(size, fault.limit);
+  size_t done = 0;
+  while (done < wanted) {
+    const ssize_t got = read(fd.get(), buffer + done, wanted - done);
+    if (got < 0 && errno == EINTR) continue;
+    if (got < 0) return -1;
+    if (got == 0) break;
+    done += static_cast<size_t>(got);
+  }
+  return static_cast<ssize_t>(done);
+}
+
+int remove_device_file(const char* device_path) {
+  const DevicePath path(device_path);
+  return path.c_str() == nullptr ? -1 : unlink(path.c_str());
+}
+
+FileReplacement::FileReplacement(const char* device_path)
+    : device_path_(device_path), target_(device_path), temporary_(device_path, kTemporarySuffix) {
+  if (target_.c_str() == nullptr || temporary_.c_str() == nullptr) return;
+  if (!may_go_on(platform_file_fault(device_path, FileOperation::open))) return;
+  struct stat old {};
+  const bool exists = stat(target_.c_str(), &old) == 0;
+  if (exists && !S_ISREG(old.st_mode)) {
+    errno = EISDIR;
+    return;
+  }
+  fd_.reset(open(temporary_.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, kNewFileMode));
+  // Whoever could read the old file can read the new one. The owner is kept where that is allowed.
+  if (is_open() && exists) {
+    static_cast<void>(fchmod(fd_.get(), old.st_mode & 07777) == 0 &&
+                      fchown(fd_.get(), old.st_uid, old.st_gid) == 0);
+  }
+}
+
+FileReplacement::~FileReplacement() {
+  if (is_open()) unlink(temporary_.c_str());
+}
+
+int FileReplacement::write(std::string_view content) {
+  const FileFault fault = platform_file_fault(device_path_, FileOperation::write);
+  if (!may_go_on(fault)) return -1;
+  const size_t allowed = std::min(content.size(), fault.limit);
+  for (size_t done = 0; done < allowed;) {
+    const ssize_t put = ::write(fd_.get(), content.data() + done, allowed - done);
+    if (put < 0 && errno == EINTR) continue;
+    if (put < 0) return -1;
+    done += static_cast<size_t>(put);
+  }
+  if (allowed < content.size()) {
+    errno = ENOSPC;
+    return -1;
+  }
+  return fsync(fd_.get());
+}
+
+int FileReplacement::commit(std::string_view content) {
+  if (!is_open() || write(content) != 0) return -1;
+  if (rename(temporary_.c_str(), target_.c_str()) != 0) return -1;
+  fd_.reset();
+  return flush_directory_of(target_.c_str());
+}
+
+int replace_device_file(const char* device_path, std::string_view content) {
+  FileReplacement file(device_path);
+  return file.commit(content);
+}
+
+}  // namespace fcx

@@ -1,0 +1,96 @@
+// Device files. The library names files as the phone does; these functions find them below
+// device_root(), and are the only ones that open, write or remove a file. A relative device path is
+// relative to the device's "/". Errors are left in errno.
+#pragma once
+
+#include <sys/types.h>
+
+#include <array>
+#include <climits>
+#include <cstddef>
+#include <string_view>
+
+#include "platform/device_home.h"
+
+namespace fcx {
+
+/// An open file descriptor, closed with its owner.
+class UniqueFd {
+ public:
+  UniqueFd() = default;
+  explicit UniqueFd(int fd) : fd_(fd) {}
+  ~UniqueFd() { reset(); }
+  UniqueFd(UniqueFd&& other) noexcept : fd_(other.release()) {}
+  UniqueFd& operator=(UniqueFd&& other) noexcept {
+    reset(other.release());
+    return *this;
+  }
+
+  int get() const { return fd_; }
+  bool is_open() const { return fd_ >= 0; }
+  int release();
+  /// Closes what is held, keeping errno, and takes `fd`.
+  void reset(int fd = -1);
+  bool operator!() const = delete;  // would read as "is 0"
+
+ private:
+  int fd_ = -1;
+};
+
+/// Where a device file lies in this home.
+class DevicePath {
+ public:
+  using Buffer = std::array<char, PATH_MAX>;
+
+  /// @param suffix goes behind the path
+  explicit DevicePath(std::string_view device_path, std::string_view suffix = {});
+
+  /// Null, with errno ENAMETOOLONG, for a path too long.
+  const char* c_str() const;
+
+ private:
+  Buffer path_;
+  bool fits_ = false;
+};
+
+/// Opens a device file, close-on-exec.
+UniqueFd open_device_file(const char* device_path, int flags, mode_t mode = 0);
+
+/// Reads a device file from its start, `size` bytes at most.
+/// @return the bytes read, or -1
+ssize_t read_device_file(const char* device_path, char* buffer, size_t size);
+/// The same from a file that is open already; `device_path` is its name.
+ssize_t read_device_file(const UniqueFd& fd, const char* device_path, char* buffer, size_t size);
+
+/// Removes a device file. @return 0 or -1
+int remove_device_file(const char* device_path);
+
+/// A device file's new content, which takes the old one's place at once or not at all: it is
+/// written beside it, flushed, and renamed. What is not committed is removed again.
+class FileReplacement {
+ public:
+  explicit FileReplacement(const char* device_path);
+  ~FileReplacement();
+  FileReplacement(const FileReplacement&) = delete;
+  FileReplacement& operator=(const FileReplacement&) = delete;
+
+  /// Whether the file can be written at all.
+  bool is_open() const { return fd_.is_open(); }
+
+  /// Writes `content` and puts it in place; it is on disk when this returns 0. -1 otherwise: the
+  /// file is what it was, unless only the last step failed, which flushes the directory.
+  int commit(std::string_view content);
+
+ private:
+  int write(std::string_view content);
+
+  const char* device_path_;
+  DevicePath target_;
+  DevicePath temporary_;
+  UniqueFd fd_;
+};
+
+/// Replaces a device file's content. @return as FileReplacement::commit()
+int replace_device_file(const char* device_path, std::string_view content);
+
+}  // namespace fcx

@@ -1,0 +1,70 @@
+#include "common/threads.h"
+
+#include <pthread.h>
+
+#include <cerrno>
+#include <memory>
+#include <mutex>
+#include <new>
+
+#include "fcx/background.h"
+#include "fcx/sync.h"
+
+namespace fcx {
+namespace {
+
+struct Work {
+  void* (*body)(void*);
+  void* argument;
+};
+
+/// How many threads are running, and who wants to know.
+struct Running {
+  Mutex mutex;
+  CondVar changed;
+  int count = 0;
+
+  void add(int change) {
+    const std::lock_guard lock(mutex);
+    count += change;
+    changed.notifyOne();
+  }
+};
+
+Running& running() {
+  // Never destroyed: threads may outlive the process's other statics.
+  static Running* const instance = std::make_unique<Running>().release();
+  return *instance;
+}
+
+void* run(void* argument) {
+  const std::unique_ptr<Work> work(static_cast<Work*>(argument));
+  work->body(work->argument);
+  running().add(-1);
+  return nullptr;
+}
+
+}  // namespace
+
+int start_detached(void* (*body)(void*), void* argument) {
+  std::unique_ptr<Work> work(new (std::nothrow) Work{body, argument});
+  if (work == nullptr) return ENOMEM;
+  running().add(1);
+  pthread_t thread{};
+  const int error = pthread_create(&thread, nullptr, run, work.get());
+  if (error != 0) {
+    running().add(-1);
+    return error;
+  }
+  work.release();
+  return pthread_detach(thread);
+}
+
+void wait_for_background_work() {
+  Running& threads = running();
+  const std::lock_guard lock(threads.mutex);
+  while (threads.count > 0) threads.changed.wait(threads.mutex);
+  threads.changed.notifyOne();  // for the next who waits
+}
+
+}  // namespace fcx

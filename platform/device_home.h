@@ -1,0 +1,28 @@
+// What a home supplies beside the platform's own libraries. On the phone these are next to nothing
+// (platform/android/); on the bench they put the library into a virtual phone.
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+
+namespace fcx {
+
+/// The directory that stands for the device's "/": empty on the phone. Owned by the home.
+const char* device_root();
+
+/// Sleeps for `microseconds` of the device's time.
+void platform_sleep_us(uint64_t microseconds);
+
+enum class FileOperation { open, read, write };
+
+/// What a file operation meets before it reaches the file system.
+struct FileFault {
+  int error = 0;            ///< errno value with which the operation fails, or 0
+  size_t limit = SIZE_MAX;  ///< bytes after which a read ends, or a write finds the disk full
+};
+
+/// Asked before a device file is opened, read or written. Nothing on the phone; on the bench a
+/// fault that somebody has set on that file.
+FileFault platform_file_fault(const char* device_path, FileOperation operation);
+
+}  // namespace fcx
