@@ -1,0 +1,241 @@
+#include "fcx/factory_items.h"
+
+#include <cutils/properties.h>
+
+#include <array>
+#include <cstdio>
+#include <cstring>
+
+#include "common/files.h"
+#include "common/log.h"
+#include "common/text.h"
+#include "platform/factory_item_library.h"
+
+namespace {
+
+using fcx::factory_item;
+using fcx::FactoryItem;
+using fcx::kLongestItem;
+
+constexpr char kFactoryStatusProperty[] = "persist.vendor.qve.factory.status";
+constexpr char kAgreeFactoryFile[] = "/mnt/vendor/persist-qv/agree_factory";
+
+/// The accessors' convention: 0, or -1 for a negative return of the store.
+int status_of(int store_return) { return store_return < 0 ? -1 : 0; }
+
+int read_flag(int index) {
+  uint8_t flag = 0;
+  return get_ftm_item(index, 1, &flag) < 0 ? -1 : flag;
+}
+
+int write_flag(int index, int value) {
+  const auto flag = static_cast<uint8_t>(value);
+  return status_of(set_ftm_item(index, 1, &flag));
+}
+
+int read_whole(const FactoryItem& item, char* buffer) {
+  return status_of(fcx::read_item(item, buffer, item.length));
+}
+
+int write_text(const FactoryItem& item, const char* text) {
+  if (text == nullptr) return -1;
+  return status_of(fcx::write_item(item, fcx::bounded_text(text, item.length)));
+}
+
+int write_whole(const FactoryItem& item, const char* bytes) {
+  if (bytes == nullptr) return -1;
+  return status_of(set_ftm_item(item.index, static_cast<int>(item.length), bytes));
+}
+
+/// Zeroes the item in a write of its own, so that nothing of an old value outlives a new one.
+int clear(const FactoryItem& item) { return status_of(fcx::write_item(item, {})); }
+
+/// A number in its decimal form, of which there is room for one character.
+char first_digit(int number) {
+  std::array<char, 2> text{};
+  snprintf(text.data(), text.size(), "%d", number);
+  return text[0];
+}
+
+/// How a trace is shown: 236 as 2>3>6>.
+class ShownTrace {
+ public:
+  explicit ShownTrace(std::string_view trace) {
+    char* out = text_.data();
+    for (const char status : trace) {
+      *out++ = status;
+      *out++ = '>';
+    }
+  }
+  const char* c_str() const { return text_.data(); }
+
+ private:
+  std::array<char, 2 * kLongestItem + 1> text_{};
+};
+
+}  // namespace
+
+namespace fcx {
+
+int read_item(const FactoryItem& item, char* buffer, size_t size) {
+  if (buffer == nullptr || size < item.length) return -1;
+  // Read aside, for the store may give fewer bytes than were asked for, or fail half-way.
+  std::array<char, kLongestItem> bytes;
+  memset(bytes.data(), 0, item.length);
+  const int result = get_ftm_item(item.index, static_cast<int>(item.length), bytes.data());
+  if (result < 0) return result;
+  memcpy(buffer, bytes.data(), item.length);
+  memset(buffer + item.length, 0, size - item.length);
+  return result;
+}
+
+int write_item(const FactoryItem& item, std::string_view text) {
+  std::array<char, kLongestItem> bytes;
+  const size_t length = text.copy(bytes.data(), item.length);
+  memset(bytes.data() + length, 0, item.length - length);
+  return set_ftm_item(item.index, static_cast<int>(item.length), bytes.data());
+}
+
+}  // namespace fcx
+
+// The accessors of fcx/factory_items.def whose form says all about them.
+#define READER_flag(index, name) \
+  int name() { return read_flag(index); }
+#define READER_text(index, name) \
+  int name(char* buffer) { return read_whole(factory_item<index>(), buffer); }
+#define READER_raw(index, name) READER_text(index, name)
+#define READER_own(index, name)
+#define READER_handler(index, name)
+#define READER_none(index, name)
+#define WRITER_flag(index, name) \
+  int name(int value) { return write_flag(index, value); }
+#define WRITER_text(index, name) \
+  int name(const char* text) { return write_text(factory_item<index>(), text); }
+#define WRITER_raw(index, name) \
+  int name(const char* bytes) { return write_whole(factory_item<index>(), bytes); }
+#define WRITER_own(index, name)
+#define WRITER_handler(index, name)
+#define WRITER_none(index, name)
+#define FCX_ITEM(index, length, encoding, privacy, reading, reader, writing, writer, meaning) \
+  READER_##reading(index, reader) WRITER_##writing(index, writer)
+#include "fcx/factory_items.def"
+#undef FCX_ITEM
+
+int init_factory_item() {
+  if (init_ftm_item() >= 0) return 0;
+  DOMAIN_ERROR("Failed to init ftm item\n");
+  return -1;
+}
+
+int get_suffix_item(char* buffer) {
+  fcx::TextBuffer<factory_item<73>().length> suffix;
+  const int result = read_whole(factory_item<73>(), suffix.data());
+  DOMAIN_INFO("Get SUFFIX : %s", suffix.c_str());
+  if (buffer == nullptr || result != 0) return -1;
+  memcpy(buffer, suffix.data(), suffix.capacity());
+  return 0;
+}
+
+int set_suffix_item(const char* text) {
+  if (text == nullptr) return -1;
+  DOMAIN_INFO("Set SUFFIX : %s", text);
+  return write_text(factory_item<73>(), text);
+}
+
+int set_saatresult(const char* text) {
+  if (text == nullptr || clear(factory_item<212>()) != 0) return -1;
+  return write_text(factory_item<212>(), text);
+}
+
+int set_midauto_result(const char* text) {
+  if (text == nullptr || clear(factory_item<251>()) != 0) return -1;
+  return write_text(factory_item<251>(), text);
+}
+
+int get_midauto_crc_list(char* buffer) {
+  // Not status_of(): a positive return is a failure here, and only here, on purpose.
+  return fcx::read_item(factory_item<253>(), buffer, factory_item<253>().length) != 0 ? -1 : 0;
+}
+
+int set_midauto_crc_list(const char* bytes) {
+  if (bytes == nullptr || clear(factory_item<253>()) != 0) return -1;
+  return write_whole(factory_item<253>(), bytes);
+}
+
+int set_factory_status(int status) {
+  const char digit[] = {first_digit(status), '\0'};
+  // The property comes first and stays set when the item cannot be written, on purpose.
+  property_set(kFactoryStatusProperty, digit);
+  DOMAIN_INFO("set_factory_status:[%d] \n", status);
+  if (status == 3) fcx::remove_device_file(kAgreeFactoryFile);
+  if (write_flag(2, status) != 0) {
+    DOMAIN_INFO("Set ftm Error! Item : %d", 2);
+    return -1;
+  }
+  set_frst_trace(status);
+  return 0;
+}
+
+int get_frst_trace(char* buffer) {
+  if (read_whole(factory_item<79>(), buffer) != 0) {
+    DOMAIN_INFO("get ftm Error!");
+    return -1;
+  }
+  DOMAIN_INFO("trace value : %.*s", static_cast<int>(kLongestItem), buffer);
+  return 0;
+}
+
+int set_frst_trace(int status) {
+  constexpr size_t kFullTrace = kLongestItem - 1;
+  fcx::TextBuffer<kLongestItem> trace;
+  // A trace that cannot be read counts as empty.
+  static_cast<void>(read_whole(factory_item<79>(), trace.data()));
+  size_t length = trace.view().size();
+  if (length >= kFullTrace) {
+    DOMAIN_INFO("Full QVFTM_FRST_TRACE, initialize this item");
+    trace = {};
+    length = 0;
+  }
+  trace.data()[length] = first_digit(status);
+  if (write_whole(factory_item<79>(), trace.c_str()) != 0) {
+    DOMAIN_INFO("Set ftm Error! Item : %s", "QVFTM_FRST_TRACE");
+    return -1;
+  }
+  DOMAIN_INFO("trace value : %s", ShownTrace(trace.view()).c_str());
+  return 0;
+}
+
+int get_crcwizard(char* buffer) {
+  DOMAIN_INFO("CWCWIZARD get_crcwizard pass\n");
+  fcx::TextBuffer<factory_item<49>().length> digit;
+  const int result = read_whole(factory_item<49>(), digit.data());
+  DOMAIN_INFO("CWCWIZARD get_crcwizard(%s)\n", digit.c_str());
+  if (buffer == nullptr || result != 0) return -1;
+  buffer[0] = digit.c_str()[0];
+  return 0;
+}
+
+int set_crcwizard(int value) {
+  const char digit[] = {first_digit(value), '\0'};
+  DOMAIN_INFO("CWCWIZARD set_crcwizard(%s)\n", digit);
+  return write_whole(factory_item<49>(), digit);
+}
+
+int set_workfrstmodeon_status(int on) {
+  DOMAIN_INFO("set_workfrstmodeon_status:[%d] \n", on);
+  return write_flag(40, on);
+}
+
+int set_lcd_break_mode(int mode) {
+  DOMAIN_INFO("set_lcd_break_status:[%d] \n", mode);
+  return write_flag(101, mode);
+}
+
+int get_string_ftm_by_index(int index, char* buffer) {
+  if (buffer == nullptr) return -1;
+  const FactoryItem any{
+      index, kLongestItem, fcx::Encoding::bytes, fcx::Privacy::open, nullptr, nullptr, ""};
+  return read_whole(any, buffer);
+}
+
+int get_int_ftm_by_index(int index) { return read_flag(index); }

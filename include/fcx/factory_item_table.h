@@ -1,0 +1,81 @@
+// The rows of fcx/factory_items.def as data. The accessors, the command handlers, the fcx tool and
+// docs/items.md read the same rows. To add an item, see docs/architecture.md.
+#pragma once
+
+#include <cstddef>
+
+namespace fcx {
+
+enum class Encoding { flag_byte, digit_byte, text, bytes };
+enum class Privacy { open, identity };
+
+struct FactoryItem {
+  int index;
+  size_t length;  ///< bytes
+  Encoding encoding;
+  Privacy privacy;
+  const char* reader;  ///< the accessor or handler that reads it, or null
+  const char* writer;  ///< likewise for writing
+  const char* meaning;
+};
+
+/// The longest item, in bytes; any item may be read with this length.
+constexpr size_t kLongestItem = 2048;
+
+// A row names its accessor unless the form says that there is none.
+#define FCX_ITEM_NAME_flag(name) #name
+#define FCX_ITEM_NAME_text(name) #name
+#define FCX_ITEM_NAME_raw(name) #name
+#define FCX_ITEM_NAME_own(name) #name
+#define FCX_ITEM_NAME_handler(name) #name
+#define FCX_ITEM_NAME_none(name) nullptr
+#define FCX_ITEM(index, length, encoding, privacy, reading, reader, writing, writer, meaning) \
+  {index,                                                                                     \
+   length,                                                                                    \
+   Encoding::encoding,                                                                        \
+   Privacy::privacy,                                                                          \
+   FCX_ITEM_NAME_##reading(reader),                                                           \
+   FCX_ITEM_NAME_##writing(writer),                                                           \
+   meaning},
+
+/// All items, by ascending index.
+inline constexpr FactoryItem kFactoryItems[] = {
+#include "fcx/factory_items.def"
+};
+
+#undef FCX_ITEM
+#undef FCX_ITEM_NAME_flag
+#undef FCX_ITEM_NAME_text
+#undef FCX_ITEM_NAME_raw
+#undef FCX_ITEM_NAME_own
+#undef FCX_ITEM_NAME_handler
+#undef FCX_ITEM_NAME_none
+
+/// The row of `index`, or null when no row describes that item.
+constexpr const FactoryItem* find_factory_item(int index) {
+  for (const FactoryItem& item : kFactoryItems) {
+    if (item.index == index) return &item;
+  }
+  return nullptr;
+}
+
+/// The row of an item that the table is known to hold.
+template <int index>
+constexpr const FactoryItem& factory_item() {
+  constexpr const FactoryItem* item = find_factory_item(index);
+  static_assert(item != nullptr, "no row in fcx/factory_items.def has this index");
+  return *item;
+}
+
+/// Rows ascend, none is given twice, and every length is possible.
+constexpr bool factory_items_are_sound() {
+  int last = -1;
+  for (const FactoryItem& item : kFactoryItems) {
+    if (item.index <= last || item.length < 1 || item.length > kLongestItem) return false;
+    last = item.index;
+  }
+  return true;
+}
+static_assert(factory_items_are_sound());
+
+}  // namespace fcx
