@@ -1,0 +1,51 @@
+// The command table: every opcode that the library knows, as data. The dispatcher, the fcx tool and
+// docs/commands.md read the same rows. To add a command, see docs/architecture.md.
+#pragma once
+
+#include <cstdint>
+
+#include "fcx/qvcmd.h"
+#include "fcx/table.h"
+
+namespace fcx {
+
+/// What a command takes from the request.
+enum class Argument {
+  none,             ///< nothing
+  payload,          ///< the text in `data`, up to its NUL
+  decimal,          ///< the text as a decimal number, cut to its low 8 bits; 0 when it is none
+  request,          ///< the whole request
+  payload_or_none,  ///< text writes, an empty payload reads
+  selector,         ///< nothing; the row's own number says which of several values is meant
+};
+
+struct Command {
+  /// Calls the row's handler. Only service_handler() does so.
+  using Call = void (*)(const Command& row, const qvcmd_request& request, qvcmd_response& response);
+
+  int32_t opcode;
+  const char* handler;  ///< name of the function behind it; null when there is none (pool only)
+  const char* writer;   ///< the function for a non-empty payload where it is another one, else null
+  Argument argument;
+  int32_t selector;          ///< for Argument::selector
+  bool prepares_pool;        ///< the HIDL thread pool is prepared before the call
+  const char* announcement;  ///< printf format with at most the opcode, logged first; or null
+  Call call;                 ///< null when only the pool is prepared
+  const char* summary;       ///< what it does, for people
+};
+
+#pragma GCC visibility push(default)
+
+/// All rows, by ascending opcode.
+Table<Command> command_table();
+
+/// The row of `opcode`, or null when the opcode is unknown.
+const Command* find_command(int32_t opcode);
+
+/// Whether what the row calls is part of this build. Where it is not, the command answers `result`
+/// 1 and logs "not available".
+bool is_available(const Command& row);
+
+#pragma GCC visibility pop
+
+}  // namespace fcx
