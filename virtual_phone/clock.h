@@ -1,0 +1,20 @@
+// The phone's time, for this process. On the fast clock a sleep takes a thousandth of its time,
+// while the phone's clock still advances by the whole.
+#pragma once
+
+#include <cstdint>
+
+namespace virtual_phone {
+
+enum class Clock { real, fast };
+
+/// What this process's sleeps use from now on. At first: fast when $FCX_CLOCK is "fast", else real.
+void set_clock(Clock clock);
+
+/// Microseconds since 1970 on the phone's clock.
+int64_t now_us();
+
+/// Sleeps for that long on the phone's clock.
+void sleep_us(uint64_t microseconds);
+
+}  // namespace virtual_phone

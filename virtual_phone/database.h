@@ -1,0 +1,87 @@
+// SQLite with owners. Every function throws Error when the database cannot do its work.
+#pragma once
+
+#include <cstdint>
+#include <filesystem>
+#include <map>
+#include <memory>
+#include <optional>
+#include <string>
+#include <string_view>
+
+struct sqlite3;
+struct sqlite3_stmt;
+
+namespace virtual_phone {
+
+/// A run of one prepared statement: bind, step, read, and it is ready for the next.
+class Query {
+ public:
+  explicit Query(sqlite3_stmt* statement) : statement_(statement) {}
+  ~Query();
+  Query(const Query&) = delete;
+  Query& operator=(const Query&) = delete;
+
+  Query& bind(int64_t number);
+  Query& bind(std::string_view text);
+  Query& bind_blob(std::string_view bytes);
+
+  /// Goes to the next row. False when there is none.
+  bool step();
+  /// Runs a statement that gives no rows.
+  void run() { static_cast<void>(step()); }
+
+  int64_t number(int column) const;
+  std::string text(int column) const;
+  /// Bytes that live until the next step.
+  std::string_view blob(int column) const;
+
+ private:
+  sqlite3_stmt* statement_;
+  int bound_ = 0;
+};
+
+class Database {
+ public:
+  /// What a completed write outlives.
+  enum class Survives { power_cut, kill };
+
+  /// Opens an existing database file, or makes a new one.
+  Database(const std::filesystem::path& file, Survives survives, bool create = false);
+
+  /// A statement, prepared once for this connection. One run of it at a time.
+  Query query(const char* sql);
+  /// Runs statements that take and give nothing.
+  void execute(const char* sql);
+  /// Rows that the last statement changed.
+  int changes() const;
+  int64_t last_id() const;
+
+ private:
+  struct Close {
+    void operator()(sqlite3* database) const;
+  };
+  struct Finalize {
+    void operator()(sqlite3_stmt* statement) const;
+  };
+  std::unique_ptr<sqlite3, Close> database_;
+  std::map<const char*, std::unique_ptr<sqlite3_stmt, Finalize>> statements_;
+};
+
+/// Writes that happen together or not at all. Holds the phone's write lock from the start, so that
+/// what is read inside still holds when it is written.
+class Transaction {
+ public:
+  explicit Transaction(Database& database);
+  ~Transaction();
+  Transaction(const Transaction&) = delete;
+  Transaction& operator=(const Transaction&) = delete;
+
+  void commit();
+
+ private:
+  Database& database_;
+  bool open_ = true;
+};
+
+}  // namespace virtual_phone

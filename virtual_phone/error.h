@@ -1,0 +1,18 @@
+// What goes wrong with a virtual phone, in words for the person who uses it.
+#pragma once
+
+#include <stdexcept>
+
+namespace virtual_phone {
+
+/// The phone cannot be used. what() says why and what to do.
+class Error : public std::runtime_error {
+  using std::runtime_error::runtime_error;
+};
+
+/// What was asked for is refused, as a real phone would refuse it. what() says why.
+class Refused : public std::runtime_error {
+  using std::runtime_error::runtime_error;
+};
+
+}  // namespace virtual_phone

@@ -1,0 +1,173 @@
+#include "virtual_phone/faults.h"
+
+#include <algorithm>
+#include <cerrno>
+#include <iterator>
+
+#include "virtual_phone/clock.h"
+
+namespace virtual_phone {
+namespace {
+
+constexpr const char* kParts[] = {"item", "property", "file"};
+constexpr const char* kAccesses[] = {"any", "open", "read", "write"};
+constexpr const char* kEffects[] = {"fail", "late", "short", "return", "garbage"};
+
+template <typename Value, size_t count>
+std::optional<Value> named(const char* const (&names)[count], std::string_view name) {
+  const auto* found = std::find(std::begin(names), std::end(names), name);
+  if (found == std::end(names)) return std::nullopt;
+  return static_cast<Value>(found - std::begin(names));
+}
+
+const EffectRow* row_of(Part part, Effect effect) {
+  for (const EffectRow& row : fault_effects()) {
+    if (row.part == part && row.effect == effect) return &row;
+  }
+  return nullptr;
+}
+
+Fault fault_of(const Query& row) {
+  Fault fault{row.number(0),
+              named<Part>(kParts, row.text(1)).value_or(Part::item),
+              row.text(2),
+              named<Access>(kAccesses, row.text(3)).value_or(Access::any),
+              named<Effect>(kEffects, row.text(4)).value_or(Effect::fail),
+              row.number(5),
+              std::nullopt};
+  if (row.number(6) > 0) fault.remaining = row.number(6);
+  return fault;
+}
+
+/// The fault that strikes, counted down.
+std::optional<Fault> take(Phone& phone, Part part, std::string_view target, Access access) {
+  const std::lock_guard lock(phone.mutex());
+  const auto find = [&]() -> std::optional<Fault> {
+    Query query = phone.fleeting().query(
+        "SELECT id, kind, target, operation, effect, value, remaining FROM fault"
+        " WHERE kind = ? AND target = ? AND operation IN ('any', ?) ORDER BY id LIMIT 1");
+    query.bind(name_of(part)).bind(target).bind(name_of(access));
+    if (!query.step()) return std::nullopt;
+    return fault_of(query);
+  };
+  std::optional<Fault> fault = find();
+  if (!fault.has_value() || !fault->remaining.has_value()) return fault;
+  // Looked at again under the write lock: another process may have used it up.
+  Transaction transaction(phone.fleeting());
+  fault = find();
+  if (fault.has_value() && fault->remaining.has_value()) {
+    phone.fleeting()
+        .query("UPDATE fault SET remaining = remaining - 1 WHERE id = ?")
+        .bind(fault->id)
+        .run();
+    phone.fleeting()
+        .query("DELETE FROM fault WHERE id = ? AND remaining = 0")
+        .bind(fault->id)
+        .run();
+  }
+  transaction.commit();
+  return fault;
+}
+
+}  // namespace
+
+const std::vector<EffectRow>& fault_effects() {
+  static const std::vector<EffectRow> rows = {
+      {Part::item, Effect::fail, Access::any, "CODE", -1,
+       "the access fails with this negative code"},
+      {Part::item, Effect::late, Access::any, "MS", std::nullopt,
+       "the access takes that much longer"},
+      {Part::item, Effect::shorter, Access::read, "N", std::nullopt,
+       "only N bytes arrive, and N is returned"},
+      {Part::item, Effect::returns, Access::any, "N", std::nullopt,
+       "the access works but returns this positive number"},
+      {Part::item, Effect::garbage, Access::read, nullptr, 0, "every byte arrives as FF"},
+      {Part::property, Effect::fail, Access::any, nullptr, 0,
+       "a read finds no value, a write is refused"},
+      {Part::property, Effect::late, Access::any, "MS", std::nullopt,
+       "the access takes that much longer"},
+      {Part::property, Effect::garbage, Access::read, nullptr, 0, "91 bytes FF arrive"},
+      {Part::file, Effect::fail, Access::any, "ERRNO", EIO,
+       "the operation fails with this error, as ENOSPC or 28"},
+      {Part::file, Effect::late, Access::any, "MS", std::nullopt,
+       "the operation takes that much longer"},
+      {Part::file, Effect::shorter, Access::any, "N", std::nullopt,
+       "a read ends after N bytes, a write finds the disk full after N bytes"},
+  };
+  return rows;
+}
+
+const char* name_of(Part part) { return kParts[static_cast<size_t>(part)]; }
+const char* name_of(Access access) { return kAccesses[static_cast<size_t>(access)]; }
+const char* name_of(Effect effect) { return kEffects[static_cast<size_t>(effect)]; }
+std::optional<Part> part_named(std::string_view name) { return named<Part>(kParts, name); }
+std::optional<Access> access_named(std::string_view name) { return named<Access>(kAccesses, name); }
+std::optional<Effect> effect_named(std::string_view name) { return named<Effect>(kEffects, name); }
+
+int64_t set_fault(Phone& phone, Fault fault) {
+  const EffectRow* row = row_of(fault.part, fault.effect);
+  const std::string what = std::string(name_of(fault.part)) + " fault";
+  if (row == nullptr) throw Refused("there is no " + what + " \"" + name_of(fault.effect) + "\"");
+  if (fault.access == Access::open && fault.part != Part::file) {
+    throw Refused("only a file is opened; a " + what + " strikes on read, write or any");
+  }
+  if (row->strikes != Access::any) {
+    if (fault.access != Access::any && fault.access != row->strikes) {
+      throw Refused(what + " \"" + name_of(fault.effect) + "\" strikes on " +
+                    name_of(row->strikes) + " only");
+    }
+    fault.access = row->strikes;
+  }
+  if (fault.part == Part::item && fault.effect == Effect::fail && fault.value >= 0) {
+    throw Refused("an item access that fails returns a negative code");
+  }
+  if (fault.effect != Effect::fail && fault.value < 0) {
+    throw Refused(what + " \"" + name_of(fault.effect) + "\" takes no negative number");
+  }
+  if (fault.remaining.has_value() && *fault.remaining < 1) {
+    throw Refused("a fault strikes at least once");
+  }
+  const std::lock_guard lock(phone.mutex());
+  phone.fleeting()
+      .query(
+          "INSERT INTO fault(kind, target, operation, effect, value, remaining)"
+          " VALUES(?, ?, ?, ?, ?, nullif(?, 0))")
+      .bind(name_of(fault.part))
+      .bind(fault.target)
+      .bind(name_of(fault.access))
+      .bind(name_of(fault.effect))
+      .bind(fault.value)
+      .bind(fault.remaining.value_or(0))
+      .run();
+  return phone.fleeting().last_id();
+}
+
+std::vector<Fault> faults(Phone& phone) {
+  const std::lock_guard lock(phone.mutex());
+  std::vector<Fault> found;
+  Query query = phone.fleeting().query(
+      "SELECT id, kind, target, operation, effect, value, remaining FROM fault ORDER BY id");
+  while (query.step()) found.push_back(fault_of(query));
+  return found;
+}
+
+bool clear_fault(Phone& phone, int64_t id) {
+  const std::lock_guard lock(phone.mutex());
+  phone.fleeting().query("DELETE FROM fault WHERE id = ?").bind(id).run();
+  return phone.fleeting().changes() > 0;
+}
+
+int clear_faults(Phone& phone) {
+  const std::lock_guard lock(phone.mutex());
+  phone.fleeting().query("DELETE FROM fault").run();
+  return phone.fleeting().changes();
+}
+
+std::optional<Fault> strike(Phone& phone, Part part, std::string_view target, Access access) {
+  const std::optional<Fault> fault = take(phone, part, target, access);
+  if (!fault.has_value() || fault->effect != Effect::late) return fault;
+  sleep_us(static_cast<uint64_t>(fault->value) * 1000);
+  return std::nullopt;
+}
+
+}  // namespace virtual_phone

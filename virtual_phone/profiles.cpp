@@ -1,0 +1,84 @@
+#include "virtual_phone/profiles.h"
+
+namespace virtual_phone {
+namespace {
+
+using std::string_view_literals::operator""sv;
+
+constexpr char kMemoryInfo[] =
+    "MemTotal:        3809036 kB\n"
+    "MemFree:          412876 kB\n"
+    "MemAvailable:    1893320 kB\n";
+
+const std::vector<ProfileProperty> kBuild = {
+    {"ro.bootmode", "unknown"},     {"ro.build.date", "Mon Jun  1 09:00:00 KST 2020"},
+    {"ro.build.type", "userdebug"}, {"ro.build.version.release", "10"},
+    {"ro.product.model", "QV-100"},
+};
+
+Profile blank() {
+  return {"blank",
+          "nothing written yet: every item is empty",
+          kBuild,
+          {},
+          {{"/proc/meminfo", kMemoryInfo}}};
+}
+
+Profile single() {
+  return {"single",
+          "one carrier, all factory data written",
+          kBuild,
+          {
+              {2, "\x02"sv},
+              {4, "QV100AAAAAA0012345"sv},
+              {9, "QV2006A00123"sv},
+              {13, "490154203237518"sv},
+              {14, "QV100AT-00-V10a-OPEN-EU-JUN-01-2020+0"sv},
+              {15, "QV100AT-00-V10a-OPEN-EU-JUN-01-2020+0"sv},
+              {18, "006QVAB000123"sv},
+              {19, "20200601"sv},
+              {31, "QV100AT-00-V10a-FIXED"sv},
+              {32, "OPEN_EU"sv},
+              {36, "A01"sv},
+              {37, "006QVCS000456"sv},
+              {49, "0"sv},
+              {73, "AEUROP"sv},
+              {79, "2"sv},
+              {80, "\x01"sv},
+              {207, "A0000012345678"sv},
+              {211, "1"sv},
+              {212, "PASS"sv},
+              {213, "1"sv},
+              {214, "0001"sv},
+              {215, "QV100-OPEN"sv},
+              {251, "1111111111"sv},
+              {300, "1A2B"sv},
+              {420, "QV100EAW.AEUROPBK"sv},
+          },
+          {
+              {"/proc/meminfo", kMemoryInfo},
+              {"/mnt/vendor/persist-qv/startday/isValid", "0"},
+              {"/mnt/vendor/persist-qv/startday/date", "0000/00/00 00:00:00"},
+              {"/mnt/vendor/persist-qv/camera/front_tof_cal", "offset=12;gain=1.02"},
+          }};
+}
+
+}  // namespace
+
+const std::vector<Profile>& profiles() {
+  static const std::vector<Profile> all = {single(), blank()};
+  return all;
+}
+
+const std::vector<const char*>& device_directories() {
+  static const std::vector<const char*> all = {
+      "/data/vendor/factory",
+      "/dev/block/by-name",
+      "/mnt/vendor/persist-qv/camera",
+      "/mnt/vendor/persist-qv/startday",
+      "/proc",
+  };
+  return all;
+}
+
+}  // namespace virtual_phone

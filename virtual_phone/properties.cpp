@@ -1,0 +1,94 @@
+#include "virtual_phone/properties.h"
+
+#include <cutils/properties.h>
+
+#include <algorithm>
+#include <cstring>
+
+#include "virtual_phone/faults.h"
+#include "virtual_phone/platform_call.h"
+
+namespace virtual_phone {
+namespace {
+
+constexpr size_t kLongestValue = PROPERTY_VALUE_MAX - 1;
+
+bool starts_with(std::string_view text, std::string_view start) {
+  return text.substr(0, start.size()) == start;
+}
+
+/// Letters, digits and the marks that the property service allows; dots only between them.
+bool is_property_name(std::string_view name) {
+  constexpr std::string_view kAllowed =
+      "abcdefghijklmnopqrstuvwxyzABCDEFGHIJKLMNOPQRSTUVWXYZ0123456789._-@:";
+  return !name.empty() && name.front() != '.' && name.back() != '.' &&
+         name.find("..") == std::string_view::npos &&
+         name.find_first_not_of(kAllowed) == std::string_view::npos;
+}
+
+}  // namespace
+
+std::optional<std::string> get_property(Phone& phone, std::string_view name) {
+  const std::lock_guard lock(phone.mutex());
+  Query query = phone.fleeting().query("SELECT value FROM property WHERE name = ?");
+  query.bind(name);
+  if (!query.step()) return std::nullopt;
+  return query.text(0);
+}
+
+void set_property(Phone& phone, std::string_view name, std::string_view value) {
+  const std::string shown(name);
+  if (!is_property_name(name)) throw Refused("\"" + shown + "\" is no property name");
+  if (value.size() > kLongestValue) {
+    throw Refused(shown + ": the value has " + std::to_string(value.size()) +
+                  " characters, a property holds at most " + std::to_string(kLongestValue));
+  }
+  const std::lock_guard lock(phone.mutex());
+  Database& database = starts_with(name, "persist.") ? phone.durable() : phone.fleeting();
+  const char* sql = starts_with(name, "ro.")
+                        ? "INSERT OR IGNORE INTO property(name, value) VALUES(?, ?)"
+                        : "INSERT OR REPLACE INTO property(name, value) VALUES(?, ?)";
+  database.query(sql).bind(name).bind(value).run();
+  if (database.changes() == 0) {
+    throw Refused(shown + " is set already, and read-only until the next restart");
+  }
+}
+
+std::vector<std::pair<std::string, std::string>> properties(Phone& phone) {
+  const std::lock_guard lock(phone.mutex());
+  std::vector<std::pair<std::string, std::string>> found;
+  Query query = phone.fleeting().query("SELECT name, value FROM property ORDER BY name");
+  while (query.step()) found.emplace_back(query.text(0), query.text(1));
+  return found;
+}
+
+}  // namespace virtual_phone
+
+namespace vp = virtual_phone;
+
+int property_get(const char* key, char* value, const char* default_value) {
+  std::string found;
+  vp::platform_call("property_get", -1, [&](vp::Phone& phone) {
+    const auto fault = vp::strike(phone, vp::Part::property, key, vp::Access::read);
+    if (!fault.has_value()) {
+      found = vp::get_property(phone, key).value_or("");
+    } else if (fault->effect == vp::Effect::garbage) {
+      found.assign(vp::kLongestValue, '\xFF');
+    }
+    return 0;
+  });
+  // The default stands in for an empty value too, as on a phone.
+  if (found.empty() && default_value != nullptr) found = default_value;
+  const size_t length = std::min(found.size(), vp::kLongestValue);
+  memcpy(value, found.data(), length);
+  value[length] = '\0';
+  return static_cast<int>(length);
+}
+
+int property_set(const char* key, const char* value) {
+  return vp::platform_call("property_set", -1, [&](vp::Phone& phone) {
+    if (vp::strike(phone, vp::Part::property, key, vp::Access::write).has_value()) return -1;
+    vp::set_property(phone, key, value == nullptr ? "" : value);
+    return 0;
+  });
+}
