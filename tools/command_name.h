@@ -1,0 +1,24 @@
+// Commands by the names that people type: a handler's without "handle_".
+#pragma once
+
+#include <string>
+#include <vector>
+
+#include "fcx/command_table.h"
+
+namespace cli {
+
+/// The name of a handler, "" for none.
+std::string command_name(const char* handler);
+
+/// Both names of a row that reads or writes, else its one.
+std::string command_names(const fcx::Command& row);
+
+/// The opcode that `word` stands for: a number, or a name with or without "handle_". Throws
+/// UsageError for a name that is unknown or means several commands.
+int32_t opcode_of(const std::string& word);
+
+/// What the command takes, for people.
+std::string argument_text(const fcx::Command& row);
+
+}  // namespace cli

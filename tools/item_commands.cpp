@@ -1,0 +1,236 @@
+// item, prop: what is stored on the phone.
+#include <cstdio>
+#include <memory>
+
+#include "fcx/factory_items.h"
+#include "tools/commands.h"
+#include "virtual_phone/item_store.h"
+#include "virtual_phone/properties.h"
+
+namespace cli {
+namespace {
+
+namespace vp = virtual_phone;
+
+const char* encoding_name(const fcx::FactoryItem* item) {
+  if (item == nullptr) return "-";
+  switch (item->encoding) {
+    case fcx::Encoding::flag_byte:
+      return "flag byte";
+    case fcx::Encoding::digit_byte:
+      return "digit byte";
+    case fcx::Encoding::text:
+      return "text";
+    case fcx::Encoding::bytes:
+      return "bytes";
+  }
+  return "";
+}
+
+/// "get/set_qem" for a pair of that form, else the names.
+std::string accessor_names(const fcx::FactoryItem* item) {
+  if (item == nullptr) return "-";
+  const std::string reader = item->reader == nullptr ? "" : item->reader;
+  const std::string writer = item->writer == nullptr ? "" : item->writer;
+  const size_t read = reader.find("get_");
+  const size_t write = writer.find("set_");
+  if (read != std::string::npos && write == read &&
+      reader.substr(read + 4) == writer.substr(write + 4)) {
+    return reader.substr(0, read) + "get/" + writer.substr(write);
+  }
+  return reader.empty() ? writer : writer.empty() ? reader : reader + ", " + writer;
+}
+
+/// An item's number from its number or the name of one of its accessors. Throws UsageError.
+int item_number(const std::string& word) {
+  if (!word.empty() && word.find_first_not_of("0123456789") == std::string::npos) {
+    const int64_t number = number_of(word, "an item");
+    if (number > INT32_MAX) throw UsageError("there is no item " + word);
+    return static_cast<int>(number);
+  }
+  std::vector<std::string> names;
+  for (const fcx::FactoryItem& item : fcx::kFactoryItems) {
+    for (const char* accessor : {item.reader, item.writer}) {
+      if (accessor == nullptr) continue;
+      const std::string name = accessor;
+      for (const char* prefix : {"", "get_", "set_", "handle_get_", "handle_set_"}) {
+        if (name == prefix + word) return item.index;
+      }
+      names.push_back(name);
+    }
+  }
+  const std::string near = nearest(word, names);
+  throw UsageError("no item is called \"" + word + "\"" +
+                   (near.empty() ? "" : ". Near it: " + near) +
+                   ". `fcx item list` lists all of them.");
+}
+
+/// The bytes of an item as its encoding shows them.
+std::string value_text(const fcx::FactoryItem* item, std::string_view bytes) {
+  if (item != nullptr && item->encoding == fcx::Encoding::flag_byte) {
+    return std::to_string(static_cast<uint8_t>(bytes[0]));
+  }
+  const size_t used = bytes.find_last_not_of('\0');
+  return shown(bytes.substr(0, used == std::string_view::npos ? 0 : used + 1));
+}
+
+/// All but the last four characters hidden.
+std::string masked(std::string text) {
+  constexpr size_t kShown = 4;
+  const size_t hidden = text.size() > kShown ? text.size() - kShown : 0;
+  return text.replace(0, hidden, hidden, '*');
+}
+
+/// The bytes that a word on the command line stands for in that item. Throws UsageError.
+std::string item_bytes(const fcx::FactoryItem* item, const std::string& word) {
+  constexpr std::string_view kHex = "hex:";
+  const size_t length = item == nullptr ? vp::kItemBlock : item->length;
+  std::string bytes;
+  if (word.compare(0, kHex.size(), kHex) == 0) {
+    bytes = from_hex(std::string_view(word).substr(kHex.size()));
+  } else if (item != nullptr && item->encoding == fcx::Encoding::flag_byte) {
+    const int64_t flag = number_of(word, "a flag byte");
+    if (flag < 0 || flag > 255) throw UsageError("a flag byte is 0 to 255, not " + word);
+    bytes = static_cast<char>(flag);
+  } else {
+    bytes = word;
+  }
+  if (bytes.size() > length) {
+    throw UsageError("the value has " + std::to_string(bytes.size()) + " bytes, the item holds " +
+                     std::to_string(length));
+  }
+  bytes.resize(length);
+  return bytes;
+}
+
+Json item_json(int number, std::string_view bytes, bool full) {
+  const fcx::FactoryItem* item = fcx::find_factory_item(number);
+  const bool hide = !full && item != nullptr && item->privacy == fcx::Privacy::identity;
+  const std::string value = value_text(item, bytes);
+  Json object = {{"index", number}, {"accessors", Json::array()}};
+  if (item != nullptr) {
+    for (const char* accessor : {item->reader, item->writer}) {
+      if (accessor != nullptr) object["accessors"].push_back(accessor);
+    }
+  }
+  object["encoding"] = encoding_name(item);
+  object["length"] = bytes.size();
+  object["value"] = hide ? masked(value) : value;
+  if (!hide) object["hex"] = to_hex(bytes);
+  object["meaning"] = item == nullptr ? "" : item->meaning;
+  return object;
+}
+
+std::string read_item(vp::Phone& phone, int number) {
+  const fcx::FactoryItem* item = fcx::find_factory_item(number);
+  return vp::read_items(phone, number, item == nullptr ? vp::kItemBlock : item->length);
+}
+
+void list_items(const Session& session, bool full) {
+  vp::Phone& phone = session.open_phone();
+  auto written = vp::written_items(phone);
+  for (const fcx::FactoryItem& item : fcx::kFactoryItems) written.emplace(item.index, "");
+  Json list = Json::array();
+  TextTable table({"INDEX", "ACCESSOR", "ENCODING", "VALUE", "MEANING"});
+  for (const auto& entry : written) {
+    const fcx::FactoryItem* item = fcx::find_factory_item(entry.first);
+    const Json object = item_json(entry.first, read_item(phone, entry.first), full);
+    list.push_back(object);
+    table.add({std::to_string(entry.first), accessor_names(item), encoding_name(item),
+               object["value"], object["meaning"]});
+  }
+  if (session.json) return print({{"items", list}});
+  table.print();
+}
+
+void print_item(const Session& session, vp::Phone& phone, int number) {
+  const Json object = item_json(number, read_item(phone, number), true);
+  if (session.json) return print(object);
+  const fcx::FactoryItem* item = fcx::find_factory_item(number);
+  printf("item      %d\n", number);
+  printf("accessor  %s\n", accessor_names(item).c_str());
+  printf("encoding  %s, %zu bytes\n", encoding_name(item), object["length"].get<size_t>());
+  printf("value     %s\n", object["value"].get<std::string>().c_str());
+  if (item != nullptr) printf("meaning   %s\n", item->meaning);
+}
+
+}  // namespace
+
+void add_item(CLI::App& tool, Session& session) {
+  CLI::App& group =
+      add_command(tool, "item", "Look at the factory items, and change them",
+                  "  fcx item list                 all items, identities shown in part\n"
+                  "  fcx item get 2                one item, whole\n"
+                  "  fcx item get serial_number    by the name of its accessor\n"
+                  "  fcx item set 2 hex:03         bytes\n"
+                  "  fcx item set 9 QV2006A00999   text; what is left of the item is zeroed",
+                  {});
+  group.require_subcommand(1);
+
+  auto full = std::make_shared<bool>(false);
+  CLI::App& list = add_command(group, "list", "List all items", "",
+                               [&session, full] { list_items(session, *full); });
+  list.add_flag("--full", *full, "Show identities whole");
+
+  auto word = std::make_shared<std::string>();
+  CLI::App& get = add_command(group, "get", "Show one item", "", [&session, word] {
+    const int number = item_number(*word);
+    print_item(session, session.open_phone(), number);
+  });
+  get.add_option("item", *word, "Its number, or an accessor's name")->required();
+
+  auto value = std::make_shared<std::string>();
+  CLI::App& set = add_command(group, "set", "Write one item", "", [&session, word, value] {
+    const int number = item_number(*word);
+    const std::string bytes = item_bytes(fcx::find_factory_item(number), *value);
+    vp::Phone& phone = session.open_phone();
+    vp::write_item(phone, number, bytes);
+    print_item(session, phone, number);
+  });
+  set.add_option("item", *word, "Its number, or an accessor's name")->required();
+  set.add_option("value", *value, "hex:BYTES, a number for a flag byte, else text")->required();
+}
+
+void add_prop(CLI::App& tool, Session& session) {
+  CLI::App& group = add_command(
+      tool, "prop", "Look at the system properties, and change them",
+      "  fcx prop list\n"
+      "  fcx prop get persist.vendor.qve.factory.status\n"
+      "  fcx prop set vendor.qve.factory.pif 1\n"
+      "\n"
+      "A value has at most 91 characters. \"ro.\" names are set once, \"persist.\" names\n"
+      "survive `fcx reboot`.",
+      {});
+  group.require_subcommand(1);
+
+  add_command(group, "list", "List all properties", "", [&session] {
+    Json object = Json::object();
+    for (const auto& [name, value] : vp::properties(session.open_phone())) {
+      object[name] = value;
+      if (!session.json) printf("[%s]: [%s]\n", name.c_str(), value.c_str());
+    }
+    if (session.json) print({{"properties", object}});
+  });
+
+  auto name = std::make_shared<std::string>();
+  CLI::App& get = add_command(
+      group, "get", "Print one value; nothing when it is not set", "", [&session, name] {
+        const auto value = vp::get_property(session.open_phone(), *name);
+        if (session.json) {
+          print({{"name", *name}, {"value", value ? Json(*value) : Json()}});
+        } else {
+          puts(value.value_or("").c_str());
+        }
+      });
+  get.add_option("name", *name, "The property")->required();
+
+  auto value = std::make_shared<std::string>();
+  CLI::App& set = add_command(group, "set", "Set one value", "", [&session, name, value] {
+    vp::set_property(session.open_phone(), *name, *value);
+    if (session.json) print({{"name", *name}, {"value", *value}});
+  });
+  set.add_option("name", *name, "The property")->required();
+  set.add_option("value", *value, "Its value")->required();
+}
+
+}  // namespace cli

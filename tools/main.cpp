@@ -1,0 +1,80 @@
+// fcx: a virtual phone and the factory commands, from the command line.
+#include <cstdio>
+
+#include "tools/commands.h"
+#include "virtual_phone/clock.h"
+
+namespace {
+
+constexpr char kDescription[] =
+    "fcx: factory commands on a virtual phone.\n"
+    "\n"
+    "A virtual phone is a directory with a phone's properties, factory items, files and log. "
+    "Commands\n"
+    "sent to it are answered by the library that ships on the phone.";
+
+constexpr char kFooter[] =
+    "First steps:\n"
+    "  fcx init                                make a phone with its factory data written\n"
+    "  fcx commands                            what it can be asked\n"
+    "  fcx send get_serial_number              ask it\n"
+    "  fcx send 4018 123456789012345           write the CSN; `fcx send 4018` reads it\n"
+    "  fcx item list                           what is stored now\n"
+    "  fcx log                                 what the library wrote to the log\n"
+    "  fcx fault item 9 fail                   let reads of item 9 fail\n"
+    "\n"
+    "The phone is in $FCX_PHONE, else $XDG_STATE_HOME/fcx/phone, else ~/.local/state/fcx/phone.\n"
+    "\n"
+    "Exit status:\n"
+    "  0  done\n"
+    "  1  the phone could not be used; standard error says what to do\n"
+    "  2  the command line makes no sense\n"
+    "  3  the factory command was delivered, and its result is not 0";
+
+int report(const char* message, int exit_status) {
+  fprintf(stderr, "fcx: %s\n", message);
+  return exit_status;
+}
+
+int run(int argc, char** argv) {
+  cli::Session session;
+  CLI::App tool(kDescription, "fcx");
+  tool.footer(kFooter);
+  tool.set_version_flag("--version", FCX_VERSION);
+  tool.add_option("--phone", session.phone_directory, "The phone's directory");
+  tool.add_flag("--json", session.json, "Print one JSON object");
+  tool.require_subcommand(1);
+  cli::add_init(tool, session);
+  cli::add_demo(tool, session);
+  cli::add_commands(tool, session);
+  cli::add_send(tool, session);
+  cli::add_prop(tool, session);
+  cli::add_item(tool, session);
+  cli::add_events(tool, session);
+  cli::add_log(tool, session);
+  cli::add_fault(tool, session);
+  cli::add_reboot(tool, session);
+  try {
+    tool.parse(argc, argv);
+  } catch (const CLI::ParseError& error) {
+    return tool.exit(error) == 0 ? cli::kDone : cli::kUsage;
+  }
+  return session.exit_status;
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+  // Nobody wants to wait for a phone that is not there; FCX_CLOCK=real does.
+  const char* clock = getenv("FCX_CLOCK");
+  if (clock == nullptr) virtual_phone::set_clock(virtual_phone::Clock::fast);
+  try {
+    return run(argc, argv);
+  } catch (const cli::UsageError& error) {
+    return report(error.what(), cli::kUsage);
+  } catch (const virtual_phone::Refused& error) {
+    return report(error.what(), cli::kUsage);
+  } catch (const std::exception& error) {
+    return report(error.what(), cli::kPhoneUnusable);
+  }
+}

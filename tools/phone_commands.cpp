@@ -1,0 +1,168 @@
+// init, events, log, reboot: the phone as a whole.
+#include <fcntl.h>
+#include <unistd.h>
+
+#include <chrono>
+#include <cstdio>
+#include <fstream>
+#include <memory>
+#include <thread>
+
+#include "tools/commands.h"
+#include "virtual_phone/events.h"
+#include "virtual_phone/profiles.h"
+
+namespace cli {
+namespace {
+
+namespace vp = virtual_phone;
+
+/// The last lines of the phone's log.
+std::vector<std::string> log_lines(const std::filesystem::path& file, size_t most) {
+  std::vector<std::string> lines;
+  std::ifstream in(file);
+  for (std::string line; std::getline(in, line);) lines.push_back(std::move(line));
+  if (lines.size() > most) lines.erase(lines.begin(), lines.end() - static_cast<ptrdiff_t>(most));
+  return lines;
+}
+
+/// A line in the form "11-21 06:26:00.123  1234  1234 I Tag     : message", taken apart.
+Json log_entry(const std::string& line) {
+  std::istringstream in(line);
+  std::string date, time, priority;
+  int pid = 0, tid = 0;
+  in >> date >> time >> pid >> tid >> priority;
+  in.get();
+  std::string rest;
+  std::getline(in, rest);
+  const size_t colon = rest.find(": ");
+  std::string tag = rest.substr(0, colon);
+  tag.erase(tag.find_last_not_of(' ') + 1);
+  return {{"time", date + " " + time},
+          {"pid", pid},
+          {"tid", tid},
+          {"priority", priority},
+          {"tag", tag},
+          {"message", colon == std::string::npos ? "" : rest.substr(colon + 2)}};
+}
+
+/// Prints what is added to the log, until the tool is interrupted.
+[[noreturn]] void follow(const std::filesystem::path& file) {
+  std::ifstream in(file, std::ios::ate);
+  while (true) {
+    for (std::string text; std::getline(in, text);) puts(text.c_str());
+    fflush(stdout);
+    in.clear();
+    // The log starts anew when it has grown large.
+    std::error_code gone;
+    if (std::filesystem::file_size(file, gone) < static_cast<uintmax_t>(in.tellg())) in.seekg(0);
+    std::this_thread::sleep_for(std::chrono::milliseconds(200));
+  }
+}
+
+std::string profile_list() {
+  std::string list;
+  for (const vp::Profile& profile : vp::profiles()) {
+    list += (list.empty() ? "" : "; ") + std::string(profile.name) + ": " + profile.meaning;
+  }
+  return list;
+}
+
+}  // namespace
+
+void add_init(CLI::App& tool, Session& session) {
+  struct Options {
+    std::string profile = "single";
+    bool force = false;
+  };
+  auto options = std::make_shared<Options>();
+  CLI::App& command = add_command(
+      tool, "init", "Make a virtual phone",
+      "  fcx init                            a phone with its factory data written\n"
+      "  fcx init --profile blank --force    replace it by one where nothing was written\n"
+      "  fcx --phone /tmp/p init             a phone in a directory of your own",
+      [&session, options] {
+        vp::create(session.directory(), options->profile, options->force);
+        const std::string directory = session.open_phone().directory().string();
+        if (session.json) {
+          print({{"phone", directory}, {"profile", options->profile}});
+        } else {
+          printf("made a phone (profile %s) in %s\n", options->profile.c_str(), directory.c_str());
+        }
+      });
+  command.add_option("--profile", options->profile, profile_list());
+  command.add_flag("--force", options->force, "Replace the phone that is there");
+}
+
+void add_events(CLI::App& tool, Session& session) {
+  add_command(tool, "events", "What happened to the phone: reboots, wake locks and the like",
+              "  fcx events", [&session] {
+                const auto events = vp::events(session.open_phone());
+                if (session.json) {
+                  Json list = Json::array();
+                  for (const auto& event : events) {
+                    list.push_back({{"id", event.id},
+                                    {"time_us", event.time_us},
+                                    {"kind", event.kind},
+                                    {"detail", event.detail}});
+                  }
+                  return print({{"events", list}});
+                }
+                if (events.empty()) {
+                  puts("nothing has happened yet");
+                  return;
+                }
+                TextTable table({"ID", "TIME", "KIND", "DETAIL"});
+                for (const auto& event : events) {
+                  table.add({std::to_string(event.id), shown_time(event.time_us), event.kind,
+                             event.detail});
+                }
+                table.print();
+              });
+}
+
+void add_log(CLI::App& tool, Session& session) {
+  struct Options {
+    size_t most = SIZE_MAX;
+    bool follow = false;
+  };
+  auto options = std::make_shared<Options>();
+  CLI::App& command =
+      add_command(tool, "log", "What was written to the phone's log",
+                  "  fcx log -n 20       the last 20 lines\n"
+                  "  fcx log --follow    and then what comes, until Ctrl-C",
+                  [&session, options] {
+                    if (options->follow && session.json) {
+                      throw UsageError("--follow prints lines, not one JSON object");
+                    }
+                    const auto file = session.open_phone().log_file();
+                    const auto lines = log_lines(file, options->most);
+                    if (session.json) {
+                      Json list = Json::array();
+                      for (const auto& line : lines) list.push_back(log_entry(line));
+                      return print({{"entries", list}});
+                    }
+                    for (const auto& line : lines) puts(line.c_str());
+                    if (options->follow) follow(file);
+                  });
+  command.add_option("-n,--lines", options->most, "Print the last N lines")->type_name("N");
+  command.add_flag("--follow", options->follow, "Go on with what is written from now on");
+}
+
+void add_reboot(CLI::App& tool, Session& session) {
+  auto reason = std::make_shared<std::string>("by hand");
+  CLI::App& command = add_command(
+      tool, "reboot", "Switch the phone off and on",
+      "  fcx reboot    properties that do not persist are gone, build properties are back",
+      [&session, reason] {
+        vp::restart(session.open_phone(), *reason);
+        if (session.json) {
+          print({{"restarted", true}, {"reason", *reason}});
+        } else {
+          puts("restarted");
+        }
+      });
+  command.add_option("reason", *reason, "Recorded with the event");
+}
+
+}  // namespace cli

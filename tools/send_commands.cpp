@@ -1,0 +1,285 @@
+// commands, send, demo: factory commands.
+#include <unistd.h>
+
+#include <cstdio>
+#include <cstring>
+#include <memory>
+
+#include "fcx/background.h"
+#include "fcx/command_table.h"
+#include "fcx/factory_items.h"
+#include "fcx/service_handler.h"
+#include "tools/command_name.h"
+#include "tools/commands.h"
+#include "virtual_phone/events.h"
+#include "virtual_phone/log_buffer.h"
+
+namespace cli {
+namespace {
+
+namespace vp = virtual_phone;
+
+/// What came of one command.
+struct Delivery {
+  int32_t opcode;
+  const fcx::Command* row;  ///< null for an unknown opcode
+  std::string name;
+  qvcmd_response response;
+  std::vector<vp::Event> events;     ///< what happened to the phone
+  std::vector<vp::LogEntry> errors;  ///< what the library logged as errors
+
+  std::string_view data() const {
+    const auto length = std::clamp<int32_t>(response.data_len, 0, sizeof response.data);
+    return {response.data, static_cast<size_t>(length)};
+  }
+};
+
+/// Delivers one command as the daemon does, and waits for what it leaves on a thread.
+Delivery deliver(vp::Phone& phone, int32_t opcode, std::string_view payload) {
+  Delivery delivery{opcode, fcx::find_command(opcode), "", {}, {}, {}};
+  if (delivery.row != nullptr) {
+    const bool writes = delivery.row->writer != nullptr && !payload.empty() && payload[0] != '\0';
+    delivery.name = command_name(writes ? delivery.row->writer : delivery.row->handler);
+  }
+  const auto before = vp::events(phone);
+  const int64_t last = before.empty() ? 0 : before.back().id;
+  qvcmd_request request{};
+  request.opcode = opcode;
+  request.data_len = static_cast<int32_t>(payload.size());
+  payload.copy(request.data, sizeof request.data);
+  constexpr int kErrorPriority = 6;
+  vp::observe_log([&](const vp::LogEntry& entry) {
+    if (entry.priority >= kErrorPriority) delivery.errors.push_back(entry);
+  });
+  service_handler(&request, &delivery.response);
+  fcx::wait_for_background_work();
+  vp::observe_log({});
+  delivery.events = vp::events(phone, last);
+  return delivery;
+}
+
+/// The argument's bytes, or UsageError when a request does not hold them.
+std::string payload_of(const std::optional<std::string>& text,
+                       const std::optional<std::string>& hex) {
+  if (text.has_value() && hex.has_value()) throw UsageError("give a text or --hex, not both");
+  std::string payload = hex.has_value() ? from_hex(*hex) : text.value_or("");
+  const size_t most = hex.has_value() ? QVCMD_DATA_SIZE : QVCMD_DATA_SIZE - 1;
+  if (payload.size() > most) {
+    throw UsageError("the argument has " + std::to_string(payload.size()) +
+                     " bytes, a request holds at most " + std::to_string(most));
+  }
+  return payload;
+}
+
+void print_errors(const Delivery& delivery) {
+  if (delivery.row == nullptr) {
+    fprintf(stderr, "fcx: opcode %d is unknown; the response is as it was passed\n",
+            delivery.opcode);
+  }
+  for (const vp::LogEntry& entry : delivery.errors) {
+    std::string message = entry.message;
+    while (!message.empty() && message.back() == '\n') message.pop_back();
+    fprintf(stderr, "%s: %s\n", entry.tag.c_str(), message.c_str());
+  }
+}
+
+void print_json(const Delivery& delivery) {
+  Json object = {{"opcode", delivery.opcode},
+                 {"name", delivery.name.empty() ? Json() : Json(delivery.name)},
+                 {"result", delivery.response.result},
+                 {"data_len", delivery.response.data_len},
+                 {"data", is_printable(delivery.data()) ? Json(delivery.data()) : Json()},
+                 {"data_hex", to_hex(delivery.data())}};
+  for (const vp::Event& event : delivery.events) {
+    object["events"].push_back({{"kind", event.kind}, {"detail", event.detail}});
+  }
+  print(object);
+}
+
+void print_text(const Delivery& delivery) {
+  printf("%d %s\n", delivery.opcode, delivery.name.c_str());
+  printf("result    %d\n", delivery.response.result);
+  printf("data_len  %d\n", delivery.response.data_len);
+  printf("data      %s\n", shown(delivery.data()).c_str());
+  for (const vp::Event& event : delivery.events) {
+    printf("event     %s: %s\n", event.kind.c_str(), event.detail.c_str());
+  }
+}
+
+Json command_json(const fcx::Command& row) {
+  const std::string writer = command_name(row.writer);
+  return {{"opcode", row.opcode},
+          {"name", row.handler == nullptr ? Json() : Json(command_name(row.handler))},
+          {"writes_as", writer.empty() ? Json() : Json(writer)},
+          {"argument", argument_text(row)},
+          {"prepares_pool", row.prepares_pool},
+          {"available", fcx::is_available(row)},
+          {"summary", row.summary}};
+}
+
+void print_markdown() {
+  puts("# Commands\n");
+  puts("Made from the command table by `fcx commands --markdown`; do not edit.\n");
+  puts(
+      "*text* is the request's text up to its NUL, *number* the same as a decimal number cut to "
+      "its");
+  puts(
+      "low 8 bits, *request* the whole request with its length; of a row with *text or none* an "
+      "empty");
+  puts(
+      "text reads and any other writes. A number in parentheses is handed to the handler. *pool*: "
+      "the");
+  puts("HIDL thread pool is prepared first. A row that is not available answers `result` 1.\n");
+  puts("| Opcode | Name | Argument | Pool | Available | What it does |");
+  puts("|---|---|---|---|---|---|");
+  for (const fcx::Command& row : fcx::command_table()) {
+    printf("| %d | %s | %s | %s | %s | %s |\n", row.opcode, command_names(row).c_str(),
+           argument_text(row).c_str(), row.prepares_pool ? "yes" : "",
+           fcx::is_available(row) ? "yes" : "no", row.summary);
+  }
+}
+
+/// A phone that is gone with this object.
+class TemporaryPhone {
+ public:
+  TemporaryPhone()
+      : directory_(std::filesystem::temp_directory_path() /
+                   ("fcx-demo-" + std::to_string(getpid()))) {
+    vp::create(directory_, "single", true);
+    vp::select(directory_);
+  }
+  ~TemporaryPhone() {
+    std::error_code ignored;
+    std::filesystem::remove_all(directory_, ignored);
+  }
+  TemporaryPhone(const TemporaryPhone&) = delete;
+  TemporaryPhone& operator=(const TemporaryPhone&) = delete;
+
+ private:
+  std::filesystem::path directory_;
+};
+
+struct DemoStep {
+  const char* question;
+  int32_t opcode;
+  std::string_view payload;
+};
+
+using std::string_view_literals::operator""sv;
+
+// One of each family, reads and writes, and what a refusal looks like.
+constexpr DemoStep kDemo[] = {
+    {"Who are you? The serial number", 4010, ""},
+    {"The CSN", 4018, ""},
+    {"Write another CSN", 4018, "123456789012345"},
+    {"and read it back", 4018, ""},
+    {"The SKU", 4404, ""},
+    {"When were you made?", 4016, ""},
+    {"The set revision", 4017, ""},
+    {"Download mode", 3171, ""},
+    {"A download mode that is none", 3170, "fast"},
+    {"Select the third IME, as a raw byte", 3201, "\x02"sv},
+    {"and read it back", 3200, ""},
+    {"Store a mid-auto test result", 4408, "1101"},
+    {"and read it back", 4407, ""},
+    {"A mid-auto CRC that nobody has stored", 4409, ""},
+    {"Is the LDAF calibration done?", 4215, ""},
+    {"Is the front camera calibrated?", 4230, "[FRONT_TOF_CHECK]"},
+    {"The day of first use", 4295, ""},
+    {"How much memory, in MiB?", 4402, ""},
+    {"Prepare the HIDL thread pool", 4056, ""},
+    {"An opcode that does not exist", 4999, ""},
+};
+
+void run_demo(const Session& session) {
+  const TemporaryPhone temporary;
+  vp::Phone& phone = vp::selected();
+  if (init_factory_item() != 0) throw vp::Error("the factory item store cannot be opened");
+  Json answers = Json::array();
+  TextTable table({"ASKED", "COMMAND", "RESULT", "ANSWER"});
+  for (const DemoStep& step : kDemo) {
+    const Delivery delivery = deliver(phone, step.opcode, step.payload);
+    const std::string command =
+        std::to_string(step.opcode) + (delivery.name.empty() ? "" : " " + delivery.name);
+    const std::string sent = step.payload.empty() ? "" : " " + shown(step.payload);
+    answers.push_back({{"opcode", step.opcode},
+                       {"name", delivery.name.empty() ? Json() : Json(delivery.name)},
+                       {"result", delivery.response.result},
+                       {"data", shown(delivery.data())}});
+    table.add({step.question, command + sent,
+               delivery.row == nullptr ? "unknown" : std::to_string(delivery.response.result),
+               shown(delivery.data())});
+  }
+  if (session.json) return print({{"answers", answers}});
+  puts("Factory commands, answered by the library on a fresh virtual phone (profile single):\n");
+  table.print();
+  for (const vp::Event& event : vp::events(phone)) {
+    printf("\nIt left its mark on the phone: %s, %s.\n", event.kind.c_str(), event.detail.c_str());
+  }
+  puts("\nThat phone is gone again. To keep one: `fcx init`, then `fcx send 4010`, `fcx --help`.");
+}
+
+}  // namespace
+
+void add_commands(CLI::App& tool, Session& session) {
+  auto markdown = std::make_shared<bool>(false);
+  CLI::App& command = add_command(
+      tool, "commands", "List the factory commands",
+      "  fcx commands               all of them\n"
+      "  fcx commands --markdown    the same as docs/commands.md",
+      [&session, markdown] {
+        if (*markdown) return print_markdown();
+        if (session.json) {
+          Json list = Json::array();
+          for (const auto& row : fcx::command_table()) list.push_back(command_json(row));
+          return print({{"commands", list}});
+        }
+        TextTable table({"OPCODE", "NAME", "ARGUMENT", "WHAT IT DOES"});
+        for (const fcx::Command& row : fcx::command_table()) {
+          table.add({std::to_string(row.opcode), command_names(row), argument_text(row),
+                     std::string(fcx::is_available(row) ? "" : "(not available) ") + row.summary});
+        }
+        table.print();
+      });
+  command.add_flag("--markdown", *markdown, "Print the page docs/commands.md");
+}
+
+void add_send(CLI::App& tool, Session& session) {
+  struct Options {
+    std::string command;
+    std::optional<std::string> text;
+    std::optional<std::string> hex;
+  };
+  auto options = std::make_shared<Options>();
+  CLI::App& command = add_command(
+      tool, "send", "Send one factory command and print its answer",
+      "  fcx send get_serial_number          by name\n"
+      "  fcx send 4018 123456789012345       by number, with a text\n"
+      "  fcx send set_teal_ime --hex 02      with raw bytes\n"
+      "  fcx send 4003 -- -1                 with a text that begins with a dash\n"
+      "\n"
+      "The exit status is 3 when the result is not 0. What a command leaves on a thread is "
+      "awaited.",
+      [&session, options] {
+        const int32_t opcode = opcode_of(options->command);
+        const std::string payload = payload_of(options->text, options->hex);
+        vp::Phone& phone = session.open_phone();
+        if (init_factory_item() != 0) throw vp::Error("the factory item store cannot be opened");
+        const Delivery delivery = deliver(phone, opcode, payload);
+        print_errors(delivery);
+        session.json ? print_json(delivery) : print_text(delivery);
+        session.exit_status = delivery.response.result == QVCMD_OK ? kDone : kCommandFailed;
+      });
+  command.add_option("command", options->command, "Opcode or name, as `fcx commands` lists them")
+      ->required();
+  command.add_option("text", options->text, "The argument as text");
+  command.add_option("--hex", options->hex, "The argument as bytes, two digits each")
+      ->type_name("BYTES");
+}
+
+void add_demo(CLI::App& tool, Session& session) {
+  add_command(tool, "demo", "Show what the library does, on a fresh phone that is removed again",
+              "", [&session] { run_demo(session); });
+}
+
+}  // namespace cli
