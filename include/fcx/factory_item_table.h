@@ -3,6 +3,7 @@
 #pragma once
 
 #include <cstddef>
+#include <iterator>
 
 namespace fcx {
 
@@ -51,20 +52,26 @@ inline constexpr FactoryItem kFactoryItems[] = {
 #undef FCX_ITEM_NAME_handler
 #undef FCX_ITEM_NAME_none
 
+/// Where the row of `index` stands; the number of rows when there is none.
+constexpr size_t factory_item_position(int index) {
+  size_t position = 0;
+  while (position < std::size(kFactoryItems) && kFactoryItems[position].index != index) ++position;
+  return position;
+}
+
 /// The row of `index`, or null when no row describes that item.
 constexpr const FactoryItem* find_factory_item(int index) {
-  for (const FactoryItem& item : kFactoryItems) {
-    if (item.index == index) return &item;
-  }
-  return nullptr;
+  const size_t position = factory_item_position(index);
+  return position < std::size(kFactoryItems) ? &kFactoryItems[position] : nullptr;
 }
 
 /// The row of an item that the table is known to hold.
 template <int index>
 constexpr const FactoryItem& factory_item() {
-  constexpr const FactoryItem* item = find_factory_item(index);
-  static_assert(item != nullptr, "no row in fcx/factory_items.def has this index");
-  return *item;
+  constexpr size_t position = factory_item_position(index);
+  static_assert(position < std::size(kFactoryItems),
+                "no row in fcx/factory_items.def has this index");
+  return kFactoryItems[position];
 }
 
 /// Rows ascend, none is given twice, and every length is possible.

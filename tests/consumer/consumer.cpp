@@ -1,0 +1,13 @@
+#include <fcx/factory_items.h>
+#include <fcx/service_handler.h>
+
+#include <cstdio>
+
+int main() {
+  if (init_factory_item() != 0) return 1;
+  qvcmd_request request{4010, 0, {}};
+  qvcmd_response response{};
+  service_handler(&request, &response);
+  puts(response.data);
+  return response.result;
+}

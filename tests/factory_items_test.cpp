@@ -1,0 +1,240 @@
+// The typed accessors of the factory items.
+#include "fcx/factory_items.h"
+
+#include <cstring>
+
+#include "tests/phone_fixture.h"
+
+namespace fcx_test {
+namespace {
+
+using std::string_view_literals::operator""sv;
+using testing::ElementsAre;
+using testing::IsEmpty;
+using virtual_phone::Access;
+using virtual_phone::Effect;
+using virtual_phone::Part;
+
+class FactoryItems : public PhoneTest {};
+
+constexpr char kAgree[] = "/mnt/vendor/persist-qv/agree_factory";
+constexpr char kStatusProperty[] = "persist.vendor.qve.factory.status";
+
+struct FlagAccessors {
+  int index;
+  int (*get)();
+  int (*set)(int);
+};
+
+constexpr FlagAccessors kFlags[] = {
+    {2, get_factory_status, set_factory_status},
+    {3, get_qem, set_qem},
+    {10, get_charger_skip, set_charger_skip},
+    {23, nullptr, set_frst_running},
+    {40, get_workfrstmodeon_status, set_workfrstmodeon_status},
+    {54, nullptr, set_mtk_aiinit},
+    {75, get_teal_ime, set_teal_ime},
+    {80, get_hiddenMenu_extension, set_hiddenMenu_extension},
+    {101, nullptr, set_lcd_break_mode},
+    {106, get_testmode, set_testmode},
+    {112, nullptr, set_dload_reboot},
+    {216, get_fsg_wp_enable, set_fsg_wp_enable},
+    {217, get_use_fsg, set_use_fsg},
+    {218, get_use_fsg_count, set_use_fsg_count},
+    {221, get_fsg_wp_status, set_fsg_wp_status},
+    {223, get_ship_mode_status, set_ship_mode_status},
+    {410, get_copy_preload_status, set_copy_preload_status},
+};
+
+TEST_F(FactoryItems, FlagsAreOneRawByteOfTheirOwnItem) {
+  for (const FlagAccessors& flag : kFlags) {
+    SCOPED_TRACE(flag.index);
+    for (const auto& [value, byte] : {std::pair(1, 1), {255, 255}, {256, 0}, {-1, 255}, {0, 0}}) {
+      EXPECT_EQ(0, flag.set(value));
+      EXPECT_EQ(byte, static_cast<uint8_t>(item(flag.index, 1)[0]));
+      if (flag.get != nullptr) {
+        EXPECT_EQ(byte, flag.get());
+      }
+      EXPECT_EQ(byte, get_int_ftm_by_index(flag.index));
+    }
+    item_fails(flag.index);
+    EXPECT_EQ(-1, flag.set(1));
+    if (flag.get != nullptr) {
+      EXPECT_EQ(-1, flag.get());
+    }
+    EXPECT_EQ(0, item(flag.index, 1)[0]);
+  }
+}
+
+struct TextAccessors {
+  int index;
+  size_t length;
+  int (*get)(char*);
+  int (*set)(const char*);
+};
+
+constexpr TextAccessors kTexts[] = {
+    {4, 30, get_pid, set_pid},
+    {13, 20, get_imei_ftm_item, set_imei_ftm_item},
+    {14, 70, get_sw_version_ftm_item, set_sw_version_ftm_item},
+    {15, 70, get_sw_original_version_ftm_item, set_sw_original_version_ftm_item},
+    {17, 256, get_aatset, nullptr},
+    {31, 50, get_sw_fixed_area_version_ftm_item, set_sw_fixed_area_version_ftm_item},
+    {32, 8, get_buyer_item, set_buyer_item},
+    {36, 10, get_set_revision, set_set_revision},
+    {73, 20, get_suffix_item, set_suffix_item},
+    {90, 512, get_sdcard_download_path, set_sdcard_download_path},
+    {207, 20, get_meid_ftm_item, set_meid_ftm_item},
+    {211, 10, get_ldaf_cal_ftm_item, nullptr},
+    {212, 256, get_saatresult, set_saatresult},
+    {251, 128, get_midauto_result, set_midauto_result},
+};
+
+TEST_F(FactoryItems, TextsFillTheirItemAndNoByteMore) {
+  for (const TextAccessors& text : kTexts) {
+    SCOPED_TRACE(text.index);
+    const std::string longest(text.length, 'y');
+    set_item(text.index, longest + "!");
+    std::string buffer(text.length + 1, '#');
+    EXPECT_EQ(0, text.get(buffer.data()));
+    EXPECT_EQ(longest + "#", buffer) << "the item's length and no more";
+    EXPECT_EQ(-1, text.get(nullptr));
+    if (text.set != nullptr) {
+      EXPECT_EQ(0, text.set("AB"));
+      EXPECT_EQ("AB" + std::string(text.length - 2, '\0') + "!", item(text.index, text.length + 1));
+      EXPECT_EQ(0, text.set((longest + "zz").c_str()));
+      EXPECT_EQ(longest + "!", item(text.index, text.length + 1));
+      EXPECT_EQ(-1, text.set(nullptr));
+    }
+    item_fails(text.index);
+    buffer.assign(text.length, '#');
+    EXPECT_EQ(-1, text.get(buffer.data()));
+    EXPECT_EQ(std::string(text.length, '#'), buffer) << "a failure leaves the buffer alone";
+    if (text.set != nullptr) {
+      EXPECT_EQ(-1, text.set("CD"));
+    }
+    EXPECT_EQ(longest + "!", item(text.index, text.length + 1));
+  }
+}
+
+TEST_F(FactoryItems, RawBytesAreCopiedWhole) {
+  const std::string_view sum = "\x01\x00\xFF\x02"sv;
+  EXPECT_EQ(0, set_gpio_sum(sum.data()));
+  char buffer[40] = {};
+  EXPECT_EQ(0, get_gpio_sum(buffer));
+  EXPECT_EQ(sum, std::string_view(buffer, 4));
+  EXPECT_EQ(0, set_dload_factory_reset_flag_ftm_item("\x05"));
+  EXPECT_EQ(5, get_int_ftm_by_index(12));
+  EXPECT_EQ(0, get_dload_factory_reset_flag_ftm_item(buffer));
+  EXPECT_EQ(5, buffer[0]);
+
+  const std::string slots = "0x000000010x00000002" + std::string(10, '\0') + "0x00000004";
+  EXPECT_EQ(0, set_midauto_crc_list(slots.data()));
+  EXPECT_EQ(slots, item(253, 40));
+  EXPECT_EQ(0, get_midauto_crc_list(buffer));
+  EXPECT_EQ(slots, std::string_view(buffer, 40));
+}
+
+TEST_F(FactoryItems, ClearThenWriteStopsWhenTheClearFails) {
+  // The first of the two writes fails, the second would work.
+  virtual_phone::set_fault(phone(), {0, Part::item, "251", Access::write, Effect::fail, -1, 1});
+  set_item(251, "old");
+  EXPECT_EQ(-1, set_midauto_result("new"));
+  EXPECT_EQ("old", item_text(251));
+  EXPECT_EQ(0, set_midauto_result("new"));
+  EXPECT_EQ("new", item_text(251));
+}
+
+TEST_F(FactoryItems, FactoryStatusKeepsPropertyItemAndTraceInStep) {
+  for (const int status : {2, 3, 6}) EXPECT_EQ(0, set_factory_status(status));
+  EXPECT_EQ("6", property(kStatusProperty));
+  EXPECT_EQ(6, get_factory_status());
+  EXPECT_EQ("236", item_text(79));
+  const auto written = entries();
+  EXPECT_EQ("Fcx", written.back().tag);
+  EXPECT_EQ("trace value : 2>3>6>", written.back().message);
+  EXPECT_EQ("set_factory_status:[6] \n", written[written.size() - 2].message);
+
+  EXPECT_EQ(0, set_factory_status(12));
+  EXPECT_EQ("1", property(kStatusProperty)) << "one character";
+  EXPECT_EQ(12, get_factory_status()) << "one byte";
+  EXPECT_EQ("2361", item_text(79));
+}
+
+TEST_F(FactoryItems, FactoryStatusThreeRemovesTheAgreeFileEvenWhenTheItemFails) {
+  write_file(file(kAgree), "agreed");
+  EXPECT_EQ(0, set_factory_status(2));
+  EXPECT_TRUE(std::filesystem::exists(file(kAgree)));
+  item_fails(2);
+  log();
+  EXPECT_EQ(-1, set_factory_status(3));
+  EXPECT_FALSE(std::filesystem::exists(file(kAgree)));
+  EXPECT_EQ("3", property(kStatusProperty)) << "set already, on purpose";
+  EXPECT_EQ("2", item_text(79)) << "the trace is not";
+  EXPECT_THAT(log(), ElementsAre("set_factory_status:[3] \n", "Set ftm Error! Item : 2"));
+}
+
+TEST_F(FactoryItems, ATraceOf2047CharactersStartsAnew) {
+  set_item(79, std::string(2046, '1'));
+  EXPECT_EQ(0, set_frst_trace(2));
+  EXPECT_EQ(std::string(2046, '1') + "2" + '\0', item(79, 2048));
+  log();
+  EXPECT_EQ(0, set_frst_trace(3));
+  EXPECT_EQ("3" + std::string(2047, '\0'), item(79, 2048));
+  EXPECT_THAT(log(),
+              ElementsAre("Full QVFTM_FRST_TRACE, initialize this item", "trace value : 3>"));
+  set_item(79, std::string(2048, '1'));
+  EXPECT_EQ(0, set_frst_trace(4));
+  EXPECT_EQ("4", item_text(79)) << "no terminator at all";
+}
+
+TEST_F(FactoryItems, TheTraceSaysWhatFailed) {
+  set_item(79, "12");
+  char buffer[2048] = {};
+  EXPECT_EQ(0, get_frst_trace(buffer));
+  EXPECT_STREQ("12", buffer);
+  EXPECT_EQ("trace value : 12", log().back());
+  fault(Part::item, "79", Effect::fail, -1, Access::read);
+  EXPECT_EQ(-1, get_frst_trace(buffer));
+  EXPECT_EQ("get ftm Error!", log().back());
+  EXPECT_EQ(0, set_frst_trace(3)) << "what cannot be read counts as empty";
+  EXPECT_EQ("3", item_text(79));
+  fault(Part::item, "79", Effect::fail, -1, Access::write);
+  log();
+  EXPECT_EQ(-1, set_frst_trace(4));
+  EXPECT_THAT(log(), ElementsAre("Set ftm Error! Item : QVFTM_FRST_TRACE"));
+}
+
+TEST_F(FactoryItems, SomeLogBeforeOrAfterTheAccess) {
+  char buffer[20] = {};
+  set_suffix_item("AEUROP");
+  get_suffix_item(buffer);
+  set_lcd_break_mode(1);
+  set_workfrstmodeon_status(2);
+  EXPECT_THAT(log(),
+              ElementsAre("Set SUFFIX : AEUROP", "Get SUFFIX : AEUROP",
+                          "set_lcd_break_status:[1] \n", "set_workfrstmodeon_status:[2] \n"));
+}
+
+TEST_F(FactoryItems, ByIndexReadsAnyItem) {
+  set_item(4000, "0123456789");
+  std::string buffer(2049, '#');
+  EXPECT_EQ(0, get_string_ftm_by_index(4000, buffer.data()));
+  EXPECT_STREQ("0123456789", buffer.c_str());
+  EXPECT_EQ('#', buffer[2048]);
+  EXPECT_EQ('0', get_int_ftm_by_index(4000));
+  EXPECT_EQ(-1, get_string_ftm_by_index(-1, buffer.data()));
+  EXPECT_EQ(-1, get_int_ftm_by_index(-1));
+  EXPECT_EQ(-1, get_string_ftm_by_index(4000, nullptr));
+}
+
+TEST(FactoryItemStore, AMissingStoreIsSaidOnce) {
+  setenv("FCX_PHONE", "/nonexistent/phone", 1);
+  EXPECT_EQ(-1, init_factory_item());
+  EXPECT_EQ(-1, get_qem());
+  EXPECT_EQ(-1, set_qem(1));
+  EXPECT_EQ(-1, set_factory_status(3)) << "no file of this machine is touched";
+}
+
+}  // namespace
+}  // namespace fcx_test

@@ -1,0 +1,101 @@
+#include "tests/phone_fixture.h"
+
+#include <unistd.h>
+
+#include <cstring>
+#include <fstream>
+#include <sstream>
+
+#include "fcx/factory_items.h"
+#include "fcx/service_handler.h"
+#include "virtual_phone/clock.h"
+#include "virtual_phone/events.h"
+#include "virtual_phone/item_store.h"
+#include "virtual_phone/properties.h"
+
+namespace fcx_test {
+
+namespace vp = virtual_phone;
+
+PhoneTest::PhoneTest()
+    : directory_(std::filesystem::temp_directory_path() /
+                 ("fcx-test-" + std::to_string(getpid()))) {
+  vp::set_clock(vp::Clock::fast);
+  vp::create(directory_, "blank", true);
+  vp::select(directory_);
+  EXPECT_EQ(0, init_factory_item());
+  vp::observe_log([this](const vp::LogEntry& entry) { entries_.push_back(entry); });
+}
+
+PhoneTest::~PhoneTest() {
+  vp::observe_log({});
+  std::error_code ignored;
+  std::filesystem::remove_all(directory_, ignored);
+}
+
+qvcmd_response PhoneTest::send(int32_t opcode, std::string_view payload) {
+  qvcmd_request request{opcode, static_cast<int32_t>(payload.size()), {}};
+  payload.copy(request.data, sizeof request.data);
+  qvcmd_response response{};
+  EXPECT_EQ(0, service_handler(&request, &response));
+  return response;
+}
+
+qvcmd_response PhoneTest::send_unclean(int32_t opcode, std::string_view payload) {
+  qvcmd_request request{opcode, static_cast<int32_t>(payload.size()), {}};
+  payload.copy(request.data, sizeof request.data);
+  qvcmd_response response;
+  memset(&response, static_cast<char>(kUntouched), sizeof response);
+  EXPECT_EQ(0, service_handler(&request, &response));
+  return response;
+}
+
+std::string PhoneTest::item(int number, size_t length) {
+  return vp::read_items(phone(), number, length);
+}
+
+std::string PhoneTest::item_text(int number) { return item(number, vp::kItemBlock).c_str(); }
+
+void PhoneTest::set_item(int number, std::string_view bytes) {
+  vp::write_item(phone(), number, bytes);
+}
+
+void PhoneTest::fault(vp::Part part, std::string target, vp::Effect effect, int64_t value,
+                      vp::Access access) {
+  vp::set_fault(phone(), {0, part, std::move(target), access, effect, value, std::nullopt});
+}
+
+std::string PhoneTest::property(const char* name) {
+  return vp::get_property(phone(), name).value_or("(not set)");
+}
+
+std::vector<std::string> PhoneTest::events() {
+  std::vector<std::string> found;
+  for (const vp::Event& event : vp::events(phone()))
+    found.push_back(event.kind + ": " + event.detail);
+  return found;
+}
+
+std::vector<vp::LogEntry> PhoneTest::entries() { return std::exchange(entries_, {}); }
+
+std::vector<std::string> PhoneTest::log() {
+  std::vector<std::string> messages;
+  for (const vp::LogEntry& entry : entries()) messages.push_back(entry.message);
+  return messages;
+}
+
+std::string data(const qvcmd_response& response) {
+  return {response.data, static_cast<size_t>(response.data_len)};
+}
+
+std::string read_file(const std::filesystem::path& file) {
+  std::ostringstream content;
+  content << std::ifstream(file, std::ios::binary).rdbuf();
+  return content.str();
+}
+
+void write_file(const std::filesystem::path& file, std::string_view content) {
+  std::ofstream(file, std::ios::binary) << content;
+}
+
+}  // namespace fcx_test

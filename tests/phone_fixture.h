@@ -1,0 +1,78 @@
+// A fresh virtual phone for each test, where nothing was written, and what happened to it.
+#pragma once
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <filesystem>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "fcx/qvcmd.h"
+#include "virtual_phone/faults.h"
+#include "virtual_phone/log_buffer.h"
+#include "virtual_phone/phone.h"
+
+namespace fcx_test {
+
+/// What a caller's record looks like before the call, to see what a command leaves alone.
+constexpr int32_t kUntouched = 0x55555555;
+
+class PhoneTest : public testing::Test {
+ protected:
+  PhoneTest();
+  ~PhoneTest() override;
+
+  virtual_phone::Phone& phone() { return virtual_phone::selected(); }
+  const std::filesystem::path& directory() const { return directory_; }
+  /// Where a device file lies.
+  std::filesystem::path file(const char* device_path) { return phone().root() + device_path; }
+
+  /// Sends a command with a cleared response, as the daemon does.
+  qvcmd_response send(int32_t opcode, std::string_view payload = {});
+  /// Sends one with a response full of kUntouched's bytes.
+  qvcmd_response send_unclean(int32_t opcode, std::string_view payload = {});
+
+  std::string item(int number, size_t length);
+  /// The item's text up to its first zero byte.
+  std::string item_text(int number);
+  void set_item(int number, std::string_view bytes);
+  void fault(virtual_phone::Part part, std::string target, virtual_phone::Effect effect,
+             int64_t value = -1, virtual_phone::Access access = virtual_phone::Access::any);
+  void item_fails(int number) {
+    fault(virtual_phone::Part::item, std::to_string(number), virtual_phone::Effect::fail);
+  }
+
+  std::string property(const char* name);
+  std::vector<std::string> events();
+
+  /// The messages that the library wrote since the last call, letter for letter.
+  std::vector<std::string> log();
+  /// The same with everything about them.
+  std::vector<virtual_phone::LogEntry> entries();
+
+ private:
+  std::filesystem::path directory_;
+  std::vector<virtual_phone::LogEntry> entries_;
+};
+
+/// The answer's bytes.
+std::string data(const qvcmd_response& response);
+
+std::string read_file(const std::filesystem::path& file);
+void write_file(const std::filesystem::path& file, std::string_view content);
+
+MATCHER_P2(Answers, result, text, "") {
+  *result_listener << "result " << arg.result << ", data \"" << data(arg) << "\"";
+  return arg.result == result && data(arg) == std::string_view(text);
+}
+
+/// A response that a command has not touched.
+MATCHER(IsUntouched, "") {
+  return std::all_of(reinterpret_cast<const char*>(&arg),
+                     reinterpret_cast<const char*>(&arg) + sizeof arg,
+                     [](char byte) { return byte == static_cast<char>(kUntouched); });
+}
+
+}  // namespace fcx_test

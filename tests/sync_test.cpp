@@ -1,0 +1,111 @@
+// Mutex, CondVar and the library's threads.
+#include "fcx/sync.h"
+
+#include <cerrno>
+#include <limits>
+#include <mutex>
+
+#include "common/deadline.h"
+#include "common/threads.h"
+#include "fcx/background.h"
+#include "platform/device_home.h"
+#include "tests/phone_fixture.h"
+
+namespace fcx_test {
+namespace {
+
+TEST(Deadline, CarriesOnlyBeyondAWholeSecond) {
+  const struct {
+    long now_ns;
+    long milliseconds;
+    int64_t seconds;
+    long nanoseconds;
+  } cases[] = {
+      {0, 0, 100, 0},
+      {999'000'000, 0, 100, 999'000'000},
+      {999'000'000, 1, 100, 1'000'000'000},  // left as it is, on purpose
+      {999'000'001, 1, 101, 1},
+      {0, 1000, 101, 0},
+      {500'000'000, 1500, 101, 1'000'000'000},
+      {999'999'999, 999, 101, 998'999'999},
+      {5, -1, 100, 5},
+      {5, std::numeric_limits<long>::min(), 100, 5},
+      {0, 2'147'483'647, 100 + 2'147'483, 647'000'000},
+  };
+  for (const auto& c : cases) {
+    timespec now{};
+    now.tv_sec = 100;
+    now.tv_nsec = c.now_ns;
+    const timespec deadline = fcx::deadline_after(now, c.milliseconds);
+    EXPECT_EQ(c.seconds, deadline.tv_sec) << c.now_ns << " + " << c.milliseconds;
+    EXPECT_EQ(c.nanoseconds, deadline.tv_nsec) << c.now_ns << " + " << c.milliseconds;
+  }
+}
+
+TEST(Mutex, TryLockTakesAFreeMutexOnly) {
+  Mutex mutex;
+  EXPECT_EQ(0, mutex.tryLock());
+  EXPECT_EQ(EBUSY, mutex.tryLock());
+  EXPECT_EQ(EBUSY, pthread_mutex_trylock(mutex.nativeHandle()));
+  EXPECT_EQ(0, mutex.unlock());
+  EXPECT_EQ(0, mutex.lock());
+  EXPECT_EQ(0, mutex.unlock());
+}
+
+class CondVars : public PhoneTest {};
+
+struct Handshake {
+  Mutex mutex;
+  CondVar changed;
+  bool asked = false;
+  bool answered = false;
+};
+
+void* answer(void* argument) {
+  auto& handshake = *static_cast<Handshake*>(argument);
+  const std::lock_guard lock(handshake.mutex);
+  while (!handshake.asked) handshake.changed.wait(handshake.mutex);
+  handshake.answered = true;
+  handshake.changed.notifyOne();
+  return nullptr;
+}
+
+TEST_F(CondVars, ASignalEndsATimedWaitWithOne) {
+  Handshake handshake;
+  ASSERT_EQ(0, fcx::start_detached(answer, &handshake));
+  {
+    const std::lock_guard lock(handshake.mutex);
+    handshake.asked = true;
+    handshake.changed.notifyOne();
+    int signalled = 0;
+    while (!handshake.answered) signalled = handshake.changed.wait(handshake.mutex, 60'000);
+    EXPECT_EQ(1, signalled);
+  }
+  fcx::wait_for_background_work();
+}
+
+TEST_F(CondVars, ATimeOutIsNotAnError) {
+  Mutex mutex;
+  CondVar never;
+  const std::lock_guard lock(mutex);
+  EXPECT_EQ(0, never.wait(mutex, 1));
+  EXPECT_EQ(0, never.wait(mutex, 0));
+  EXPECT_EQ(0, never.wait(mutex, -5));
+  EXPECT_THAT(log(), testing::IsEmpty());
+}
+
+TEST_F(CondVars, BackgroundWorkIsAwaited) {
+  static std::atomic<int> done;
+  done = 0;
+  const auto work = [](void*) -> void* {
+    fcx::platform_sleep_us(5'000'000);
+    ++done;
+    return nullptr;
+  };
+  for (int i = 0; i < 8; ++i) ASSERT_EQ(0, fcx::start_detached(work, nullptr));
+  fcx::wait_for_background_work();
+  EXPECT_EQ(8, done);
+}
+
+}  // namespace
+}  // namespace fcx_test

@@ -1,0 +1,123 @@
+#!/usr/bin/env bash
+# The tool as its users type it: tool_test.sh CASE, with $FCX_TOOL the command that runs it.
+set -u
+read -r -a tool <<<"$FCX_TOOL"
+work=$(mktemp -d)
+trap 'rm -rf "$work"' EXIT
+export FCX_PHONE=$work/phone HOME=$work
+failures=0
+
+fcx() { "${tool[@]}" "$@"; }
+
+# expect STATUS PATTERN COMMAND...: the exit status, and an extended regular expression in the output.
+expect() {
+  local status=$1 pattern=$2 output
+  shift 2
+  output=$("$@" 2>&1)
+  local got=$?
+  if [ "$got" -ne "$status" ] || ! grep -qE -- "$pattern" <<<"$output"; then
+    printf 'FAILED: %s\n  status %s, expected %s; output, expected /%s/:\n%s\n' \
+      "$*" "$got" "$status" "$pattern" "$output"
+    failures=$((failures + 1))
+  fi
+}
+
+case $1 in
+exchange)
+  expect 0 'profile single' fcx init --profile single
+  expect 0 '"data": "QV2006A00123"' fcx send get_serial_number --json
+  expect 0 '^result +0$' fcx send 4018 123456789012345
+  expect 0 '^data +123456789012345$' fcx send 4018
+  expect 0 '^data +off$' fcx send 3171
+  expect 0 '^data +0xFFFFFFFF$' fcx send 4409
+  expect 0 'opcode 4999 is unknown' fcx send 4999
+  expect 0 '"result": 0' fcx --json send 4999
+  expect 0 '^value +3$' fcx item set 2 hex:03
+  expect 0 '^value +3$' fcx item get 2
+  expect 0 ' I Diag_Lib: service_handler: opcode = 4018$' fcx log
+  expect 0 '^result +0$' fcx send set_teal_ime --hex 02
+  expect 0 '^data +hex:02$' fcx send get_teal_ime
+  expect 0 '"data_hex": "02"' fcx send get_teal_ime --json
+  expect 3 '^result +1$' fcx send 3170 fast
+  expect 0 'get_csn, set_csn' fcx commands
+  expect 0 'rpc_threadpool: 5 threads' fcx send 4056
+  expect 0 'rpc_threadpool +5 threads' fcx events
+  ;;
+usage)
+  expect 0 'Exit status' fcx --help
+  expect 2 'subcommand' fcx
+  fcx init >/dev/null
+  expect 2 'Near it: get_serial_number' fcx send get_seril_number
+  expect 2 '4410  read the second' fcx send get_midauto_crc
+  expect 2 "'g' is no hexadecimal digit" fcx send 3201 --hex 0g
+  expect 2 'odd number' fcx send 3201 --hex 012
+  expect 2 'at most 2047' fcx send 4018 "$(printf '%02048d' 0)"
+  expect 0 'data_len' fcx send 4018 "$(printf '%02047d' 0)"
+  expect 2 'not both' fcx send 4018 a --hex 61
+  expect 2 'more than 32 bits' fcx send 99999999999
+  expect 2 'holds 1$' fcx item set 2 hex:0304
+  expect 2 '0 to 255' fcx item set 2 256
+  expect 2 'holds 12$' fcx item set serial_number 1234567890123
+  expect 2 'no item is called' fcx item get serial_nummer
+  expect 2 'at most 91' fcx prop set a.b "$(printf '%092d' 0)"
+  expect 2 'read-only' fcx prop set ro.build.type user
+  expect 2 'needs a number' fcx fault item 9 late
+  expect 2 'is no fault of files' fcx fault file /proc/meminfo garbage
+  expect 2 'no profile "triple". Profiles: single, blank' fcx init --profile triple --force
+  ;;
+phone)
+  expect 1 'Make one with `fcx init`' fcx send 4010
+  expect 0 'made a phone' fcx init
+  expect 1 'fcx init --force' fcx init
+  expect 0 'profile blank' fcx init --profile blank --force
+  expect 0 '^data +0$' fcx send 4010
+  expect 0 '^data +0$' fcx --phone "$FCX_PHONE" send 4010
+  expect 1 'no phone in /nonexistent' fcx send 4010 --phone /nonexistent
+  head -c 20000 /dev/urandom >"$FCX_PHONE/phone.db"
+  rm -f "$FCX_PHONE"/phone.db-*
+  expect 1 'damaged' fcx send 4010
+  ;;
+state)
+  fcx init >/dev/null
+  expect 0 '^item +9$' fcx item set 9 QV2006A00999
+  expect 0 'QV2006A00999' fcx item get serial_number
+  expect 0 '\*{8}0999' fcx item list
+  expect 0 'QV2006A00999' fcx item list --full
+  expect 0 '"value": "\*+0999"' fcx item list --json
+  fcx prop set persist.a 1
+  fcx prop set vendor.a 1
+  expect 0 'restarted' fcx reboot
+  expect 0 '^1$' fcx prop get persist.a
+  expect 0 '"value": null' fcx prop get vendor.a --json
+  expect 0 '\[ro.build.type\]: \[userdebug\]' fcx prop list
+  expect 0 'restart +by hand' fcx events
+  ;;
+faults)
+  fcx init >/dev/null
+  expect 0 'item +9 +any +fail -1 +1$' fcx fault item 9 fail --times 1
+  expect 3 'item 9 cannot be read' fcx send 4010
+  expect 0 '^data +QV2006A00123$' fcx send 4010
+  expect 0 'write +fail ENOSPC +until cleared' \
+    fcx fault file mnt/vendor/persist-qv/startday/date fail ENOSPC --on write
+  expect 0 '^data +ERROR$' fcx send 4295 '2020/06/01 09:30:00'
+  expect 0 '"effect": "fail ENOSPC"' fcx fault list --json
+  expect 2 'no fault 99' fcx fault clear 99
+  expect 0 'no fault is set' fcx fault clear
+  expect 0 '^data +OK$' fcx send 4295 '2020/06/01 09:30:00'
+  ;;
+demo)
+  expect 0 'get_serial_number +0 +QV2006A00123' fcx demo
+  expect 0 '"answers"' fcx demo --json
+  if [ -e "$FCX_PHONE" ]; then failures=1; fi
+  ;;
+docs)
+  here=$(cd "$(dirname "$0")/.." && pwd)
+  fcx commands --markdown | diff "$here/docs/commands.md" - || failures=1
+  ;;
+*)
+  echo "no case $1"
+  failures=1
+  ;;
+esac
+
+exit "$((failures > 0))"

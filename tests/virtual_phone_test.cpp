@@ -1,0 +1,260 @@
+// The bench's phone: what a real one enforces, and what it must outlive.
+#include "virtual_phone/phone.h"
+
+#include <cutils/android_reboot.h>
+#include <cutils/properties.h>
+#include <hardware_legacy/power.h>
+#include <log/log.h>
+#include <selinux/android.h>
+#include <signal.h>
+#include <sys/resource.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <random>
+
+#include "fcx/factory_items.h"
+#include "platform/device_home.h"
+#include "platform/factory_item_library.h"
+#include "tests/phone_fixture.h"
+#include "virtual_phone/clock.h"
+#include "virtual_phone/events.h"
+#include "virtual_phone/item_store.h"
+#include "virtual_phone/properties.h"
+#include "virtual_phone/schema.h"
+
+namespace fcx_test {
+namespace {
+
+using testing::ElementsAre;
+using testing::HasSubstr;
+using testing::ThrowsMessage;
+using virtual_phone::Access;
+using virtual_phone::Effect;
+using virtual_phone::Error;
+using virtual_phone::Part;
+using virtual_phone::Refused;
+
+namespace vp = virtual_phone;
+
+class VirtualPhone : public PhoneTest {
+ protected:
+  std::string get(const char* name, const char* default_value = nullptr) {
+    char value[PROPERTY_VALUE_MAX];
+    const int length = property_get(name, value, default_value);
+    EXPECT_EQ(static_cast<size_t>(length), strlen(value));
+    return value;
+  }
+};
+
+TEST_F(VirtualPhone, PropertiesEnforceWhatAPhoneDoes) {
+  const std::string longest(91, 'v');
+  EXPECT_EQ("", get("a.b"));
+  EXPECT_EQ("d", get("a.b", "d"));
+  EXPECT_EQ(0, property_set("a.b", longest.c_str()));
+  EXPECT_EQ(-1, property_set("a.b", (longest + "v").c_str()));
+  EXPECT_EQ(longest, get("a.b", "d")) << "a refused value leaves the old one";
+  EXPECT_EQ(0, property_set("a.b", ""));
+  EXPECT_EQ("d", get("a.b", "d")) << "the default stands in for an empty value too";
+  EXPECT_EQ(longest, get("a.b", (longest + "cut").c_str()));
+  EXPECT_EQ(0, property_set("ro.x", "1"));
+  EXPECT_EQ(-1, property_set("ro.x", "2"));
+  EXPECT_EQ(-1, property_set("ro.build.type", "user"));
+  EXPECT_EQ("1", get("ro.x"));
+  for (const char* name : {"", ".a", "a.", "a..b", "a b", "a=b"}) {
+    EXPECT_EQ(-1, property_set(name, "1")) << name;
+  }
+}
+
+TEST_F(VirtualPhone, ARestartKeepsWhatPersists) {
+  property_set("persist.a", "1");
+  property_set("persisted.a", "1");
+  property_set("vendor.a", "1");
+  property_set("ro.a", "1");
+  android_reboot(ANDROID_RB_RESTART2, 0, "fcx");
+  EXPECT_EQ("1", get("persist.a"));
+  EXPECT_EQ("", get("persisted.a"));
+  EXPECT_EQ("", get("vendor.a"));
+  EXPECT_EQ("userdebug", get("ro.build.type"));
+  EXPECT_EQ(0, property_set("ro.a", "2"));
+  acquire_wake_lock(PARTIAL_WAKE_LOCK, "off");
+  selinux_android_restorecon("/data/vendor", 0);
+  EXPECT_THAT(events(), ElementsAre("reboot: restart fcx", "restart: restart fcx",
+                                    "wake_lock: acquire off", "restorecon: /data/vendor flags 0"));
+}
+
+TEST_F(VirtualPhone, ItemsAreBlocksThatKeepWhatIsNotWritten) {
+  char buffer[2049];
+  EXPECT_EQ(0, set_ftm_item(5, 6, "abcdef"));
+  EXPECT_EQ(0, set_ftm_item(5, 2, "XY"));
+  EXPECT_EQ(0, get_ftm_item(5, 8, buffer));
+  EXPECT_EQ(std::string("XYcdef\0\0", 8), std::string(buffer, 8));
+  const std::string block(2048, 'b');
+  EXPECT_EQ(0, set_ftm_item(231, 2048, block.data()));
+  EXPECT_EQ(0, set_ftm_item(232, 1, "c"));
+  std::string many(4098, '#');
+  EXPECT_EQ(0, get_ftm_multi_item(231, 4098, many.data()));
+  EXPECT_EQ(block + "c" + std::string(2049, '\0'), many);
+  for (const auto& [index, length] : {std::pair(-1, 1), {5, 0}, {5, -1}, {5, 2049}}) {
+    EXPECT_LT(get_ftm_item(index, length, buffer), 0) << index << " " << length;
+    EXPECT_LT(set_ftm_item(index, length, buffer), 0) << index << " " << length;
+  }
+  EXPECT_LT(get_ftm_item(5, 1, nullptr), 0);
+}
+
+TEST_F(VirtualPhone, FaultsStrikeWhereAndAsOftenAsTheyAreSet) {
+  vp::set_fault(phone(), {0, Part::item, "9", Access::read, Effect::fail, -5, 2});
+  char byte = 0;
+  EXPECT_EQ(0, set_ftm_item(9, 1, "a"));
+  EXPECT_EQ(0, get_ftm_item(10, 1, &byte));
+  EXPECT_EQ(-5, get_ftm_item(9, 1, &byte));
+  EXPECT_EQ(-5, get_ftm_item(9, 1, &byte));
+  EXPECT_EQ(0, get_ftm_item(9, 1, &byte));
+  EXPECT_EQ(0U, vp::faults(phone()).size());
+
+  fault(Part::item, "9", Effect::late, 60'000);
+  const int64_t before = vp::now_us();
+  EXPECT_EQ(0, get_ftm_item(9, 1, &byte));
+  EXPECT_GE(vp::now_us() - before, 60'000'000) << "on the phone's clock";
+
+  fault(Part::property, "a.b", Effect::garbage, 0);
+  EXPECT_EQ(std::string(91, '\xFF'), get("a.b", "d"));
+  EXPECT_EQ(2, vp::clear_faults(phone()));
+}
+
+TEST_F(VirtualPhone, FaultsThatMakeNoSenseAreRefused) {
+  const vp::Fault refused[] = {
+      {0, Part::property, "a", Access::any, Effect::returns, 1, {}},
+      {0, Part::item, "1", Access::open, Effect::fail, -1, {}},
+      {0, Part::item, "1", Access::write, Effect::shorter, 1, {}},
+      {0, Part::item, "1", Access::any, Effect::fail, 0, {}},
+      {0, Part::item, "1", Access::any, Effect::late, -1, {}},
+      {0, Part::item, "1", Access::any, Effect::fail, -1, 0},
+  };
+  for (const vp::Fault& fault : refused) {
+    EXPECT_THROW(vp::set_fault(phone(), fault), Refused);
+  }
+  EXPECT_EQ(0U, vp::faults(phone()).size());
+}
+
+TEST_F(VirtualPhone, TheLogIsOneLineAnEntry) {
+  __android_log_buf_write(3, 6, "Fcx", "two\nlines\n");
+  __android_log_buf_write(3, 4, "", "no tag");
+  const std::string text = read_file(phone().log_file());
+  EXPECT_THAT(text, testing::ContainsRegex(
+                        "^[0-9-]{5} [0-9:]{8}[.][0-9]{3} +[0-9]+ +[0-9]+ E Fcx     : two.nlines\n"
+                        "[^\n]* I         : no tag\n$"));
+  EXPECT_EQ("two\nlines\n", entries().front().message) << "observers see it letter for letter";
+}
+
+TEST_F(VirtualPhone, ADirectoryThatIsNoUsablePhoneSaysWhatToDo) {
+  const auto other = directory() / "other";
+  EXPECT_THAT([&] { vp::select(other); }, ThrowsMessage<Error>(HasSubstr("fcx init")));
+  vp::create(other, "single", false);
+  EXPECT_THAT([&] { vp::create(other, "single", false); },
+              ThrowsMessage<Error>(HasSubstr("--force")));
+  EXPECT_THAT([&] { vp::create(other, "triple", true); },
+              ThrowsMessage<Refused>(HasSubstr("single, blank")));
+  {
+    vp::Database database(other / "phone.db", vp::Database::Survives::kill);
+    database.execute(("PRAGMA user_version=" + std::to_string(vp::kPhoneVersion + 1)).c_str());
+  }
+  EXPECT_THAT([&] { vp::select(other); }, ThrowsMessage<Error>(HasSubstr("newer")));
+  write_file(other / "phone.db", std::string(8192, 'x'));
+  EXPECT_THAT([&] { vp::select(other); }, ThrowsMessage<Error>(HasSubstr("damaged")));
+  vp::create(other, "blank", true);
+  EXPECT_NO_THROW(vp::Phone{other});
+
+  const auto foreign = directory() / "foreign";
+  std::filesystem::create_directories(foreign);
+  write_file(foreign / "thesis.txt", "ten years");
+  EXPECT_THAT([&] { vp::create(foreign, "blank", true); },
+              ThrowsMessage<Error>(HasSubstr("left alone")));
+  EXPECT_EQ("ten years", read_file(foreign / "thesis.txt"));
+}
+
+TEST_F(VirtualPhone, AFullDiskFailsAWriteAndChangesNothing) {
+  set_item(9, "before");
+  // Files cannot grow any more; what SQLite would append is refused.
+  signal(SIGXFSZ, SIG_IGN);
+  const rlimit full{1, RLIM_INFINITY};
+  ASSERT_EQ(0, setrlimit(RLIMIT_FSIZE, &full));
+  const std::string large(2048, 'x');
+  EXPECT_LT(set_ftm_item(9, 2048, large.data()), 0);
+  EXPECT_EQ(-1, property_set("persist.a", "1"));
+  EXPECT_EQ("before", item_text(9));
+  const rlimit unlimited{RLIM_INFINITY, RLIM_INFINITY};
+  ASSERT_EQ(0, setrlimit(RLIMIT_FSIZE, &unlimited));
+  EXPECT_EQ(0, set_ftm_item(9, 2048, large.data()));
+}
+
+/// Runs `work` with the phone in a process of its own and returns the process.
+template <typename Work>
+pid_t in_a_process(const std::filesystem::path& directory, Work work) {
+  const pid_t child = fork();
+  if (child != 0) return child;
+  vp::select(directory);
+  init_ftm_item();
+  work();
+  _exit(0);
+}
+
+TEST_F(VirtualPhone, AKilledProcessLosesNoCompletedWriteAndLeavesNoHalfOne) {
+  std::mt19937 random(20200601);
+  for (int round = 0; round < 12; ++round) {
+    int pipe_ends[2];
+    ASSERT_EQ(0, pipe(pipe_ends));
+    const pid_t child = in_a_process(directory(), [&] {
+      for (uint8_t value = 1;; value = value == 250 ? 1 : value + 1) {
+        const std::string bytes(2048, static_cast<char>(value));
+        if (set_ftm_item(9, 2048, bytes.data()) == 0 &&
+            property_set("persist.count", std::to_string(value).c_str()) == 0) {
+          static_cast<void>(write(pipe_ends[1], &value, 1) == 1);
+        }
+      }
+    });
+    close(pipe_ends[1]);
+    const size_t wait_for = 1 + random() % 40;
+    uint8_t reported = 0;
+    for (size_t i = 0; i < wait_for; ++i) ASSERT_EQ(1, read(pipe_ends[0], &reported, 1));
+    kill(child, SIGKILL);
+    waitpid(child, nullptr, 0);
+    while (read(pipe_ends[0], &reported, 1) == 1) {
+    }
+    close(pipe_ends[0]);
+
+    const std::string stored = item(9, 2048);
+    const auto value = static_cast<uint8_t>(stored[0]);
+    EXPECT_EQ(std::string(2048, stored[0]), stored) << "half an item";
+    const uint8_t next = reported == 250 ? 1 : reported + 1;
+    EXPECT_TRUE(value == reported || value == next) << int{value} << " after " << int{reported};
+    const std::string count = property("persist.count");
+    EXPECT_TRUE(count == std::to_string(reported) || count == std::to_string(next)) << count;
+  }
+}
+
+TEST_F(VirtualPhone, TwoProcessesWriteOnePhone) {
+  constexpr int kWrites = 50;
+  std::vector<pid_t> children;
+  for (const int offset : {0, 1000}) {
+    children.push_back(in_a_process(directory(), [offset] {
+      for (int i = 0; i < kWrites; ++i) {
+        // A byte of one item each, and a whole item of its own.
+        if (set_ftm_item(700 + i, 1, offset == 0 ? "a" : "b") != 0) _exit(1);
+        if (set_ftm_item(2000 + offset + i, 4, "done") != 0) _exit(1);
+      }
+    }));
+  }
+  for (const pid_t child : children) {
+    int status = -1;
+    waitpid(child, &status, 0);
+    EXPECT_EQ(0, status);
+  }
+  for (int i = 0; i < kWrites; ++i) {
+    EXPECT_EQ("done", item_text(2000 + i));
+    EXPECT_EQ("done", item_text(3000 + i));
+  }
+}
+
+}  // namespace
+}  // namespace fcx_test
