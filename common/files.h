@@ -43,7 +43,7 @@ class DevicePath {
   using Buffer = std::array<char, PATH_MAX>;
 
   /// @param suffix goes behind the path
-  explicit DevicePath(std::string_view device_path, std::string_view suffix = {});
+  explicit DevicePath(std::string_view device_path, std::string_view suffix = "");
 
   /// Null, with errno ENAMETOOLONG, for a path too long.
   const char* c_str() const;

@@ -1,5 +1,5 @@
-// The rows of fcx/factory_items.def as data. The accessors, the command handlers, the fcx tool and
-// docs/items.md read the same rows. To add an item, see docs/architecture.md.
+// The rows of fcx/factory_items.def as data. The accessors, the command handlers and the fcx tool
+// read the same rows. To add an item, see docs/architecture.md.
 #pragma once
 
 #include <cstddef>
