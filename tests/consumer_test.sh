@@ -7,7 +7,7 @@ work=$(mktemp -d)
 trap 'rm -rf "$work"' EXIT
 
 cmake --install "$build" --prefix "$work/usr" >/dev/null
-cmake -S "$here/consumer" -B "$work/build" -DCMAKE_PREFIX_PATH="$work/usr" >/dev/null
+cmake -G Ninja -S "$here/consumer" -B "$work/build" -DCMAKE_PREFIX_PATH="$work/usr" >/dev/null
 cmake --build "$work/build" >/dev/null
 export FCX_PHONE=$work/phone
 "$work/usr/bin/fcx" init >/dev/null

@@ -10,7 +10,7 @@ namespace {
 
 using std::string_view_literals::operator""sv;
 using testing::ElementsAre;
-using testing::IsEmpty;
+using testing::HasSubstr;
 using virtual_phone::Access;
 using virtual_phone::Effect;
 using virtual_phone::Part;
@@ -230,7 +230,11 @@ TEST_F(FactoryItems, ByIndexReadsAnyItem) {
 
 TEST(FactoryItemStore, AMissingStoreIsSaidOnce) {
   setenv("FCX_PHONE", "/nonexistent/phone", 1);
+  testing::internal::CaptureStderr();
   EXPECT_EQ(-1, init_factory_item());
+  EXPECT_THAT(testing::internal::GetCapturedStderr(),
+              testing::AllOf(HasSubstr("no phone in /nonexistent/phone"),
+                             HasSubstr("Failed to init ftm item")));
   EXPECT_EQ(-1, get_qem());
   EXPECT_EQ(-1, set_qem(1));
   EXPECT_EQ(-1, set_factory_status(3)) << "no file of this machine is touched";

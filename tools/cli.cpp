@@ -41,8 +41,9 @@ void TextTable::print() const {
     std::string line;
     for (size_t i = 0; i < row.size(); ++i) {
       line += row[i];
-      if (i + 1 < row.size()) line.append(widths[i] - row[i].size() + 2, ' ');
+      line.append(widths[i] - row[i].size() + 2, ' ');
     }
+    line.erase(line.find_last_not_of(' ') + 1);
     puts(line.c_str());
   }
 }

@@ -21,7 +21,7 @@ constexpr char kFooter[] =
     "  fcx send 4018 123456789012345           write the CSN; `fcx send 4018` reads it\n"
     "  fcx item list                           what is stored now\n"
     "  fcx log                                 what the library wrote to the log\n"
-    "  fcx fault item 9 fail                   let reads of item 9 fail\n"
+    "  fcx fault item 9 fail                   let every access to item 9 fail\n"
     "\n"
     "The phone is in $FCX_PHONE, else $XDG_STATE_HOME/fcx/phone, else ~/.local/state/fcx/phone.\n"
     "\n"

@@ -25,8 +25,8 @@ struct Delivery {
   const fcx::Command* row;  ///< null for an unknown opcode
   std::string name;
   qvcmd_response response;
-  std::vector<vp::Event> events;     ///< what happened to the phone
-  std::vector<vp::LogEntry> errors;  ///< what the library logged as errors
+  std::vector<vp::Event> events;         ///< what happened to the phone
+  std::vector<vp::LogEntry> complaints;  ///< what was logged as a warning or an error
 
   std::string_view data() const {
     const auto length = std::clamp<int32_t>(response.data_len, 0, sizeof response.data);
@@ -47,9 +47,9 @@ Delivery deliver(vp::Phone& phone, int32_t opcode, std::string_view payload) {
   request.opcode = opcode;
   request.data_len = static_cast<int32_t>(payload.size());
   payload.copy(request.data, sizeof request.data);
-  constexpr int kErrorPriority = 6;
+  constexpr int kWarning = 5;  // the virtual phone's own reasons, and the library's errors
   vp::observe_log([&](const vp::LogEntry& entry) {
-    if (entry.priority >= kErrorPriority) delivery.errors.push_back(entry);
+    if (entry.priority >= kWarning) delivery.complaints.push_back(entry);
   });
   service_handler(&request, &delivery.response);
   fcx::wait_for_background_work();
@@ -71,12 +71,12 @@ std::string payload_of(const std::optional<std::string>& text,
   return payload;
 }
 
-void print_errors(const Delivery& delivery) {
+void print_complaints(const Delivery& delivery) {
   if (delivery.row == nullptr) {
     fprintf(stderr, "fcx: opcode %d is unknown; the response is as it was passed\n",
             delivery.opcode);
   }
-  for (const vp::LogEntry& entry : delivery.errors) {
+  for (const vp::LogEntry& entry : delivery.complaints) {
     std::string message = entry.message;
     while (!message.empty() && message.back() == '\n') message.pop_back();
     fprintf(stderr, "%s: %s\n", entry.tag.c_str(), message.c_str());
@@ -256,7 +256,7 @@ void add_send(CLI::App& tool, Session& session) {
       "  fcx send get_serial_number          by name\n"
       "  fcx send 4018 123456789012345       by number, with a text\n"
       "  fcx send set_teal_ime --hex 02      with raw bytes\n"
-      "  fcx send 4003 -- -1                 with a text that begins with a dash\n"
+      "  fcx send 4018 -- -X1                with a text that begins with a dash\n"
       "\n"
       "The exit status is 3 when the result is not 0. What a command leaves on a thread is "
       "awaited.",
@@ -266,7 +266,7 @@ void add_send(CLI::App& tool, Session& session) {
         vp::Phone& phone = session.open_phone();
         if (init_factory_item() != 0) throw vp::Error("the factory item store cannot be opened");
         const Delivery delivery = deliver(phone, opcode, payload);
-        print_errors(delivery);
+        print_complaints(delivery);
         session.json ? print_json(delivery) : print_text(delivery);
         session.exit_status = delivery.response.result == QVCMD_OK ? kDone : kCommandFailed;
       });

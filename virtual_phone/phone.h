@@ -54,7 +54,8 @@ class Phone {
   LogFile log_;
 };
 
-/// The phone of this process from now on. Throws Error when it cannot be used.
+/// The phone of this process from now on. Not while another thread uses the one before. Throws
+/// Error when it cannot be used.
 void select(const std::filesystem::path& directory);
 
 /// The selected phone, or the one in default_directory() when none was selected. Throws Error.
