@@ -2,13 +2,25 @@
 
 #include <sqlite3.h>
 
+#include <chrono>
+#include <thread>
+
 #include "virtual_phone/error.h"
 
 namespace virtual_phone {
 namespace {
 
-/// How long a writer waits for another process's write.
-constexpr int kBusyTimeoutMs = 5000;
+/// How a writer waits for another process's write: often at first, so that a process which writes
+/// without a pause cannot keep it out, then about five seconds in longer steps.
+int wait_for_writer(void*, int attempt) {
+  constexpr int kOften = 200;
+  constexpr int kMost = kOften + 5000;
+  if (attempt >= kMost) return 0;
+  // Steps of different lengths, so that the two do not fall into step.
+  const int step_us = attempt < kOften ? 100 + attempt * 37 % 100 : 1000;
+  std::this_thread::sleep_for(std::chrono::microseconds(step_us));
+  return 1;
+}
 
 [[noreturn]] void fail(sqlite3* database) {
   const char* file = sqlite3_db_filename(database, "main");
@@ -77,7 +89,7 @@ Database::Database(const std::filesystem::path& file, Survives survives, bool cr
   database_.reset(opened);
   if (opened == nullptr) throw Error(file.string() + ": out of memory");
   if (result != SQLITE_OK) fail(opened);
-  sqlite3_busy_timeout(opened, kBusyTimeoutMs);
+  sqlite3_busy_handler(opened, wait_for_writer, nullptr);
   execute(create ? "PRAGMA journal_mode=WAL" : "PRAGMA schema_version");
   // FULL flushes each commit to disk; NORMAL leaves it to the system, which outlives a killed
   // process.
