@@ -167,9 +167,11 @@ TEST_F(VirtualPhone, ADirectoryThatIsNoUsablePhoneSaysWhatToDo) {
   EXPECT_NO_THROW(vp::Phone{other});
 
   const auto foreign = directory() / "foreign";
-  std::filesystem::create_directories(foreign);
+  vp::create(foreign, "blank", true);
   write_file(foreign / "thesis.txt", "ten years");
   EXPECT_THAT([&] { vp::create(foreign, "blank", true); },
+              ThrowsMessage<Error>(HasSubstr("left alone")));
+  EXPECT_THAT([&] { vp::create(foreign / "thesis.txt", "blank", true); },
               ThrowsMessage<Error>(HasSubstr("left alone")));
   EXPECT_EQ("ten years", read_file(foreign / "thesis.txt"));
 }

@@ -9,12 +9,12 @@
 
 namespace cli {
 
-std::filesystem::path Session::directory() const {
+std::filesystem::path Invocation::directory() const {
   return phone_directory.empty() ? virtual_phone::default_directory()
                                  : std::filesystem::path(phone_directory);
 }
 
-virtual_phone::Phone& Session::open_phone() const {
+virtual_phone::Phone& Invocation::open_phone() const {
   virtual_phone::select(directory());
   return virtual_phone::selected();
 }

@@ -30,7 +30,7 @@ class UsageError : public std::runtime_error {
 };
 
 /// The options that every command takes, and the status that the tool ends with.
-struct Session {
+struct Invocation {
   std::string phone_directory;
   bool json = false;
   int exit_status = kDone;

@@ -66,9 +66,9 @@ Json fault_json(const vp::Fault& fault) {
           {"remaining", fault.remaining ? Json(*fault.remaining) : Json()}};
 }
 
-void list_faults(const Session& session) {
-  const auto faults = vp::faults(session.open_phone());
-  if (session.json) {
+void list_faults(const Invocation& invocation) {
+  const auto faults = vp::faults(invocation.open_phone());
+  if (invocation.json) {
     Json list = Json::array();
     for (const auto& fault : faults) list.push_back(fault_json(fault));
     return print({{"faults", list}});
@@ -113,7 +113,7 @@ std::string fault_target(vp::Part part, const std::string& word) {
   return word;
 }
 
-void add_part(CLI::App& group, Session& session, vp::Part part, const char* target_help,
+void add_part(CLI::App& group, Invocation& invocation, vp::Part part, const char* target_help,
               const std::string& example) {
   struct Options {
     std::string target;
@@ -125,7 +125,7 @@ void add_part(CLI::App& group, Session& session, vp::Part part, const char* targ
   auto options = std::make_shared<Options>();
   CLI::App& command = add_command(
       group, vp::name_of(part), std::string("Set a fault on one ") + vp::name_of(part), "",
-      [&session, part, options] {
+      [&invocation, part, options] {
         const vp::EffectRow& row = effect_row(part, options->effect);
         const auto access = vp::access_named(options->access);
         if (!access.has_value()) {
@@ -138,8 +138,8 @@ void add_part(CLI::App& group, Session& session, vp::Part part, const char* targ
                         row.effect,
                         effect_value(row, options->value),
                         options->times};
-        vp::set_fault(session.open_phone(), fault);
-        list_faults(session);
+        vp::set_fault(invocation.open_phone(), fault);
+        list_faults(invocation);
       });
   command.footer(effect_help(part) + "\nExample:\n" + example);
   command.add_option("target", options->target, target_help)->required();
@@ -153,7 +153,7 @@ void add_part(CLI::App& group, Session& session, vp::Part part, const char* targ
 
 }  // namespace
 
-void add_fault(CLI::App& tool, Session& session) {
+void add_fault(CLI::App& tool, Invocation& invocation) {
   CLI::App& group = add_command(
       tool, "fault", "Make parts of the phone fail, to see what the library does",
       "  fcx fault item 9 fail                        reads and writes of item 9 fail\n"
@@ -163,24 +163,24 @@ void add_fault(CLI::App& tool, Session& session) {
       "  fcx fault clear 2                            one fault; without a number all of them",
       {});
   group.require_subcommand(1);
-  add_part(group, session, vp::Part::item, "The item's number", "  fcx fault item 9 short 4");
-  add_part(group, session, vp::Part::property, "The property's name",
+  add_part(group, invocation, vp::Part::item, "The item's number", "  fcx fault item 9 short 4");
+  add_part(group, invocation, vp::Part::property, "The property's name",
            "  fcx fault property persist.vendor.qve.factory.status fail --on write");
-  add_part(group, session, vp::Part::file, "The device path",
+  add_part(group, invocation, vp::Part::file, "The device path",
            "  fcx fault file /proc/meminfo fail EACCES --times 1");
   add_command(group, "list", "List the faults that are set", "",
-              [&session] { list_faults(session); });
+              [&invocation] { list_faults(invocation); });
 
   auto id = std::make_shared<std::optional<int64_t>>();
   CLI::App& clear =
-      add_command(group, "clear", "Remove one fault, or all of them", "", [&session, id] {
-        vp::Phone& phone = session.open_phone();
+      add_command(group, "clear", "Remove one fault, or all of them", "", [&invocation, id] {
+        vp::Phone& phone = invocation.open_phone();
         if (!id->has_value()) {
           vp::clear_faults(phone);
         } else if (!vp::clear_fault(phone, **id)) {
           throw UsageError("there is no fault " + std::to_string(**id));
         }
-        list_faults(session);
+        list_faults(invocation);
       });
   clear.add_option("id", *id, "The fault's number in `fcx fault list`");
 }

@@ -126,8 +126,8 @@ std::string read_item(vp::Phone& phone, int number) {
   return vp::read_items(phone, number, item == nullptr ? vp::kItemBlock : item->length);
 }
 
-void list_items(const Session& session, bool full) {
-  vp::Phone& phone = session.open_phone();
+void list_items(const Invocation& invocation, bool full) {
+  vp::Phone& phone = invocation.open_phone();
   auto written = vp::written_items(phone);
   for (const fcx::FactoryItem& item : fcx::kFactoryItems) written.emplace(item.index, "");
   Json list = Json::array();
@@ -139,13 +139,13 @@ void list_items(const Session& session, bool full) {
     table.add({std::to_string(entry.first), accessor_names(item), encoding_name(item),
                object["value"], object["meaning"]});
   }
-  if (session.json) return print({{"items", list}});
+  if (invocation.json) return print({{"items", list}});
   table.print();
 }
 
-void print_item(const Session& session, vp::Phone& phone, int number) {
+void print_item(const Invocation& invocation, vp::Phone& phone, int number) {
   const Json object = item_json(number, read_item(phone, number), true);
-  if (session.json) return print(object);
+  if (invocation.json) return print(object);
   const fcx::FactoryItem* item = fcx::find_factory_item(number);
   printf("item      %d\n", number);
   printf("accessor  %s\n", accessor_names(item).c_str());
@@ -156,7 +156,7 @@ void print_item(const Session& session, vp::Phone& phone, int number) {
 
 }  // namespace
 
-void add_item(CLI::App& tool, Session& session) {
+void add_item(CLI::App& tool, Invocation& invocation) {
   CLI::App& group =
       add_command(tool, "item", "Look at the factory items, and change them",
                   "  fcx item list                 all items, identities shown in part\n"
@@ -169,29 +169,29 @@ void add_item(CLI::App& tool, Session& session) {
 
   auto full = std::make_shared<bool>(false);
   CLI::App& list = add_command(group, "list", "List all items", "",
-                               [&session, full] { list_items(session, *full); });
+                               [&invocation, full] { list_items(invocation, *full); });
   list.add_flag("--full", *full, "Show identities whole");
 
   auto word = std::make_shared<std::string>();
-  CLI::App& get = add_command(group, "get", "Show one item", "", [&session, word] {
+  CLI::App& get = add_command(group, "get", "Show one item", "", [&invocation, word] {
     const int number = item_number(*word);
-    print_item(session, session.open_phone(), number);
+    print_item(invocation, invocation.open_phone(), number);
   });
   get.add_option("item", *word, "Its number, or an accessor's name")->required();
 
   auto value = std::make_shared<std::string>();
-  CLI::App& set = add_command(group, "set", "Write one item", "", [&session, word, value] {
+  CLI::App& set = add_command(group, "set", "Write one item", "", [&invocation, word, value] {
     const int number = item_number(*word);
     const std::string bytes = item_bytes(fcx::find_factory_item(number), *value);
-    vp::Phone& phone = session.open_phone();
+    vp::Phone& phone = invocation.open_phone();
     vp::write_item(phone, number, bytes);
-    print_item(session, phone, number);
+    print_item(invocation, phone, number);
   });
   set.add_option("item", *word, "Its number, or an accessor's name")->required();
   set.add_option("value", *value, "hex:BYTES, a number for a flag byte, else text")->required();
 }
 
-void add_prop(CLI::App& tool, Session& session) {
+void add_prop(CLI::App& tool, Invocation& invocation) {
   CLI::App& group = add_command(
       tool, "prop", "Look at the system properties, and change them",
       "  fcx prop list\n"
@@ -203,20 +203,20 @@ void add_prop(CLI::App& tool, Session& session) {
       {});
   group.require_subcommand(1);
 
-  add_command(group, "list", "List all properties", "", [&session] {
+  add_command(group, "list", "List all properties", "", [&invocation] {
     Json object = Json::object();
-    for (const auto& [name, value] : vp::properties(session.open_phone())) {
+    for (const auto& [name, value] : vp::properties(invocation.open_phone())) {
       object[name] = value;
-      if (!session.json) printf("[%s]: [%s]\n", name.c_str(), value.c_str());
+      if (!invocation.json) printf("[%s]: [%s]\n", name.c_str(), value.c_str());
     }
-    if (session.json) print({{"properties", object}});
+    if (invocation.json) print({{"properties", object}});
   });
 
   auto name = std::make_shared<std::string>();
   CLI::App& get = add_command(
-      group, "get", "Print one value; nothing when it is not set", "", [&session, name] {
-        const auto value = vp::get_property(session.open_phone(), *name);
-        if (session.json) {
+      group, "get", "Print one value; nothing when it is not set", "", [&invocation, name] {
+        const auto value = vp::get_property(invocation.open_phone(), *name);
+        if (invocation.json) {
           print({{"name", *name}, {"value", value ? Json(*value) : Json()}});
         } else {
           puts(value.value_or("").c_str());
@@ -225,9 +225,9 @@ void add_prop(CLI::App& tool, Session& session) {
   get.add_option("name", *name, "The property")->required();
 
   auto value = std::make_shared<std::string>();
-  CLI::App& set = add_command(group, "set", "Set one value", "", [&session, name, value] {
-    vp::set_property(session.open_phone(), *name, *value);
-    if (session.json) print({{"name", *name}, {"value", *value}});
+  CLI::App& set = add_command(group, "set", "Set one value", "", [&invocation, name, value] {
+    vp::set_property(invocation.open_phone(), *name, *value);
+    if (invocation.json) print({{"name", *name}, {"value", *value}});
   });
   set.add_option("name", *name, "The property")->required();
   set.add_option("value", *value, "Its value")->required();

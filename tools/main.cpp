@@ -37,29 +37,29 @@ int report(const char* message, int exit_status) {
 }
 
 int run(int argc, char** argv) {
-  cli::Session session;
+  cli::Invocation invocation;
   CLI::App tool(kDescription, "fcx");
   tool.footer(kFooter);
   tool.set_version_flag("--version", FCX_VERSION);
-  tool.add_option("--phone", session.phone_directory, "The phone's directory");
-  tool.add_flag("--json", session.json, "Print one JSON object");
+  tool.add_option("--phone", invocation.phone_directory, "The phone's directory");
+  tool.add_flag("--json", invocation.json, "Print one JSON object");
   tool.require_subcommand(1);
-  cli::add_init(tool, session);
-  cli::add_demo(tool, session);
-  cli::add_commands(tool, session);
-  cli::add_send(tool, session);
-  cli::add_prop(tool, session);
-  cli::add_item(tool, session);
-  cli::add_events(tool, session);
-  cli::add_log(tool, session);
-  cli::add_fault(tool, session);
-  cli::add_reboot(tool, session);
+  cli::add_init(tool, invocation);
+  cli::add_demo(tool, invocation);
+  cli::add_commands(tool, invocation);
+  cli::add_send(tool, invocation);
+  cli::add_prop(tool, invocation);
+  cli::add_item(tool, invocation);
+  cli::add_events(tool, invocation);
+  cli::add_log(tool, invocation);
+  cli::add_fault(tool, invocation);
+  cli::add_reboot(tool, invocation);
   try {
     tool.parse(argc, argv);
   } catch (const CLI::ParseError& error) {
     return tool.exit(error) == 0 ? cli::kDone : cli::kUsage;
   }
-  return session.exit_status;
+  return invocation.exit_status;
 }
 
 }  // namespace

@@ -70,7 +70,7 @@ std::string profile_list() {
 
 }  // namespace
 
-void add_init(CLI::App& tool, Session& session) {
+void add_init(CLI::App& tool, Invocation& invocation) {
   struct Options {
     std::string profile = "single";
     bool force = false;
@@ -81,10 +81,10 @@ void add_init(CLI::App& tool, Session& session) {
       "  fcx init                            a phone with its factory data written\n"
       "  fcx init --profile blank --force    replace it by one where nothing was written\n"
       "  fcx --phone /tmp/p init             a phone in a directory of your own",
-      [&session, options] {
-        vp::create(session.directory(), options->profile, options->force);
-        const std::string directory = session.open_phone().directory().string();
-        if (session.json) {
+      [&invocation, options] {
+        vp::create(invocation.directory(), options->profile, options->force);
+        const std::string directory = invocation.open_phone().directory().string();
+        if (invocation.json) {
           print({{"phone", directory}, {"profile", options->profile}});
         } else {
           printf("made a phone (profile %s) in %s\n", options->profile.c_str(), directory.c_str());
@@ -94,11 +94,11 @@ void add_init(CLI::App& tool, Session& session) {
   command.add_flag("--force", options->force, "Replace the phone that is there");
 }
 
-void add_events(CLI::App& tool, Session& session) {
+void add_events(CLI::App& tool, Invocation& invocation) {
   add_command(tool, "events", "What happened to the phone: reboots, wake locks and the like",
-              "  fcx events", [&session] {
-                const auto events = vp::events(session.open_phone());
-                if (session.json) {
+              "  fcx events", [&invocation] {
+                const auto events = vp::events(invocation.open_phone());
+                if (invocation.json) {
                   Json list = Json::array();
                   for (const auto& event : events) {
                     list.push_back({{"id", event.id},
@@ -121,7 +121,7 @@ void add_events(CLI::App& tool, Session& session) {
               });
 }
 
-void add_log(CLI::App& tool, Session& session) {
+void add_log(CLI::App& tool, Invocation& invocation) {
   struct Options {
     size_t most = SIZE_MAX;
     bool follow = false;
@@ -131,13 +131,13 @@ void add_log(CLI::App& tool, Session& session) {
       add_command(tool, "log", "What was written to the phone's log",
                   "  fcx log -n 20       the last 20 lines\n"
                   "  fcx log --follow    and then what comes, until Ctrl-C",
-                  [&session, options] {
-                    if (options->follow && session.json) {
+                  [&invocation, options] {
+                    if (options->follow && invocation.json) {
                       throw UsageError("--follow prints lines, not one JSON object");
                     }
-                    const auto file = session.open_phone().log_file();
+                    const auto file = invocation.open_phone().log_file();
                     const auto lines = log_lines(file, options->most);
-                    if (session.json) {
+                    if (invocation.json) {
                       Json list = Json::array();
                       for (const auto& line : lines) list.push_back(log_entry(line));
                       return print({{"entries", list}});
@@ -149,14 +149,14 @@ void add_log(CLI::App& tool, Session& session) {
   command.add_flag("--follow", options->follow, "Go on with what is written from now on");
 }
 
-void add_reboot(CLI::App& tool, Session& session) {
+void add_reboot(CLI::App& tool, Invocation& invocation) {
   auto reason = std::make_shared<std::string>("by hand");
   CLI::App& command = add_command(
       tool, "reboot", "Switch the phone off and on",
       "  fcx reboot    properties that do not persist are gone, build properties are back",
-      [&session, reason] {
-        vp::restart(session.open_phone(), *reason);
-        if (session.json) {
+      [&invocation, reason] {
+        vp::restart(invocation.open_phone(), *reason);
+        if (invocation.json) {
           print({{"restarted", true}, {"reason", *reason}});
         } else {
           puts("restarted");

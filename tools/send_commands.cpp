@@ -191,7 +191,7 @@ constexpr DemoStep kDemo[] = {
     {"An opcode that does not exist", 4999, ""},
 };
 
-void run_demo(const Session& session) {
+void run_demo(const Invocation& invocation) {
   const TemporaryPhone temporary;
   vp::Phone& phone = vp::selected();
   if (init_factory_item() != 0) throw vp::Error("the factory item store cannot be opened");
@@ -210,7 +210,7 @@ void run_demo(const Session& session) {
                delivery.row == nullptr ? "unknown" : std::to_string(delivery.response.result),
                shown(delivery.data())});
   }
-  if (session.json) return print({{"answers", answers}});
+  if (invocation.json) return print({{"answers", answers}});
   puts("Factory commands, answered by the library on a fresh virtual phone (profile single):\n");
   table.print();
   for (const vp::Event& event : vp::events(phone)) {
@@ -221,15 +221,15 @@ void run_demo(const Session& session) {
 
 }  // namespace
 
-void add_commands(CLI::App& tool, Session& session) {
+void add_commands(CLI::App& tool, Invocation& invocation) {
   auto markdown = std::make_shared<bool>(false);
   CLI::App& command = add_command(
       tool, "commands", "List the factory commands",
       "  fcx commands               all of them\n"
       "  fcx commands --markdown    the same as docs/commands.md",
-      [&session, markdown] {
+      [&invocation, markdown] {
         if (*markdown) return print_markdown();
-        if (session.json) {
+        if (invocation.json) {
           Json list = Json::array();
           for (const auto& row : fcx::command_table()) list.push_back(command_json(row));
           return print({{"commands", list}});
@@ -244,7 +244,7 @@ void add_commands(CLI::App& tool, Session& session) {
   command.add_flag("--markdown", *markdown, "Print the page docs/commands.md");
 }
 
-void add_send(CLI::App& tool, Session& session) {
+void add_send(CLI::App& tool, Invocation& invocation) {
   struct Options {
     std::string command;
     std::optional<std::string> text;
@@ -260,15 +260,15 @@ void add_send(CLI::App& tool, Session& session) {
       "\n"
       "The exit status is 3 when the result is not 0. What a command leaves on a thread is "
       "awaited.",
-      [&session, options] {
+      [&invocation, options] {
         const int32_t opcode = opcode_of(options->command);
         const std::string payload = payload_of(options->text, options->hex);
-        vp::Phone& phone = session.open_phone();
+        vp::Phone& phone = invocation.open_phone();
         if (init_factory_item() != 0) throw vp::Error("the factory item store cannot be opened");
         const Delivery delivery = deliver(phone, opcode, payload);
         print_complaints(delivery);
-        session.json ? print_json(delivery) : print_text(delivery);
-        session.exit_status = delivery.response.result == QVCMD_OK ? kDone : kCommandFailed;
+        invocation.json ? print_json(delivery) : print_text(delivery);
+        invocation.exit_status = delivery.response.result == QVCMD_OK ? kDone : kCommandFailed;
       });
   command.add_option("command", options->command, "Opcode or name, as `fcx commands` lists them")
       ->required();
@@ -277,9 +277,9 @@ void add_send(CLI::App& tool, Session& session) {
       ->type_name("BYTES");
 }
 
-void add_demo(CLI::App& tool, Session& session) {
+void add_demo(CLI::App& tool, Invocation& invocation) {
   add_command(tool, "demo", "Show what the library does, on a fresh phone that is removed again",
-              "", [&session] { run_demo(session); });
+              "", [&invocation] { run_demo(invocation); });
 }
 
 }  // namespace cli

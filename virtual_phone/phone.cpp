@@ -97,6 +97,23 @@ void make_phone(const fs::path& directory, const Profile& profile) {
   make_database(directory / kDatabase, profile);
 }
 
+/// Refuses a directory in which no phone may be made.
+void check_is_free(const fs::path& target, bool overwrite) {
+  if (!fs::exists(target)) return;
+  if (!fs::is_directory(target)) throw Error(target.string() + " is no directory: left alone.");
+  bool is_empty = true;
+  for (const fs::directory_entry& entry : fs::directory_iterator(target)) {
+    is_empty = false;
+    const std::string name = entry.path().filename().string();
+    const bool belongs = name == "root" || name == "log" || name.rfind(kDatabase, 0) == 0;
+    if (belongs) continue;
+    throw Error(target.string() + " holds " + name + ", which is no part of a phone: left alone.");
+  }
+  if (!is_empty && !overwrite) {
+    throw Error("there is a phone in " + target.string() + ". `fcx init --force` replaces it.");
+  }
+}
+
 /// Refuses what is not a phone of this version.
 void check_version(Database& database, const fs::path& directory) {
   const auto number = [&](const char* pragma) {
@@ -144,16 +161,10 @@ fs::path default_directory() {
 void create(const fs::path& directory, std::string_view profile_name, bool overwrite) {
   const Profile& profile = profile_named(profile_name);
   const fs::path target = normal(directory);
-  const bool is_phone = fs::exists(target / kDatabase);
-  if (is_phone && !overwrite) {
-    throw Error("there is a phone in " + target.string() + ". `fcx init --force` replaces it.");
-  }
-  if (!is_phone && fs::exists(target) && !(fs::is_directory(target) && fs::is_empty(target))) {
-    throw Error(target.string() + " is not empty and not a phone: left alone.");
-  }
-  // Made beside it first, so that a failure leaves what was there.
   const fs::path made = target.string() + ".new-" + std::to_string(getpid());
   try {
+    check_is_free(target, overwrite);
+    // Made beside it first, so that a failure leaves what was there.
     fs::remove_all(made);
     fs::create_directories(made);
     make_phone(made, profile);
