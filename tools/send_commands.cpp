@@ -1,8 +1,8 @@
 // commands, send, demo: factory commands.
 #include <unistd.h>
 
+#include <algorithm>
 #include <cstdio>
-#include <cstring>
 #include <memory>
 
 #include "fcx/background.h"
@@ -41,8 +41,7 @@ Delivery deliver(vp::Phone& phone, int32_t opcode, std::string_view payload) {
     const bool writes = delivery.row->writer != nullptr && !payload.empty() && payload[0] != '\0';
     delivery.name = command_name(writes ? delivery.row->writer : delivery.row->handler);
   }
-  const auto before = vp::events(phone);
-  const int64_t last = before.empty() ? 0 : before.back().id;
+  const int64_t last = vp::last_event(phone);
   qvcmd_request request{};
   request.opcode = opcode;
   request.data_len = static_cast<int32_t>(payload.size());

@@ -14,6 +14,12 @@ void record_event(Phone& phone, std::string_view kind, std::string_view detail) 
       .run();
 }
 
+int64_t last_event(Phone& phone) {
+  const std::lock_guard lock(phone.mutex());
+  Query query = phone.fleeting().query("SELECT ifnull(max(id), 0) FROM event");
+  return query.step() ? query.number(0) : 0;
+}
+
 std::vector<Event> events(Phone& phone, int64_t after) {
   const std::lock_guard lock(phone.mutex());
   std::vector<Event> found;
