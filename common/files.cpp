@@ -22,14 +22,15 @@ bool may_go_on(const FileFault& fault) {
   return false;
 }
 
-/// Flushes a directory, so that a rename in it survives a power cut.
+/// Flushes a directory, so that a rename in it survives a power cut. One that may be written but
+/// not read cannot be flushed, which is no failure.
 int flush_directory_of(const char* path) {
   DevicePath::Buffer directory{};
   const char* slash = strrchr(path, '/');
   const size_t length = slash == path ? 1 : static_cast<size_t>(slash - path);
   memcpy(directory.data(), path, length);
   const UniqueFd fd(open(directory.data(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
-  return fd.is_open() ? fsync(fd.get()) : -1;
+  return fd.is_open() ? fsync(fd.get()) : 0;
 }
 
 }  // namespace
@@ -106,6 +107,8 @@ FileReplacement::FileReplacement(const char* device_path)
     errno = EISDIR;
     return;
   }
+  // A file that may not be written may not be replaced either.
+  if (exists && access(target_.c_str(), W_OK) != 0) return;
   fd_.reset(open(temporary_.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, kNewFileMode));
   // Whoever could read the old file can read the new one. The owner is kept where that is allowed.
   if (is_open() && exists) {

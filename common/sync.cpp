@@ -11,7 +11,7 @@
 #define SYNC_ERROR(...) \
   static_cast<void>(__android_log_buf_print(LOG_ID_SYSTEM, ANDROID_LOG_ERROR, "", __VA_ARGS__))
 
-Mutex::Mutex() { pthread_mutex_init(&mutex_, nullptr); }
+Mutex::Mutex() = default;
 
 Mutex::~Mutex() { pthread_mutex_destroy(&mutex_); }
 

@@ -33,13 +33,16 @@ struct Running {
 
 Running& running() {
   // Never destroyed: threads may outlive the process's other statics.
-  static Running* const instance = std::make_unique<Running>().release();
+  alignas(Running) static char storage[sizeof(Running)];
+  static Running* const instance = new (storage) Running;
   return *instance;
 }
 
 void* run(void* argument) {
-  const std::unique_ptr<Work> work(static_cast<Work*>(argument));
-  work->body(work->argument);
+  std::unique_ptr<Work> given(static_cast<Work*>(argument));
+  const Work work = *given;
+  given.reset();
+  work.body(work.argument);
   running().add(-1);
   return nullptr;
 }

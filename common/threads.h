@@ -4,7 +4,7 @@
 namespace fcx {
 
 /// Runs `body(argument)` on a thread of its own that nobody joins; wait_for_background_work() waits
-/// for it. `argument` must live as long as the thread needs it.
+/// for it. The body ends by returning. `argument` must live as long as the thread needs it.
 /// @return 0, or the errno value with which no thread could be started
 [[nodiscard]] int start_detached(void* (*body)(void*), void* argument);
 

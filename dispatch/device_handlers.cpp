@@ -32,7 +32,7 @@ bool set_startday(std::string_view text) {
 /// Reads the start day. Whether it could.
 bool get_startday(StartdayText& day) {
   char valid = 0;
-  if (read_device_file(kStartdayValidFile, &valid, 1) != 1) return false;
+  if (read_device_file(kStartdayValidFile, &valid, 1) < 0) return false;
   if (valid == '0') {
     HANDLER_INFO("get startday RETURN : startday is not initialized");
     day = StartdayText(kNoStartday);
@@ -57,7 +57,7 @@ void handle_read_agree_factory(qvcmd_response& response) {
   const UniqueFd file = open_device_file(kAgreeFactoryFile, O_RDONLY);
   if (!file.is_open()) {
     // Neither an absent file nor one that cannot be opened is a failure, on purpose.
-    if (errno == ENOENT) {
+    if (errno == ENOENT || errno == ENOTDIR) {
       HANDLER_INFO("AGREE_FACTORY not exist = %s\n", kAgreeFactoryFile);
     } else {
       HANDLER_INFO("Cannot open path : %s", kAgreeFactoryFile);

@@ -100,7 +100,7 @@ void handle_charger_skip(Decimal argument, qvcmd_response& response) {
   constexpr uint8_t kRead = 2;
   if (argument.value != kRead) {
     // `result` is 0 whatever the write returned, on purpose.
-    set_charger_skip(argument.value);
+    static_cast<void>(logged(__func__, set_charger_skip(argument.value)));
     response.result = QVCMD_OK;
     return;
   }
@@ -122,7 +122,9 @@ void handle_get_hiddenmenu_enable(qvcmd_response& response) {
 
 void handle_get_teal_ime(qvcmd_response& response) {
   // A failed read answers the byte 0xFF with `result` 0, on purpose.
-  answer_byte(response, get_teal_ime());
+  const int selection = get_teal_ime();
+  if (selection < 0) static_cast<void>(logged(__func__, selection));
+  answer_byte(response, selection);
   response.result = QVCMD_OK;
 }
 

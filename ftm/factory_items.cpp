@@ -193,10 +193,11 @@ int set_frst_trace(int status) {
   size_t length = trace.view().size();
   if (length >= kFullTrace) {
     DOMAIN_INFO("Full QVFTM_FRST_TRACE, initialize this item");
-    trace = {};
     length = 0;
   }
   trace.data()[length] = first_digit(status);
+  // Nothing behind the trace is kept: it would become part of it.
+  memset(trace.data() + length + 1, 0, kLongestItem - length - 1);
   if (write_whole(factory_item<79>(), trace.c_str()) != 0) {
     DOMAIN_INFO("Set ftm Error! Item : %s", "QVFTM_FRST_TRACE");
     return -1;

@@ -46,6 +46,8 @@ TEST_F(DeviceHandlers, StartdayAnswersErrorForEveryFailure) {
   write_file(file(kDate), std::string(kDay) + "\n");
   EXPECT_THAT(send(4295), Answers(0, kDay)) << "the first 19 characters";
   write_file(file(kValid), "");
+  EXPECT_THAT(send(4295), Answers(0, kDay)) << "anything but 0 is a valid day";
+  std::filesystem::remove(file(kValid));
   EXPECT_THAT(send(4295), Answers(0, "ERROR"));
 }
 

@@ -186,6 +186,9 @@ TEST_F(FactoryItems, ATraceOf2047CharactersStartsAnew) {
   set_item(79, std::string(2048, '1'));
   EXPECT_EQ(0, set_frst_trace(4));
   EXPECT_EQ("4", item_text(79)) << "no terminator at all";
+  set_item(79, "23\0stale"sv);
+  EXPECT_EQ(0, set_frst_trace(6));
+  EXPECT_EQ("236" + std::string(2045, '\0'), item(79, 2048)) << "nothing from behind the text";
 }
 
 TEST_F(FactoryItems, TheTraceSaysWhatFailed) {

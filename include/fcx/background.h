@@ -7,7 +7,8 @@ namespace fcx {
 #pragma GCC visibility push(default)
 
 /// Waits until no thread that the library started is running. For a process that is about to exit
-/// and wants to lose none of that work.
+/// and wants to lose none of that work. Not for such a thread itself, which would wait for its own
+/// end.
 void wait_for_background_work();
 
 #pragma GCC visibility pop

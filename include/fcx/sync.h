@@ -23,7 +23,7 @@ class Mutex {
   pthread_mutex_t* nativeHandle();
 
  private:
-  pthread_mutex_t mutex_;
+  pthread_mutex_t mutex_ = PTHREAD_MUTEX_INITIALIZER;
 };
 
 /// A condition variable on the monotonic clock. As with any, a wait may end without a signal: wait
@@ -49,7 +49,7 @@ class CondVar {
   void notifyOne();
 
  private:
-  pthread_cond_t condition_;
+  pthread_cond_t condition_ = PTHREAD_COND_INITIALIZER;
 };
 
 #pragma GCC visibility pop
