@@ -88,6 +88,13 @@ TEST_F(DeviceHandlers, AgreeFactoryDistinguishesOpeningFromTheRest) {
   EXPECT_EQ("Cannot open path : mnt/vendor/persist-qv/agree_factory", log().back());
 }
 
+TEST_F(DeviceHandlers, AFaultCountsOnlyWhatItCanStrike) {
+  virtual_phone::set_fault(phone(), {0, Part::file, kAgree, Access::any, Effect::shorter, 2, 1});
+  send(4419, "old");
+  EXPECT_FALSE(std::filesystem::exists(file(kAgree))) << "opening does not use it up";
+  EXPECT_EQ(0U, virtual_phone::faults(phone()).size());
+}
+
 TEST_F(DeviceHandlers, ARelativePathIsTheDevicesAndNotTheProcesses) {
   std::filesystem::current_path(directory());
   send(4419, "agreed");

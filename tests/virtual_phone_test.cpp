@@ -117,10 +117,12 @@ TEST_F(VirtualPhone, FaultsStrikeWhereAndAsOftenAsTheyAreSet) {
   const int64_t before = vp::now_us();
   EXPECT_EQ(0, get_ftm_item(9, 1, &byte));
   EXPECT_GE(vp::now_us() - before, 60'000'000) << "on the phone's clock";
+  item_fails(9);
+  EXPECT_EQ(-1, get_ftm_item(9, 1, &byte)) << "late, and then failing too";
 
   fault(Part::property, "a.b", Effect::garbage, 0);
   EXPECT_EQ(std::string(91, '\xFF'), get("a.b", "d"));
-  EXPECT_EQ(2, vp::clear_faults(phone()));
+  EXPECT_EQ(3, vp::clear_faults(phone()));
 }
 
 TEST_F(VirtualPhone, FaultsThatMakeNoSenseAreRefused) {
@@ -129,7 +131,13 @@ TEST_F(VirtualPhone, FaultsThatMakeNoSenseAreRefused) {
       {0, Part::item, "1", Access::open, Effect::fail, -1, {}},
       {0, Part::item, "1", Access::write, Effect::shorter, 1, {}},
       {0, Part::item, "1", Access::any, Effect::fail, 0, {}},
+      {0, Part::item, "1", Access::any, Effect::fail, -4294967295, {}},
       {0, Part::item, "1", Access::any, Effect::late, -1, {}},
+      {0, Part::item, "1", Access::any, Effect::late, 3'600'001, {}},
+      {0, Part::item, "1", Access::any, Effect::returns, 0, {}},
+      {0, Part::item, "1", Access::any, Effect::returns, 4294967295, {}},
+      {0, Part::file, "/a", Access::open, Effect::shorter, 1, {}},
+      {0, Part::property, "", Access::any, Effect::fail, 0, {}},
       {0, Part::item, "1", Access::any, Effect::fail, -1, 0},
   };
   for (const vp::Fault& fault : refused) {
@@ -174,6 +182,47 @@ TEST_F(VirtualPhone, ADirectoryThatIsNoUsablePhoneSaysWhatToDo) {
   EXPECT_THAT([&] { vp::create(foreign / "thesis.txt", "blank", true); },
               ThrowsMessage<Error>(HasSubstr("left alone")));
   EXPECT_EQ("ten years", read_file(foreign / "thesis.txt"));
+}
+
+TEST_F(VirtualPhone, OnlyAPhoneIsReplaced) {
+  const auto other = directory() / "other";
+  const auto refused = [&] {
+    EXPECT_THAT([&] { vp::create(other, "blank", true); },
+                ThrowsMessage<Error>(HasSubstr("left alone")));
+    std::filesystem::remove_all(other);
+  };
+  std::filesystem::create_directories(other / "root");
+  std::filesystem::create_directories(other / "log");
+  refused();
+  vp::create(other, "blank", false);
+  write_file(other / "phone.db-backup.tar", "kept");
+  refused();
+  std::filesystem::create_directories(other);
+  {
+    vp::Database(other / "phone.db", vp::Database::Survives::kill, true)
+        .execute("CREATE TABLE a(b)");
+  }
+  refused();
+  std::filesystem::create_symlink(directory() / "nowhere", other);
+  refused();
+
+  vp::create(directory() / "real", "blank", false);
+  std::filesystem::create_directory_symlink(directory() / "real", other);
+  vp::create(other, "single", true);
+  EXPECT_TRUE(std::filesystem::is_symlink(other)) << "the phone behind the link";
+  EXPECT_EQ("single", vp::Phone(directory() / "real").profile());
+  std::filesystem::current_path(directory() / "real" / "root");
+  EXPECT_THAT([&] { vp::create(other, "blank", true); },
+              ThrowsMessage<Error>(HasSubstr("current directory")));
+}
+
+TEST_F(VirtualPhone, AWriteToAPhoneThatIsGoneFails) {
+  EXPECT_EQ(0, set_ftm_item(9, 1, "a"));
+  vp::create(directory(), "blank", true);
+  EXPECT_LT(set_ftm_item(9, 1, "b"), 0);
+  EXPECT_EQ(-1, property_set("persist.a", "b"));
+  std::filesystem::remove_all(directory());
+  EXPECT_LT(set_ftm_item(9, 1, "b"), 0);
 }
 
 TEST_F(VirtualPhone, AFullDiskFailsAWriteAndChangesNothing) {

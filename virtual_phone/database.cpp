@@ -88,7 +88,7 @@ Database::Database(const std::filesystem::path& file, Survives survives, bool cr
   const int result = sqlite3_open_v2(file.c_str(), &opened, flags, nullptr);
   database_.reset(opened);
   if (opened == nullptr) throw Error(file.string() + ": out of memory");
-  if (result != SQLITE_OK) fail(opened);
+  if (result != SQLITE_OK) throw Error(file.string() + ": " + sqlite3_errmsg(opened));
   sqlite3_busy_handler(opened, wait_for_writer, nullptr);
   execute(create ? "PRAGMA journal_mode=WAL" : "PRAGMA schema_version");
   // FULL flushes each commit to disk; NORMAL leaves it to the system, which outlives a killed

@@ -39,14 +39,17 @@ Fault fault_of(const Query& row) {
   return fault;
 }
 
-/// The fault that strikes, counted down.
-std::optional<Fault> take(Phone& phone, Part part, std::string_view target, Access access) {
+/// The first fault behind the one with the id `after` that strikes, counted down.
+std::optional<Fault> take(Phone& phone, Part part, std::string_view target, Access access,
+                          int64_t after) {
   const std::lock_guard lock(phone.mutex());
+  // Opening a file moves no bytes: there is nothing to cut short.
   const auto find = [&]() -> std::optional<Fault> {
     Query query = phone.fleeting().query(
         "SELECT id, kind, target, operation, effect, value, remaining FROM fault"
-        " WHERE kind = ? AND target = ? AND operation IN ('any', ?) ORDER BY id LIMIT 1");
-    query.bind(name_of(part)).bind(target).bind(name_of(access));
+        " WHERE kind = ?1 AND target = ?2 AND operation IN ('any', ?3) AND id > ?4"
+        " AND NOT (effect = 'short' AND ?3 = 'open') ORDER BY id LIMIT 1");
+    query.bind(name_of(part)).bind(target).bind(name_of(access)).bind(after);
     if (!query.step()) return std::nullopt;
     return fault_of(query);
   };
@@ -67,6 +70,34 @@ std::optional<Fault> take(Phone& phone, Part part, std::string_view target, Acce
   }
   transaction.commit();
   return fault;
+}
+
+/// Refuses a value that the effect cannot have.
+void check_value(const Fault& fault) {
+  constexpr int64_t kHourMs = 3'600'000;
+  const auto refuse = [&](const std::string& why) {
+    throw Refused(std::string(name_of(fault.part)) + " fault \"" + name_of(fault.effect) + "\" " +
+                  why + ", not " + std::to_string(fault.value));
+  };
+  const bool is_int = fault.value == static_cast<int32_t>(fault.value);
+  switch (fault.effect) {
+    case Effect::fail:
+      if (fault.part == Part::item && (!is_int || fault.value >= 0)) {
+        refuse("takes a negative code of 32 bits");
+      }
+      break;
+    case Effect::late:
+      if (fault.value < 0 || fault.value > kHourMs) refuse("takes at most an hour of milliseconds");
+      break;
+    case Effect::returns:
+      if (!is_int || fault.value < 1) refuse("takes a positive number of 32 bits");
+      break;
+    case Effect::shorter:
+      if (!is_int || fault.value < 0) refuse("takes a number of bytes");
+      break;
+    case Effect::garbage:
+      break;
+  }
 }
 
 }  // namespace
@@ -118,12 +149,11 @@ int64_t set_fault(Phone& phone, Fault fault) {
     }
     fault.access = row->strikes;
   }
-  if (fault.part == Part::item && fault.effect == Effect::fail && fault.value >= 0) {
-    throw Refused("an item access that fails returns a negative code");
+  if (fault.access == Access::open && fault.effect == Effect::shorter) {
+    throw Refused("opening a file moves no bytes: there is nothing to cut short");
   }
-  if (fault.effect != Effect::fail && fault.value < 0) {
-    throw Refused(what + " \"" + name_of(fault.effect) + "\" takes no negative number");
-  }
+  if (fault.target.empty()) throw Refused("a fault needs something to stand on");
+  check_value(fault);
   if (fault.remaining.has_value() && *fault.remaining < 1) {
     throw Refused("a fault strikes at least once");
   }
@@ -164,10 +194,12 @@ int clear_faults(Phone& phone) {
 }
 
 std::optional<Fault> strike(Phone& phone, Part part, std::string_view target, Access access) {
-  const std::optional<Fault> fault = take(phone, part, target, access);
-  if (!fault.has_value() || fault->effect != Effect::late) return fault;
-  sleep_us(static_cast<uint64_t>(fault->value) * 1000);
-  return std::nullopt;
+  std::optional<Fault> fault = take(phone, part, target, access, 0);
+  while (fault.has_value() && fault->effect == Effect::late) {
+    sleep_us(static_cast<uint64_t>(fault->value) * 1000);
+    fault = take(phone, part, target, access, fault->id);
+  }
+  return fault;
 }
 
 }  // namespace virtual_phone

@@ -54,8 +54,8 @@ bool clear_fault(Phone& phone, int64_t id);
 /// Removes all faults. @return how many there were
 int clear_faults(Phone& phone);
 
-/// The fault that strikes this access, the oldest first, and counts it down. A late one has been
-/// slept through already, and is not returned.
+/// The fault that strikes this access, the oldest first, and counts it down. Late ones before it
+/// have been slept through already, and are not returned.
 std::optional<Fault> strike(Phone& phone, Part part, std::string_view target, Access access);
 
 }  // namespace virtual_phone

@@ -31,6 +31,7 @@ void write_item(Phone& phone, int number, std::string_view bytes) {
                   " bytes, an item holds at most " + std::to_string(kItemBlock));
   }
   const std::lock_guard lock(phone.mutex());
+  phone.check_is_there();
   Database& database = phone.durable();
   Transaction transaction(database);
   std::string whole(bytes);

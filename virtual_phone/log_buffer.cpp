@@ -6,7 +6,9 @@
 #include <unistd.h>
 
 #include <array>
+#include <cerrno>
 #include <cstdio>
+#include <cstring>
 #include <ctime>
 #include <mutex>
 #include <string_view>
@@ -109,7 +111,10 @@ LogFile::LogFile(const std::filesystem::path& file) {
     std::filesystem::rename(file, file.string() + ".1", ignored);
   }
   fd_ = open(file.c_str(), O_WRONLY | O_CREAT | O_APPEND | O_CLOEXEC, 0664);
-  if (fd_ < 0) throw Error(file.string() + ": cannot be written");
+  if (fd_ < 0) {
+    throw Error(file.string() + ": " + strerror(errno) +
+                ". A phone is for users who may write to its directory.");
+  }
 }
 
 LogFile::~LogFile() { close(fd_); }

@@ -15,8 +15,14 @@
 
 namespace virtual_phone {
 
-/// $FCX_PHONE, else $XDG_STATE_HOME/fcx/phone, else ~/.local/state/fcx/phone.
+constexpr char kDatabaseName[] = "phone.db";
+
+/// $FCX_PHONE, else $XDG_STATE_HOME/fcx/phone, else ~/.local/state/fcx/phone. Throws Error when
+/// none of these is set.
 std::filesystem::path default_directory();
+
+/// The directory as an absolute path without anything superfluous.
+std::filesystem::path normal(const std::filesystem::path& directory);
 
 /// Makes a phone in `directory`, whole or not at all.
 /// @param profile   one of profiles()
@@ -33,6 +39,9 @@ class Phone {
   const std::string& root() const { return root_; }
   std::filesystem::path log_file() const { return directory_ / "log" / "system.log"; }
   std::string profile();
+  /// Throws Error when the phone's directory was removed or replaced since it was opened: what is
+  /// written now would be lost.
+  void check_is_there() const;
 
   /// Holds other threads off the two connections below.
   std::mutex& mutex() { return mutex_; }
@@ -52,6 +61,7 @@ class Phone {
   Database durable_;
   Database fleeting_;
   LogFile log_;
+  uint64_t inode_ = 0;  ///< of phone.db
 };
 
 /// The phone of this process from now on. Not while another thread uses the one before. Throws

@@ -44,6 +44,7 @@ void set_property(Phone& phone, std::string_view name, std::string_view value) {
                   " characters, a property holds at most " + std::to_string(kLongestValue));
   }
   const std::lock_guard lock(phone.mutex());
+  phone.check_is_there();
   Database& database = starts_with(name, "persist.") ? phone.durable() : phone.fleeting();
   const char* sql = starts_with(name, "ro.")
                         ? "INSERT OR IGNORE INTO property(name, value) VALUES(?, ?)"
