@@ -190,7 +190,7 @@ constexpr bool rows_ascend() {
   }
   return true;
 }
-static_assert(rows_ascend());
+static_assert(rows_ascend(), "the rows of the command table ascend, and no opcode has two");
 
 }  // namespace
 

@@ -9,6 +9,8 @@ failures=0
 
 fcx() { "${tool[@]}" "$@"; }
 
+to_full_disk() { "$@" >/dev/full; }
+
 # expect STATUS PATTERN COMMAND...: the exit status, and an extended regular expression in the output.
 expect() {
   local status=$1 pattern=$2 output
@@ -31,7 +33,7 @@ exchange)
   expect 0 '^data +off$' fcx send 3171
   expect 0 '^data +0xFFFFFFFF$' fcx send 4409
   expect 0 'opcode 4999 is unknown' fcx send 4999
-  expect 0 '"result": 0' fcx --json send 4999
+  expect 0 '"known": false' fcx --json send 4999
   expect 0 '^value +3$' fcx item set 2 hex:03
   expect 0 '^value +3$' fcx item get 2
   expect 0 ' I Diag_Lib: service_handler: opcode = 4018$' fcx log
@@ -45,7 +47,13 @@ exchange)
   ;;
 usage)
   expect 0 'Exit status' fcx --help
-  expect 2 'subcommand' fcx
+  expect 2 'subcommand is required' fcx
+  expect 2 'no command "sned". Near it: send' fcx sned 4010
+  expect 2 'no command "clear".*fcx item --help' fcx item clear
+  expect 2 'no command is called ""' fcx send ""
+  expect 2 'FCX_CLOCK is' env FCX_CLOCK=slow "${tool[@]}" --version
+  expect 1 'Set FCX_PHONE' env -u FCX_PHONE -u HOME -u XDG_STATE_HOME "${tool[@]}" log
+  expect 1 'could not be written' to_full_disk fcx commands
   fcx init >/dev/null
   expect 2 'Near it: get_serial_number' fcx send get_seril_number
   expect 2 '4410  read the second' fcx send get_midauto_crc
@@ -59,6 +67,8 @@ usage)
   expect 2 '0 to 255' fcx item set 2 256
   expect 2 'holds 12$' fcx item set serial_number 1234567890123
   expect 2 'no item is called' fcx item get serial_nummer
+  expect 2 'no negative' fcx log -n -1
+  expect 2 'names no file' fcx fault file / fail
   expect 2 'at most 91' fcx prop set a.b "$(printf '%092d' 0)"
   expect 2 'read-only' fcx prop set ro.build.type user
   expect 2 'needs a number' fcx fault item 9 late
@@ -94,13 +104,13 @@ state)
   ;;
 faults)
   fcx init >/dev/null
-  expect 0 'item +9 +any +fail -1 +1$' fcx fault item 9 fail --times 1
+  expect 0 'item +9 +any +fail -1 +1$' fcx fault item serial_number fail --times 1
   expect 3 'item 9 cannot be read' fcx send 4010
   expect 0 '^data +QV2006A00123$' fcx send 4010
   expect 0 'write +fail ENOSPC +until cleared' \
-    fcx fault file mnt/vendor/persist-qv/startday/date fail ENOSPC --on write
+    fcx fault file mnt/vendor//persist-qv/./startday/date fail ENOSPC --on write
   expect 0 '^data +ERROR$' fcx send 4295 '2020/06/01 09:30:00'
-  expect 0 '"effect": "fail ENOSPC"' fcx fault list --json
+  expect 0 '"value": 28' fcx fault list --json
   expect 2 'no fault 99' fcx fault clear 99
   expect 0 'no fault is set' fcx fault clear
   expect 0 '^data +OK$' fcx send 4295 '2020/06/01 09:30:00'

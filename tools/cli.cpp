@@ -30,7 +30,15 @@ CLI::App& add_command(CLI::App& parent, const char* name, const std::string& des
 
 TextTable::TextTable(std::vector<std::string> head) { add(std::move(head)); }
 
-void TextTable::add(std::vector<std::string> row) { rows_.push_back(std::move(row)); }
+void TextTable::add(std::vector<std::string> row) {
+  // One line a row, whatever a cell holds.
+  for (std::string& cell : row) {
+    for (size_t at = 0; (at = cell.find('\n', at)) != std::string::npos; ++at) {
+      cell.replace(at, 1, "\\n");
+    }
+  }
+  rows_.push_back(std::move(row));
+}
 
 void TextTable::print() const {
   std::vector<size_t> widths(rows_.front().size());
@@ -126,6 +134,9 @@ size_t edit_distance(std::string_view a, std::string_view b) {
 
 std::string nearest(std::string_view word, const std::vector<std::string>& words) {
   constexpr size_t kMost = 3;
+  constexpr size_t kTooShort = 3;  // everything is near to a letter or two
+  if (word.size() < kTooShort) return "";
+  const size_t most_changes = word.size() > kTooShort ? 2 : 1;
   std::vector<std::pair<size_t, std::string>> near;
   for (const std::string& known : words) {
     const bool part = word.size() > 2 && known.find(word) != std::string::npos;
@@ -134,7 +145,8 @@ std::string nearest(std::string_view word, const std::vector<std::string>& words
         part ? 0
              : std::min(edit_distance(word, known),
                         edit_distance(word, std::string_view(known).substr(0, word.size())));
-    if (distance <= std::max<size_t>(2, word.size() / 3)) near.emplace_back(distance, known);
+    if (distance <= std::max<size_t>(most_changes, word.size() / 3))
+      near.emplace_back(distance, known);
   }
   std::sort(near.begin(), near.end());
   near.erase(std::unique(near.begin(), near.end()), near.end());
@@ -148,10 +160,19 @@ std::string nearest(std::string_view word, const std::vector<std::string>& words
 int64_t number_of(const std::string& text, const std::string& what) {
   int64_t number = 0;
   const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), number);
+  if (error == std::errc::result_out_of_range) {
+    throw UsageError(what + " is no number as large as " + text);
+  }
   if (error != std::errc() || end != text.data() + text.size()) {
     throw UsageError(what + " is a whole number, not \"" + text + "\"");
   }
   return number;
+}
+
+size_t count_of(const std::string& text, const std::string& what) {
+  const int64_t number = number_of(text, what);
+  if (number < 0) throw UsageError(what + " takes no negative number");
+  return static_cast<size_t>(number);
 }
 
 }  // namespace cli

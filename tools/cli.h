@@ -70,5 +70,7 @@ std::string nearest(std::string_view word, const std::vector<std::string>& words
 
 /// A whole number, or UsageError that names `what`.
 int64_t number_of(const std::string& text, const std::string& what);
+/// The same, not negative.
+size_t count_of(const std::string& text, const std::string& what);
 
 }  // namespace cli

@@ -63,8 +63,9 @@ int32_t opcode_of(const std::string& word) {
   const std::string name = without_prefix(word);
   std::vector<const fcx::Command*> rows;
   for (const fcx::Command& row : fcx::command_table()) {
-    if (row.handler == nullptr) continue;
-    if (command_name(row.handler) == name || command_name(row.writer) == name) rows.push_back(&row);
+    const bool reads = row.handler != nullptr && command_name(row.handler) == name;
+    const bool writes = row.writer != nullptr && command_name(row.writer) == name;
+    if (reads || writes) rows.push_back(&row);
   }
   if (rows.empty()) fail_unknown(name);
   if (rows.size() > 1) fail_ambiguous(name, rows);

@@ -4,6 +4,7 @@
 #include <memory>
 
 #include "tools/commands.h"
+#include "tools/item_name.h"
 #include "virtual_phone/faults.h"
 
 namespace cli {
@@ -62,7 +63,8 @@ Json fault_json(const vp::Fault& fault) {
           {"part", vp::name_of(fault.part)},
           {"target", fault.target},
           {"on", vp::name_of(fault.access)},
-          {"effect", fault_text(fault)},
+          {"effect", vp::name_of(fault.effect)},
+          {"value", fault.value},
           {"remaining", fault.remaining ? Json(*fault.remaining) : Json()}};
 }
 
@@ -103,14 +105,18 @@ std::string effect_help(vp::Part part) {
 
 /// A target in the form in which the phone knows it. Throws UsageError.
 std::string fault_target(vp::Part part, const std::string& word) {
-  if (part == vp::Part::item) {
-    const int64_t number = number_of(word, "an item");
-    if (number < 0) throw UsageError("item numbers are not negative");
-    return std::to_string(number);
+  switch (part) {
+    case vp::Part::item:
+      return std::to_string(item_number(word));
+    case vp::Part::property:
+      return word;
+    case vp::Part::file:
+      break;
   }
-  // The device's paths begin at its root.
-  if (part == vp::Part::file && word.compare(0, 1, "/") != 0) return "/" + word;
-  return word;
+  // The device's paths begin at its root, and name a file.
+  const auto path = (std::filesystem::path("/") / word).lexically_normal();
+  if (!path.has_filename()) throw UsageError("\"" + word + "\" names no file");
+  return path.string();
 }
 
 void add_part(CLI::App& group, Invocation& invocation, vp::Part part, const char* target_help,
@@ -120,7 +126,7 @@ void add_part(CLI::App& group, Invocation& invocation, vp::Part part, const char
     std::string effect;
     std::optional<std::string> value;
     std::string access = "any";
-    std::optional<int64_t> times;
+    std::optional<std::string> times;
   };
   auto options = std::make_shared<Options>();
   CLI::App& command = add_command(
@@ -131,13 +137,11 @@ void add_part(CLI::App& group, Invocation& invocation, vp::Part part, const char
         if (!access.has_value()) {
           throw UsageError("--on takes any, open, read or write, not \"" + options->access + "\"");
         }
-        vp::Fault fault{0,
-                        part,
-                        fault_target(part, options->target),
-                        *access,
-                        row.effect,
-                        effect_value(row, options->value),
-                        options->times};
+        std::optional<int64_t> times;
+        if (options->times) times = number_of(*options->times, "--times");
+        vp::Fault fault{0,       part,       fault_target(part, options->target),
+                        *access, row.effect, effect_value(row, options->value),
+                        times};
         vp::set_fault(invocation.open_phone(), fault);
         list_faults(invocation);
       });
@@ -163,7 +167,8 @@ void add_fault(CLI::App& tool, Invocation& invocation) {
       "  fcx fault clear 2                            one fault; without a number all of them",
       {});
   group.require_subcommand(1);
-  add_part(group, invocation, vp::Part::item, "The item's number", "  fcx fault item 9 short 4");
+  add_part(group, invocation, vp::Part::item, "The item's number, or an accessor's name",
+           "  fcx fault item 9 short 4");
   add_part(group, invocation, vp::Part::property, "The property's name",
            "  fcx fault property persist.vendor.qve.factory.status fail --on write");
   add_part(group, invocation, vp::Part::file, "The device path",

@@ -4,6 +4,7 @@
 
 #include "fcx/factory_items.h"
 #include "tools/commands.h"
+#include "tools/item_name.h"
 #include "virtual_phone/item_store.h"
 #include "virtual_phone/properties.h"
 
@@ -39,30 +40,6 @@ std::string accessor_names(const fcx::FactoryItem* item) {
     return reader.substr(0, read) + "get/" + writer.substr(write);
   }
   return reader.empty() ? writer : writer.empty() ? reader : reader + ", " + writer;
-}
-
-/// An item's number from its number or the name of one of its accessors. Throws UsageError.
-int item_number(const std::string& word) {
-  if (!word.empty() && word.find_first_not_of("0123456789") == std::string::npos) {
-    const int64_t number = number_of(word, "an item");
-    if (number > INT32_MAX) throw UsageError("there is no item " + word);
-    return static_cast<int>(number);
-  }
-  std::vector<std::string> names;
-  for (const fcx::FactoryItem& item : fcx::kFactoryItems) {
-    for (const char* accessor : {item.reader, item.writer}) {
-      if (accessor == nullptr) continue;
-      const std::string name = accessor;
-      for (const char* prefix : {"", "get_", "set_", "handle_get_", "handle_set_"}) {
-        if (name == prefix + word) return item.index;
-      }
-      names.push_back(name);
-    }
-  }
-  const std::string near = nearest(word, names);
-  throw UsageError("no item is called \"" + word + "\"" +
-                   (near.empty() ? "" : ". Near it: " + near) +
-                   ". `fcx item list` lists all of them.");
 }
 
 /// The bytes of an item as its encoding shows them.

@@ -1,5 +1,7 @@
 // fcx: a virtual phone and the factory commands, from the command line.
+#include <algorithm>
 #include <cstdio>
+#include <cstdlib>
 
 #include "tools/commands.h"
 #include "virtual_phone/clock.h"
@@ -27,13 +29,50 @@ constexpr char kFooter[] =
     "\n"
     "Exit status:\n"
     "  0  done\n"
-    "  1  the phone could not be used; standard error says what to do\n"
+    "  1  the phone could not be used, or the output not be written; standard error says why\n"
     "  2  the command line makes no sense\n"
     "  3  the factory command was delivered, and its result is not 0";
 
 int report(const char* message, int exit_status) {
   fprintf(stderr, "fcx: %s\n", message);
   return exit_status;
+}
+
+/// Throws UsageError for the first word that stands where a command must and names none.
+void check_command_words(const CLI::App& tool, const std::vector<std::string>& words) {
+  const CLI::App* group = &tool;
+  for (size_t i = 0; i < words.size(); ++i) {
+    if (words[i] == "--phone") ++i;
+    if (i >= words.size() || words[i].substr(0, 1) == "-") continue;
+    std::vector<std::string> names;
+    for (const CLI::App* command : group->get_subcommands({})) names.push_back(command->get_name());
+    if (names.empty()) return;
+    if (std::find(names.begin(), names.end(), words[i]) == names.end()) {
+      const std::string near = cli::nearest(words[i], names);
+      throw cli::UsageError(
+          "there is no command \"" + words[i] + "\"" + (near.empty() ? "" : ". Near it: " + near) +
+          ". `" + (group == &tool ? "fcx" : "fcx " + group->get_name()) + " --help` lists them.");
+    }
+    group = group->get_subcommand(words[i]);
+  }
+}
+
+/// Sets the clock that $FCX_CLOCK asks for. Nobody wants to wait for a phone that is not there, so
+/// the tool runs on the fast one otherwise.
+void choose_clock() {
+  const char* variable = getenv("FCX_CLOCK");
+  const std::string wanted = variable == nullptr ? "fast" : variable;
+  if (wanted != "fast" && wanted != "real") {
+    throw cli::UsageError("FCX_CLOCK is \"fast\" or \"real\", not \"" + wanted + "\"");
+  }
+  virtual_phone::set_clock(wanted == "fast" ? virtual_phone::Clock::fast
+                                            : virtual_phone::Clock::real);
+}
+
+/// Results that could not be written are no success.
+int flushed(int exit_status) {
+  if (fflush(stdout) == 0 && ferror(stdout) == 0) return exit_status;
+  return report("the output could not be written", cli::kPhoneUnusable);
 }
 
 int run(int argc, char** argv) {
@@ -56,6 +95,10 @@ int run(int argc, char** argv) {
   cli::add_reboot(tool, invocation);
   try {
     tool.parse(argc, argv);
+  } catch (const CLI::RequiredError& error) {
+    // CLI11 only says that a command is missing where there is one that it does not know.
+    check_command_words(tool, {argv + 1, argv + argc});
+    throw cli::UsageError(std::string(error.what()) + "; --help tells more");
   } catch (const CLI::ParseError& error) {
     return tool.exit(error) == 0 ? cli::kDone : cli::kUsage;
   }
@@ -65,11 +108,9 @@ int run(int argc, char** argv) {
 }  // namespace
 
 int main(int argc, char** argv) {
-  // Nobody wants to wait for a phone that is not there; FCX_CLOCK=real does.
-  const char* clock = getenv("FCX_CLOCK");
-  if (clock == nullptr) virtual_phone::set_clock(virtual_phone::Clock::fast);
   try {
-    return run(argc, argv);
+    choose_clock();
+    return flushed(run(argc, argv));
   } catch (const cli::UsageError& error) {
     return report(error.what(), cli::kUsage);
   } catch (const virtual_phone::Refused& error) {

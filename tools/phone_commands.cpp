@@ -1,6 +1,5 @@
 // init, events, log, reboot: the phone as a whole.
-#include <fcntl.h>
-#include <unistd.h>
+#include <sys/stat.h>
 
 #include <chrono>
 #include <cstdio>
@@ -46,16 +45,26 @@ Json log_entry(const std::string& line) {
           {"message", colon == std::string::npos ? "" : rest.substr(colon + 2)}};
 }
 
+/// Which file a name stands for now; 0 when there is none.
+uint64_t identity(const std::filesystem::path& file) {
+  struct stat found {};
+  return stat(file.c_str(), &found) == 0 ? found.st_ino : 0;
+}
+
 /// Prints what is added to the log, until the tool is interrupted.
 [[noreturn]] void follow(const std::filesystem::path& file) {
+  uint64_t followed = identity(file);
   std::ifstream in(file, std::ios::ate);
   while (true) {
     for (std::string text; std::getline(in, text);) puts(text.c_str());
-    fflush(stdout);
+    if (fflush(stdout) != 0) exit(kPhoneUnusable);
     in.clear();
-    // The log starts anew when it has grown large.
-    std::error_code gone;
-    if (std::filesystem::file_size(file, gone) < static_cast<uintmax_t>(in.tellg())) in.seekg(0);
+    // The log starts anew when it has grown large, or with a new phone.
+    const uint64_t now = identity(file);
+    if (now != followed && now != 0) {
+      in = std::ifstream(file);
+      followed = now;
+    }
     std::this_thread::sleep_for(std::chrono::milliseconds(200));
   }
 }
@@ -123,7 +132,7 @@ void add_events(CLI::App& tool, Invocation& invocation) {
 
 void add_log(CLI::App& tool, Invocation& invocation) {
   struct Options {
-    size_t most = SIZE_MAX;
+    std::optional<std::string> most;
     bool follow = false;
   };
   auto options = std::make_shared<Options>();
@@ -135,8 +144,9 @@ void add_log(CLI::App& tool, Invocation& invocation) {
                     if (options->follow && invocation.json) {
                       throw UsageError("--follow prints lines, not one JSON object");
                     }
+                    const auto most = options->most ? count_of(*options->most, "-n") : SIZE_MAX;
                     const auto file = invocation.open_phone().log_file();
-                    const auto lines = log_lines(file, options->most);
+                    const auto lines = log_lines(file, most);
                     if (invocation.json) {
                       Json list = Json::array();
                       for (const auto& line : lines) list.push_back(log_entry(line));

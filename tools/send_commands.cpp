@@ -82,8 +82,9 @@ void print_complaints(const Delivery& delivery) {
   }
 }
 
-void print_json(const Delivery& delivery) {
+Json delivery_json(const Delivery& delivery) {
   Json object = {{"opcode", delivery.opcode},
+                 {"known", delivery.row != nullptr},
                  {"name", delivery.name.empty() ? Json() : Json(delivery.name)},
                  {"result", delivery.response.result},
                  {"data_len", delivery.response.data_len},
@@ -92,7 +93,7 @@ void print_json(const Delivery& delivery) {
   for (const vp::Event& event : delivery.events) {
     object["events"].push_back({{"kind", event.kind}, {"detail", event.detail}});
   }
-  print(object);
+  return object;
 }
 
 void print_text(const Delivery& delivery) {
@@ -118,7 +119,7 @@ Json command_json(const fcx::Command& row) {
 
 void print_markdown() {
   puts("# Commands\n");
-  puts("Made from the command table by `fcx commands --markdown`; do not edit.\n");
+  puts("Made from the command table by `scripts/update-docs`; do not edit.\n");
   puts(
       "*text* is the request's text up to its NUL, *number* the same as a decimal number cut to "
       "its");
@@ -201,10 +202,7 @@ void run_demo(const Invocation& invocation) {
     const std::string command =
         std::to_string(step.opcode) + (delivery.name.empty() ? "" : " " + delivery.name);
     const std::string sent = step.payload.empty() ? "" : " " + shown(step.payload);
-    answers.push_back({{"opcode", step.opcode},
-                       {"name", delivery.name.empty() ? Json() : Json(delivery.name)},
-                       {"result", delivery.response.result},
-                       {"data", shown(delivery.data())}});
+    answers.push_back(delivery_json(delivery));
     table.add({step.question, command + sent,
                delivery.row == nullptr ? "unknown" : std::to_string(delivery.response.result),
                shown(delivery.data())});
@@ -227,6 +225,9 @@ void add_commands(CLI::App& tool, Invocation& invocation) {
       "  fcx commands               all of them\n"
       "  fcx commands --markdown    the same as docs/commands.md",
       [&invocation, markdown] {
+        if (*markdown && invocation.json) {
+          throw UsageError("--markdown prints a page, not one JSON object");
+        }
         if (*markdown) return print_markdown();
         if (invocation.json) {
           Json list = Json::array();
@@ -257,8 +258,9 @@ void add_send(CLI::App& tool, Invocation& invocation) {
       "  fcx send set_teal_ime --hex 02      with raw bytes\n"
       "  fcx send 4018 -- -X1                with a text that begins with a dash\n"
       "\n"
-      "The exit status is 3 when the result is not 0. What a command leaves on a thread is "
-      "awaited.",
+      "The exit status is 3 when the result is not 0, and 0 for an unknown opcode, which leaves "
+      "the\n"
+      "response as it was. What a command leaves on a thread is awaited.",
       [&invocation, options] {
         const int32_t opcode = opcode_of(options->command);
         const std::string payload = payload_of(options->text, options->hex);
@@ -266,7 +268,7 @@ void add_send(CLI::App& tool, Invocation& invocation) {
         if (init_factory_item() != 0) throw vp::Error("the factory item store cannot be opened");
         const Delivery delivery = deliver(phone, opcode, payload);
         print_complaints(delivery);
-        invocation.json ? print_json(delivery) : print_text(delivery);
+        invocation.json ? print(delivery_json(delivery)) : print_text(delivery);
         invocation.exit_status = delivery.response.result == QVCMD_OK ? kDone : kCommandFailed;
       });
   command.add_option("command", options->command, "Opcode or name, as `fcx commands` lists them")

@@ -83,6 +83,7 @@ constexpr bool factory_items_are_sound() {
   }
   return true;
 }
-static_assert(factory_items_are_sound());
+static_assert(factory_items_are_sound(),
+              "the rows of fcx/factory_items.def ascend and have lengths of 1 to 2048");
 
 }  // namespace fcx

@@ -1,0 +1,31 @@
+#include "tools/item_name.h"
+
+#include "fcx/factory_item_table.h"
+#include "tools/cli.h"
+
+namespace cli {
+
+int item_number(const std::string& word) {
+  if (!word.empty() && word.find_first_not_of("0123456789") == std::string::npos) {
+    const int64_t number = number_of(word, "an item");
+    if (number > INT32_MAX) throw UsageError("there is no item " + word);
+    return static_cast<int>(number);
+  }
+  std::vector<std::string> names;
+  for (const fcx::FactoryItem& item : fcx::kFactoryItems) {
+    for (const char* accessor : {item.reader, item.writer}) {
+      if (accessor == nullptr) continue;
+      const std::string name = accessor;
+      for (const char* prefix : {"", "get_", "set_", "handle_get_", "handle_set_"}) {
+        if (name == prefix + word) return item.index;
+      }
+      names.push_back(name);
+    }
+  }
+  const std::string near = nearest(word, names);
+  throw UsageError("no item is called \"" + word + "\"" +
+                   (near.empty() ? "" : ". Near it: " + near) +
+                   ". `fcx item list` lists all of them.");
+}
+
+}  // namespace cli
