@@ -8,11 +8,12 @@ namespace {
 
 constexpr std::string_view kNoCode = "000000000000000";  // 15 zeros: no CSN, no SKU
 
-/// Answers with an item's text, or with `when_empty`. `format` logs its index and the text as
-/// stored.
+/// Clears the response and answers with an item's text, or with `when_empty`. `format` logs its
+/// index and the text as stored.
 template <int index>
 void answer_item(const char* handler, const char* format, std::string_view when_empty,
                  qvcmd_response& response) {
+  clear(response);
   ItemText<index> text;
   response.result = read_item_text<index>(handler, text);
   if (response.result != QVCMD_OK) return;
@@ -26,12 +27,10 @@ bool is_dload_mode(std::string_view text) { return text.substr(0, 1) == "o"; }
 }  // namespace
 
 void handle_get_serial_number(qvcmd_response& response) {
-  clear(response);
   answer_item<9>(__func__, "SERIAL NUM : %d (%s)\n", "0", response);
 }
 
 void handle_get_csn(qvcmd_response& response) {
-  clear(response);
   answer_item<37>(__func__, "CSN : %d (%s)\n", kNoCode, response);
 }
 
@@ -42,27 +41,22 @@ void handle_set_csn(std::string_view text, qvcmd_response& response) {
 }
 
 void handle_get_msn(qvcmd_response& response) {
-  clear(response);
   answer_item<18>(__func__, "MSN : %d (%s)\n", "", response);
 }
 
 void handle_get_manuf_date(qvcmd_response& response) {
-  clear(response);
   answer_item<19>(__func__, "MANUF DATE : %d (%s)\n", "", response);
 }
 
 void handle_get_image_status(qvcmd_response& response) {
-  clear(response);
   answer_item<213>(__func__, "IMAGE_STATUS : %d (%s)\n", "", response);
 }
 
 void handle_get_image_secno(qvcmd_response& response) {
-  clear(response);
   answer_item<214>(__func__, "IMAGE_SECNO : %d (%s)\n", "", response);
 }
 
 void handle_get_image_name(qvcmd_response& response) {
-  clear(response);
   answer_item<215>(__func__, "IMAGE_NAME : %d (%s)\n", "", response);
 }
 

@@ -8,8 +8,11 @@ hidden=0
 for name in $names; do
   grep -qrw -- "$name" "$headers" || { echo "shown but not declared: $name"; hidden=1; }
 done
-# And the other way round: what the item table names can be called.
-for accessor in get_qem set_qem get_midauto_crc_list qve_factory_sku_read service_handler; do
+# And the other way round: the entry, and every accessor that the item table names, can be called.
+accessors=$(sed -nE 's/^FCX_ITEM\(//p' "$headers/factory_items.def" |
+  awk -F', *' '{for (i = 5; i < 9; i += 2) if ($i ~ /^(flag|text|raw|own) *$/) print $(i + 1)}')
+[ -n "$accessors" ] || { echo "no accessor found in the item table"; exit 1; }
+for accessor in service_handler $accessors; do
   grep -qx "$accessor" <<<"$names" || { echo "declared but not shown: $accessor"; hidden=1; }
 done
 exit $hidden

@@ -118,20 +118,17 @@ Json command_json(const fcx::Command& row) {
 }
 
 void print_markdown() {
-  puts("# Commands\n");
-  puts("Made from the command table by `scripts/update-docs`; do not edit.\n");
-  puts(
-      "*text* is the request's text up to its NUL, *number* the same as a decimal number cut to "
-      "its");
-  puts(
-      "low 8 bits, *request* the whole request with its length; of a row with *text or none* an "
-      "empty");
-  puts(
-      "text reads and any other writes. A number in parentheses is handed to the handler. *pool*: "
-      "the");
-  puts("HIDL thread pool is prepared first. A row that is not available answers `result` 1.\n");
-  puts("| Opcode | Name | Argument | Pool | Available | What it does |");
-  puts("|---|---|---|---|---|---|");
+  puts(R"(# Commands
+
+Made from the command table by `scripts/update-docs`; do not edit.
+
+*text* is the request's text up to its NUL, *number* the same as a decimal number cut to its low 8
+bits, *request* the whole request with its length; of a row with *text or none* an empty text reads
+and any other writes. A number in parentheses is handed to the handler. *pool*: the HIDL thread pool
+is prepared first. A row that is not available answers `result` 1.
+
+| Opcode | Name | Argument | Pool | Available | What it does |
+|---|---|---|---|---|---|)");
   for (const fcx::Command& row : fcx::command_table()) {
     printf("| %d | %s | %s | %s | %s | %s |\n", row.opcode, command_names(row).c_str(),
            argument_text(row).c_str(), row.prepares_pool ? "yes" : "",
@@ -258,9 +255,8 @@ void add_send(CLI::App& tool, Invocation& invocation) {
       "  fcx send set_teal_ime --hex 02      with raw bytes\n"
       "  fcx send 4018 -- -X1                with a text that begins with a dash\n"
       "\n"
-      "The exit status is 3 when the result is not 0, and 0 for an unknown opcode, which leaves "
-      "the\n"
-      "response as it was. What a command leaves on a thread is awaited.",
+      "The exit status is 3 when the result is not 0, and 0 for an unknown opcode, which\n"
+      "leaves the response as it was. What a command leaves on a thread is awaited.",
       [&invocation, options] {
         const int32_t opcode = opcode_of(options->command);
         const std::string payload = payload_of(options->text, options->hex);
