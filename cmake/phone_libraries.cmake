@@ -1,8 +1,10 @@
-# The phone's libraries below this one, as the image's build provides them.
+# The phone's libraries below this one, as the image's build provides them. A HIDL package's library has
+# the package's name.
 add_library(fcx_phone_libraries INTERFACE)
 add_library(fcx::phone_libraries ALIAS fcx_phone_libraries)
 set(FCX_FACTORY_ITEM_LIBRARY "" CACHE STRING "The vendor's factory item library")
 if(NOT FCX_FACTORY_ITEM_LIBRARY)
   message(FATAL_ERROR "Set FCX_FACTORY_ITEM_LIBRARY to the vendor's factory item library")
 endif()
-target_link_libraries(fcx_phone_libraries INTERFACE log cutils hidlbase ${FCX_FACTORY_ITEM_LIBRARY})
+target_link_libraries(fcx_phone_libraries INTERFACE log cutils utils hidlbase ${FCX_INTERFACE_PACKAGES}
+  ${FCX_FACTORY_ITEM_LIBRARY})
