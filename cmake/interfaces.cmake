@@ -18,19 +18,26 @@ set(FCX_HIDL_ROOTS
   -R -r vendor.qve.hardware:${PROJECT_SOURCE_DIR}/interfaces -r android.hidl:${FCX_ANDROID_HIDL_ROOT})
 set(FCX_INTERFACE_PACKAGES vendor.qve.hardware.filehandle@1.0 vendor.qve.hardware.qvatcmd@1.0)
 set(hidl_output ${PROJECT_BINARY_DIR}/interfaces)
+# Definitions use each other, and their hashes count as much: every package depends on all of them.
+file(GLOB_RECURSE hidl_definitions CONFIGURE_DEPENDS
+  ${PROJECT_SOURCE_DIR}/interfaces/*.hal ${PROJECT_SOURCE_DIR}/interfaces/current.txt
+  ${FCX_ANDROID_HIDL_ROOT}/*.hal ${FCX_ANDROID_HIDL_ROOT}/current.txt)
 
 add_library(fcx_interfaces INTERFACE)
 # Generated code trips warnings that are none of ours.
 target_include_directories(fcx_interfaces SYSTEM INTERFACE ${hidl_output})
 
-# Generates a package from the definitions in `folder`. They, their hashes and whatever else is named are
-# its dependencies.
-function(fcx_generate_interface package hashes folder)
-  string(REGEX REPLACE "[.@]" "_" target ${package})
-  string(REGEX REPLACE "[.@]" "/" headers ${package})
-  string(REGEX REPLACE "/([0-9]+)/([0-9]+)$" "/\\1.\\2" headers ${hidl_output}/${headers})
-  file(GLOB definitions CONFIGURE_DEPENDS ${folder}/*.hal)
+# Generates the headers of PACKAGE@VERSION, which is defined in ROOT/.../VERSION.
+function(fcx_generate_interface package root)
+  string(REGEX MATCH "^(.*\\.([^.]*))@(.*)$" matched ${package})
+  set(folder ${root}/${CMAKE_MATCH_2}/${CMAKE_MATCH_3})
+  string(REPLACE "." "/" headers ${CMAKE_MATCH_1})
+  string(PREPEND headers ${hidl_output}/)
+  string(APPEND headers /${CMAKE_MATCH_3})
+
+  # Ninja must know what it includes later; of what else is made, the bench includes the wrappers.
   set(made "")
+  file(GLOB definitions CONFIGURE_DEPENDS ${folder}/*.hal)
   foreach(definition ${definitions})
     get_filename_component(name ${definition} NAME_WE)
     list(APPEND made ${headers}/${name}.h)
@@ -42,20 +49,17 @@ function(fcx_generate_interface package hashes folder)
   add_custom_command(OUTPUT ${stamp} BYPRODUCTS ${made}
     COMMAND ${HIDL_GEN} -o ${hidl_output} -L c++-headers ${FCX_HIDL_ROOTS} ${package}
     COMMAND ${CMAKE_COMMAND} -E touch ${stamp}
-    DEPENDS ${definitions} ${hashes} ${ARGN}
+    DEPENDS ${hidl_definitions}
     COMMENT "Generating ${package}"
     VERBATIM)
+  string(MAKE_C_IDENTIFIER ${package} target)
   add_custom_target(${target} DEPENDS ${stamp})
   add_dependencies(fcx_interfaces ${target})
 endfunction()
 
 foreach(package ${platform_packages})
-  fcx_generate_interface(android.hidl.${package}@1.0 ${FCX_ANDROID_HIDL_ROOT}/current.txt
-    ${FCX_ANDROID_HIDL_ROOT}/${package}/1.0)
+  fcx_generate_interface(android.hidl.${package}@1.0 ${FCX_ANDROID_HIDL_ROOT})
 endforeach()
-file(GLOB platform_definitions CONFIGURE_DEPENDS ${FCX_ANDROID_HIDL_ROOT}/base/1.0/*.hal)
 foreach(package ${FCX_INTERFACE_PACKAGES})
-  string(REGEX REPLACE "^vendor\\.qve\\.hardware\\.(.*)@(.*)$" "\\1/\\2" folder ${package})
-  fcx_generate_interface(${package} ${PROJECT_SOURCE_DIR}/interfaces/current.txt
-    ${PROJECT_SOURCE_DIR}/interfaces/${folder} ${platform_definitions} ${FCX_ANDROID_HIDL_ROOT}/current.txt)
+  fcx_generate_interface(${package} ${PROJECT_SOURCE_DIR}/interfaces)
 endforeach()
