@@ -248,8 +248,7 @@ TEST_F(HidlServices, ThePhoneDecidesAtEachLookup) {
   publish("gated", [echo = make_echo()](virtual_phone::Phone&) -> virtual_phone::Service {
     char value[PROPERTY_VALUE_MAX];
     property_get("vendor.modem.on", value, "0");
-    if (*value == '1') return echo;
-    return nullptr;
+    return *value == '1' ? echo : nullptr;
   });
   EXPECT_EQ(nullptr, IQvAtCmd::getService("gated"));
   property_set("vendor.modem.on", "1");

@@ -83,7 +83,8 @@ bool operator==(const hidl_string& left, const char* right);
 bool operator!=(const hidl_string& left, const hidl_string& right);
 bool operator!=(const hidl_string& left, const char* right);
 
-/// A fixed number of values, which it owns. 16 bytes on every machine.
+/// A fixed number of values, which it owns. 16 bytes on every machine. Memory that cannot be had
+/// ends the process here too.
 template <typename T>
 class hidl_vec {
  public:
@@ -105,7 +106,7 @@ class hidl_vec {
   const T* end() const { return values_.get() + size_; }
 
  private:
-  hidl_vec(const T* values, size_t size)
+  hidl_vec(const T* values, size_t size) noexcept
       : values_(std::make_unique<T[]>(size)), size_(static_cast<uint32_t>(size)) {
     std::copy(values, values + size, values_.get());
   }
