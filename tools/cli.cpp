@@ -102,6 +102,12 @@ std::string shown(std::string_view bytes) {
   return is_printable(bytes) ? std::string(bytes) : "hex:" + to_hex(bytes);
 }
 
+std::string masked(std::string text) {
+  constexpr size_t kShown = 4;
+  const size_t hidden = text.size() > kShown ? text.size() - kShown : 0;
+  return text.replace(0, hidden, hidden, '*');
+}
+
 std::string shown_time(int64_t time_us) {
   const auto second = static_cast<time_t>(time_us / 1'000'000);
   tm local{};

@@ -63,6 +63,8 @@ std::string from_hex(std::string_view digits);
 bool is_printable(std::string_view bytes);
 /// The bytes as they are, or as hex:... where they are not printable.
 std::string shown(std::string_view bytes);
+/// The text of an identity for a listing: all but its last four characters hidden.
+std::string masked(std::string text);
 /// "06:26:00.123" of a time since 1970.
 std::string shown_time(int64_t time_us);
 /// Of `words`, the ones nearest to `word`, for a message; empty when none is near.

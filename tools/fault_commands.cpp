@@ -3,6 +3,7 @@
 #include <cstring>
 #include <memory>
 
+#include "modem/opcodes.h"
 #include "tools/commands.h"
 #include "tools/item_name.h"
 #include "virtual_phone/faults.h"
@@ -24,6 +25,10 @@ int64_t error_number(const std::string& word) {
   return number;
 }
 
+std::string plural(vp::Part part) {
+  return part == vp::Part::property ? "properties" : std::string(vp::name_of(part)) + "s";
+}
+
 const vp::EffectRow& effect_row(vp::Part part, const std::string& word) {
   const auto effect = vp::effect_named(word);
   std::string known;
@@ -32,7 +37,7 @@ const vp::EffectRow& effect_row(vp::Part part, const std::string& word) {
     if (row.effect == effect) return row;
     known += (known.empty() ? "" : ", ") + std::string(vp::name_of(row.effect));
   }
-  throw UsageError("\"" + word + "\" is no fault of " + vp::name_of(part) + "s: " + known);
+  throw UsageError("\"" + word + "\" is no fault of " + plural(part) + ": " + known);
 }
 
 int64_t effect_value(const vp::EffectRow& row, const std::optional<std::string>& word) {
@@ -103,13 +108,43 @@ std::string effect_help(vp::Part part) {
   return help;
 }
 
+/// The opcode that a word stands for: its number, or its name. Throws UsageError.
+int64_t modem_opcode(const std::string& word) {
+  std::vector<std::string> names;
+  for (const fcx::ModemOpcode& row : fcx::kModemOpcodes) {
+    if (word == row.name) return row.number;
+    names.push_back(row.name);
+  }
+  if (word.find_first_not_of("0123456789") == std::string::npos)
+    return number_of(word, "an opcode");
+  const std::string near = nearest(word, names);
+  throw UsageError("no opcode is called \"" + word + "\"" +
+                   (near.empty() ? "" : ". Near it: " + near) +
+                   ". `fcx fault opcode --help` lists all of them.");
+}
+
+std::string opcode_help() {
+  std::string help = "Opcodes:\n";
+  for (const fcx::ModemOpcode& row : fcx::kModemOpcodes) {
+    std::string line = "  " + std::to_string(row.number);
+    line.resize(8, ' ');
+    line += row.name;
+    line.resize(26, ' ');
+    help += line + row.meaning + "\n";
+  }
+  return help;
+}
+
 /// A target in the form in which the phone knows it. Throws UsageError.
 std::string fault_target(vp::Part part, const std::string& word) {
   switch (part) {
     case vp::Part::item:
       return std::to_string(item_number(word));
     case vp::Part::property:
+    case vp::Part::service:
       return word;
+    case vp::Part::opcode:
+      return std::to_string(modem_opcode(word));
     case vp::Part::file:
       break;
   }
@@ -117,6 +152,20 @@ std::string fault_target(vp::Part part, const std::string& word) {
   const auto path = (std::filesystem::path("/") / word).lexically_normal();
   if (!path.has_filename()) throw UsageError("\"" + word + "\" names no file");
   return path.string();
+}
+
+const char* on_help(vp::Part part) {
+  switch (part) {
+    case vp::Part::item:
+    case vp::Part::property:
+      return "Strike on read, write or any access";
+    case vp::Part::file:
+      return "Strike on open, read, write or any access";
+    case vp::Part::opcode:
+    case vp::Part::service:
+      break;
+  }
+  return "Only any: it strikes whenever it is met";
 }
 
 void add_part(CLI::App& group, Invocation& invocation, vp::Part part, const char* target_help,
@@ -145,12 +194,12 @@ void add_part(CLI::App& group, Invocation& invocation, vp::Part part, const char
         vp::set_fault(invocation.open_phone(), fault);
         list_faults(invocation);
       });
-  command.footer(effect_help(part) + "\nExample:\n" + example);
+  command.footer(effect_help(part) + "\nExample:\n" + example +
+                 (part == vp::Part::opcode ? "\n\n" + opcode_help() : ""));
   command.add_option("target", options->target, target_help)->required();
   command.add_option("effect", options->effect, "What happens, see below")->required();
   command.add_option("value", options->value, "The effect's number");
-  command.add_option("--on", options->access, "Strike on read, write, open (files) or any access")
-      ->type_name("ACCESS");
+  command.add_option("--on", options->access, on_help(part))->type_name("ACCESS");
   command.add_option("--times", options->times, "Strike so often; until cleared when not given")
       ->type_name("N");
 }
@@ -163,6 +212,8 @@ void add_fault(CLI::App& tool, Invocation& invocation) {
       "  fcx fault item 9 fail                        reads and writes of item 9 fail\n"
       "  fcx fault item 253 return 40 --times 1       the next access returns 40\n"
       "  fcx fault file /mnt/vendor/persist-qv/agree_factory fail ENOSPC --on write\n"
+      "  fcx fault opcode read_imei refuse            the modem answers that it has no IMEI\n"
+      "  fcx fault service dmi absent                 the modem cannot be reached\n"
       "  fcx fault list\n"
       "  fcx fault clear 2                            one fault; without a number all of them",
       {});
@@ -173,6 +224,10 @@ void add_fault(CLI::App& tool, Invocation& invocation) {
            "  fcx fault property persist.vendor.qve.factory.status fail --on write");
   add_part(group, invocation, vp::Part::file, "The device path",
            "  fcx fault file /proc/meminfo fail EACCES --times 1");
+  add_part(group, invocation, vp::Part::opcode, "The number of an opcode of the modem, or its name",
+           "  fcx fault opcode write_imei late 2000 --times 1");
+  add_part(group, invocation, vp::Part::service, "dmi, diag or atservice",
+           "  fcx fault service diag absent");
   add_command(group, "list", "List the faults that are set", "",
               [&invocation] { list_faults(invocation); });
 

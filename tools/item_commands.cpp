@@ -51,13 +51,6 @@ std::string value_text(const fcx::FactoryItem* item, std::string_view bytes) {
   return shown(bytes.substr(0, used == std::string_view::npos ? 0 : used + 1));
 }
 
-/// All but the last four characters hidden.
-std::string masked(std::string text) {
-  constexpr size_t kShown = 4;
-  const size_t hidden = text.size() > kShown ? text.size() - kShown : 0;
-  return text.replace(0, hidden, hidden, '*');
-}
-
 /// The bytes that a word on the command line stands for in that item. Throws UsageError.
 std::string item_bytes(const fcx::FactoryItem* item, const std::string& word) {
   constexpr std::string_view kHex = "hex:";

@@ -20,6 +20,7 @@ constexpr char kFooter[] =
     "  fcx send get_serial_number              ask it\n"
     "  fcx send 4018 123456789012345           write the CSN; `fcx send 4018` reads it\n"
     "  fcx item list                           what is stored now\n"
+    "  fcx modem                               what its modem keeps, and was asked\n"
     "  fcx log                                 what the library wrote to the log\n"
     "  fcx fault item 9 fail                   let every access to item 9 fail\n"
     "\n"
@@ -87,6 +88,7 @@ int run(int argc, char** argv) {
   cli::add_send(tool, invocation);
   cli::add_prop(tool, invocation);
   cli::add_item(tool, invocation);
+  cli::add_modem(tool, invocation);
   cli::add_events(tool, invocation);
   cli::add_log(tool, invocation);
   cli::add_fault(tool, invocation);

@@ -48,7 +48,7 @@ void write_file(const fs::path& file, const char* content) {
 void make_database(const fs::path& file, const Profile& profile) {
   Database database(file, Database::Survives::power_cut, true);
   Transaction transaction(database);
-  database.execute(kSchema);
+  for (const char* step : kSchemaSteps) database.execute(step);
   database.execute(("PRAGMA application_id=" + std::to_string(kApplicationId)).c_str());
   database.execute(("PRAGMA user_version=" + std::to_string(kPhoneVersion)).c_str());
   database.query("INSERT INTO phone(key, value) VALUES('profile', ?)").bind(profile.name).run();
@@ -65,6 +65,18 @@ void make_database(const fs::path& file, const Profile& profile) {
         .bind_blob(bytes)
         .run();
   }
+  for (const auto& [name, value] : profile.modem_values) {
+    database.query("INSERT INTO modem_value(name, value) VALUES(?, ?)")
+        .bind(name)
+        .bind_blob(value)
+        .run();
+  }
+  for (const auto& [item, bytes] : profile.nv_items) {
+    database.query("INSERT INTO modem_nv(item, state, value) VALUES(?, 'active', ?)")
+        .bind(item)
+        .bind_blob(bytes)
+        .run();
+  }
   transaction.commit();
 }
 
@@ -77,6 +89,9 @@ void make_phone(const fs::path& directory, const Profile& profile) {
   for (const auto& [device_path, content] : profile.files) {
     write_file(device_file(root, device_path), content);
   }
+  const fs::path efs = directory / kEfsName;
+  fs::create_directories(efs);
+  for (const auto& [path, content] : profile.efs_files) write_file(device_file(efs, path), content);
   const fs::path partition = device_file(root, get_ftm_path());
   write_file(partition, "");
   fs::resize_file(partition, kPartitionBlocks * kItemBlock);
@@ -100,7 +115,8 @@ bool is_phones_entry(const std::string& name) {
   const std::string database = kDatabaseName;
   for (const std::string& known :
        {database, database + "-wal", database + "-shm", database + "-journal", std::string("root"),
-        std::string("log")}) {
+        std::string("log"), std::string(kEfsName), std::string(kGoldenCopyName),
+        kGoldenCopyName + std::string(".new")}) {
     if (name == known) return true;
   }
   return false;

@@ -58,8 +58,9 @@ Query& Query::bind(std::string_view text) {
 }
 
 Query& Query::bind_blob(std::string_view bytes) {
-  sqlite3_bind_blob(statement_, ++bound_, bytes.data(), static_cast<int>(bytes.size()),
-                    SQLITE_TRANSIENT);
+  // A null pointer would be no blob but NULL.
+  sqlite3_bind_blob(statement_, ++bound_, bytes.data() == nullptr ? "" : bytes.data(),
+                    static_cast<int>(bytes.size()), SQLITE_TRANSIENT);
   return *this;
 }
 

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <charconv>
 #include <iterator>
 
 #include "virtual_phone/clock.h"
@@ -9,9 +10,10 @@
 namespace virtual_phone {
 namespace {
 
-constexpr const char* kParts[] = {"item", "property", "file"};
-constexpr const char* kAccesses[] = {"any", "open", "read", "write"};
-constexpr const char* kEffects[] = {"fail", "late", "short", "return", "garbage"};
+constexpr const char* kParts[] = {"item", "property", "file", "opcode", "service"};
+constexpr const char* kAccesses[] = {"any", "open", "read", "write", "call"};
+constexpr const char* kEffects[] = {"fail",   "late",  "short", "return", "garbage", "status",
+                                    "refuse", "empty", "long",  "length", "absent",  "dies"};
 
 template <typename Value, size_t count>
 std::optional<Value> named(const char* const (&names)[count], std::string_view name) {
@@ -85,6 +87,9 @@ void check_value(const Fault& fault) {
       if (fault.part == Part::item && (!is_int || fault.value >= 0)) {
         refuse("takes a negative code of 32 bits");
       }
+      if (fault.part == Part::opcode && (!is_int || fault.value == 0)) {
+        refuse("takes a code of 32 bits that is not 0");
+      }
       break;
     case Effect::late:
       if (fault.value < 0 || fault.value > kHourMs) refuse("takes at most an hour of milliseconds");
@@ -95,8 +100,72 @@ void check_value(const Fault& fault) {
     case Effect::shorter:
       if (!is_int || fault.value < 0) refuse("takes a number of bytes");
       break;
-    case Effect::garbage:
+    case Effect::status:
+    case Effect::length:
+      if (!is_int) refuse("takes a number of 32 bits");
       break;
+    case Effect::longer:
+      if (fault.value < 1 || fault.value > kLongestAnswer) {
+        refuse("takes 1 to " + std::to_string(kLongestAnswer) + " bytes");
+      }
+      break;
+    case Effect::garbage:
+    case Effect::refuse:
+    case Effect::empty:
+    case Effect::absent:
+    case Effect::dies:
+      break;
+  }
+}
+
+bool is_direct_opcode(int number) { return number >= 0 && number <= 993; }
+bool is_system_opcode(int number) { return number >= 1000 && number <= 4414; }
+
+/// Whether a request can have the opcode that `target` spells.
+bool is_opcode(std::string_view target) {
+  int number = -1;
+  const auto [end, error] = std::from_chars(target.data(), target.data() + target.size(), number);
+  return error == std::errc() && end == target.data() + target.size() &&
+         target == std::to_string(number) && (is_direct_opcode(number) || is_system_opcode(number));
+}
+
+/// Refuses a target that no access can ever have.
+void check_target(const Fault& fault) {
+  if (fault.target.empty()) throw Refused("a fault needs something to stand on");
+  if (fault.part == Part::opcode && !is_opcode(fault.target)) {
+    throw Refused("no request has the opcode " + fault.target +
+                  ": 0 to 993 go to the modem, 1000 to 4414 to the system side");
+  }
+  if (fault.part != Part::service) return;
+  std::string known;
+  for (const char* service : kServices) {
+    if (fault.target == service) return;
+    known += (known.empty() ? "" : ", ") + std::string(service);
+  }
+  throw Refused("there is no service \"" + fault.target + "\". Services: " + known);
+}
+
+/// Refuses an access at which the fault cannot strike, and takes the only one where there is one.
+void settle_access(Fault& fault, const EffectRow& row) {
+  const std::string what = std::string(name_of(fault.part)) + " fault";
+  if (fault.access == row.strikes) return;
+  if (fault.part == Part::opcode || fault.part == Part::service) {
+    if (fault.access != Access::any) throw Refused(what + " strikes on any access, say no other");
+  } else if (fault.access == Access::call) {
+    throw Refused("only a service is called; a " + what + " strikes on read, write or any");
+  }
+  if (fault.access == Access::open && fault.part != Part::file) {
+    throw Refused("only a file is opened; a " + what + " strikes on read, write or any");
+  }
+  if (row.strikes != Access::any) {
+    if (fault.access != Access::any) {
+      throw Refused(what + " \"" + name_of(fault.effect) + "\" strikes on " + name_of(row.strikes) +
+                    " only");
+    }
+    fault.access = row.strikes;
+  }
+  if (fault.access == Access::open && fault.effect == Effect::shorter) {
+    throw Refused("opening a file moves no bytes: there is nothing to cut short");
   }
 }
 
@@ -124,6 +193,28 @@ const std::vector<EffectRow>& fault_effects() {
        "the operation takes that much longer"},
       {Part::file, Effect::shorter, Access::any, "N", std::nullopt,
        "a read ends after N bytes, a write finds the disk full after N bytes"},
+      {Part::opcode, Effect::fail, Access::any, "CODE", 1,
+       "no answer: the link returns this code, or the system side has it as its result"},
+      {Part::opcode, Effect::late, Access::any, "MS", std::nullopt,
+       "the answer takes that much longer"},
+      {Part::opcode, Effect::refuse, Access::any, nullptr, 0,
+       "nothing is done, and the answer says so"},
+      {Part::opcode, Effect::status, Access::any, "N", std::nullopt,
+       "the answer carries this status word"},
+      {Part::opcode, Effect::empty, Access::any, nullptr, 0, "the answer has no data"},
+      {Part::opcode, Effect::shorter, Access::any, "N", std::nullopt,
+       "only the first N bytes of the answer arrive"},
+      {Part::opcode, Effect::longer, Access::any, "N", std::nullopt,
+       "the answer goes on with the letter X until it has N bytes"},
+      {Part::opcode, Effect::length, Access::any, "N", std::nullopt,
+       "the answer says that it has N bytes, whatever arrives"},
+      {Part::opcode, Effect::garbage, Access::any, nullptr, 0,
+       "every byte arrives as FF; from the system side a text that is no base64"},
+      {Part::service, Effect::absent, Access::any, nullptr, 0, "it is not there"},
+      {Part::service, Effect::dies, Access::call, nullptr, 0,
+       "it is there, but a call to it breaks off"},
+      {Part::service, Effect::late, Access::call, "MS", std::nullopt,
+       "a call to it takes that much longer"},
   };
   return rows;
 }
@@ -139,20 +230,8 @@ int64_t set_fault(Phone& phone, Fault fault) {
   const EffectRow* row = row_of(fault.part, fault.effect);
   const std::string what = std::string(name_of(fault.part)) + " fault";
   if (row == nullptr) throw Refused("there is no " + what + " \"" + name_of(fault.effect) + "\"");
-  if (fault.access == Access::open && fault.part != Part::file) {
-    throw Refused("only a file is opened; a " + what + " strikes on read, write or any");
-  }
-  if (row->strikes != Access::any) {
-    if (fault.access != Access::any && fault.access != row->strikes) {
-      throw Refused(what + " \"" + name_of(fault.effect) + "\" strikes on " +
-                    name_of(row->strikes) + " only");
-    }
-    fault.access = row->strikes;
-  }
-  if (fault.access == Access::open && fault.effect == Effect::shorter) {
-    throw Refused("opening a file moves no bytes: there is nothing to cut short");
-  }
-  if (fault.target.empty()) throw Refused("a fault needs something to stand on");
+  settle_access(fault, *row);
+  check_target(fault);
   check_value(fault);
   if (fault.remaining.has_value() && *fault.remaining < 1) {
     throw Refused("a fault strikes at least once");

@@ -11,12 +11,33 @@
 
 namespace virtual_phone {
 
-/// What a fault can stand on. Its target is an item's number, a property's name, a device path.
-enum class Part { item, property, file };
-/// When it strikes. Opening counts for files only.
-enum class Access { any, open, read, write };
+/// What a fault can stand on. Its target is an item's number, a property's name, a device path, the
+/// number of an opcode of the modem link, or one of kServices.
+enum class Part { item, property, file, opcode, service };
+/// When it strikes. Opening counts for files only. A service is found or called; no other part is.
+enum class Access { any, open, read, write, call };
 /// What happens. Which parts know it, and what the value means, is in fault_effects().
-enum class Effect { fail, late, shorter, returns, garbage };
+enum class Effect {
+  fail,
+  late,
+  shorter,
+  returns,
+  garbage,
+  status,
+  refuse,
+  empty,
+  longer,
+  length,
+  absent,
+  dies
+};
+
+/// The services beside the library that a fault can stand on: the direct modem interface, the
+/// diagnostic packets, the AT-command service.
+inline constexpr const char* kServices[] = {"dmi", "diag", "atservice"};
+
+/// The most bytes that a `longer` answer has.
+constexpr int64_t kLongestAnswer = 65536;
 
 struct Fault {
   int64_t id = 0;  ///< given when it is set
@@ -55,7 +76,8 @@ bool clear_fault(Phone& phone, int64_t id);
 int clear_faults(Phone& phone);
 
 /// The fault that strikes this access, the oldest first, and counts it down. Late ones before it
-/// have been slept through already, and are not returned.
+/// have been slept through already, and are not returned. A service is found with Access::any,
+/// which meets no fault that breaks off calls.
 std::optional<Fault> strike(Phone& phone, Part part, std::string_view target, Access access);
 
 }  // namespace virtual_phone

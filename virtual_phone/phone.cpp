@@ -22,21 +22,37 @@ fs::path existing(const fs::path& directory) {
   throw Error("no phone in " + directory.string() + ". Make one with `fcx init`.");
 }
 
-/// Refuses what is not a phone of this version.
+int64_t pragma(Database& database, const char* sql) {
+  Query query = database.query(sql);
+  return query.step() ? query.number(0) : 0;
+}
+
+/// Refuses what is not a phone, or one of a newer version.
 void check_version(Database& database, const fs::path& directory) {
-  const auto number = [&](const char* pragma) {
-    Query query = database.query(pragma);
-    return query.step() ? query.number(0) : 0;
-  };
-  if (number("PRAGMA application_id") != kApplicationId) {
+  if (pragma(database, "PRAGMA application_id") != kApplicationId) {
     throw Error((directory / kDatabaseName).string() + " is not a phone's database.");
   }
-  const int64_t version = number("PRAGMA user_version");
+  const int64_t version = pragma(database, "PRAGMA user_version");
   if (version > kPhoneVersion) {
     throw Error(directory.string() + " was made by a newer fcx (phone version " +
                 std::to_string(version) + ", this one knows " + std::to_string(kPhoneVersion) +
                 "). Update this one, or use another directory.");
   }
+}
+
+/// Raises an older phone to this version.
+void upgrade(Database& database, const fs::path& directory) {
+  check_version(database, directory);
+  if (pragma(database, "PRAGMA user_version") == kPhoneVersion) return;
+  Transaction transaction(database);
+  // Looked at again under the write lock: another process may have been faster, or newer.
+  check_version(database, directory);
+  for (int64_t version = pragma(database, "PRAGMA user_version"); version < kPhoneVersion;
+       ++version) {
+    database.execute(kSchemaSteps[version]);
+  }
+  database.execute(("PRAGMA user_version=" + std::to_string(kPhoneVersion)).c_str());
+  transaction.commit();
 }
 
 struct Selection {
@@ -80,7 +96,7 @@ Phone::Phone(const std::filesystem::path& directory)
       root_((directory_ / "root").string()),
       durable_(directory_ / kDatabaseName, Database::Survives::power_cut),
       fleeting_(directory_ / kDatabaseName, Database::Survives::kill),
-      log_((check_version(fleeting_, directory_), log_file())) {
+      log_((upgrade(fleeting_, directory_), log_file())) {
   struct stat database {};
   if (stat((directory_ / kDatabaseName).c_str(), &database) == 0) inode_ = database.st_ino;
 }
@@ -133,6 +149,7 @@ void restart(Phone& phone, std::string_view reason) {
   Transaction transaction(phone.fleeting());
   phone.fleeting().execute("DELETE FROM property WHERE substr(name, 1, 8) <> 'persist.'");
   phone.fleeting().execute("INSERT OR IGNORE INTO property SELECT name, value FROM build_property");
+  phone.fleeting().execute("DELETE FROM modem_run");
   transaction.commit();
 }
 

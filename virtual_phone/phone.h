@@ -1,6 +1,6 @@
-// A virtual phone: a directory with the phone's state (phone.db), its file tree (root/) and its log
-// (log/system.log). Several processes may use one phone at once; within a process, any thread may.
-// docs/virtual_phone.md describes it for its users.
+// A virtual phone: a directory with the phone's state (phone.db), its file tree (root/), its
+// modem's file tree (efs/) and its log (log/system.log). Several processes may use one phone at
+// once; within a process, any thread may. docs/virtual_phone.md describes it for its users.
 #pragma once
 
 #include <atomic>
@@ -16,6 +16,8 @@
 namespace virtual_phone {
 
 constexpr char kDatabaseName[] = "phone.db";
+constexpr char kEfsName[] = "efs";
+constexpr char kGoldenCopyName[] = "efs-golden";
 
 /// $FCX_PHONE, else $XDG_STATE_HOME/fcx/phone, else ~/.local/state/fcx/phone. Throws Error when
 /// none of these is set.
@@ -32,7 +34,8 @@ void create(const std::filesystem::path& directory, std::string_view profile, bo
 
 class Phone {
  public:
-  /// Opens the phone in `directory`. Throws Error when there is none, or none that can be used.
+  /// Opens the phone in `directory`, and raises one of an older version to this one. Throws Error
+  /// when there is none, or none that can be used.
   explicit Phone(const std::filesystem::path& directory);
 
   const std::filesystem::path& directory() const { return directory_; }
@@ -45,7 +48,8 @@ class Phone {
 
   /// Holds other threads off the two connections below.
   std::mutex& mutex() { return mutex_; }
-  /// For what must be on disk when the call returns: items and persistent properties.
+  /// For what must be on disk when the call returns: items, persistent properties, what the modem
+  /// keeps.
   Database& durable() { return durable_; }
   /// For everything else. A killed process loses none of it; a power cut may.
   Database& fleeting() { return fleeting_; }
@@ -53,6 +57,8 @@ class Phone {
 
   /// Whether this process has opened the factory item store.
   std::atomic<bool> items_open = false;
+  /// Whether this process has opened the direct interface to the modem.
+  std::atomic<bool> modem_open = false;
 
  private:
   std::filesystem::path directory_;
@@ -75,7 +81,8 @@ Phone& selected();
 Phone* selected_or_null() noexcept;
 
 /// The phone is switched off and on: properties that do not persist are gone, build properties are
-/// back. Recorded as an event of kind "restart".
+/// back, and the modem has forgotten its bulk transfer and any reset. Recorded as an event of kind
+/// "restart".
 void restart(Phone& phone, std::string_view reason);
 
 }  // namespace virtual_phone

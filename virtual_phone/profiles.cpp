@@ -11,17 +11,31 @@ constexpr char kMemoryInfo[] =
     "MemAvailable:    1893320 kB\n";
 
 const std::vector<ProfileProperty> kBuild = {
-    {"ro.bootmode", "unknown"},     {"ro.build.date", "Mon Jun  1 09:00:00 KST 2020"},
-    {"ro.build.type", "userdebug"}, {"ro.build.version.release", "10"},
+    {"ro.bootmode", "unknown"},
+    {"ro.build.date", "Mon Jun  1 09:00:00 KST 2020"},
+    {"ro.build.type", "userdebug"},
+    {"ro.build.version.release", "10"},
     {"ro.product.model", "QV-100"},
+    {"vendor.qve.ril.modembsp.bootup", "1"},
+    {"vendor.qve.usb.config", "factory,adb"},
+    {"vendor.qve.usb.state", "factory,adb"},
 };
 
+/// What the kernel shows of itself, on any phone.
+const std::vector<ProfileFile> kKernelFiles = {
+    {"/proc/meminfo", kMemoryInfo},
+    {"/sys/class/android_usb/android0/lock", "0"},
+    {"/sys/class/android_usb/android0/state", "CONFIGURED\n"},
+};
+
+std::vector<ProfileFile> with_kernel_files(std::vector<ProfileFile> files) {
+  files.insert(files.end(), kKernelFiles.begin(), kKernelFiles.end());
+  return files;
+}
+
 Profile blank() {
-  return {"blank",
-          "nothing written yet: every item is empty",
-          kBuild,
-          {},
-          {{"/proc/meminfo", kMemoryInfo}}};
+  return {"blank", "nothing written yet: every item is empty", kBuild, {}, kKernelFiles, {}, {},
+          {}};
 }
 
 Profile single() {
@@ -54,12 +68,30 @@ Profile single() {
               {251, "1111111111"sv},
               {300, "1A2B"sv},
               {420, "QV100EAW.AEUROPBK"sv},
+              {421, R"("1","310,410,FFFFFFFF,FFFFFFFF,FF")"sv},
           },
-          {
-              {"/proc/meminfo", kMemoryInfo},
+          with_kernel_files({
               {"/mnt/vendor/persist-qv/startday/isValid", "0"},
               {"/mnt/vendor/persist-qv/startday/date", "0000/00/00 00:00:00"},
               {"/mnt/vendor/persist-qv/camera/front_tof_cal", "offset=12;gain=1.02"},
+          }),
+          {
+              {"fusg", "1"sv},
+              {"imei1", "490154203237518"sv},
+              {"imei2", "490154203237526"sv},
+              {"impl", "1"sv},
+              {"meid", "A0000012345678"sv},
+              {"model_name", "QV-100"sv},
+              {"pesn", "80A1B2C3"sv},
+              {"pid", "QV100AAAAAA0012345"sv},
+              {"suffix", "AEUROP"sv},
+          },
+          {
+              {453, "\0\0\0\0"sv},
+          },
+          {
+              {"/nv/item_files/modem/mmode/sms_only", "0"},
+              {"/qv/factory/rf_cal_date", "20200601"},
           }};
 }
 

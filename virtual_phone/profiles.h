@@ -8,15 +8,19 @@ namespace virtual_phone {
 
 struct ProfileProperty {
   const char* name;
-  const char* value;  ///< "ro." values come back with every restart
+  const char* value;  ///< comes back with every restart
 };
 struct ProfileItem {
   int number;
   std::string_view bytes;
 };
 struct ProfileFile {
-  const char* device_path;
+  const char* path;  ///< on the device, or in the modem's file system
   const char* content;
+};
+struct ProfileModemValue {
+  const char* name;  ///< one of known_modem_values()
+  std::string_view bytes;
 };
 
 struct Profile {
@@ -25,6 +29,9 @@ struct Profile {
   std::vector<ProfileProperty> properties;
   std::vector<ProfileItem> items;
   std::vector<ProfileFile> files;
+  std::vector<ProfileModemValue> modem_values;
+  std::vector<ProfileItem> nv_items;
+  std::vector<ProfileFile> efs_files;
 };
 
 const std::vector<Profile>& profiles();

@@ -26,6 +26,27 @@ bool is_property_name(std::string_view name) {
          name.find_first_not_of(kAllowed) == std::string_view::npos;
 }
 
+/// A property that changes when another is set.
+struct Follower {
+  std::string_view name;
+  std::string_view value;  ///< when it is set to this; to anything when empty
+  std::string_view follower;
+  std::string_view becomes;  ///< the same value when empty
+};
+
+/// On a phone the USB driver's service does this; the state says what it has switched to.
+constexpr Follower kFollowers[] = {
+    {"vendor.qve.usb.config", "", "vendor.qve.usb.state", ""},
+    {"vendor.qve.usb.adb_skip_auth", "skip", "vendor.qve.usb.state", "skip"},
+};
+
+void set_followers(Phone& phone, std::string_view name, std::string_view value) {
+  for (const Follower& row : kFollowers) {
+    if (row.name != name || (!row.value.empty() && row.value != value)) continue;
+    set_property(phone, row.follower, row.becomes.empty() ? value : row.becomes);
+  }
+}
+
 }  // namespace
 
 std::optional<std::string> get_property(Phone& phone, std::string_view name) {
@@ -89,7 +110,9 @@ int property_get(const char* key, char* value, const char* default_value) {
 int property_set(const char* key, const char* value) {
   return vp::platform_call("property_set", -1, [&](vp::Phone& phone) {
     if (vp::strike(phone, vp::Part::property, key, vp::Access::write).has_value()) return -1;
-    vp::set_property(phone, key, value == nullptr ? "" : value);
+    const std::string_view text = value == nullptr ? "" : value;
+    vp::set_property(phone, key, text);
+    vp::set_followers(phone, key, text);
     return 0;
   });
 }

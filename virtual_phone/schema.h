@@ -1,13 +1,16 @@
 // The tables of phone.db. They are meant to be read with sqlite3.
 #pragma once
 
+#include <iterator>
+
 namespace virtual_phone {
 
 constexpr int kApplicationId = 0x46435856;  // "FCXV"
-/// Raised with every change that older programs cannot read.
-constexpr int kPhoneVersion = 1;
 
-constexpr char kSchema[] = R"(
+/// What makes a phone of the next version of the one before, from nothing on. A step is never
+/// changed once phones were made with it: a change is a further step.
+constexpr const char* kSchemaSteps[] = {
+    R"(
 CREATE TABLE phone(key TEXT PRIMARY KEY, value TEXT NOT NULL) WITHOUT ROWID;
 CREATE TABLE build_property(name TEXT PRIMARY KEY, value TEXT NOT NULL) WITHOUT ROWID;
 CREATE TABLE property(name TEXT PRIMARY KEY, value TEXT NOT NULL) WITHOUT ROWID;
@@ -18,6 +21,21 @@ CREATE TABLE fault(id INTEGER PRIMARY KEY AUTOINCREMENT, kind TEXT NOT NULL, tar
                    operation TEXT NOT NULL, effect TEXT NOT NULL, value INTEGER NOT NULL,
                    remaining INTEGER);
 CREATE INDEX fault_target ON fault(kind, target);
-)";
+)",
+    // The modem. modem_run holds what a restart ends, in one row.
+    R"(
+CREATE TABLE modem_value(name TEXT PRIMARY KEY, value BLOB NOT NULL) WITHOUT ROWID;
+CREATE TABLE modem_nv(item INTEGER PRIMARY KEY, state TEXT NOT NULL, value BLOB NOT NULL);
+CREATE TABLE modem_run(one INTEGER PRIMARY KEY CHECK(one = 1), reset_us INTEGER NOT NULL,
+                       area BLOB NOT NULL, position INTEGER NOT NULL, uploading INTEGER NOT NULL);
+CREATE TABLE modem_request(id INTEGER PRIMARY KEY AUTOINCREMENT, time_us INTEGER NOT NULL,
+                           opcode INTEGER NOT NULL, payload BLOB NOT NULL, code INTEGER NOT NULL,
+                           status INTEGER NOT NULL, answer_length INTEGER NOT NULL,
+                           answer BLOB NOT NULL, overlapped INTEGER NOT NULL);
+)",
+};
+
+/// Raised with every change that older programs cannot read.
+constexpr int kPhoneVersion = std::size(kSchemaSteps);
 
 }  // namespace virtual_phone

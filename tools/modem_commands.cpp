@@ -1,0 +1,283 @@
+// modem: what the phone's modem keeps, and what was asked of it.
+#include <cstdio>
+#include <memory>
+
+#include "modem/opcodes.h"
+#include "tools/commands.h"
+#include "virtual_phone/modem.h"
+
+namespace cli {
+namespace {
+
+namespace vp = virtual_phone;
+
+struct Options {
+  bool full = false;
+  std::string most = "20";
+};
+
+constexpr std::string_view kHex = "hex:";
+
+std::string bytes_of(const std::string& word) {
+  if (word.compare(0, kHex.size(), kHex) != 0) return word;
+  return from_hex(std::string_view(word).substr(kHex.size()));
+}
+
+/// The value that a word names. Throws UsageError.
+const vp::ModemValue& value_named(const std::string& word) {
+  if (const vp::ModemValue* row = vp::find_modem_value(word); row != nullptr) return *row;
+  std::vector<std::string> names;
+  for (const vp::ModemValue& row : vp::known_modem_values()) names.push_back(row.name);
+  const std::string near = nearest(word, names);
+  throw UsageError("a modem keeps no value \"" + word + "\"" +
+                   (near.empty() ? "" : ". Near it: " + near) + ". `fcx modem` lists all of them.");
+}
+
+uint16_t nv_number(const std::string& word) {
+  const int64_t number = number_of(word, "an NV item");
+  if (number < 0 || number > UINT16_MAX) {
+    throw UsageError("NV items are 0 to " + std::to_string(UINT16_MAX) + ", not " + word);
+  }
+  return static_cast<uint16_t>(number);
+}
+
+std::string opcode_name(int32_t number) {
+  const fcx::ModemOpcode* row = fcx::find_modem_opcode(number);
+  return row == nullptr ? "" : row->name;
+}
+
+bool is_identity(int32_t number) {
+  const fcx::ModemOpcode* row = fcx::find_modem_opcode(number);
+  return row != nullptr && row->is_identity;
+}
+
+/// The bytes of a request or of its answer: an identity in part only, a long one cut.
+std::string shown_bytes(const vp::ModemRequest& request, const std::string& bytes, bool full) {
+  constexpr size_t kLongest = 60;
+  const bool hide =
+      !full && is_identity(request.opcode) && !vp::is_modem_message(request.opcode, bytes);
+  std::string text = shown(bytes);
+  if (hide) return masked(text);
+  if (full || text.size() <= kLongest) return text;
+  return text.substr(0, kLongest) + "... (" + std::to_string(bytes.size()) + " bytes)";
+}
+
+Json value_json(const vp::ModemValue& row, const std::optional<std::string>& value, bool full) {
+  const bool hide = !full && row.is_identity;
+  Json object = {{"name", row.name}, {"value", Json()}, {"meaning", row.meaning}};
+  if (!value.has_value()) return object;
+  object["value"] = hide ? masked(shown(*value)) : shown(*value);
+  if (!hide) object["hex"] = to_hex(*value);
+  return object;
+}
+
+Json values_json(vp::Phone& phone, bool full) {
+  const auto kept = vp::modem_values(phone);
+  Json list = Json::array();
+  for (const vp::ModemValue& row : vp::known_modem_values()) {
+    const auto found = kept.find(row.name);
+    list.push_back(
+        value_json(row, found == kept.end() ? std::nullopt : std::optional(found->second), full));
+  }
+  return list;
+}
+
+Json nv_json(uint16_t number, const std::optional<vp::NvItem>& item) {
+  return {{"item", number},
+          {"state", item ? Json(vp::name_of(item->state)) : Json()},
+          {"hex", item ? Json(to_hex(item->value)) : Json()}};
+}
+
+Json nv_list_json(vp::Phone& phone) {
+  Json list = Json::array();
+  for (const auto& [number, item] : vp::nv_items(phone)) list.push_back(nv_json(number, item));
+  return list;
+}
+
+Json efs_json(vp::Phone& phone) {
+  Json list = Json::array();
+  for (const vp::EfsFile& file : vp::efs_files(phone)) {
+    list.push_back({{"path", file.path}, {"size", file.size}});
+  }
+  return list;
+}
+
+Json request_json(const vp::ModemRequest& request, bool full) {
+  const bool hide = !full && is_identity(request.opcode);
+  Json object = {{"id", request.id},
+                 {"time_us", request.time_us},
+                 {"opcode", request.opcode},
+                 {"name", opcode_name(request.opcode)},
+                 {"payload", shown_bytes(request, request.payload, full)},
+                 {"code", request.code},
+                 {"status", request.status},
+                 {"answer_length", request.answer_length},
+                 {"answer", shown_bytes(request, request.answer, full)},
+                 {"overlapped", request.overlapped}};
+  if (!hide) {
+    object["payload_hex"] = to_hex(request.payload);
+    object["answer_hex"] = to_hex(request.answer);
+  }
+  return object;
+}
+
+/// The last requests, oldest first.
+std::vector<vp::ModemRequest> last_requests(vp::Phone& phone, size_t most) {
+  auto requests = vp::modem_requests(phone);
+  if (requests.size() > most) {
+    requests.erase(requests.begin(), requests.end() - static_cast<ptrdiff_t>(most));
+  }
+  return requests;
+}
+
+void print_requests(const std::vector<vp::ModemRequest>& requests, bool full) {
+  puts("\nRequests:");
+  if (requests.empty()) {
+    puts("none yet");
+    return;
+  }
+  TextTable table({"TIME", "OPCODE", "PAYLOAD", "CODE", "ANSWER"});
+  for (const vp::ModemRequest& request : requests) {
+    std::string answer = shown_bytes(request, request.answer, full);
+    if (static_cast<int64_t>(request.answer.size()) != request.answer_length) {
+      answer += " (claims " + std::to_string(request.answer_length) + " bytes)";
+    }
+    if (request.status != 0) answer += " (status " + std::to_string(request.status) + ")";
+    table.add({shown_time(request.time_us),
+               std::to_string(request.opcode) + " " + opcode_name(request.opcode),
+               shown_bytes(request, request.payload, full), std::to_string(request.code), answer});
+  }
+  table.print();
+}
+
+void print_state(vp::Phone& phone, const Options& options, size_t most) {
+  TextTable values({"NAME", "VALUE", "MEANING"});
+  for (const Json& value : values_json(phone, options.full)) {
+    values.add({value["name"], value["value"].is_null() ? "-" : value["value"].get<std::string>(),
+                value["meaning"]});
+  }
+  values.print();
+  TextTable nv({"NV ITEM", "STATE", "VALUE"});
+  for (const auto& [number, item] : vp::nv_items(phone)) {
+    nv.add({std::to_string(number), vp::name_of(item.state), to_hex(item.value)});
+  }
+  puts("");
+  nv.print();
+  TextTable efs({"EFS FILE", "BYTES"});
+  for (const vp::EfsFile& file : vp::efs_files(phone)) {
+    efs.add({file.path, std::to_string(file.size)});
+  }
+  puts("");
+  efs.print();
+  print_requests(last_requests(phone, most), options.full);
+}
+
+void show_modem(const Invocation& invocation, const Options& options) {
+  const size_t most = count_of(options.most, "-n");
+  vp::Phone& phone = invocation.open_phone();
+  if (!invocation.json) return print_state(phone, options, most);
+  Json requests = Json::array();
+  for (const vp::ModemRequest& request : last_requests(phone, most)) {
+    requests.push_back(request_json(request, options.full));
+  }
+  print({{"values", values_json(phone, options.full)},
+         {"nv", nv_list_json(phone)},
+         {"efs", efs_json(phone)},
+         {"requests", requests}});
+}
+
+/// One value, whole: whoever names it may see it.
+void print_value(const Invocation& invocation, vp::Phone& phone, const vp::ModemValue& row) {
+  const Json object = value_json(row, vp::modem_value(phone, row.name), true);
+  if (invocation.json) return print(object);
+  printf("%s  %s\n", row.name,
+         object["value"].is_null() ? "-" : object["value"].get<std::string>().c_str());
+}
+
+/// The NV item that a word makes: its state, or bytes that make it active. Throws UsageError.
+vp::NvItem nv_item_of(const std::string& word) {
+  const auto state = vp::nv_state_named(word);
+  if (state == vp::NvState::active) throw UsageError("give the bytes of an active NV item");
+  if (state.has_value()) return {*state, ""};
+  std::string value = from_hex(word);
+  if (value.empty() || value.size() > vp::kNvItemSize) {
+    throw UsageError("an NV item has 1 to " + std::to_string(vp::kNvItemSize) + " bytes, not " +
+                     std::to_string(value.size()));
+  }
+  return {vp::NvState::active, value};
+}
+
+void print_nv(const Invocation& invocation, vp::Phone& phone, uint16_t number) {
+  const auto item = vp::nv_item(phone, number);
+  if (invocation.json) return print(nv_json(number, item));
+  if (!item.has_value()) {
+    printf("%u  the modem does not hold it\n", unsigned{number});
+  } else {
+    printf("%u  %s  %s\n", unsigned{number}, vp::name_of(item->state), to_hex(item->value).c_str());
+  }
+}
+
+void add_values(CLI::App& group, Invocation& invocation) {
+  auto name = std::make_shared<std::string>();
+  auto value = std::make_shared<std::string>();
+  CLI::App& set = add_command(group, "set", "Store one value", "", [&invocation, name, value] {
+    const vp::ModemValue& row = value_named(*name);
+    const std::string bytes = bytes_of(*value);
+    vp::check_modem_value(row.name, bytes);
+    vp::Phone& phone = invocation.open_phone();
+    vp::set_modem_value(phone, row.name, bytes);
+    print_value(invocation, phone, row);
+  });
+  set.add_option("name", *name, "Its name in `fcx modem`")->required();
+  set.add_option("value", *value, "Text, or hex:BYTES")->required();
+
+  CLI::App& clear = add_command(group, "clear", "Remove one value", "", [&invocation, name] {
+    const vp::ModemValue& row = value_named(*name);
+    vp::Phone& phone = invocation.open_phone();
+    vp::remove_modem_value(phone, row.name);
+    print_value(invocation, phone, row);
+  });
+  clear.add_option("name", *name, "Its name in `fcx modem`")->required();
+}
+
+void add_nv(CLI::App& group, Invocation& invocation) {
+  auto item = std::make_shared<std::string>();
+  auto value = std::make_shared<std::optional<std::string>>();
+  CLI::App& nv =
+      add_command(group, "nv", "Show one NV item, or change it", "", [&invocation, item, value] {
+        const uint16_t number = nv_number(*item);
+        std::optional<vp::NvItem> made;
+        if (value->has_value()) made = nv_item_of(**value);
+        vp::Phone& phone = invocation.open_phone();
+        if (made.has_value()) vp::set_nv_item(phone, number, *made);
+        print_nv(invocation, phone, number);
+      });
+  nv.add_option("item", *item, "Its number")->required();
+  nv.add_option("value", *value, "Hexadecimal bytes, or inactive, or failing");
+}
+
+}  // namespace
+
+void add_modem(CLI::App& tool, Invocation& invocation) {
+  auto options = std::make_shared<Options>();
+  CLI::App& group =
+      add_command(tool, "modem", "Look at the modem and what was asked of it, and change it",
+                  "  fcx modem                            its state, identities shown in part\n"
+                  "  fcx modem --full -n 5                identities whole, the last 5 requests\n"
+                  "  fcx modem set imei1 490154203237518  store a value\n"
+                  "  fcx modem set pid_supported 0        as on a modem that knows no PID\n"
+                  "  fcx modem clear meid                 remove one\n"
+                  "  fcx modem nv 453 00000000            an NV item, in hexadecimal\n"
+                  "  fcx modem nv 453 failing             reads and writes of it fail",
+                  {});
+  group.callback([&group, &invocation, options] {
+    if (group.get_subcommands().empty()) show_modem(invocation, *options);
+  });
+  group.add_flag("--full", options->full, "Show identities and long answers whole");
+  group.add_option("-n,--requests", options->most, "Show the last N requests, at first 20")
+      ->type_name("N");
+  add_values(group, invocation);
+  add_nv(group, invocation);
+}
+
+}  // namespace cli
