@@ -73,6 +73,20 @@ usage)
   expect 2 'read-only' fcx prop set ro.build.type user
   expect 2 'needs a number' fcx fault item 9 late
   expect 2 'is no fault of files' fcx fault file /proc/meminfo garbage
+  expect 2 'Near it: read_imei' fcx fault opcode read_ime refuse
+  expect 2 'no request has the opcode 994' fcx fault opcode 994 fail
+  expect 2 'is no fault of opcodes: fail, late, refuse' fcx fault opcode 117 absent
+  expect 2 'Services: dmi, diag, atservice' fcx fault service modem absent
+  expect 2 'strikes on any access' fcx fault opcode 117 refuse --on read
+  expect 2 'check digit is 8, not 1' fcx modem set imei1 490154203237511
+  expect 2 'an IMEI has 15 digits' fcx modem set imei2 49015420323751
+  expect 2 'Near it: imei1, imei2, imei3' fcx modem set imei 490154203237518
+  expect 2 'Near it: suffix' fcx modem clear sufix
+  expect 2 'has 1 to 30 bytes, not 31' fcx modem set pid "$(printf '%031d' 0)"
+  expect 2 'NV items are 0 to 65535' fcx modem nv 65536
+  expect 2 '1 to 128 bytes, not 129' fcx modem nv 1 "$(printf '%0258d' 0)"
+  expect 2 'give the bytes' fcx modem nv 1 active
+  expect 2 'no negative' fcx modem -n -1
   expect 2 'no profile "triple". Profiles: single, blank' fcx init --profile triple --force
   ;;
 phone)
@@ -114,6 +128,25 @@ faults)
   expect 2 'no fault 99' fcx fault clear 99
   expect 0 'no fault is set' fcx fault clear
   expect 0 '^data +OK$' fcx send 4295 '2020/06/01 09:30:00'
+  ;;
+modem)
+  fcx init >/dev/null
+  expect 0 '^imei1 +\*{11}7518 +IMEI of the first' fcx modem
+  expect 0 '^imei1 +490154203237518 ' fcx modem --full
+  expect 0 '"value": "\*{11}7518"' fcx modem --json
+  expect 0 '^453 +active +00000000$' fcx modem
+  expect 0 '^/qv/factory/rf_cal_date +8$' fcx modem
+  expect 0 '^none yet$' fcx modem
+  expect 0 '^imei3  490154203237518$' fcx modem set imei3 490154203237518
+  expect 0 '^idde  hex:00ff$' fcx modem set idde hex:00ff
+  expect 0 '"value": null' fcx modem clear imei3 --json
+  expect 0 '^7  active  0102$' fcx modem nv 7 01:02
+  expect 0 '^7  failing' fcx modem nv 7 failing
+  expect 0 '"state": "failing"' fcx modem nv 7 --json
+  expect 0 'does not hold' fcx modem nv 8
+  expect 0 'opcode +117 +any +short 4 +2$' fcx fault opcode read_imei short 4 --times 2
+  expect 0 'service +dmi +call +dies +until' fcx fault service dmi dies
+  expect 0 '"value": -5' fcx fault opcode 200 length -5 --json
   ;;
 demo)
   expect 0 'get_serial_number +0 +QV2006A00123' fcx demo
