@@ -141,7 +141,7 @@ modem)
   expect 0 '^idde  hex:00ff$' fcx modem set idde hex:00ff
   expect 0 '"value": null' fcx modem clear imei3 --json
   expect 0 '^7  active  0102$' fcx modem nv 7 01:02
-  expect 0 '^7  failing' fcx modem nv 7 failing
+  expect 0 '^7  failing$' fcx modem nv 7 failing
   expect 0 '"state": "failing"' fcx modem nv 7 --json
   expect 0 'does not hold' fcx modem nv 8
   expect 0 'opcode +117 +any +short 4 +2$' fcx fault opcode read_imei short 4 --times 2

@@ -56,9 +56,9 @@ std::string shown_bytes(const vp::ModemRequest& request, const std::string& byte
   constexpr size_t kLongest = 60;
   const bool hide =
       !full && is_identity(request.opcode) && !vp::is_modem_message(request.opcode, bytes);
-  std::string text = shown(bytes);
-  if (hide) return masked(text);
+  const std::string text = hide ? masked(shown(bytes)) : shown(bytes);
   if (full || text.size() <= kLongest) return text;
+  if (hide) return "..." + text.substr(text.size() - kLongest);
   return text.substr(0, kLongest) + "... (" + std::to_string(bytes.size()) + " bytes)";
 }
 
@@ -213,7 +213,8 @@ void print_nv(const Invocation& invocation, vp::Phone& phone, uint16_t number) {
   if (!item.has_value()) {
     printf("%u  the modem does not hold it\n", unsigned{number});
   } else {
-    printf("%u  %s  %s\n", unsigned{number}, vp::name_of(item->state), to_hex(item->value).c_str());
+    const std::string value = item->value.empty() ? "" : "  " + to_hex(item->value);
+    printf("%u  %s%s\n", unsigned{number}, vp::name_of(item->state), value.c_str());
   }
 }
 

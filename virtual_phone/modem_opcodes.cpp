@@ -286,11 +286,11 @@ const Row* find_row(int32_t number) {
 }  // namespace
 
 ModemAnswer answer_directly(Phone& phone, int32_t number, std::string_view payload) {
-  const Row* row = find_row(number);
-  if (row == nullptr) return answer_code(kUnknownOpcode);
   if (number != opcode::check_ready && is_resetting(phone)) {
     throw Refused("the modem is resetting");
   }
+  const Row* row = find_row(number);
+  if (row == nullptr) return answer_code(kUnknownOpcode);
   return row->carry_out({phone, *row, payload});
 }
 
