@@ -164,11 +164,12 @@ TEST_F(VirtualPhone, ADirectoryThatIsNoUsablePhoneSaysWhatToDo) {
               ThrowsMessage<Error>(HasSubstr("--force")));
   EXPECT_THAT([&] { vp::create(other, "triple", true); },
               ThrowsMessage<Refused>(HasSubstr("single, blank")));
-  {
+  for (const auto& [version, why] :
+       {std::pair(vp::kPhoneVersion + 1, "newer"), {0, "damaged"}, {-1, "damaged"}}) {
     vp::Database database(other / "phone.db", vp::Database::Survives::kill);
-    database.execute(("PRAGMA user_version=" + std::to_string(vp::kPhoneVersion + 1)).c_str());
+    database.execute(("PRAGMA user_version=" + std::to_string(version)).c_str());
+    EXPECT_THAT([&] { vp::select(other); }, ThrowsMessage<Error>(HasSubstr(why))) << version;
   }
-  EXPECT_THAT([&] { vp::select(other); }, ThrowsMessage<Error>(HasSubstr("newer")));
   write_file(other / "phone.db", std::string(8192, 'x'));
   EXPECT_THAT([&] { vp::select(other); }, ThrowsMessage<Error>(HasSubstr("damaged")));
   vp::create(other, "blank", true);

@@ -33,6 +33,10 @@ void check_version(Database& database, const fs::path& directory) {
     throw Error((directory / kDatabaseName).string() + " is not a phone's database.");
   }
   const int64_t version = pragma(database, "PRAGMA user_version");
+  if (version < 1) {
+    throw Error((directory / kDatabaseName).string() + " is damaged (phone version " +
+                std::to_string(version) + "); `fcx init --force` makes a new phone.");
+  }
   if (version > kPhoneVersion) {
     throw Error(directory.string() + " was made by a newer fcx (phone version " +
                 std::to_string(version) + ", this one knows " + std::to_string(kPhoneVersion) +
