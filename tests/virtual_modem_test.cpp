@@ -6,6 +6,7 @@
 
 #include <cstdlib>
 #include <cstring>
+#include <random>
 #include <thread>
 
 #include "modem/opcodes.h"
@@ -360,6 +361,27 @@ TEST_F(VirtualModem, RequestsThatCannotBeAreRefused) {
   EXPECT_EQ(0, ask(opcode::read_imei).code);
   EXPECT_EQ(0, dmi_release());
   EXPECT_EQ(1, ask(opcode::read_imei).code);
+}
+
+TEST_F(VirtualModem, AnyBytesOfAnyLengthAreAnsweredWithinTheRecord) {
+  std::mt19937 random(20200601);
+  for (const fcx::ModemOpcode& row : fcx::kModemOpcodes) {
+    for (const size_t length : {0, 1, 2, 8, 12, 129, 132, 140, 255, 2044, 2047, 2048}) {
+      std::string payload(length, '\0');
+      for (char& byte : payload) byte = static_cast<char>(random());
+      // Half of them reach an operation of the file system.
+      if (length > 0 && random() % 2 == 0) payload[0] = static_cast<char>(3 + random() % 5);
+      const Answer answer = ask(row.number, payload);
+      EXPECT_TRUE(answer.response.data_len >= 0 && answer.response.data_len <= 2048)
+          << row.name << " " << length;
+    }
+    vp::restart(phone(), "ends a reset");
+  }
+  for (const auto& entry : std::filesystem::directory_iterator(directory())) {
+    EXPECT_THAT(
+        entry.path().filename().string(),
+        testing::AnyOf(testing::StartsWith("phone.db"), "root", "log", "efs", "efs-golden"));
+  }
 }
 
 TEST_F(VirtualModem, FaultsSpoilAnswersAsTheySay) {
