@@ -43,8 +43,8 @@ class VirtualAtService : public PhoneTest {
   }
 };
 
-TEST_F(VirtualAtService, Base64IsThatOfTheStandard) {
-  // The vectors of the standard that defines it, and what none of its encoders makes.
+TEST_F(VirtualAtService, Base64IsWhatAnySideSpeaks) {
+  // Texts on which every codec agrees, and such as no encoder makes.
   const std::pair<const char*, const char*> vectors[] = {
       {"", ""},
       {"f", "Zg=="},
