@@ -92,6 +92,21 @@ ssize_t read_device_file(const UniqueFd& fd, const char* device_path, char* buff
   return static_cast<ssize_t>(done);
 }
 
+int write_device_file(const UniqueFd& fd, const char* device_path, std::string_view content) {
+  const FileFault fault = platform_file_fault(device_path, FileOperation::write);
+  if (!may_go_on(fault)) return -1;
+  const size_t allowed = std::min(content.size(), fault.limit);
+  for (size_t done = 0; done < allowed;) {
+    const ssize_t put = write(fd.get(), content.data() + done, allowed - done);
+    if (put < 0 && errno == EINTR) continue;
+    if (put < 0) return -1;
+    done += static_cast<size_t>(put);
+  }
+  if (allowed == content.size()) return 0;
+  errno = ENOSPC;
+  return -1;
+}
+
 int remove_device_file(const char* device_path) {
   const DevicePath path(device_path);
   return path.c_str() == nullptr ? -1 : unlink(path.c_str());
@@ -121,25 +136,9 @@ FileReplacement::~FileReplacement() {
   if (is_open()) unlink(temporary_.c_str());
 }
 
-int FileReplacement::write(std::string_view content) {
-  const FileFault fault = platform_file_fault(device_path_, FileOperation::write);
-  if (!may_go_on(fault)) return -1;
-  const size_t allowed = std::min(content.size(), fault.limit);
-  for (size_t done = 0; done < allowed;) {
-    const ssize_t put = ::write(fd_.get(), content.data() + done, allowed - done);
-    if (put < 0 && errno == EINTR) continue;
-    if (put < 0) return -1;
-    done += static_cast<size_t>(put);
-  }
-  if (allowed < content.size()) {
-    errno = ENOSPC;
-    return -1;
-  }
-  return fsync(fd_.get());
-}
-
 int FileReplacement::commit(std::string_view content) {
-  if (!is_open() || write(content) != 0) return -1;
+  if (!is_open() || write_device_file(fd_, device_path_, content) != 0) return -1;
+  if (fsync(fd_.get()) != 0) return -1;
   if (rename(temporary_.c_str(), target_.c_str()) != 0) return -1;
   fd_.reset();
   return flush_directory_of(target_.c_str());

@@ -62,6 +62,10 @@ ssize_t read_device_file(const char* device_path, char* buffer, size_t size);
 /// The same from a file that is open already; `device_path` is its name.
 ssize_t read_device_file(const UniqueFd& fd, const char* device_path, char* buffer, size_t size);
 
+/// Writes to an open device file, in place; `device_path` is its name.
+/// @return 0, or -1 when not all of it could be written
+int write_device_file(const UniqueFd& fd, const char* device_path, std::string_view content);
+
 /// Removes a device file. @return 0 or -1
 int remove_device_file(const char* device_path);
 
@@ -82,8 +86,6 @@ class FileReplacement {
   int commit(std::string_view content);
 
  private:
-  int write(std::string_view content);
-
   const char* device_path_;
   DevicePath target_;
   DevicePath temporary_;

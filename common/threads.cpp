@@ -7,6 +7,7 @@
 #include <mutex>
 #include <new>
 
+#include "common/immortal.h"
 #include "fcx/background.h"
 #include "fcx/sync.h"
 
@@ -31,12 +32,7 @@ struct Running {
   }
 };
 
-Running& running() {
-  // Never destroyed: threads may outlive the process's other statics.
-  alignas(Running) static char storage[sizeof(Running)];
-  static Running* const instance = new (storage) Running;
-  return *instance;
-}
+Running& running() { return immortal<Running>(); }
 
 void* run(void* argument) {
   std::unique_ptr<Work> given(static_cast<Work*>(argument));
