@@ -408,7 +408,7 @@ TEST_F(VirtualModem, FaultsSpoilAnswersAsTheySay) {
       {Effect::longer, 4000, 0, 0, 4000, done + std::string(2035, 'X'), true},
       {Effect::length, -5, 0, 0, -5, done, true},
       {Effect::length, INT32_MAX, 0, 0, INT32_MAX, done, true},
-      {Effect::garbage, 0, 0, 0, 13, std::string(13, '\xFF'), true},
+      {Effect::garbage, 0xFF, 0, 0, 13, std::string(13, '\xFF'), true},
   };
   for (const Case& each : cases) {
     vp::remove_modem_value(phone(), "imei1");

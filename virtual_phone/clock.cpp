@@ -2,7 +2,10 @@
 
 #include <atomic>
 #include <chrono>
+#include <condition_variable>
 #include <cstdlib>
+#include <memory>
+#include <mutex>
 #include <string_view>
 #include <thread>
 
@@ -16,9 +19,23 @@ Clock clock_of_environment() {
   return wanted != nullptr && std::string_view(wanted) == "fast" ? Clock::fast : Clock::real;
 }
 
-std::atomic<Clock>& clock() {
-  static std::atomic<Clock> chosen = clock_of_environment();
-  return chosen;
+struct Chosen {
+  std::mutex mutex;
+  std::condition_variable changed;
+  Clock clock = clock_of_environment();
+};
+
+Chosen& chosen() {
+  // Never destroyed: threads may sleep until the process is gone.
+  static Chosen* const instance = std::make_unique<Chosen>().release();
+  return *instance;
+}
+
+/// The clock that is chosen, once it is not the stopped one.
+Clock running_clock() {
+  std::unique_lock lock(chosen().mutex);
+  chosen().changed.wait(lock, [] { return chosen().clock != Clock::stopped; });
+  return chosen().clock;
 }
 
 /// How far the fast clock has run ahead.
@@ -26,7 +43,11 @@ std::atomic<int64_t> ahead_us = 0;
 
 }  // namespace
 
-void set_clock(Clock wanted) { clock() = wanted; }
+void set_clock(Clock wanted) {
+  const std::lock_guard lock(chosen().mutex);
+  chosen().clock = wanted;
+  chosen().changed.notify_all();
+}
 
 int64_t now_us() {
   const auto since_1970 = std::chrono::system_clock::now().time_since_epoch();
@@ -34,7 +55,7 @@ int64_t now_us() {
 }
 
 void sleep_us(uint64_t microseconds) {
-  if (clock() == Clock::fast) {
+  if (running_clock() == Clock::fast) {
     const uint64_t slept = microseconds / kFasterBy;
     ahead_us += static_cast<int64_t>(microseconds - slept);
     microseconds = slept;

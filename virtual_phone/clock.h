@@ -1,12 +1,13 @@
 // The phone's time, for this process. On the fast clock a sleep takes a thousandth of its time,
-// while the phone's clock still advances by the whole.
+// while the phone's clock still advances by the whole. On the stopped clock a sleep lasts until
+// another clock is chosen.
 #pragma once
 
 #include <cstdint>
 
 namespace virtual_phone {
 
-enum class Clock { real, fast };
+enum class Clock { real, fast, stopped };
 
 /// What this process's sleeps use from now on. At first: fast when $FCX_CLOCK is "fast", else real.
 void set_clock(Clock clock);

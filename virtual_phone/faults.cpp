@@ -110,6 +110,10 @@ void check_value(const Fault& fault) {
       }
       break;
     case Effect::garbage:
+      if (fault.part == Part::opcode && (fault.value < 0 || fault.value > 255)) {
+        refuse("takes a byte, 0 to 255");
+      }
+      break;
     case Effect::refuse:
     case Effect::empty:
     case Effect::absent:
@@ -208,8 +212,8 @@ const std::vector<EffectRow>& fault_effects() {
        "the answer goes on with the letter X until it has N bytes"},
       {Part::opcode, Effect::length, Access::any, "N", std::nullopt,
        "the answer says that it has N bytes, whatever arrives"},
-      {Part::opcode, Effect::garbage, Access::any, nullptr, 0,
-       "every byte arrives as FF; from the system side a text that is no base64"},
+      {Part::opcode, Effect::garbage, Access::any, "BYTE", 255,
+       "every byte arrives as this one; from the system side a text that is no base64"},
       {Part::service, Effect::absent, Access::any, nullptr, 0, "it is not there"},
       {Part::service, Effect::dies, Access::call, nullptr, 0,
        "it is there, but a call to it breaks off"},

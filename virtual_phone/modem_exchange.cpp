@@ -33,7 +33,7 @@ void spoil(ModemAnswer& answer, const Fault& fault) {
       answer.length = static_cast<int32_t>(fault.value);
       break;
     case Effect::garbage:
-      answer.bytes.assign(size, '\xFF');
+      answer.bytes.assign(size, static_cast<char>(fault.value));
       answer.is_garbled = true;
       break;
     default:

@@ -1,6 +1,7 @@
 #include "virtual_phone/hidl/services.h"
 
 #include <map>
+#include <memory>
 #include <mutex>
 #include <utility>
 
@@ -14,10 +15,11 @@ struct Registry {
   std::map<std::pair<std::string, std::string>, ServiceFactory> factories;
 };
 
-/// Made by the first who asks: services are registered while libraries are being loaded.
+/// Made by the first who asks: services are registered while libraries are being loaded. Never
+/// destroyed: threads may look for one until the process is gone.
 Registry& registry() {
-  static Registry instance;
-  return instance;
+  static Registry* const instance = std::make_unique<Registry>().release();
+  return *instance;
 }
 
 ServiceFactory find_factory(const std::string& descriptor, const std::string& instance) {
