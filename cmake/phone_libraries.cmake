@@ -6,5 +6,7 @@ set(FCX_FACTORY_ITEM_LIBRARY "" CACHE STRING "The vendor's factory item library"
 if(NOT FCX_FACTORY_ITEM_LIBRARY)
   message(FATAL_ERROR "Set FCX_FACTORY_ITEM_LIBRARY to the vendor's factory item library")
 endif()
+set(FCX_MODEM_INTERFACE_LIBRARY fcx_modeminterface CACHE STRING "The daemon's direct modem interface")
+set(FCX_DIAG_LIBRARY diag CACHE STRING "The diagnostic library")
 target_link_libraries(fcx_phone_libraries INTERFACE log cutils utils hidlbase ${FCX_INTERFACE_PACKAGES}
-  ${FCX_FACTORY_ITEM_LIBRARY})
+  ${FCX_FACTORY_ITEM_LIBRARY} ${FCX_MODEM_INTERFACE_LIBRARY} ${FCX_DIAG_LIBRARY})

@@ -11,12 +11,15 @@
 #include "common/log.h"
 #include "common/text.h"
 #include "fcx/factory_items.h"
+#include "modem/command_link.h"
+#include "modem/opcodes.h"
 
 namespace {
 
 constexpr char kTofCalibrationFile[] = "/mnt/vendor/persist-qv/camera/front_tof_cal";
 constexpr char kMidautoStatusProperty[] = "persist.vendor.qve.midauto.status";
 constexpr char kMemoryInfoFile[] = "/proc/meminfo";
+constexpr size_t kLongestModelName = 255;
 
 }  // namespace
 
@@ -61,4 +64,32 @@ int ram_memory_size() {
 int qve_factory_sku_read(char* sku) {
   constexpr const fcx::FactoryItem& item = fcx::factory_item<420>();
   return sku != nullptr && fcx::read_item(item, sku, item.length + 1) >= 0 ? 0 : -1;
+}
+
+int qve_factory_serial_number_read(char* serial) {
+  constexpr const fcx::FactoryItem& item = fcx::factory_item<9>();
+  return serial != nullptr && fcx::read_item(item, serial, item.length + 1) >= 0 ? 0 : -1;
+}
+
+int qve_factory_serial_number_write(const char* serial) {
+  constexpr const fcx::FactoryItem& item = fcx::factory_item<9>();
+  if (serial == nullptr) return -1;
+  return fcx::write_item(item, fcx::bounded_text(serial, item.length)) >= 0 ? 0 : -1;
+}
+
+int read_kelp_info_model(char* name, int* length) {
+  if (name == nullptr || length == nullptr) return -1;
+  fcx::ModemAnswer answer;
+  const int code = fcx::ask(fcx::opcode::model_name, {}, answer);
+  if (code != 0) return code;
+  const size_t copied = answer.text().copy(name, kLongestModelName);
+  name[copied] = '\0';
+  *length = static_cast<int>(copied);
+  return 0;
+}
+
+int write_kelp_info_model(const char* name, int length) {
+  if (name == nullptr || length < 1 || length > static_cast<int>(kLongestModelName)) return -1;
+  fcx::ModemAnswer answer;
+  return fcx::ask(fcx::opcode::model_name, {name, static_cast<size_t>(length)}, answer);
 }

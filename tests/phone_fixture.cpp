@@ -69,6 +69,24 @@ std::string PhoneTest::property(const char* name) {
   return vp::get_property(phone(), name).value_or("(not set)");
 }
 
+void PhoneTest::set_property(const char* name, std::string_view value) {
+  vp::set_property(phone(), name, value);
+}
+
+std::string PhoneTest::modem(const char* name) {
+  return vp::modem_value(phone(), name).value_or("(none)");
+}
+
+void PhoneTest::set_modem(const char* name, std::string_view value) {
+  vp::set_modem_value(phone(), name, value);
+}
+
+std::vector<vp::ModemRequest> PhoneTest::requests() {
+  std::vector<vp::ModemRequest> found = vp::modem_requests(phone(), last_request_);
+  if (!found.empty()) last_request_ = found.back().id;
+  return found;
+}
+
 std::vector<std::string> PhoneTest::events() {
   std::vector<std::string> found;
   for (const vp::Event& event : vp::events(phone()))

@@ -12,6 +12,7 @@
 #include "fcx/qvcmd.h"
 #include "virtual_phone/faults.h"
 #include "virtual_phone/log_buffer.h"
+#include "virtual_phone/modem.h"
 #include "virtual_phone/phone.h"
 
 namespace fcx_test {
@@ -40,11 +41,24 @@ class PhoneTest : public testing::Test {
   void set_item(int number, std::string_view bytes);
   void fault(virtual_phone::Part part, std::string target, virtual_phone::Effect effect,
              int64_t value = -1, virtual_phone::Access access = virtual_phone::Access::any);
+  void opcode_fault(int opcode, virtual_phone::Effect effect, int64_t value = 0) {
+    fault(virtual_phone::Part::opcode, std::to_string(opcode), effect, value);
+  }
+  void service_fault(const char* service, virtual_phone::Effect effect) {
+    fault(virtual_phone::Part::service, service, effect, 0);
+  }
+  void clear_faults() { virtual_phone::clear_faults(phone()); }
   void item_fails(int number) {
     fault(virtual_phone::Part::item, std::to_string(number), virtual_phone::Effect::fail);
   }
 
   std::string property(const char* name);
+  void set_property(const char* name, std::string_view value);
+  /// A value that the modem, or the system side, keeps.
+  std::string modem(const char* name);
+  void set_modem(const char* name, std::string_view value);
+  /// What was asked of the modem and the system side since the last call.
+  std::vector<virtual_phone::ModemRequest> requests();
   std::vector<std::string> events();
 
   /// The messages that the library wrote since the last call, letter for letter.
@@ -55,6 +69,7 @@ class PhoneTest : public testing::Test {
  private:
   std::filesystem::path directory_;
   std::vector<virtual_phone::LogEntry> entries_;
+  int64_t last_request_ = 0;
 };
 
 /// The answer's bytes.

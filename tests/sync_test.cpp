@@ -1,14 +1,12 @@
-// Mutex, CondVar and the library's threads.
+// Mutex and CondVar.
 #include "fcx/sync.h"
 
 #include <cerrno>
 #include <limits>
 #include <mutex>
+#include <thread>
 
 #include "common/deadline.h"
-#include "common/threads.h"
-#include "fcx/background.h"
-#include "platform/device_home.h"
 #include "tests/phone_fixture.h"
 
 namespace fcx_test {
@@ -61,18 +59,16 @@ struct Handshake {
   bool answered = false;
 };
 
-void* answer(void* argument) {
-  auto& handshake = *static_cast<Handshake*>(argument);
+void answer(Handshake& handshake) {
   const std::lock_guard lock(handshake.mutex);
   while (!handshake.asked) handshake.changed.wait(handshake.mutex);
   handshake.answered = true;
   handshake.changed.notifyOne();
-  return nullptr;
 }
 
 TEST_F(CondVars, ASignalEndsATimedWaitWithOne) {
   Handshake handshake;
-  ASSERT_EQ(0, fcx::start_detached(answer, &handshake));
+  std::thread other(answer, std::ref(handshake));
   {
     const std::lock_guard lock(handshake.mutex);
     handshake.asked = true;
@@ -81,7 +77,7 @@ TEST_F(CondVars, ASignalEndsATimedWaitWithOne) {
     while (!handshake.answered) signalled = handshake.changed.wait(handshake.mutex, 60'000);
     EXPECT_EQ(1, signalled);
   }
-  fcx::wait_for_background_work();
+  other.join();
 }
 
 TEST_F(CondVars, ATimeOutIsNotAnError) {
@@ -92,19 +88,6 @@ TEST_F(CondVars, ATimeOutIsNotAnError) {
   EXPECT_EQ(0, never.wait(mutex, 0));
   EXPECT_EQ(0, never.wait(mutex, -5));
   EXPECT_THAT(log(), testing::IsEmpty());
-}
-
-TEST_F(CondVars, BackgroundWorkIsAwaited) {
-  static std::atomic<int> done;
-  done = 0;
-  const auto work = [](void*) -> void* {
-    fcx::platform_sleep_us(5'000'000);
-    ++done;
-    return nullptr;
-  };
-  for (int i = 0; i < 8; ++i) ASSERT_EQ(0, fcx::start_detached(work, nullptr));
-  fcx::wait_for_background_work();
-  EXPECT_EQ(8, done);
 }
 
 }  // namespace

@@ -26,4 +26,27 @@ int ram_memory_size();
 /// @return 0, or -1 when the item cannot be read (`sku` is then untouched)
 int qve_factory_sku_read(char* sku);
 
+/// Reads the serial number (factory item 9).
+/// @param serial receives NUL-terminated text of at most 12 characters; at least 13 bytes
+/// @return 0, or -1 when the item cannot be read or `serial` is null (it is then untouched)
+int qve_factory_serial_number_read(char* serial);
+
+/// Stores a serial number.
+/// @param serial NUL-terminated text, cut at 12 characters
+/// @return 0, or -1 when it cannot be stored or is null
+int qve_factory_serial_number_write(const char* serial);
+
+/// Asks the system side for the model name.
+/// @param name   256 bytes that receive NUL-terminated text, cut at 255 characters
+/// @param length receives its length
+/// @return 0; -1 for a null pointer; else the code of the request that failed (`name` and `*length`
+///         are then untouched)
+int read_kelp_info_model(char* name, int* length);
+
+/// Has the system side store a model name.
+/// @param name   `length` bytes of text
+/// @param length 1 to 255
+/// @return 0; -1 for a null pointer or another length; else the code of the request that failed
+int write_kelp_info_model(const char* name, int length);
+
 #pragma GCC visibility pop

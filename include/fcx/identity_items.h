@@ -1,0 +1,111 @@
+// What the modem keeps of the device's identity: IMEI, MEID, pseudo-ESN, product identifiers and
+// the short factory records named by four letters. Items travel as byte strings, as the caller
+// gives them and as the modem answers them; text has no NUL behind it.
+//
+// The common form:
+//
+//   write_qve_ITEM(data, len, answer, answer_len)     `len` bytes of `data` are sent
+//   read_qve_ITEM(request, len, answer, answer_len)   `request` is sent, with `len` normally 0
+//
+//   answer      2048 bytes that receive the acknowledgement or the item
+//   answer_len  receives its bytes, or null
+//
+// They return 1 without sending anything when a pointer that they need is null, which are `answer`
+// and the first one unless said otherwise, and what request_to_system() returns in all other cases:
+// 0 with an answer, which may be the modem's error text. On failure `*answer_len` is -1 and
+// `answer` is untouched.
+#pragma once
+
+#pragma GCC visibility push(default)
+
+/// Opcodes 101, 102: the IMPL record. The read answers '1' when the flag is set, or "IMPL READ
+/// ERROR".
+unsigned int write_qve_impl(char* data, short len, char* answer, int* answer_len);
+unsigned int read_qve_impl(char* request, short len, char* answer, int* answer_len);
+
+/// Opcodes 105, 106: the IDDE record. When the modem answers a write with "IDDE OK", what hangs on
+/// the identity is reset, in this order: the default Bluetooth address, a serial number of as many
+/// zeros as the old one has characters (one, when it has none), an empty network-code list, the
+/// property "persist.vendor.qve.mcc-list" as "0", imei_check_on_boot(), sbpSetDefaultMCCLists(),
+/// sbpSetDefaultNTcode(). The write then also returns 1 when the Bluetooth address cannot be
+/// stored, with which the reset ends.
+unsigned int write_qve_idde(char* data, short len, char* answer, int* answer_len);
+unsigned int read_qve_idde(char* request, short len, char* answer, int* answer_len);
+
+/// Opcodes 108, 109: the FUSG record; read as IMPL, "FUSG READ ERROR".
+unsigned int write_qve_fusg(char* data, short len, char* answer, int* answer_len);
+unsigned int read_qve_fusg(char* request, short len, char* answer, int* answer_len);
+
+/// Opcodes 114, 115: the second product identifier.
+unsigned int write_qve_pid2(char* data, short len, char* answer, int* answer_len);
+unsigned int read_qve_pid2(char* request, short len, char* answer, int* answer_len);
+
+/// Writes an IMEI. The modem checks the digit itself: it answers "IMEI WRITE OK", "IMEI WRITE
+/// ERROR" or "CHECK DIGIT ERROR", all with the return value 0.
+/// @param opcode 116 for the IMEI. Only with it, and only after "IMEI WRITE OK", the factory item
+/// 13
+///               receives the first 20 bytes of `data`, too.
+/// @param len    cut to 0 to 2048
+unsigned int write_qve_imei(int opcode, char* data, short len, char* answer, int* answer_len);
+
+/// Reads an IMEI.
+/// @param opcode 117, 119 or 121 for the first, second or third SIM slot. The modem answers the 15
+///               digits, or "IMEI READ ERROR :(" with the return value 0.
+unsigned int read_qve_imei(int opcode, char* request, short len, char* answer, int* answer_len);
+
+/// Reads the network-code list that the modem keeps: opcodes 154 and 127, then a bulk transfer.
+/// @param answer     2048 bytes
+/// @param answer_len receives the length of the answer to 127, normally 0, plus that of the list
+/// @return 0; else the code of the request, or of receive_modem_data(), that failed
+unsigned int read_qve_ntcode(char* request, short len, char* answer, int* answer_len);
+
+/// Opcodes 128, 129: the model suffix.
+unsigned int write_qve_suffix(char* data, short len, char* answer, int* answer_len);
+unsigned int read_qve_suffix(char* request, short len, char* answer, int* answer_len);
+
+/// Opcodes 148, 149, 150: the GDEN flag and the GDEN record.
+unsigned int write_qve_gden_flag(char* data, short len, char* answer, int* answer_len);
+unsigned int write_qve_gden(char* data, short len, char* answer, int* answer_len);
+unsigned int read_qve_gden(char* request, short len, char* answer, int* answer_len);
+
+/// Opcode 151: the EFSA record, which can only be written.
+unsigned int write_qve_efsa(char* data, short len, char* answer, int* answer_len);
+
+/// Opcodes 152, 153: the RGRV record.
+unsigned int write_qve_rgrv(char* data, short len, char* answer, int* answer_len);
+unsigned int read_qve_rgrv(char* request, short len, char* answer, int* answer_len);
+
+/// Opcodes 157, 158: the MEID and the pseudo-ESN. Only `answer` is needed.
+unsigned int read_qve_meid(char* answer, int* answer_len);
+unsigned int read_qve_pesn(char* answer, int* answer_len);
+
+/// Opcodes 203, 202: the product identifier as the modem has it. The write needs only `data`, the
+/// read only `answer`.
+unsigned int write_qve_pid(char* data, short len, char* answer, int* answer_len);
+unsigned int read_qve_pid(char* request, short len, char* answer, int* answer_len);
+
+/// Writes the product identifier to the modem and, unless the modem failed, to factory item 4: also
+/// when the modem does not support it.
+/// @param pid NUL-terminated text, sent up to 2048 bytes, of which the item keeps 30
+/// @return 0; 2 (or another code above 1) when only the item has it; 1 when the modem failed, the
+///         item could not be stored, or `pid` is null
+int write_pid(char* pid);
+
+/// Reads the product identifier from the modem or, when the modem does not support it, from factory
+/// item 4.
+/// @param out 2048 bytes; text that is shorter is followed by a NUL
+/// @return 0 from the modem; 2 from the item, on purpose; any other code when there is none
+int read_pid(char* out);
+
+/// Computes an IMEI's check digit (Luhn, over the digits 0 to 13) and writes it to position 14.
+/// @param imei NUL-terminated, in memory of at least 15 bytes. Nothing else of it changes, and no
+///             terminator is written. One of more than 15 characters ends the process.
+/// @param len  how many of the characters are digits; 14 or more for a sound result
+void make_imei_chksum(char* imei, int len);
+
+/// Copies the modem's IMEI to factory item 13, or its MEID to factory item 207, where the two
+/// differ. A read that fails is logged and changes nothing.
+void imei_check_on_boot();
+void meid_check_on_boot();
+
+#pragma GCC visibility pop

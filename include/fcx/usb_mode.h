@@ -1,0 +1,42 @@
+// The USB connection's path and mode. Nothing here talks to the modem.
+//
+// The lock node is "/sys/class/android_usb/android0/lock": one character, '0' or '1'.
+#pragma once
+
+#pragma GCC visibility push(default)
+
+/// Reads the lock node.
+/// @return its character minus '0'; 0 when there is no such node; -1 when it cannot be opened or
+///         read, or is empty
+int get_usb_lock();
+
+/// Writes the character '0' + `v` to the lock node.
+/// @return 0, also when there is no such node; -1 when it cannot be opened or written
+int set_usb_lock(int v);
+
+/// Switches the USB path on a thread of its own: usb_path_change_thread().
+/// @param arg handed to the thread, which does not use it
+/// @return 0, or -1 when no thread could be started
+int usb_path_change(void* arg);
+
+/// Thread body: releases the lock, takes the configuration down and brings "factory,adb" up,
+/// waiting up to a second for each state. A state that does not come is logged and stops nothing.
+/// @return null (0), or -1 as a pointer when a switch is running already
+void* usb_path_change_thread(void* arg);
+
+// Mode switches. Each waits 100 ms between the lock node and the property
+// "vendor.qve.usb.config". 0, or 1 when the property could not be set.
+
+/// Lock "0", then configuration "factory,adb".
+int usb_mode_change_user();
+/// Configuration "factory", then lock "1". A property that could not be set leaves the lock.
+int usb_mode_change_factory();
+/// Lock "0", then configuration "qmicm,adb".
+int usb_mode_change_cpdm();
+
+/// The state in "/sys/class/android_usb/android0/state", of which 1024 bytes are looked at.
+/// @return 1 "DISCONNECTED", 2 "CONNECTED", 3 "CONFIGURED"; 0 for anything else, and when it cannot
+///         be read
+int get_usbstate_from_sys();
+
+#pragma GCC visibility pop

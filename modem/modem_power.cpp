@@ -1,0 +1,64 @@
+#include "fcx/modem_power.h"
+
+#include <cutils/properties.h>
+
+#include <array>
+#include <atomic>
+#include <cstring>
+
+#include "common/log.h"
+#include "common/threads.h"
+#include "fcx/system_control.h"
+#include "modem/command_link.h"
+#include "modem/opcodes.h"
+#include "platform/device_home.h"
+
+namespace {
+
+constexpr char kBootProperty[] = "vendor.qve.ril.modembsp.bootup";
+constexpr uint64_t kResetUs = 5'000'000;
+
+std::atomic<bool> is_resetting = false;
+
+/// Whether the modem answers this request with a '1'.
+bool modem_says_yes(int opcode) {
+  fcx::ModemAnswer answer;
+  return fcx::ask(opcode, {}, answer) == 0 && answer.starts_with("1");
+}
+
+}  // namespace
+
+unsigned int qve_reset_modem() {
+  // Set here and only cleared by the thread: a failure below leaves it set, on purpose.
+  if (is_resetting.exchange(true)) {
+    DOMAIN_INFO("POWER_RESET: modem reset is doing.\n");
+    return 0;
+  }
+  if (system_efs_sync() < 0) {
+    DOMAIN_ERROR("EFS SYNC ERROR !!!!!!!!!\n");
+    return 1;
+  }
+  if (!modem_says_yes(fcx::opcode::reset_modem)) return 1;
+  const int error = fcx::start_detached(testmode_power_reset_wait, nullptr);
+  if (error == 0) return 0;
+  DOMAIN_INFO("POWER_RESET : Unable to create modem reset thread : %s\n", strerror(error));
+  return 1;
+}
+
+void* testmode_power_reset_wait(void*) {
+  DOMAIN_INFO("POWER_RESET: modem reset start.\n");
+  fcx::platform_sleep_us(kResetUs);
+  DOMAIN_INFO("POWER_RESET: modem reset done.\n");
+  is_resetting = false;
+  return nullptr;
+}
+
+unsigned int qve_check_modem() {
+  std::array<char, PROPERTY_VALUE_MAX> booted{};
+  property_get(kBootProperty, booted.data(), "0");
+  return booted[0] == '1' ? 0 : 1;
+}
+
+unsigned int qve_check_modem_cmd_ready() {
+  return modem_says_yes(fcx::opcode::check_ready) ? 0 : 1;
+}

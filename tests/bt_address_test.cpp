@@ -1,0 +1,67 @@
+// The Bluetooth address: text, bytes, item.
+#include "fcx/bt_address.h"
+
+#include "tests/phone_fixture.h"
+
+namespace fcx_test {
+namespace {
+
+using virtual_phone::Effect;
+using virtual_phone::Part;
+
+class BtAddress : public PhoneTest {};
+
+TEST_F(BtAddress, TwelveDigitsMakeSixBytes) {
+  const struct {
+    const char* text;
+    int result;
+    std::string bytes;
+  } cases[] = {
+      {"0a1B2c3D4e5F", 0, "\x0A\x1B\x2C\x3D\x4E\x5F"},
+      {"FFFFFFFFFFFF", 0, "\xFF\xFF\xFF\xFF\xFF\xFF"},
+      {"0a1B2c3D4e5Fzz", 0, "\x0A\x1B\x2C\x3D\x4E\x5F"},
+      {"0a1B2c3D4e5", 1, "\x0A\x1B\x2C\x3D\x4E\x50"},  // what was converted stays
+      {"0A:B2C3D4E5F", 1, std::string("\x0A\0\0\0\0\0", 6)},
+      {"G", 1, std::string(6, '\0')},
+      {"/0", 1, std::string(6, '\0')},
+      {"@0", 1, std::string(6, '\0')},
+      {"`0", 1, std::string(6, '\0')},
+      {"", 1, std::string(6, '\0')},
+  };
+  for (const auto& c : cases) {
+    uint8_t bytes[6] = {9, 9, 9, 9, 9, 9};
+    EXPECT_EQ(c.result, bt_addr_ascii_to_hexa(c.text, bytes)) << c.text;
+    EXPECT_EQ(c.bytes, std::string(bytes, bytes + 6)) << c.text;
+  }
+  uint8_t bytes[6];
+  EXPECT_EQ(1, bt_addr_ascii_to_hexa(nullptr, bytes));
+  EXPECT_EQ(1, bt_addr_ascii_to_hexa("0a1B2c3D4e5F", nullptr));
+}
+
+TEST_F(BtAddress, AnInvalidCharacterIsNamed) {
+  uint8_t bytes[6];
+  bt_addr_ascii_to_hexa("0A:B2C3D4E5F", bytes);
+  const auto written = entries();
+  EXPECT_THAT(written.back().message,
+              testing::MatchesRegex("\\[bt\\([0-9]+\\)-bt_addr_ascii_to_hexa\\]   bt_addr_assign : "
+                                    "invalid Params = :\n"));
+  EXPECT_EQ(6, written.back().priority);
+}
+
+TEST_F(BtAddress, OnlyAWholeAddressIsStored) {
+  EXPECT_EQ(0, handle_testmode_bt_write_request("0a1B2c3D4e5F"));
+  EXPECT_EQ("\x0A\x1B\x2C\x3D\x4E\x5F", item(8, 6));
+  EXPECT_EQ(1, handle_testmode_bt_write_request("112233445"));
+  EXPECT_EQ("\x0A\x1B\x2C\x3D\x4E\x5F", item(8, 6));
+  EXPECT_EQ(1, handle_testmode_bt_write_request(nullptr));
+  EXPECT_EQ(1, bt_addr_write(nullptr));
+  for (const auto& [effect, value] : {std::pair{Effect::fail, -1}, {Effect::returns, 1}}) {
+    fault(Part::item, "8", effect, value);
+    EXPECT_EQ(1, handle_testmode_bt_write_request("112233445566"))
+        << "any return but 0 is a failure";
+    clear_faults();
+  }
+}
+
+}  // namespace
+}  // namespace fcx_test

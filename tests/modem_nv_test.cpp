@@ -1,0 +1,103 @@
+// NV items by diagnostic packets.
+#include "fcx/modem_nv.h"
+
+#include "tests/phone_fixture.h"
+
+namespace fcx_test {
+namespace {
+
+using testing::Each;
+using testing::SizeIs;
+using virtual_phone::Effect;
+using virtual_phone::NvState;
+
+constexpr uint16_t kItem = 0x1234;
+constexpr int kReadNv = 550;
+constexpr int kWriteNv = 551;
+
+class NvItems : public PhoneTest {
+ protected:
+  using Bytes = std::array<uint8_t, 128>;
+
+  static Bytes filled(uint8_t byte) {
+    Bytes bytes;
+    bytes.fill(byte);
+    return bytes;
+  }
+};
+
+TEST_F(NvItems, PacketsAreBytesAsTheModemWantsThem) {
+  Bytes bytes = filled(0x77);
+  EXPECT_EQ(0, qve_diag_nvwrite(kItem, bytes.data()));
+  EXPECT_EQ(0, qve_diag_nvread(kItem, bytes.data()));
+  const auto sent = requests();
+  ASSERT_THAT(sent, SizeIs(2));
+  EXPECT_EQ(kWriteNv, sent[0].opcode);
+  EXPECT_EQ(std::string("\x27\x34\x12") + std::string(128, '\x77') + '\0', sent[0].payload);
+  EXPECT_EQ(kReadNv, sent[1].opcode);
+  EXPECT_EQ(std::string("\x26\x34\x12") + std::string(129, '\0'), sent[1].payload);
+}
+
+TEST_F(NvItems, AWrittenItemReadsBack) {
+  Bytes written = filled(0xA5);
+  written[127] = 1;
+  EXPECT_EQ(0, qve_diag_nvwrite(kItem, written.data()));
+  Bytes read = filled(0);
+  EXPECT_EQ(0, qve_diag_nvread(kItem, read.data()));
+  EXPECT_EQ(written, read);
+  EXPECT_EQ(5, qve_diag_nvread(kItem + 1, read.data()));
+  EXPECT_EQ(written, read) << "an item that the modem does not hold leaves the buffer";
+}
+
+TEST_F(NvItems, TheModemsStatusIsReturned) {
+  virtual_phone::set_nv_item(phone(), 1, {NvState::inactive, ""});
+  virtual_phone::set_nv_item(phone(), 2, {NvState::failing, ""});
+  Bytes bytes = filled(1);
+  EXPECT_EQ(5, qve_diag_nvread(1, bytes.data()));
+  EXPECT_EQ(4, qve_diag_nvread(2, bytes.data()));
+  EXPECT_EQ(4, qve_diag_nvwrite(2, bytes.data()));
+  EXPECT_EQ(0, qve_diag_nvwrite(1, bytes.data())) << "a write makes it active";
+  EXPECT_EQ(0, qve_diag_nvread(1, bytes.data()));
+}
+
+TEST_F(NvItems, AnswersOfAnyLength) {
+  Bytes held = filled(9);
+  ASSERT_EQ(0, qve_diag_nvwrite(kItem, held.data()));
+  const struct {
+    Effect effect;
+    int64_t value;
+    int read;
+    int written;
+    size_t bytes;  // that arrive in the buffer
+  } cases[] = {
+      {Effect::empty, 0, 5, 0, 0},       {Effect::shorter, 1, 0, 0, 1},
+      {Effect::shorter, 128, 0, 0, 128}, {Effect::longer, 2048, 0, 0, 128},
+      {Effect::longer, 2049, 4, 4, 0},   {Effect::length, -1, 4, 4, 0},
+      {Effect::fail, 1, 4, 4, 0},        {Effect::garbage, 255, 255, 255, 0},
+  };
+  for (const auto& c : cases) {
+    opcode_fault(kReadNv, c.effect, c.value);
+    opcode_fault(kWriteNv, c.effect, c.value);
+    Bytes bytes = filled(0xEE);
+    EXPECT_EQ(c.read, qve_diag_nvread(kItem, bytes.data())) << c.value;
+    EXPECT_EQ(static_cast<ptrdiff_t>(c.bytes), std::count(bytes.begin(), bytes.end(), 9))
+        << c.value;
+    EXPECT_EQ(c.written, qve_diag_nvwrite(kItem, held.data())) << c.value;
+    clear_faults();
+  }
+}
+
+TEST_F(NvItems, WithoutAPacketOrABufferNothingIsSent) {
+  Bytes bytes = filled(0);
+  EXPECT_EQ(-1, qve_diag_nvread(kItem, nullptr));
+  EXPECT_EQ(-1, qve_diag_nvwrite(kItem, nullptr));
+  service_fault("diag", Effect::absent);
+  EXPECT_EQ(-1, qve_diag_nvread(kItem, bytes.data()));
+  EXPECT_EQ(-1, qve_diag_nvwrite(kItem, bytes.data()));
+  EXPECT_THAT(requests(), SizeIs(0));
+  clear_faults();
+  EXPECT_EQ(0, qve_diag_nvwrite(kItem, bytes.data())) << "asked for again";
+}
+
+}  // namespace
+}  // namespace fcx_test
