@@ -22,6 +22,13 @@ inline void answer_text(qvcmd_response& response, std::string_view text) {
   response.data_len = static_cast<int32_t>(length);
 }
 
+/// Answers with bytes as they are, with a NUL behind them where there is room.
+inline void answer_bytes(qvcmd_response& response, std::string_view bytes) {
+  const size_t length = bytes.copy(response.data, sizeof response.data);
+  if (length < sizeof response.data) response.data[length] = '\0';
+  response.data_len = static_cast<int32_t>(length);
+}
+
 /// Answers with a number's decimal text.
 inline void answer_number(qvcmd_response& response, int number) {
   std::array<char, 12> digits;

@@ -4,6 +4,7 @@
 #include <iterator>
 
 #include "dispatch/handlers.h"
+#include "fcx/system_control.h"
 
 namespace fcx {
 namespace {
@@ -42,6 +43,16 @@ constexpr Form selector{Argument::selector,
                           handler(row.selector, response);
                         }};
 
+/// The handler reads with an empty text and writes with any other.
+template <void (*handler)(std::string_view, qvcmd_response&)>
+constexpr Form payload_or_none{Argument::payload_or_none, payload<handler>.call};
+
+/// A function of its own, past the response, which stays as the caller passed it.
+template <int (*function)()>
+constexpr Form direct{Argument::none, [](const Command&, const qvcmd_request&, qvcmd_response&) {
+                        static_cast<void>(function());
+                      }};
+
 /// An empty payload calls the reader, text the writer.
 template <void (*reader)(qvcmd_response&), void (*writer)(std::string_view, qvcmd_response&)>
 constexpr Form read_or_write{
@@ -67,8 +78,14 @@ enum class Pool { no, yes };
 
 constexpr Command command(int32_t opcode, Pool pool, const char* handler, Form form,
                           const char* summary) {
-  return {opcode,  handler,   nullptr, form.argument, 0, pool == Pool::yes,
-          nullptr, form.call, summary};
+  Command row{};
+  row.opcode = opcode;
+  row.handler = handler;
+  row.argument = form.argument;
+  row.prepares_pool = pool == Pool::yes;
+  row.call = form.call;
+  row.summary = summary;
+  return row;
 }
 
 /// A row that chooses its function by whether there is a payload.
@@ -93,6 +110,12 @@ constexpr Command announced(const char* format, Command row) {
   return row;
 }
 
+/// A row whose text is an IMEI.
+constexpr Command with_imei(Command row) {
+  row.content = Content::imei;
+  return row;
+}
+
 // clang-format off
 constexpr Command kCommands[] = {
   command(3170, Pool::no,  "handle_set_dload_mode",              payload<handle_set_dload_mode>,                  "set the download mode; the text begins with the letter o"),
@@ -114,7 +137,7 @@ constexpr Command kCommands[] = {
   command(4017, Pool::no,  "handle_get_set_revision",            none<handle_get_set_revision>,                   "read the set revision"),
   command(4018, Pool::no,  "handle_get_csn", "handle_set_csn",   read_or_write<handle_get_csn, handle_set_csn>,   "read the CSN, 15 zeros when there is none; with text: write it"),
   command(4019, Pool::no,  "handle_get_factory_version",      1, not_available(Argument::selector),               "read the factory software version, type 1"),
-  command(4020, Pool::yes, "system_efs_sync",                    not_available(Argument::none),                   "flush the modem's file system"),
+  command(4020, Pool::yes, "system_efs_sync",                    direct<system_efs_sync>,                         "flush the modem's file system"),
   command(4021, Pool::yes, "handle_rfsw_get_cal_data",           not_available(Argument::none),                   "check the RF calibration data"),
   command(4024, Pool::no,  "handle_get_sw_fixed_area_version",   none<handle_get_sw_fixed_area_version>,          "read the software version of the fixed area"),
   command(4025, Pool::no,  "handle_get_hiddenmenu_enable",       none<handle_get_hiddenmenu_enable>,              "read whether the hidden-menu extension is enabled, as a number"),
@@ -129,12 +152,13 @@ constexpr Command kCommands[] = {
   command(4060, Pool::no,  "handle_crcwizard_set",               decimal<handle_crcwizard_set>,                   "set the CRC wizard's state, one digit"),
   command(4061, Pool::no,  "handle_crcwizard_get",               none<handle_crcwizard_get>,                      "read the CRC wizard's state"),
   command(4062, Pool::no,  "handle_get_file_crc",                not_available(Argument::none),                   "read the file checksum"),
-  command(4063, Pool::no,  "handle_get_ftm_model_name", "handle_set_ftm_model_name", not_available(Argument::payload_or_none), "read the model name; with text: write it"),
-  command(4064, Pool::no,  "handle_automid_imei",                not_available(Argument::payload_or_none),        "read the IMEI; with text: write it"),
+  command(4063, Pool::no,  "handle_get_ftm_model_name", "handle_set_ftm_model_name", read_or_write<handle_get_ftm_model_name, handle_set_ftm_model_name>, "read the model name; with text: write it"),
+  with_imei(
+  command(4064, Pool::no,  "handle_automid_imei",                payload_or_none<handle_automid_imei>,            "read the IMEI; with text: write it")),
   command(4065, Pool::no,  "handle_automid_mac",                 not_available(Argument::payload_or_none),        "read the WLAN address; with text: write it"),
   command(4066, Pool::no,  "handle_automid_btaddr",              not_available(Argument::payload_or_none),        "read the Bluetooth address; with text: write it"),
-  command(4068, Pool::no,  "handle_get_impl",                    not_available(Argument::none),                   "read the modem's IMPL item"),
-  command(4069, Pool::no,  "handle_get_fusg",                    not_available(Argument::none),                   "read the modem's FUSG item"),
+  command(4068, Pool::no,  "handle_get_impl",                    none<handle_get_impl>,                           "read the modem's IMPL item"),
+  command(4069, Pool::no,  "handle_get_fusg",                    none<handle_get_fusg>,                           "read the modem's FUSG item"),
   command(4180, Pool::no,  "handle_aat_write_start",             not_available(Argument::decimal),                "1: restart into the automatic test"),
   command(4215, Pool::no,  "handle_get_ldaf_cal",                none<handle_get_ldaf_cal>,                       "read whether the LDAF calibration is done, \"true\" or \"false\""),
   command(4230, Pool::no,  "handle_get_saat_result",             whole_request<handle_get_saat_result>,           "read the SAAT result; \"[FRONT_TOF_CHECK]\": is the front camera calibrated?"),
@@ -147,16 +171,16 @@ constexpr Command kCommands[] = {
   command(4258, Pool::yes, nullptr,                              kNothing,                                        "prepare the HIDL thread pool, nothing else"),
   command(4259, Pool::yes, nullptr,                              kNothing,                                        "prepare the HIDL thread pool, nothing else"),
   command(4266, Pool::no,  "system_dload",                       not_available(Argument::payload),                "note the image's path and restart into download mode"),
-  announced("QVCMD_MODEM_WRITE_IMEI",
-  command(4293, Pool::yes, "handle_write_imei",                  not_available(Argument::request),                "write the IMEI to the modem")),
+  announced("QVCMD_MODEM_WRITE_IMEI", with_imei(
+  command(4293, Pool::yes, "handle_write_imei",                  whole_request<handle_write_imei>,                "write the IMEI to the modem"))),
   announced("QVCMD_MODEM_READ_IMEI",
-  command(4294, Pool::yes, "handle_read_imei",                   not_available(Argument::none),                   "read the IMEI from the modem")),
+  command(4294, Pool::yes, "handle_read_imei",                   none<handle_read_imei>,                          "read the IMEI from the modem")),
   command(4295, Pool::no,  "handle_set_get_startday",            whole_request<handle_set_get_startday>,          "read the day of first use; with 19 characters, 0000/00/00 00:00:00: write it"),
   command(4296, Pool::no,  "handle_get_image_status",            none<handle_get_image_status>,                   "read the image status"),
   command(4297, Pool::no,  "handle_get_image_secno",             none<handle_get_image_secno>,                    "read the image security number"),
   command(4298, Pool::no,  "handle_get_image_name",              none<handle_get_image_name>,                     "read the image name"),
-  command(4400, Pool::no,  "handle_get_meid_pesn",            1, not_available(Argument::selector),               "read the MEID from the modem"),
-  command(4401, Pool::no,  "handle_get_meid_pesn",            0, not_available(Argument::selector),               "read the pESN from the modem"),
+  command(4400, Pool::no,  "handle_get_meid_pesn",            1, selector<handle_get_meid_pesn>,                  "read the MEID from the modem"),
+  command(4401, Pool::no,  "handle_get_meid_pesn",            0, selector<handle_get_meid_pesn>,                  "read the pESN from the modem"),
   command(4402, Pool::no,  "handle_get_ram_size",                none<handle_get_ram_size>,                       "read the memory size in MiB"),
   command(4404, Pool::no,  "handle_get_sku",                     none<handle_get_sku>,                            "read the SKU, 15 zeros when there is none"),
   command(4405, Pool::no,  "qve_reset_production",            1, not_available(Argument::selector),               "request a production reset, mode 1"),
@@ -167,8 +191,8 @@ constexpr Command kCommands[] = {
   command(4410, Pool::no,  "handle_get_midauto_crc",          1, selector<handle_get_midauto_crc>,                "read the second mid-auto CRC"),
   command(4411, Pool::no,  "handle_get_midauto_crc",          2, selector<handle_get_midauto_crc>,                "read the third mid-auto CRC"),
   command(4412, Pool::no,  "handle_get_midauto_crc",          3, selector<handle_get_midauto_crc>,                "read the fourth mid-auto CRC"),
-  command(4413, Pool::no,  "handle_midauto_read_imei2",          not_available(Argument::none),                   "read the second IMEI from the modem"),
-  command(4414, Pool::no,  "handle_midauto_read_imei3",          not_available(Argument::none),                   "read the third IMEI from the modem"),
+  command(4413, Pool::no,  "handle_midauto_read_imei2",          none<handle_midauto_read_imei2>,                 "read the second IMEI from the modem"),
+  command(4414, Pool::no,  "handle_midauto_read_imei3",          none<handle_midauto_read_imei3>,                 "read the third IMEI from the modem"),
   announced("QVCMD_MODEM_MBN_DEACTIVATION(%d)",
   command(4415, Pool::no,  "qve_mbn_deactivation",               not_available(Argument::none),                   "deactivate the modem's configuration files")),
   command(4416, Pool::no,  "set_fusion_modem_disable",           payload<set_fusion_modem_disable>,               "write the fusion-modem disable item, at most 8 characters"),

@@ -45,6 +45,18 @@ void handle_get_midauto_crc(int32_t slot, qvcmd_response& response);
 void handle_read_flex_gpio_sum(qvcmd_response& response);
 void handle_write_flex_gpio_sum(std::string_view text, qvcmd_response& response);
 
+// modem_handlers.cpp: what the modem or the system side keeps
+void handle_automid_imei(std::string_view imei, qvcmd_response& response);  // empty: read
+void handle_write_imei(const qvcmd_request& request, qvcmd_response& response);
+void handle_read_imei(qvcmd_response& response);
+void handle_midauto_read_imei2(qvcmd_response& response);
+void handle_midauto_read_imei3(qvcmd_response& response);
+void handle_get_meid_pesn(int32_t selector, qvcmd_response& response);
+void handle_get_impl(qvcmd_response& response);
+void handle_get_fusg(qvcmd_response& response);
+void handle_get_ftm_model_name(qvcmd_response& response);
+void handle_set_ftm_model_name(std::string_view name, qvcmd_response& response);
+
 // device_handlers.cpp: what is kept in files
 void handle_set_get_startday(const qvcmd_request& request, qvcmd_response& response);
 void handle_read_agree_factory(qvcmd_response& response);

@@ -148,6 +148,32 @@ modem)
   expect 0 'service +dmi +call +dies +until' fcx fault service dmi dies
   expect 0 '"value": -5' fcx fault opcode 200 length -5 --json
   ;;
+identity)
+  fcx init --profile blank >/dev/null
+  expect 0 '^data +IMEI WRITE OK$' fcx send 4293 490154203237518
+  expect 0 '490154203237518' fcx item get 13
+  expect 0 '^data +490154203237518$' fcx send 4294
+  expect 0 '^data +490154203237518$' fcx send 4064
+  expect 0 '^data +CHECK DIGIT ERROR$' fcx send 4293 490154203237517
+  expect 0 '490154203237518' fcx item get 13
+  expect 0 '^data +IMEI WRITE ERROR$' fcx send 4293 --hex 3439
+  expect 2 'an IMEI has 15 digits, not "4901" \(4 characters\)' fcx send write_imei 4901
+  expect 2 'an IMEI has 15 digits' fcx send automid_imei 49015420323751A
+  expect 2 'an IMEI has 15 digits' fcx send 4293
+  expect 0 '116 write_imei +\*{11}7518 +0 +IMEI WRITE OK$' fcx modem
+  expect 0 '117 read_imei +0 +\*{11}7518$' fcx modem
+  expect 0 '117 read_imei +0 +490154203237518$' fcx modem --full
+  expect 0 'opcode +117 +any +fail 1 +1$' fcx fault opcode read_imei fail --times 1
+  expect 3 '^result +1$' fcx send 4294
+  expect 0 '^data +490154203237518$' fcx send 4294
+  expect 0 'meid  A0000012345678' fcx modem set meid A0000012345678
+  expect 0 '^data +A0000012345678$' fcx send 4400
+  expect 0 '^result +0$' fcx send 4063 QV-100
+  expect 0 '^data +QV-100$' fcx send 4063
+  fcx fault opcode sync_efs fail >/dev/null
+  expect 0 'system_efs_sync Fail ! return error.' fcx send 4020
+  expect 0 ' E Fcx +: system_efs_sync Fail ! return error.$' fcx log
+  ;;
 demo)
   expect 0 'get_serial_number +0 +QV2006A00123' fcx demo
   expect 0 '"answers"' fcx demo --json

@@ -3,6 +3,7 @@
 
 #include <algorithm>
 #include <cstdio>
+#include <map>
 #include <memory>
 
 #include "fcx/background.h"
@@ -68,6 +69,20 @@ std::string payload_of(const std::optional<std::string>& text,
                      " bytes, a request holds at most " + std::to_string(most));
   }
   return payload;
+}
+
+/// Refuses a text that cannot be what the command takes. A wrong check digit goes through: the
+/// modem answers that.
+void check_content(int32_t opcode, const std::string& text) {
+  constexpr size_t kImeiLength = 15;
+  const fcx::Command* row = fcx::find_command(opcode);
+  if (row == nullptr || row->content != fcx::Content::imei) return;
+  const bool reads = text.empty() && row->argument == fcx::Argument::payload_or_none;
+  const bool is_imei =
+      text.size() == kImeiLength && text.find_first_not_of("0123456789") == std::string::npos;
+  if (reads || is_imei) return;
+  throw UsageError("an IMEI has 15 digits, not \"" + text + "\" (" + std::to_string(text.size()) +
+                   " characters). --hex sends any bytes, for the modem to refuse.");
 }
 
 void print_complaints(const Delivery& delivery) {
@@ -184,6 +199,13 @@ constexpr DemoStep kDemo[] = {
     {"Is the front camera calibrated?", 4230, "[FRONT_TOF_CHECK]"},
     {"The day of first use", 4295, ""},
     {"How much memory, in MiB?", 4402, ""},
+    {"Write an IMEI whose check digit is wrong", 4293, "490154203237517"},
+    {"and one whose check digit is right", 4293, "490154203237518"},
+    {"and read it back from the modem", 4294, ""},
+    {"The second SIM slot's IMEI", 4413, ""},
+    {"The MEID", 4400, ""},
+    {"Flush the modem's file system", 4020, ""},
+    {"The model name, from the system side", 4063, ""},
     {"Prepare the HIDL thread pool", 4056, ""},
     {"An opcode that does not exist", 4999, ""},
 };
@@ -207,8 +229,10 @@ void run_demo(const Invocation& invocation) {
   if (invocation.json) return print({{"answers", answers}});
   puts("Factory commands, answered by the library on a fresh virtual phone (profile single):\n");
   table.print();
-  for (const vp::Event& event : vp::events(phone)) {
-    printf("\nIt left its mark on the phone: %s, %s.\n", event.kind.c_str(), event.detail.c_str());
+  std::map<std::string, int> marks;
+  for (const vp::Event& event : vp::events(phone)) ++marks[event.kind + ", " + event.detail];
+  for (const auto& [mark, times] : marks) {
+    printf("\nIt left its mark on the phone: %s (%d times).\n", mark.c_str(), times);
   }
   puts("\nThat phone is gone again. To keep one: `fcx init`, then `fcx send 4010`, `fcx --help`.");
 }
@@ -260,6 +284,7 @@ void add_send(CLI::App& tool, Invocation& invocation) {
       [&invocation, options] {
         const int32_t opcode = opcode_of(options->command);
         const std::string payload = payload_of(options->text, options->hex);
+        if (!options->hex.has_value()) check_content(opcode, payload);
         vp::Phone& phone = invocation.open_phone();
         if (init_factory_item() != 0) throw vp::Error("the factory item store cannot be opened");
         const Delivery delivery = deliver(phone, opcode, payload);

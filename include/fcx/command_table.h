@@ -19,6 +19,13 @@ enum class Argument {
   selector,         ///< nothing; the row's own number says which of several values is meant
 };
 
+/// What the text that a command takes must be, where more is known than that it is text. The
+/// library hands on what it is given; who types it can be told.
+enum class Content {
+  any,
+  imei,  ///< 15 digits, the last one their check digit, which the modem checks
+};
+
 struct Command {
   /// Calls the row's handler. Only service_handler() does so.
   using Call = void (*)(const Command& row, const qvcmd_request& request, qvcmd_response& response);
@@ -27,6 +34,7 @@ struct Command {
   const char* handler;  ///< name of the function behind it; null when there is none (pool only)
   const char* writer;   ///< the function for a non-empty payload where it is another one, else null
   Argument argument;
+  Content content;
   int32_t selector;          ///< for Argument::selector
   bool prepares_pool;        ///< the HIDL thread pool is prepared before the call
   const char* announcement;  ///< printf format with at most the opcode, logged first; or null
