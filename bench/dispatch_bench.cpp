@@ -1,18 +1,10 @@
 // What the command entry costs beside the work that a command cannot do without.
-#include <benchmark/benchmark.h>
 #include <log/log.h>
-#include <unistd.h>
 
-#include <cstdio>
-#include <filesystem>
-#include <map>
-#include <string>
-
+#include "bench/bench.h"
 #include "fcx/command_table.h"
-#include "fcx/factory_items.h"
 #include "fcx/service_handler.h"
 #include "platform/factory_item_library.h"
-#include "virtual_phone/phone.h"
 
 namespace {
 
@@ -67,53 +59,13 @@ void unknown_opcode_bare(benchmark::State& state) {
   }
 }
 
-/// Prints what benchmark prints, and keeps each median in nanoseconds.
-class Medians : public benchmark::ConsoleReporter {
- public:
-  Medians() : ConsoleReporter(OO_None) {}
-
-  void ReportRuns(const std::vector<Run>& runs) override {
-    ConsoleReporter::ReportRuns(runs);
-    for (const Run& run : runs) {
-      if (run.aggregate_name == "median") medians_[run.run_name.str()] = run.GetAdjustedRealTime();
-    }
-  }
-
-  double of(const std::string& name) const {
-    const auto found = medians_.find(name);
-    return found == medians_.end() ? 0 : found->second;
-  }
-
- private:
-  std::map<std::string, double> medians_;
-};
-
-void measure(const char* name, void (*body)(benchmark::State&)) {
-  benchmark::RegisterBenchmark(name, body)->Repetitions(11)->ReportAggregatesOnly();
-}
-
 void measure_search(const char* name, int32_t opcode) {
-  benchmark::RegisterBenchmark(name, find_opcode)
-      ->Arg(opcode)
-      ->Repetitions(11)
-      ->ReportAggregatesOnly();
-}
-
-void print_share(const char* what, double whole, double bare) {
-  printf("%-44s %9.1f ns of %.1f ns; ratio %.3f\n", what, whole - bare, whole, whole / bare);
+  bench::measure(name, find_opcode)->Arg(opcode);
 }
 
 }  // namespace
 
-int main(int argc, char** argv) {
-  const auto directory =
-      std::filesystem::temp_directory_path() / ("fcx-bench-" + std::to_string(getpid()));
-  virtual_phone::create(directory, "single", true);
-  virtual_phone::select(directory);
-  if (init_factory_item() != 0) return 1;
-  // Lines are formatted and then dropped: the disk's noise is larger than what is measured here.
-  __android_log_set_logger([](const __android_logger_data*, const char*) {});
-
+void bench::register_dispatch() {
   const auto rows = fcx::command_table();
   measure("4010/library", serial_number_through_the_library);
   measure("4010/bare", serial_number_bare);
@@ -123,15 +75,9 @@ int main(int argc, char** argv) {
   measure_search("find/unknown", kUnknownOpcode);
   measure("unknown/library", unknown_opcode_through_the_library);
   measure("unknown/bare", unknown_opcode_bare);
-  benchmark::Initialize(&argc, argv);
-  Medians medians;
-  benchmark::RunSpecifiedBenchmarks(&medians);
+}
 
-  puts("\nMedians of 11 runs:");
-  print_share("4010, the library's share (limit 1000 ns, 1.2)",
-              medians.of("4010/library/repeats:11"), medians.of("4010/bare/repeats:11"));
-  print_share("unknown opcode, beyond its log line", medians.of("unknown/library/repeats:11"),
-              medians.of("unknown/bare/repeats:11"));
-  std::filesystem::remove_all(directory);
-  return 0;
+void bench::report_dispatch(const Medians& medians) {
+  print_share(medians, "4010, the library's share (limit 1000 ns, 1.2)", "4010");
+  print_share(medians, "unknown opcode, beyond its log line", "unknown");
 }
