@@ -51,11 +51,40 @@ void UniqueFd::reset(int fd) {
 }
 
 DevicePath::DevicePath(std::string_view device_path, std::string_view suffix) {
-  const char* separator = device_path.substr(0, 1) == "/" ? "" : "/";
-  const int length = snprintf(path_.data(), path_.size(), "%s%s%.*s%.*s", device_root(), separator,
-                              static_cast<int>(device_path.size()), device_path.data(),
-                              static_cast<int>(suffix.size()), suffix.data());
-  fits_ = length >= 0 && static_cast<size_t>(length) < path_.size();
+  append(device_root());
+  if (length_ > 0) {
+    append_below_root(device_path);
+  } else {
+    if (device_path.substr(0, 1) != "/") append("/");
+    append(device_path);
+  }
+  append(suffix);
+}
+
+void DevicePath::append(std::string_view text) {
+  fits_ = fits_ && text.size() < path_.size() - length_;
+  if (!fits_) return;
+  length_ += text.copy(path_.data() + length_, text.size());
+  path_[length_] = '\0';
+}
+
+void DevicePath::append_below_root(std::string_view device_path) {
+  const size_t root = length_;
+  while (!device_path.empty()) {
+    const size_t end = std::min(device_path.find('/'), device_path.size());
+    const std::string_view part = device_path.substr(0, end);
+    device_path.remove_prefix(std::min(end + 1, device_path.size()));
+    if (part.empty() || part == ".") continue;
+    if (part == "..") {
+      while (length_ > root && path_[--length_] != '/') {
+      }
+    } else {
+      append("/");
+      append(part);
+    }
+  }
+  // With a NUL behind it, also where parts were taken away.
+  append(length_ == root ? "/" : "");
 }
 
 const char* DevicePath::c_str() const {
@@ -99,7 +128,8 @@ int write_device_file(const UniqueFd& fd, const char* device_path, std::string_v
   for (size_t done = 0; done < allowed;) {
     const ssize_t put = write(fd.get(), content.data() + done, allowed - done);
     if (put < 0 && errno == EINTR) continue;
-    if (put < 0) return -1;
+    if (put == 0) errno = EIO;  // a kernel attribute that takes nothing would be asked for ever
+    if (put <= 0) return -1;
     done += static_cast<size_t>(put);
   }
   if (allowed == content.size()) return 0;

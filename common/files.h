@@ -49,8 +49,14 @@ class DevicePath {
   const char* c_str() const;
 
  private:
+  void append(std::string_view text);
+  /// Part by part: where the device's "/" is a directory of this machine, ".." must not lead out of
+  /// it.
+  void append_below_root(std::string_view device_path);
+
   Buffer path_;
-  bool fits_ = false;
+  size_t length_ = 0;
+  bool fits_ = true;
 };
 
 /// Opens a device file, close-on-exec.

@@ -5,6 +5,7 @@
 #include <hidl/HidlTransportSupport.h>
 #include <selinux/android.h>
 
+#include <filesystem>
 #include <string>
 
 #include "platform/device_home.h"
@@ -79,7 +80,7 @@ FileFault platform_file_fault(const char* device_path, FileOperation operation) 
   FileFault met;
   vp::platform_call("platform_file_fault", 0, [&](vp::Phone& phone) {
     constexpr vp::Access kAccess[] = {vp::Access::open, vp::Access::read, vp::Access::write};
-    const std::string path = *device_path == '/' ? device_path : std::string("/") + device_path;
+    const std::string path = (std::filesystem::path("/") / device_path).lexically_normal();
     const auto fault =
         vp::strike(phone, vp::Part::file, path, kAccess[static_cast<size_t>(operation)]);
     if (!fault.has_value()) return 0;
