@@ -25,7 +25,8 @@ int digit_value(char c) {
 }  // namespace
 
 int bt_addr_ascii_to_hexa(const char* text, uint8_t* out) {
-  if (text == nullptr || out == nullptr) return 1;
+  if (out == nullptr) return 1;
+  if (text == nullptr) text = "";
   for (size_t i = 0; i < kItem.length; ++i) out[i] = 0;
   for (size_t i = 0; i < 2 * kItem.length; ++i) {
     const int value = digit_value(text[i]);

@@ -120,18 +120,21 @@ unsigned int read_qve_pesn(char* answer, int* answer_len) {
 }
 
 unsigned int write_qve_imei(int opcode, char* data, short len, char* answer, int* answer_len) {
+  if (data == nullptr || answer == nullptr) return QVCMD_FAIL;
+  // Kept before it is sent: the caller may have the answer written over it.
+  std::array<char, fcx::factory_item<13>().length> sent{};
+  const std::string_view imei(data, static_cast<size_t>(std::max<short>(len, 0)));
+  imei.copy(sent.data(), sent.size());
   int length = 0;
   int& answered = answer_len != nullptr ? *answer_len : length;
   const unsigned int code = hand_on<Needs::data_and_answer>(opcode, data, len, answer, &answered);
-  if (data == nullptr || answer == nullptr) return code;
   if (code != 0) {
     DOMAIN_INFO("Cannot get response. Return error:%d\n", static_cast<int>(code));
     return code;
   }
   if (opcode != fcx::opcode::write_imei || !begins_with(answer, answered, kImeiWritten)) return 0;
   DOMAIN_INFO("**SET FTM_ITEM - IMEI**\n");
-  const std::string_view imei(data, static_cast<size_t>(std::max<short>(len, 0)));
-  if (fcx::write_item(fcx::factory_item<13>(), imei) < 0) {
+  if (fcx::write_item(fcx::factory_item<13>(), {sent.data(), sent.size()}) < 0) {
     DOMAIN_ERROR("item %d cannot be written\n", 13);
   }
   return 0;
@@ -168,6 +171,7 @@ unsigned int read_qve_ntcode(char* request, short, char* answer, int* answer_len
   }
   // Adds to the length of the last answer, which is empty as a rule.
   const int code = receive_modem_data(answer, received);
+  *received = std::min(*received, static_cast<int>(QVCMD_DATA_SIZE));
   if (code != 0) DOMAIN_INFO("receive_modem_data. Return error:%d\n", code);
   return static_cast<unsigned int>(code);
 }
@@ -233,7 +237,7 @@ void imei_check_on_boot() {
   fcx::ModemAnswer answer;
   int code = fcx::ask(fcx::opcode::read_imei, {}, answer);
   // An error text is no IMEI.
-  if (code == 0 && answer.text() == kImeiReadError) code = QVCMD_FAIL;
+  if (code == 0 && answer.starts_with(kImeiReadError)) code = QVCMD_FAIL;
   if (code != 0) {
     DOMAIN_INFO("Cannot get imei from nv. %d\n", code);
     return;

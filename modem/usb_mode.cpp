@@ -40,21 +40,6 @@ int lock_access_failed(const char* function) {
   return -1;
 }
 
-/// Waits until the USB state is `state`. @return 1 when it is, 0 when it has not come
-int wait_for_state(const char* state) {
-  constexpr int kReads = 20;
-  constexpr uint64_t kPauseUs = 50'000;
-  for (int read = 1;; ++read) {
-    std::array<char, PROPERTY_VALUE_MAX> now{};
-    property_get(kStateProperty, now.data(), "");
-    if (std::string_view(now.data()) == state) return 1;
-    if (read == kReads) break;
-    fcx::platform_sleep_us(kPauseUs);
-  }
-  DOMAIN_ERROR("USB PATH : %s(%s) FAILED\n", __func__, state);
-  return 0;
-}
-
 /// Sets a property of the USB connection and waits for the state that it brings, which does not
 /// stop anything by not coming.
 void switch_usb(const char* property, const char* value) {
@@ -101,6 +86,20 @@ int usb_state_of(std::string_view text) {
 
 }  // namespace
 
+int wait_for_state(const char* state) {
+  constexpr int kReads = 20;
+  constexpr uint64_t kPauseUs = 50'000;
+  for (int read = 1;; ++read) {
+    std::array<char, PROPERTY_VALUE_MAX> now{};
+    property_get(kStateProperty, now.data(), "");
+    if (std::string_view(now.data()) == state) return 1;
+    if (read == kReads) break;
+    fcx::platform_sleep_us(kPauseUs);
+  }
+  DOMAIN_ERROR("USB PATH : %s(%s) FAILED\n", __func__, state);
+  return 0;
+}
+
 int get_usb_lock() {
   const fcx::UniqueFd node = fcx::open_device_file(kLockNode, O_RDWR);
   if (!node.is_open()) return lock_node_failed(__func__);
@@ -112,7 +111,7 @@ int get_usb_lock() {
 int set_usb_lock(int v) {
   const fcx::UniqueFd node = fcx::open_device_file(kLockNode, O_RDWR);
   if (!node.is_open()) return lock_node_failed(__func__);
-  const char lock = static_cast<char>('0' + v);
+  const char lock = static_cast<char>('0' + static_cast<uint8_t>(v));
   if (fcx::write_device_file(node, kLockNode, {&lock, 1}) != 0) return lock_access_failed(__func__);
   return 0;
 }

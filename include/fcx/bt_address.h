@@ -7,11 +7,10 @@
 #pragma GCC visibility push(default)
 
 /// Turns text into an address.
-/// @param text its first twelve characters are read, of either case
+/// @param text its first twelve characters are read, of either case; null is read as empty
 /// @param out  6 bytes, cleared first; what was converted before an invalid character stays there
-/// @return 0; 1 at the first character that is no digit (the end of a shorter text is one), which
-/// is
-///         logged, and for a null pointer
+/// @return 0; 1 at the first character that is no digit, which is logged (the end of a shorter
+///         text is one), and for a null `out`
 int bt_addr_ascii_to_hexa(const char* text, uint8_t* out);
 
 /// Stores an address.

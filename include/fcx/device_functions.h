@@ -23,7 +23,7 @@ int ram_memory_size();
 
 /// Reads the SKU (factory item 420).
 /// @param sku receives NUL-terminated text; at least 31 bytes
-/// @return 0, or -1 when the item cannot be read (`sku` is then untouched)
+/// @return 0, or -1 when the item cannot be read or `sku` is null (nothing is then written)
 int qve_factory_sku_read(char* sku);
 
 /// Reads the serial number (factory item 9).

@@ -116,8 +116,7 @@ int set_midauto_crc_list(const char* bytes);
 /// trace of statuses. Status 3 also removes the agree-factory file.
 /// @param status 0 to 9; of a longer number the property and the trace keep its first character
 /// @return 0, or -1 when the item cannot be written. The property has then been set already, and
-/// the
-///         file removed, on purpose; the trace is left as it was.
+///         the file removed, on purpose; the trace is left as it was.
 int set_factory_status(int status);
 
 /// The trace of factory statuses, 2048 bytes of text.

@@ -10,10 +10,10 @@
 //   answer      2048 bytes that receive the acknowledgement or the item
 //   answer_len  receives its bytes, or null
 //
-// They return 1 without sending anything when a pointer that they need is null, which are `answer`
-// and the first one unless said otherwise, and what request_to_system() returns in all other cases:
-// 0 with an answer, which may be the modem's error text. On failure `*answer_len` is -1 and
-// `answer` is untouched.
+// They return 1 without sending anything when a pointer that they need is null (`answer` and the
+// first one, unless said otherwise), and what request_to_system() returns in all other cases: 0
+// with an answer, which may be the modem's error text. When a request fails, `*answer_len` becomes
+// -1 if `answer` is given too, and `answer` is untouched.
 #pragma once
 
 #pragma GCC visibility push(default)
@@ -27,8 +27,8 @@ unsigned int read_qve_impl(char* request, short len, char* answer, int* answer_l
 /// the identity is reset, in this order: the default Bluetooth address, a serial number of as many
 /// zeros as the old one has characters (one, when it has none), an empty network-code list, the
 /// property "persist.vendor.qve.mcc-list" as "0", imei_check_on_boot(), sbpSetDefaultMCCLists(),
-/// sbpSetDefaultNTcode(). The write then also returns 1 when the Bluetooth address cannot be
-/// stored, with which the reset ends.
+/// sbpSetDefaultNTcode(). When the Bluetooth address cannot be stored, the reset ends there and the
+/// write returns 1, with the modem's "IDDE OK" in `answer`. What else of it fails is logged.
 unsigned int write_qve_idde(char* data, short len, char* answer, int* answer_len);
 unsigned int read_qve_idde(char* request, short len, char* answer, int* answer_len);
 
@@ -42,10 +42,10 @@ unsigned int read_qve_pid2(char* request, short len, char* answer, int* answer_l
 
 /// Writes an IMEI. The modem checks the digit itself: it answers "IMEI WRITE OK", "IMEI WRITE
 /// ERROR" or "CHECK DIGIT ERROR", all with the return value 0.
-/// @param opcode 116 for the IMEI. Only with it, and only after "IMEI WRITE OK", the factory item
-/// 13
-///               receives the first 20 bytes of `data`, too.
-/// @param len    cut to 0 to 2048
+/// @param opcode 116 for the IMEI. Only with it, and only after "IMEI WRITE OK", factory item 13
+///               receives the first 20 bytes of `data`, too. That it could not is logged, and made
+///               up for by imei_check_on_boot().
+/// @param len    bytes of `data`; a negative one counts as 0
 unsigned int write_qve_imei(int opcode, char* data, short len, char* answer, int* answer_len);
 
 /// Reads an IMEI.
@@ -55,8 +55,10 @@ unsigned int read_qve_imei(int opcode, char* request, short len, char* answer, i
 
 /// Reads the network-code list that the modem keeps: opcodes 154 and 127, then a bulk transfer.
 /// @param answer     2048 bytes
-/// @param answer_len receives the length of the answer to 127, normally 0, plus that of the list
-/// @return 0; else the code of the request, or of receive_modem_data(), that failed
+/// @param answer_len receives the length of the answer to 127, normally 0, plus that of the list;
+///                   2048 at most
+/// @return 0; else the code of the request, or of receive_modem_data(), that failed. `answer` and
+///         `*answer_len` then hold what came before.
 unsigned int read_qve_ntcode(char* request, short len, char* answer, int* answer_len);
 
 /// Opcodes 128, 129: the model suffix.
@@ -87,14 +89,14 @@ unsigned int read_qve_pid(char* request, short len, char* answer, int* answer_le
 /// Writes the product identifier to the modem and, unless the modem failed, to factory item 4: also
 /// when the modem does not support it.
 /// @param pid NUL-terminated text, sent up to 2048 bytes, of which the item keeps 30
-/// @return 0; 2 (or another code above 1) when only the item has it; 1 when the modem failed, the
-///         item could not be stored, or `pid` is null
+/// @return 0; 2 when only the item has it; 1 when the modem failed, the item could not be stored,
+///         or `pid` is null
 int write_pid(char* pid);
 
 /// Reads the product identifier from the modem or, when the modem does not support it, from factory
 /// item 4.
 /// @param out 2048 bytes; text that is shorter is followed by a NUL
-/// @return 0 from the modem; 2 from the item, on purpose; any other code when there is none
+/// @return 0 from the modem; 2 from the item, on purpose; 1 when there is none
 int read_pid(char* out);
 
 /// Computes an IMEI's check digit (Luhn, over the digits 0 to 13) and writes it to position 14.
@@ -103,8 +105,9 @@ int read_pid(char* out);
 /// @param len  how many of the characters are digits; 14 or more for a sound result
 void make_imei_chksum(char* imei, int len);
 
-/// Copies the modem's IMEI to factory item 13, or its MEID to factory item 207, where the two
-/// differ. A read that fails is logged and changes nothing.
+/// Copies what the modem answers for its IMEI to factory item 13, or for its MEID to factory item
+/// 207, unless the item begins with it: 20 bytes at most, of any content. An empty answer changes
+/// nothing; neither does a read that fails, which is logged, as is an IMEI's error text.
 void imei_check_on_boot();
 void meid_check_on_boot();
 

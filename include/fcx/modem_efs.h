@@ -1,6 +1,7 @@
 // Files of the modem's own file system (EFS). These calls go over the direct interface past its
 // lock and its state: open it with efs_init() (or init_modem_interface()) first, and let one thread
-// at a time use them.
+// at a time use them. request_to_system() does not notice efs_release(): its direct requests fail
+// from then on, until somebody calls init_modem_interface().
 #pragma once
 
 #pragma GCC visibility push(default)
@@ -28,8 +29,7 @@ int efs_unlink(char* path);
 /// last.
 /// @param buf room for `n` bytes
 /// @return the bytes received, without the gaps; 0 when the first request brings none; -1 for a
-/// null
-///         buffer
+///         null buffer
 int efs_read(int fd, void* buf, int n);
 
 /// Writes `n` bytes, in requests of at most 2032. Each goes on behind what the modem took of the

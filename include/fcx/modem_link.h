@@ -16,7 +16,8 @@ struct QVATCMDResponse;
 #pragma GCC visibility push(default)
 
 /// Opens the direct interface and remembers whether that worked. request_to_system() does it by
-/// itself, and again with every direct request for as long as it has not worked.
+/// itself, and again with every direct request for as long as it has not worked. Once it has, only
+/// this function opens the interface again.
 /// @return what dmi_init() returned: 0 when the modem can be reached
 int init_modem_interface();
 
@@ -29,11 +30,12 @@ int init_modem_interface();
 /// @param out_status  receives the answer's status word, whose meaning is the opcode's, or null
 /// @return 0 with an answer
 ///         1 when the exchange failed, or the AT-command service is not there
-///         2 for a number without a route; also when the modem does not know the opcode
-///         any other number: the AT-command service's own result. That of 1011 and 1012 is ignored
-///         on purpose: they return 0.
-///         When it is not 0, `*out_len` becomes -1 if `out_data` and `out_len` are both given, and
-///         nothing else is written. A missing service writes nothing at all.
+///         2 for a number without a route, and when the modem does not know the opcode
+///         any number, 1 and 2 too, as the AT-command service's own result. That of 1011 and of
+///         1012 is ignored, on purpose: they return 0.
+///
+/// When it is not 0, `*out_len` becomes -1 if `out_data` and `out_len` are both given, and nothing
+/// else is written. A missing service writes nothing at all.
 int request_to_system(int opcode, void* payload, int payload_len, void* out_data, int* out_len,
                       int* out_status);
 
@@ -70,10 +72,11 @@ int receive_modem_data(char* buf, int* len);
 /// Sends one request whose data must be there and whose answer must fit.
 /// @param req     `req_len` bytes, 0 to 2048
 /// @param rsp     2048 bytes that receive the answer
-/// @param rsp_len receives its bytes; -1 when the request failed
-/// @return 0; -1 for a null pointer or a `req_len` outside 0 to 2048; 1 when the request failed (a
-///         missing service may also give request_to_system()'s code), or when the other side
-///         claims an answer of more than 2048 or fewer than 0 bytes
+/// @param rsp_len receives its bytes; -1 when the request failed, but for a missing service, which
+///                leaves it as it was
+/// @return 0; -1 for a null pointer or a `req_len` outside 0 to 2048; 1 when the request failed, or
+///         when the other side claims an answer of more than 2048 or fewer than 0 bytes (what fits
+///         of it is then in `rsp` all the same)
 int get_qve_data_from_modem(int opcode, void* req, int req_len, void* rsp, int* rsp_len);
 
 #pragma GCC visibility pop

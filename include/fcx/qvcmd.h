@@ -18,8 +18,8 @@ struct qvcmd_request {
   /// Meaningful bytes in `data`. Most commands take NUL-terminated text and do not look at it.
   int32_t data_len;
   /// The argument: text up to its NUL, or raw bytes. A caller may allocate a shorter record, as
-  /// long as text in it is NUL-terminated: no more than the text, and never more than this, is
-  /// read.
+  /// long as text in it is NUL-terminated and `data_len` counts no more than there is: no more than
+  /// that, and never more than this, is read.
   char data[QVCMD_DATA_SIZE];
 };
 

@@ -10,13 +10,18 @@
 ///         read, or is empty
 int get_usb_lock();
 
-/// Writes the character '0' + `v` to the lock node.
+/// Writes the character '0' + `v` to the lock node; of a larger number the low byte counts.
 /// @return 0, also when there is no such node; -1 when it cannot be opened or written
 int set_usb_lock(int v);
 
+/// Waits until the property "vendor.qve.usb.state" is `state`: 20 reads, 50 ms apart.
+/// @return 1 when it is; 0 when it has not come, which is logged
+int wait_for_state(const char* state);
+
 /// Switches the USB path on a thread of its own: usb_path_change_thread().
 /// @param arg handed to the thread, which does not use it
-/// @return 0, or -1 when no thread could be started
+/// @return 0, also when that thread then finds a switch running and ends; -1 when no thread could
+///         be started
 int usb_path_change(void* arg);
 
 /// Thread body: releases the lock, takes the configuration down and brings "factory,adb" up,
