@@ -104,7 +104,8 @@ std::string shown(std::string_view bytes) {
 
 std::string masked(std::string text) {
   constexpr size_t kShown = 4;
-  const size_t hidden = text.size() > kShown ? text.size() - kShown : 0;
+  // Of a short one, the end would be most of it.
+  const size_t hidden = text.size() >= 2 * kShown ? text.size() - kShown : text.size();
   return text.replace(0, hidden, hidden, '*');
 }
 

@@ -102,7 +102,7 @@ std::string effect_help(vp::Part part) {
       form += row.default_value.has_value() ? std::string(" [") + row.value_name + "]"
                                             : std::string(" ") + row.value_name;
     }
-    form.resize(14, ' ');
+    form.resize(16, ' ');
     help += "  " + form + row.meaning + "\n";
   }
   return help;
@@ -154,20 +154,6 @@ std::string fault_target(vp::Part part, const std::string& word) {
   return path.string();
 }
 
-const char* on_help(vp::Part part) {
-  switch (part) {
-    case vp::Part::item:
-    case vp::Part::property:
-      return "Strike on read, write or any access";
-    case vp::Part::file:
-      return "Strike on open, read, write or any access";
-    case vp::Part::opcode:
-    case vp::Part::service:
-      break;
-  }
-  return "Only any: it strikes whenever it is met";
-}
-
 void add_part(CLI::App& group, Invocation& invocation, vp::Part part, const char* target_help,
               const std::string& example) {
   struct Options {
@@ -198,8 +184,15 @@ void add_part(CLI::App& group, Invocation& invocation, vp::Part part, const char
                  (part == vp::Part::opcode ? "\n\n" + opcode_help() : ""));
   command.add_option("target", options->target, target_help)->required();
   command.add_option("effect", options->effect, "What happens, see below")->required();
-  command.add_option("value", options->value, "The effect's number");
-  command.add_option("--on", options->access, on_help(part))->type_name("ACCESS");
+  command.add_option("value", options->value, "A number, where the effect takes one");
+  const bool is_accessed = part != vp::Part::opcode && part != vp::Part::service;
+  if (is_accessed) {
+    command
+        .add_option("--on", options->access,
+                    part == vp::Part::file ? "Strike on open, read, write or any access"
+                                           : "Strike on read, write or any access")
+        ->type_name("ACCESS");
+  }
   command.add_option("--times", options->times, "Strike so often; until cleared when not given")
       ->type_name("N");
 }
@@ -226,7 +219,8 @@ void add_fault(CLI::App& tool, Invocation& invocation) {
            "  fcx fault file /proc/meminfo fail EACCES --times 1");
   add_part(group, invocation, vp::Part::opcode, "The number of an opcode of the modem, or its name",
            "  fcx fault opcode write_imei late 2000 --times 1");
-  add_part(group, invocation, vp::Part::service, "dmi, diag or atservice",
+  add_part(group, invocation, vp::Part::service,
+           "dmi (the modem), diag (NV packets) or atservice (the system side)",
            "  fcx fault service diag absent");
   add_command(group, "list", "List the faults that are set", "",
               [&invocation] { list_faults(invocation); });

@@ -169,7 +169,7 @@ void print_state(vp::Phone& phone, const Options& options, size_t most) {
   }
   puts("");
   efs.print();
-  print_requests(last_requests(phone, most), options.full);
+  if (most > 0) print_requests(last_requests(phone, most), options.full);
 }
 
 void show_modem(const Invocation& invocation, const Options& options) {
@@ -194,17 +194,19 @@ void print_value(const Invocation& invocation, vp::Phone& phone, const vp::Modem
          object["value"].is_null() ? "-" : object["value"].get<std::string>().c_str());
 }
 
-/// The NV item that a word makes: its state, or bytes that make it active. Throws UsageError.
-vp::NvItem nv_item_of(const std::string& word) {
+/// The NV item that a word makes: its state, or bytes that make it active; nothing for "none".
+/// Throws UsageError.
+std::optional<vp::NvItem> nv_item_of(const std::string& word) {
+  if (word == "none") return std::nullopt;
   const auto state = vp::nv_state_named(word);
   if (state == vp::NvState::active) throw UsageError("give the bytes of an active NV item");
-  if (state.has_value()) return {*state, ""};
+  if (state.has_value()) return vp::NvItem{*state, ""};
   std::string value = from_hex(word);
   if (value.empty() || value.size() > vp::kNvItemSize) {
     throw UsageError("an NV item has 1 to " + std::to_string(vp::kNvItemSize) + " bytes, not " +
                      std::to_string(value.size()));
   }
-  return {vp::NvState::active, value};
+  return vp::NvItem{vp::NvState::active, value};
 }
 
 void print_nv(const Invocation& invocation, vp::Phone& phone, uint16_t number) {
@@ -221,40 +223,52 @@ void print_nv(const Invocation& invocation, vp::Phone& phone, uint16_t number) {
 void add_values(CLI::App& group, Invocation& invocation) {
   auto name = std::make_shared<std::string>();
   auto value = std::make_shared<std::string>();
-  CLI::App& set = add_command(group, "set", "Store one value", "", [&invocation, name, value] {
-    const vp::ModemValue& row = value_named(*name);
-    const std::string bytes = bytes_of(*value);
-    vp::check_modem_value(row.name, bytes);
-    vp::Phone& phone = invocation.open_phone();
-    vp::set_modem_value(phone, row.name, bytes);
-    print_value(invocation, phone, row);
-  });
+  CLI::App& set = add_command(group, "set", "Store one value",
+                              "  fcx modem set imei1 490154203237518\n"
+                              "  fcx modem set idde hex:00ff",
+                              [&invocation, name, value] {
+                                const vp::ModemValue& row = value_named(*name);
+                                const std::string bytes = bytes_of(*value);
+                                vp::check_modem_value(row.name, bytes);
+                                vp::Phone& phone = invocation.open_phone();
+                                vp::set_modem_value(phone, row.name, bytes);
+                                print_value(invocation, phone, row);
+                              });
   set.add_option("name", *name, "Its name in `fcx modem`")->required();
   set.add_option("value", *value, "Text, or hex:BYTES")->required();
 
-  CLI::App& clear = add_command(group, "clear", "Remove one value", "", [&invocation, name] {
-    const vp::ModemValue& row = value_named(*name);
-    vp::Phone& phone = invocation.open_phone();
-    vp::remove_modem_value(phone, row.name);
-    print_value(invocation, phone, row);
-  });
+  CLI::App& clear = add_command(group, "clear", "Remove one value", "  fcx modem clear meid",
+                                [&invocation, name] {
+                                  const vp::ModemValue& row = value_named(*name);
+                                  vp::Phone& phone = invocation.open_phone();
+                                  vp::remove_modem_value(phone, row.name);
+                                  print_value(invocation, phone, row);
+                                });
   clear.add_option("name", *name, "Its name in `fcx modem`")->required();
 }
 
 void add_nv(CLI::App& group, Invocation& invocation) {
   auto item = std::make_shared<std::string>();
   auto value = std::make_shared<std::optional<std::string>>();
-  CLI::App& nv =
-      add_command(group, "nv", "Show one NV item, or change it", "", [&invocation, item, value] {
-        const uint16_t number = nv_number(*item);
-        std::optional<vp::NvItem> made;
-        if (value->has_value()) made = nv_item_of(**value);
-        vp::Phone& phone = invocation.open_phone();
-        if (made.has_value()) vp::set_nv_item(phone, number, *made);
-        print_nv(invocation, phone, number);
-      });
+  CLI::App& nv = add_command(group, "nv", "Show one NV item, or change it",
+                             "  fcx modem nv 453             show it\n"
+                             "  fcx modem nv 453 00000000    make it active, with these bytes\n"
+                             "  fcx modem nv 453 failing     reads and writes of it fail\n"
+                             "  fcx modem nv 453 none        the modem does not hold it",
+                             [&invocation, item, value] {
+                               const uint16_t number = nv_number(*item);
+                               std::optional<vp::NvItem> made;
+                               if (value->has_value()) made = nv_item_of(**value);
+                               vp::Phone& phone = invocation.open_phone();
+                               if (made.has_value()) {
+                                 vp::set_nv_item(phone, number, *made);
+                               } else if (value->has_value()) {
+                                 vp::remove_nv_item(phone, number);
+                               }
+                               print_nv(invocation, phone, number);
+                             });
   nv.add_option("item", *item, "Its number")->required();
-  nv.add_option("value", *value, "Hexadecimal bytes, or inactive, or failing");
+  nv.add_option("value", *value, "Hexadecimal bytes, inactive, failing, or none");
 }
 
 }  // namespace

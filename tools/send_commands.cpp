@@ -71,18 +71,25 @@ std::string payload_of(const std::optional<std::string>& text,
   return payload;
 }
 
-/// Refuses a text that cannot be what the command takes. A wrong check digit goes through: the
-/// modem answers that.
+/// Refuses a text that the command cannot want. A wrong check digit goes through: the modem answers
+/// that.
 void check_content(int32_t opcode, const std::string& text) {
   constexpr size_t kImeiLength = 15;
   const fcx::Command* row = fcx::find_command(opcode);
-  if (row == nullptr || row->content != fcx::Content::imei) return;
+  if (row == nullptr) return;
+  const bool takes_none =
+      row->argument == fcx::Argument::none || row->argument == fcx::Argument::selector;
+  if (takes_none && !text.empty()) {
+    throw UsageError(std::to_string(opcode) + " " + command_name(row->handler) +
+                     " takes no text, not \"" + text + "\". --hex sends any bytes.");
+  }
+  if (row->content != fcx::Content::imei) return;
   const bool reads = text.empty() && row->argument == fcx::Argument::payload_or_none;
   const bool is_imei =
       text.size() == kImeiLength && text.find_first_not_of("0123456789") == std::string::npos;
   if (reads || is_imei) return;
-  throw UsageError("an IMEI has 15 digits, not \"" + text + "\" (" + std::to_string(text.size()) +
-                   " characters). --hex sends any bytes, for the modem to refuse.");
+  throw UsageError("an IMEI has 15 digits, not \"" + text +
+                   "\". --hex sends any bytes, for the modem to refuse.");
 }
 
 void print_complaints(const Delivery& delivery) {
@@ -94,6 +101,9 @@ void print_complaints(const Delivery& delivery) {
     std::string message = entry.message;
     while (!message.empty() && message.back() == '\n') message.pop_back();
     fprintf(stderr, "%s: %s\n", entry.tag.c_str(), message.c_str());
+  }
+  if (delivery.response.result != QVCMD_OK && delivery.complaints.empty()) {
+    fprintf(stderr, "fcx: the result is not 0; `fcx log` shows what the library did\n");
   }
 }
 

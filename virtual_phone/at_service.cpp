@@ -174,7 +174,7 @@ bool answer_call(Phone& phone, const QVATCMDRequest& request, QVATCMDResponse& r
     record.code = answer.code;
     record.status = answer.status;
     record.answer_length = answer.length;
-    record.answer = answer.bytes;
+    if (!answer.is_garbled) record.answer = answer.bytes;
   }
   record_modem_request(phone, record);
   return gets_through;

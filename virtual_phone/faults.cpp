@@ -87,12 +87,12 @@ void check_value(const Fault& fault) {
       if (fault.part == Part::item && (!is_int || fault.value >= 0)) {
         refuse("takes a negative code of 32 bits");
       }
-      if (fault.part == Part::opcode && (!is_int || fault.value == 0)) {
-        refuse("takes a code of 32 bits that is not 0");
-      }
+      if (fault.part == Part::opcode && fault.value == 0)
+        throw Refused("no failure has the code 0");
+      if (fault.part == Part::opcode && !is_int) refuse("takes a code of 32 bits");
       break;
     case Effect::late:
-      if (fault.value < 0 || fault.value > kHourMs) refuse("takes at most an hour of milliseconds");
+      if (fault.value < 0 || fault.value > kHourMs) refuse("takes 0 to 3600000 milliseconds");
       break;
     case Effect::returns:
       if (!is_int || fault.value < 1) refuse("takes a positive number of 32 bits");

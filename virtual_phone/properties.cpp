@@ -40,13 +40,6 @@ constexpr Follower kFollowers[] = {
     {"vendor.qve.usb.adb_skip_auth", "skip", "vendor.qve.usb.state", "skip"},
 };
 
-void set_followers(Phone& phone, std::string_view name, std::string_view value) {
-  for (const Follower& row : kFollowers) {
-    if (row.name != name || (!row.value.empty() && row.value != value)) continue;
-    set_property(phone, row.follower, row.becomes.empty() ? value : row.becomes);
-  }
-}
-
 }  // namespace
 
 std::optional<std::string> get_property(Phone& phone, std::string_view name) {
@@ -73,6 +66,10 @@ void set_property(Phone& phone, std::string_view name, std::string_view value) {
   database.query(sql).bind(name).bind(value).run();
   if (database.changes() == 0) {
     throw Refused(shown + " is set already, and read-only until the next restart");
+  }
+  for (const Follower& row : kFollowers) {
+    if (row.name != name || (!row.value.empty() && row.value != value)) continue;
+    database.query(sql).bind(row.follower).bind(row.becomes.empty() ? value : row.becomes).run();
   }
 }
 
@@ -110,9 +107,7 @@ int property_get(const char* key, char* value, const char* default_value) {
 int property_set(const char* key, const char* value) {
   return vp::platform_call("property_set", -1, [&](vp::Phone& phone) {
     if (vp::strike(phone, vp::Part::property, key, vp::Access::write).has_value()) return -1;
-    const std::string_view text = value == nullptr ? "" : value;
-    vp::set_property(phone, key, text);
-    vp::set_followers(phone, key, text);
+    vp::set_property(phone, key, value == nullptr ? "" : value);
     return 0;
   });
 }
