@@ -41,11 +41,10 @@ TEST_F(BtAddress, TwelveDigitsMakeSixBytes) {
 TEST_F(BtAddress, AnInvalidCharacterIsNamed) {
   uint8_t bytes[6];
   bt_addr_ascii_to_hexa("0A:B2C3D4E5F", bytes);
-  const auto written = entries();
-  EXPECT_THAT(written.back().message,
-              testing::MatchesRegex("\\[bt\\([0-9]+\\)-bt_addr_ascii_to_hexa\\]   bt_addr_assign : "
-                                    "invalid Params = :\n"));
-  EXPECT_EQ(6, written.back().priority);
+  EXPECT_THAT(lines().back(),
+              testing::MatchesRegex(
+                  "E Fcx: \\[bt\\([1-9][0-9]+\\)-bt_addr_ascii_to_hexa\\]   bt_addr_assign : "
+                  "invalid Params = :\n"));
 }
 
 TEST_F(BtAddress, OnlyAWholeAddressIsStored) {

@@ -26,7 +26,6 @@ using android::hardware::Void;
 using android::hidl::base::V1_0::IBase;
 using testing::ElementsAre;
 using testing::HasSubstr;
-using vendor::qve::hardware::filehandle::V1_0::Error;
 using vendor::qve::hardware::filehandle::V1_0::IFileHandle;
 using vendor::qve::hardware::qvatcmd::V1_0::IQvAtCmd;
 using vendor::qve::hardware::qvatcmd::V1_0::QVATCMDRequest;
@@ -176,18 +175,6 @@ TEST_F(HidlDeathTest, AFailureThatNobodyAsksAboutAborts) {
     SCOPED_TRACE(c.what);
     EXPECT_EXIT(c.overlook(), testing::KilledBySignal(SIGABRT), c.says);
   }
-}
-
-TEST(HidlGenerated, ReadsWell) {
-  EXPECT_EQ("TOO_LARGE", toString(Error::TOO_LARGE));
-  EXPECT_EQ("0x2a", toString(static_cast<Error>(42)));
-  EXPECT_EQ("{.opcode = -1, .data_len = 2, .data = \"QUI=\"}",
-            toString(QVATCMDRequest{-1, 2, "QUI="}));
-  const auto& errors = android::hardware::details::hidl_enum_values<Error>;
-  EXPECT_EQ(Error::NONE, errors.front());
-  EXPECT_EQ(Error::DENIED, errors.back());
-  EXPECT_EQ((QVATCMDResponse{1, 0, 2, "x"}), (QVATCMDResponse{1, 0, 2, "x"}));
-  EXPECT_NE((QVATCMDResponse{1, 0, 2, "x"}), (QVATCMDResponse{1, 0, 2, "y"}));
 }
 
 /// Answers the opcode and the data; fails for a negative opcode.

@@ -3,6 +3,7 @@
 
 #include "fcx/network_code.h"
 #include "tests/phone_fixture.h"
+#include "virtual_phone/clock.h"
 
 namespace fcx_test {
 namespace {
@@ -71,6 +72,7 @@ TEST_F(IdentityItems, EveryFunctionAsksForItsOpcodeAndNeedsItsPointers) {
     EXPECT_EQ(1U, c.function(data, 1, nullptr, nullptr));
     EXPECT_THAT(requests(), SizeIs(c.needs == Needs::data ? 1 : 0)) << c.opcode;
   }
+  log();
   EXPECT_EQ(1U, read_qve_meid(nullptr, nullptr));
   EXPECT_EQ(1U, read_qve_pesn(nullptr, nullptr));
   EXPECT_EQ(1U, write_qve_imei(116, nullptr, 1, answer, nullptr));
@@ -82,6 +84,7 @@ TEST_F(IdentityItems, EveryFunctionAsksForItsOpcodeAndNeedsItsPointers) {
   EXPECT_EQ(1, write_pid(nullptr));
   EXPECT_EQ(1, read_pid(nullptr));
   EXPECT_THAT(requests(), IsEmpty());
+  EXPECT_THAT(log(), IsEmpty());
 }
 
 TEST_F(IdentityItems, RecordsReadBackAsTheyWereWritten) {
@@ -101,13 +104,27 @@ TEST_F(IdentityItems, AnAcceptedImeiIsMirrored) {
   set_item(kImeiItem, "old IMEI with a tail");
   EXPECT_EQ("IMEI WRITE OK", call(write_qve_imei, kImei, 116).text);
   EXPECT_EQ(std::string(kImei) + std::string(5, '\0'), item(kImeiItem, 20));
-  EXPECT_EQ("**SET FTM_ITEM - IMEI**\n", log().back());
+  EXPECT_EQ("I Fcx: **SET FTM_ITEM - IMEI**\n", lines().back());
   EXPECT_EQ(kImei, call(read_qve_imei, "", 117).text);
   char sent[] = "490154203237518";
   char answer[QVCMD_DATA_SIZE];
   set_item(kImeiItem, "");
   EXPECT_EQ(0U, write_qve_imei(116, sent, 15, answer, nullptr)) << "no length is wanted";
   EXPECT_EQ(kImei, item_text(kImeiItem));
+  // As many bytes as were sent, whatever stands behind them.
+  char longer[] = "490154203237518behind";
+  EXPECT_EQ(0U, write_qve_imei(116, longer, 15, answer, nullptr));
+  EXPECT_EQ(kImei, item_text(kImeiItem));
+
+  // The answer may come to where the IMEI was.
+  std::string(kImei).copy(answer, 15);
+  set_item(kImeiItem, "");
+  EXPECT_EQ(0U, write_qve_imei(116, answer, 15, answer, nullptr));
+  EXPECT_EQ(kImei, item_text(kImeiItem));
+
+  item_fails(kImeiItem);
+  EXPECT_EQ(0U, write_qve_imei(116, sent, 15, answer, nullptr));
+  EXPECT_EQ("E Fcx: item 13 cannot be written\n", lines().back());
 }
 
 TEST_F(IdentityItems, WhatTheModemDidNotAcceptIsNotMirrored) {
@@ -133,7 +150,7 @@ TEST_F(IdentityItems, WhatTheModemDidNotAcceptIsNotMirrored) {
     EXPECT_EQ(c.answer, answer.text);
     EXPECT_EQ("old", item_text(kImeiItem)) << c.opcode << " " << c.imei;
   }
-  EXPECT_EQ("Cannot get response. Return error:2\n", log().back());
+  EXPECT_EQ("I Fcx: Cannot get response. Return error:2\n", lines().back());
 }
 
 TEST_F(IdentityItems, AnOldAnswerInTheBufferNeverCounts) {
@@ -160,7 +177,7 @@ TEST_F(IdentityItems, EachSlotHasItsImei) {
   const Answer none = call(read_qve_imei, "", 121);
   EXPECT_EQ("IMEI READ ERROR :(", none.text);
   EXPECT_EQ(0U, none.code);
-  EXPECT_EQ("[PERSO]: id= 121", log().front());
+  EXPECT_EQ("I Fcx: [PERSO]: id= 121", lines().front());
 }
 
 TEST_F(IdentityItems, TheCheckDigit) {
@@ -189,7 +206,6 @@ TEST_F(IdentityItems, TheCheckDigit) {
 }
 
 TEST_F(IdentityItems, AnImeiOfMoreThan15CharactersEndsTheProcess) {
-  GTEST_FLAG_SET(death_test_style, "threadsafe");
   char imei[] = "4901542032375180";
   EXPECT_DEATH(make_imei_chksum(imei, 14), "");
 }
@@ -202,8 +218,8 @@ TEST_F(IdentityItems, BootChecksAlignTheItemsWithTheModem) {
     int opcode;
     const char* line;
   } cases[] = {
-      {imei_check_on_boot, "imei1", kImeiItem, 117, "Cannot get imei from nv. 1\n"},
-      {meid_check_on_boot, "meid", kMeidItem, 157, "Cannot get meid from nv. 1\n"},
+      {imei_check_on_boot, "imei1", kImeiItem, 117, "I Fcx: Cannot get imei from nv. 1\n"},
+      {meid_check_on_boot, "meid", kMeidItem, 157, "I Fcx: Cannot get meid from nv. 1\n"},
   };
   for (const auto& c : cases) {
     set_modem(c.value, "490154203237518");
@@ -223,7 +239,7 @@ TEST_F(IdentityItems, BootChecksAlignTheItemsWithTheModem) {
 
     opcode_fault(c.opcode, Effect::fail, 1);
     c.check();
-    EXPECT_EQ(c.line, log().back());
+    EXPECT_EQ(c.line, lines().back());
     EXPECT_EQ("490154203237518XXXXX", item(c.item, 20));
     clear_faults();
   }
@@ -231,52 +247,55 @@ TEST_F(IdentityItems, BootChecksAlignTheItemsWithTheModem) {
 
 TEST_F(IdentityItems, AnErrorTextIsNoImei) {
   set_item(kImeiItem, kImei);
-  imei_check_on_boot();
-  EXPECT_EQ("Cannot get imei from nv. 1\n", log().back());
-  EXPECT_EQ(kImei, item_text(kImeiItem));
+  for (const int length : {18, 20}) {
+    opcode_fault(117, Effect::longer, length);
+    imei_check_on_boot();
+    EXPECT_EQ("I Fcx: Cannot get imei from nv. 1\n", lines().back());
+    EXPECT_EQ(kImei, item_text(kImeiItem));
+    clear_faults();
+  }
 }
 
 TEST_F(IdentityItems, ThePidComesFromTheModemOrElseFromTheItem) {
   std::vector<char> out(QVCMD_DATA_SIZE, '#');
   set_modem("pid", "PID-M");
-  set_item(kPidItem, "PID-F");
+  set_item(kPidItem, "PIDF");
   EXPECT_EQ(0, read_pid(out.data()));
   EXPECT_STREQ("PID-M", out.data());
   set_modem("pid_supported", "0");
   log();
   EXPECT_EQ(2, read_pid(out.data())) << "on purpose: it came from the item";
-  EXPECT_STREQ("PID-F", out.data());
-  auto written = entries();
-  EXPECT_EQ("read_pid: NOT SUPPORTED", written[written.size() - 2].message);
-  EXPECT_EQ("Cannot get response. Return error:2,rsp_len=5\n", written.back().message);
-  EXPECT_EQ(6, written.back().priority);
+  EXPECT_STREQ("PIDF", out.data());
+  const auto written = lines();
+  EXPECT_EQ("I Fcx: read_pid: NOT SUPPORTED", written[written.size() - 2]);
+  EXPECT_EQ("E Fcx: Cannot get response. Return error:2,rsp_len=4\n", written.back());
   item_fails(kPidItem);
   EXPECT_EQ(1, read_pid(out.data()));
-  EXPECT_EQ("Cannot get pid in FTM.\n", log().back());
+  EXPECT_EQ("E Fcx: Cannot get pid in FTM.\n", lines().back());
   clear_faults();
   service_fault("dmi", Effect::absent);
   EXPECT_EQ(1, read_pid(out.data()));
-  EXPECT_EQ("Cannot get response. Return error:1,rsp_len=-1\n", log().back());
+  EXPECT_EQ("E Fcx: Cannot get response. Return error:1,rsp_len=-1\n", lines().back());
 }
 
 TEST_F(IdentityItems, ThePidIsStoredInTheItemUnlessTheModemFailed) {
   char pid[] = "PID-1";
   EXPECT_EQ(0, write_pid(pid));
   EXPECT_EQ("PID-1", item_text(kPidItem));
-  EXPECT_EQ("PID-1", modem("pid"));
+  EXPECT_EQ("PID-1", requests().back().payload);
   set_modem("pid_supported", "0");
   char other[] = "PID-2";
   log();
   EXPECT_EQ(2, write_pid(other));
-  EXPECT_EQ("[NV]write_pid ret=2, & Deault save to FTM", log().back());
+  EXPECT_EQ("I Fcx: [NV]write_pid ret=2, & Deault save to FTM", lines().back());
   EXPECT_EQ("PID-2", item_text(kPidItem));
   item_fails(kPidItem);
   EXPECT_EQ(1, write_pid(pid));
-  EXPECT_EQ("Cannot set pid in FTM.\n", log().back());
+  EXPECT_EQ("E Fcx: Cannot set pid in FTM.\n", lines().back());
   clear_faults();
   opcode_fault(203, Effect::fail, 1);
   EXPECT_EQ(1, write_pid(pid));
-  EXPECT_EQ("Cannot get response. Return error:1\n", log().back());
+  EXPECT_EQ("I Fcx: Cannot get response. Return error:1\n", lines().back());
   EXPECT_EQ("PID-2", item_text(kPidItem));
 }
 
@@ -287,7 +306,7 @@ TEST_F(IdentityItems, AnAcceptedIddeResetsTheIdentity) {
   set_property("persist.vendor.qve.mccmnc-list", "310410");
   log();
   EXPECT_EQ("IDDE OK", call(write_qve_idde, "record").text);
-  EXPECT_EQ("IDDE response: IDDE OK size:7\n", log()[6]);
+  EXPECT_EQ("I Fcx: IDDE response: IDDE OK size:7\n", lines()[6]);
   EXPECT_EQ(std::string("\x02\xFC\x0A\0\0\0", 6), item(8, 6));
   EXPECT_EQ("000000000000", item_text(9));
   EXPECT_EQ("", item_text(421));
@@ -296,6 +315,21 @@ TEST_F(IdentityItems, AnAcceptedIddeResetsTheIdentity) {
   EXPECT_EQ("", property("persist.vendor.qve.mccmnc-list"));
   EXPECT_EQ("3", property("persist.vendor.qve.ntcode-changed"));
   EXPECT_EQ("\"0\",\"FFF,FFF,FFFFFFFF,FFFFFFFF,FF\"", property("persist.vendor.qve.tavrin.ntcode"));
+}
+
+// Seen while the boot check waits for the modem: what comes before it, and what behind.
+TEST_F(IdentityItems, AnIddeResetKeepsItsOrder) {
+  set_property("persist.vendor.qve.mccmnc-list", "310410");
+  opcode_fault(117, Effect::late, 1000);
+  virtual_phone::set_clock(virtual_phone::Clock::stopped);
+  std::thread writer([this] { EXPECT_EQ("IDDE OK", call(write_qve_idde, "record").text); });
+  EXPECT_TRUE(eventually([&] { return property("persist.vendor.qve.mcc-list") == "0"; }));
+  EXPECT_EQ("0", item_text(9));
+  EXPECT_EQ("310410", property("persist.vendor.qve.mccmnc-list"));
+  EXPECT_EQ("(not set)", property("persist.vendor.qve.ntcode-changed"));
+  virtual_phone::set_clock(virtual_phone::Clock::fast);
+  writer.join();
+  EXPECT_EQ("", property("persist.vendor.qve.mcc-list"));
 }
 
 TEST_F(IdentityItems, AResetSerialNumberIsAsLongAsTheOldOne) {
@@ -319,6 +353,7 @@ TEST_F(IdentityItems, AnIddeThatIsNotAcceptedChangesNothing) {
   for (const auto& c : cases) {
     opcode_fault(105, c.effect, c.value);
     EXPECT_EQ(c.code, call(write_qve_idde, "record").code);
+    EXPECT_THAT(lines().back(), testing::StartsWith("I Fcx: IDDE response: "));
     EXPECT_EQ("QV2006A00123", item_text(9));
     EXPECT_EQ(std::string(6, '\0'), item(8, 6));
     EXPECT_EQ("(not set)", property("persist.vendor.qve.ntcode-changed"));
@@ -348,17 +383,26 @@ TEST_F(IdentityItems, TheNetworkCodeListComesInPieces) {
   }
 }
 
+TEST_F(IdentityItems, ANetworkCodeListNeverSaysMoreThanItsBufferHolds) {
+  const std::string list(2048, 'n');
+  set_ntcode(list.data(), 2048);
+  opcode_fault(127, Effect::longer, 2048);
+  EXPECT_EQ(list, call(read_qve_ntcode, "").text);
+  char request[1], answer[QVCMD_DATA_SIZE];
+  EXPECT_EQ(0U, read_qve_ntcode(request, 0, answer, nullptr)) << "no length is wanted";
+}
+
 TEST_F(IdentityItems, ANetworkCodeListThatFailsSaysWhere) {
   const struct {
     int opcode;
     const char* line;
-  } cases[] = {{154, "request_to_system. Return error:2\n"},
-               {127, "request_to_system. Return error:2\n"},
-               {156, "receive_modem_data. Return error:2\n"}};
+  } cases[] = {{154, "I Fcx: request_to_system. Return error:2\n"},
+               {127, "I Fcx: request_to_system. Return error:2\n"},
+               {156, "I Fcx: receive_modem_data. Return error:2\n"}};
   for (const auto& c : cases) {
     opcode_fault(c.opcode, Effect::fail, 2);
     EXPECT_EQ(2U, call(read_qve_ntcode, "").code);
-    EXPECT_EQ(c.line, log().back());
+    EXPECT_EQ(c.line, lines().back());
     clear_faults();
   }
 }

@@ -18,7 +18,7 @@ TEST_F(ModemHandlers, AnImeiIsWrittenMirroredAndReadBack) {
   EXPECT_EQ(kImei, item_text(13));
   EXPECT_THAT(send(4294), Answers(QVCMD_OK, kImei));
   EXPECT_THAT(send_unclean(4064), Answers(QVCMD_OK, kImei));
-  EXPECT_EQ("AutoMID read IMEI Success :) = 490154203237518", log().back());
+  EXPECT_EQ("I Diag_Lib: AutoMID read IMEI Success :) = 490154203237518", lines().back());
 
   EXPECT_THAT(send(4293, "490154203237517"), Answers(QVCMD_OK, "CHECK DIGIT ERROR"));
   EXPECT_THAT(send(4293, "4901"), Answers(QVCMD_OK, "IMEI WRITE ERROR"));
@@ -68,14 +68,16 @@ TEST_F(ModemHandlers, TheAutomaticWriteTellsItsAnswersApart) {
     int32_t result;
     const char* line;
   } cases[] = {
-      {kImei, Effect::late, 0, QVCMD_OK, "AutoMID write IMEI Success :)"},
-      {"1", Effect::late, 0, QVCMD_FAIL, "AutoMID write IMEI Failed :("},
-      {"490154203237517", Effect::late, 0, QVCMD_FAIL, "AutoMID write IMEI Digit Error."},
-      {"490154203237517", Effect::longer, 20, QVCMD_FAIL, "AutoMID write IMEI Digit Error."},
-      {kImei, Effect::longer, 14, QVCMD_FAIL, "AutoMID write IMEI Unknown Error :("},
-      {"1", Effect::longer, 17, QVCMD_FAIL, "AutoMID write IMEI Unknown Error :("},
-      {kImei, Effect::empty, 0, QVCMD_FAIL, "AutoMID write IMEI Unknown Error :("},
-      {kImei, Effect::fail, 1, QVCMD_FAIL, "AutoMID write IMEI fatal Failed :("},
+      {kImei, Effect::late, 0, QVCMD_OK, "I Diag_Lib: AutoMID write IMEI Success :)"},
+      {"1", Effect::late, 0, QVCMD_FAIL, "I Diag_Lib: AutoMID write IMEI Failed :("},
+      {"490154203237517", Effect::late, 0, QVCMD_FAIL,
+       "I Diag_Lib: AutoMID write IMEI Digit Error."},
+      {"490154203237517", Effect::longer, 20, QVCMD_FAIL,
+       "I Diag_Lib: AutoMID write IMEI Digit Error."},
+      {kImei, Effect::longer, 14, QVCMD_FAIL, "I Diag_Lib: AutoMID write IMEI Unknown Error :("},
+      {"1", Effect::longer, 17, QVCMD_FAIL, "I Diag_Lib: AutoMID write IMEI Unknown Error :("},
+      {kImei, Effect::empty, 0, QVCMD_FAIL, "I Diag_Lib: AutoMID write IMEI Unknown Error :("},
+      {kImei, Effect::fail, 1, QVCMD_FAIL, "I Diag_Lib: AutoMID write IMEI fatal Failed :("},
   };
   for (const auto& c : cases) {
     opcode_fault(116, c.effect, c.value);
@@ -83,19 +85,24 @@ TEST_F(ModemHandlers, TheAutomaticWriteTellsItsAnswersApart) {
     const qvcmd_response response = send_unclean(4064, c.imei);
     EXPECT_EQ(c.result, response.result) << c.line;
     EXPECT_EQ(kUntouched, response.data_len) << "only the result is written";
-    EXPECT_THAT(log(), Contains(c.line));
+    EXPECT_THAT(lines(), Contains(c.line));
     clear_faults();
   }
+}
+
+TEST_F(ModemHandlers, TheAutomaticWriteSendsAtMost1024Characters) {
+  send(4064, std::string(1025, '4'));
+  EXPECT_THAT(requests().back().payload, SizeIs(1024));
 }
 
 TEST_F(ModemHandlers, TheAutomaticReadRefusesErrorTexts) {
   log();
   EXPECT_EQ(QVCMD_FAIL, send_unclean(4064).result);
-  EXPECT_EQ("AutoMID read IMEI Fail :(", log().back());
+  EXPECT_EQ("I Diag_Lib: AutoMID read IMEI Fail :(", lines().back());
   set_modem("imei1", kImei);
   opcode_fault(117, Effect::fail, 1);
   EXPECT_EQ(QVCMD_FAIL, send_unclean(4064).result);
-  EXPECT_EQ("AutoMID read IMEI Fail :(", log().back());
+  EXPECT_EQ("I Diag_Lib: AutoMID read IMEI Fail :(", lines().back());
 }
 
 TEST_F(ModemHandlers, MeidAndPesnFailDifferently) {
@@ -118,10 +125,11 @@ TEST_F(ModemHandlers, FlagsOfRecords) {
   } cases[] = {{4068, "impl", "IMPL", 102}, {4069, "fusg", "FUSG", 109}};
   for (const auto& c : cases) {
     EXPECT_EQ(QVCMD_FAIL, send_unclean(c.opcode).result);
-    EXPECT_EQ(c.name + " READ FAIL", log().back()) << "never written: an error text";
+    EXPECT_EQ("I Diag_Lib: " + c.name + " READ FAIL", lines().back())
+        << "never written: an error text";
     set_modem(c.value, "1");
     EXPECT_THAT(send_unclean(c.opcode), Answers(QVCMD_OK, "1"));
-    EXPECT_EQ(c.name + " READ OK : 1", log().back());
+    EXPECT_EQ("I Diag_Lib: " + c.name + " READ OK : 1", lines().back());
     opcode_fault(c.modem_opcode, Effect::fail, 1);
     EXPECT_EQ(QVCMD_FAIL, send_unclean(c.opcode).result);
   }
@@ -131,11 +139,11 @@ TEST_F(ModemHandlers, TheModelNameIsTheSystemSides) {
   EXPECT_THAT(send_unclean(4063, "QV-100"), Answers(QVCMD_OK, ""));
   EXPECT_EQ("QV-100", modem("model_name"));
   EXPECT_THAT(send_unclean(4063), Answers(QVCMD_OK, "QV-100"));
-  EXPECT_EQ("handle_get_ftm_model_name OK : QV-100, 6", log().back());
+  EXPECT_EQ("I Diag_Lib: handle_get_ftm_model_name OK : QV-100, 6", lines().back());
   opcode_fault(4063, Effect::fail, 9);
   EXPECT_EQ(9, send(4063, "QV-200").result) << "copied";
   EXPECT_EQ(QVCMD_FAIL, send_unclean(4063).result);
-  EXPECT_EQ("handle_get_ftm_model_name Fail", log().back());
+  EXPECT_EQ("I Diag_Lib: handle_get_ftm_model_name Fail", lines().back());
   clear_faults();
   EXPECT_EQ(-1, send(4063, std::string(256, 'm')).result);
   EXPECT_EQ(0, send(4063, std::string(255, 'm')).result);
@@ -147,7 +155,7 @@ TEST_F(ModemHandlers, AFlushLeavesTheResponseUntouched) {
   ASSERT_THAT(requests(), SizeIs(1));
   opcode_fault(200, Effect::fail, 1);
   EXPECT_THAT(send_unclean(4020), IsUntouched());
-  EXPECT_EQ("system_efs_sync Fail ! return error.", log().back());
+  EXPECT_EQ("E Fcx: system_efs_sync Fail ! return error.", lines().back());
 }
 
 TEST_F(ModemHandlers, AnAnswerThatIsTooLongIsCut) {

@@ -2,7 +2,6 @@
 #include "fcx/modem_link.h"
 
 #include <limits>
-#include <thread>
 
 #include "tests/phone_fixture.h"
 
@@ -72,34 +71,34 @@ TEST_F(ModemLink, TheNumberPicksTheRoute) {
 
 TEST_F(ModemLink, SaysWhatItDoes) {
   set_modem("pid", "PID1");
-  const auto lines = [&](int opcode) {
+  const auto lines_of = [&](int opcode) {
     Outputs out;
     log();
     ask(opcode, out);
-    return log();
+    return lines();
   };
-  EXPECT_THAT(
-      lines(kReadPid),
-      ElementsAre("[COMMON_INTERFACE] QVCMD OPCODE: 202",
-                  "[COMMON_INTERFACE] Call request_to_modem", "[DMI] request_to_modem:__START!\n",
-                  "[init_modem_interface] dmi_init :0\n",
-                  "[DMI] request_to_modem return value is 0\n", "Response Status: 0\n"));
-  EXPECT_THAT(
-      lines(1),
-      ElementsAre("[COMMON_INTERFACE] QVCMD OPCODE: 1", "[COMMON_INTERFACE] Call request_to_modem",
-                  "[DMI] request_to_modem:__START!\n", "[DMI] request_to_modem return value is 2\n",
-                  "Cannot get response. Return error!\n"));
-  EXPECT_THAT(lines(994), ElementsAre("[COMMON_INTERFACE] QVCMD OPCODE: 994",
-                                      "[COMMON_INTERFACE] Invalid OPCODE",
-                                      "Cannot get response. Return error!\n"));
+  EXPECT_THAT(lines_of(kReadPid), ElementsAre("I Fcx: [COMMON_INTERFACE] QVCMD OPCODE: 202",
+                                              "I Fcx: [COMMON_INTERFACE] Call request_to_modem",
+                                              "I Fcx: [DMI] request_to_modem:__START!\n",
+                                              "I Fcx: [init_modem_interface] dmi_init :0\n",
+                                              "I Fcx: [DMI] request_to_modem return value is 0\n",
+                                              "I Fcx: Response Status: 0\n"));
+  EXPECT_THAT(lines_of(1), ElementsAre("I Fcx: [COMMON_INTERFACE] QVCMD OPCODE: 1",
+                                       "I Fcx: [COMMON_INTERFACE] Call request_to_modem",
+                                       "I Fcx: [DMI] request_to_modem:__START!\n",
+                                       "I Fcx: [DMI] request_to_modem return value is 2\n",
+                                       "I Fcx: Cannot get response. Return error!\n"));
+  EXPECT_THAT(lines_of(994), ElementsAre("I Fcx: [COMMON_INTERFACE] QVCMD OPCODE: 994",
+                                         "I Fcx: [COMMON_INTERFACE] Invalid OPCODE",
+                                         "I Fcx: Cannot get response. Return error!\n"));
   set_modem("model_name", "QV-100");
-  EXPECT_THAT(lines(kModelName),
-              ElementsAre("[COMMON_INTERFACE] QVCMD OPCODE: 4063",
-                          "[QVATCMD] result : 0, data_len : 6, status : 0",
-                          "[COMMON_INTERFACE] Receive result value from request_to_android",
-                          "Response Status: 0\n"));
+  EXPECT_THAT(lines_of(kModelName),
+              ElementsAre("I Fcx: [COMMON_INTERFACE] QVCMD OPCODE: 4063",
+                          "I Fcx: [QVATCMD] result : 0, data_len : 6, status : 0",
+                          "I Fcx: [COMMON_INTERFACE] Receive result value from request_to_android",
+                          "I Fcx: Response Status: 0\n"));
   EXPECT_EQ(0, request_to_system(kReadPid, nullptr, 0, nullptr, nullptr, nullptr));
-  EXPECT_EQ("[DMI] request_to_modem return value is 0\n", log().back())
+  EXPECT_EQ("I Fcx: [DMI] request_to_modem return value is 0\n", lines().back())
       << "no data, no status line";
 }
 
@@ -213,15 +212,16 @@ TEST_F(ModemLink, ADirectInterfaceThatDidNotOpenIsTriedAgain) {
   for (int i = 0; i < 2; ++i) {
     log();
     EXPECT_EQ(1, ask(kReadPid, out));
-    EXPECT_THAT(log(), ElementsAre("[COMMON_INTERFACE] QVCMD OPCODE: 202",
-                                   "[COMMON_INTERFACE] Call request_to_modem",
-                                   "[DMI] request_to_modem:__START!\n",
-                                   "[init_modem_interface] dmi_init :-1\n",
-                                   "[DMI] request_to_modem : DMI is not initialized.",
-                                   "[DMI] request_to_modem return value is -1\n",
-                                   "Cannot get response. Return error!\n"));
+    EXPECT_THAT(lines(), ElementsAre("I Fcx: [COMMON_INTERFACE] QVCMD OPCODE: 202",
+                                     "I Fcx: [COMMON_INTERFACE] Call request_to_modem",
+                                     "I Fcx: [DMI] request_to_modem:__START!\n",
+                                     "I Fcx: [init_modem_interface] dmi_init :-1\n",
+                                     "I Fcx: [DMI] request_to_modem : DMI is not initialized.",
+                                     "I Fcx: [DMI] request_to_modem return value is -1\n",
+                                     "I Fcx: Cannot get response. Return error!\n"));
   }
   EXPECT_THAT(requests(), IsEmpty());
+  EXPECT_EQ(-1, init_modem_interface());
   clear_faults();
   EXPECT_EQ(0, ask(kReadPid, out));
   EXPECT_EQ("PID1", out.text());
@@ -246,8 +246,8 @@ TEST_F(ModemLink, AServiceThatIsNotThereTouchesNothing) {
   log();
   EXPECT_EQ(1, ask(kModelName, out));
   EXPECT_TRUE(out.are_untouched());
-  EXPECT_THAT(log(), ElementsAre("[COMMON_INTERFACE] QVCMD OPCODE: 4063",
-                                 "QVATCMD service not published!"));
+  EXPECT_THAT(lines(), ElementsAre("I Fcx: [COMMON_INTERFACE] QVCMD OPCODE: 4063",
+                                   "I Fcx: QVATCMD service not published!"));
   clear_faults();
   EXPECT_EQ(0, ask(kModelName, out)) << "looked up anew";
 }
@@ -316,6 +316,10 @@ TEST_F(ModemLink, GenericCallsRefuseWhatCannotBe) {
   EXPECT_THAT(requests(), IsEmpty());
   EXPECT_EQ(1, get_qve_data_from_modem(994, data, 0, data, &length));
   EXPECT_EQ(-1, length);
+  service_fault("atservice", Effect::absent);
+  length = 7;
+  EXPECT_EQ(1, get_qve_data_from_modem(kModelName, data, 0, data, &length));
+  EXPECT_EQ(7, length);
 }
 
 TEST(Base64, WritesAndReads) {
@@ -440,16 +444,39 @@ TEST_F(BulkTransfer, AddsToTheLengthAndKeepsWithinTheBuffer) {
   EXPECT_EQ(1, receive_modem_data(buffer.data(), nullptr));
 }
 
+TEST_F(BulkTransfer, SaysWhatItDoes) {
+  std::vector<char> data(QVCMD_DATA_SIZE, 'x');
+  const auto own_lines = [this] {
+    std::vector<std::string> own;
+    for (const std::string& line : lines()) {
+      if (line.find("_modem_data") != std::string::npos || line.find("MAX_") != std::string::npos) {
+        own.push_back(line);
+      }
+    }
+    return own;
+  };
+  send_modem_data(data.data(), 256);
+  EXPECT_THAT(own_lines(),
+              ElementsAre("I Fcx: send_modem_data(256)\n", "I Fcx: MAX_QVCMD_REQ_SIZE(2048)\n"));
+  int received = 0;
+  receive_modem_data(data.data(), &received);
+  EXPECT_THAT(own_lines(), ElementsAre("I Fcx: receive_modem_data(), rsp_len = 255\n",
+                                       "I Fcx: receive_modem_data(), buffer_size = 255\n",
+                                       "I Fcx: receive_modem_data(), cur_ptr = 255\n",
+                                       "I Fcx: receive_modem_data(), rsp_len = 1\n",
+                                       "I Fcx: receive_modem_data(), buffer_size = 256\n"));
+}
+
 TEST_F(BulkTransfer, EndsWithTheFirstRequestThatFails) {
   std::string data(600, 'x');
   opcode_fault(155, Effect::fail, 2);
   EXPECT_EQ(2, send_modem_data(data.data(), 600));
-  EXPECT_EQ("send_modem_data. Return error:2\n", log().back());
+  EXPECT_EQ("I Fcx: send_modem_data. Return error:2\n", lines().back());
   EXPECT_THAT(requests(), SizeIs(1));
   opcode_fault(156, Effect::fail, 2);
   int received = 0;
   EXPECT_EQ(2, receive_modem_data(data.data(), &received));
-  EXPECT_EQ("receive_modem_data Return error:2\n", log().back());
+  EXPECT_EQ("I Fcx: receive_modem_data Return error:2\n", lines().back());
 }
 
 }  // namespace

@@ -87,6 +87,18 @@ TEST_F(NvItems, AnswersOfAnyLength) {
   }
 }
 
+TEST_F(NvItems, AShortAnswerKeepsNothingOfTheItemBefore) {
+  Bytes first = filled(1), second = filled(2), read = filled(0);
+  ASSERT_EQ(0, qve_diag_nvwrite(1, first.data()));
+  ASSERT_EQ(0, qve_diag_nvwrite(2, second.data()));
+  ASSERT_EQ(0, qve_diag_nvread(1, read.data()));
+  opcode_fault(kReadNv, Effect::shorter, 1);
+  EXPECT_EQ(0, qve_diag_nvread(2, read.data()));
+  Bytes expected = filled(0);
+  expected[0] = 2;
+  EXPECT_EQ(expected, read);
+}
+
 TEST_F(NvItems, WithoutAPacketOrABufferNothingIsSent) {
   Bytes bytes = filled(0);
   EXPECT_EQ(-1, qve_diag_nvread(kItem, nullptr));

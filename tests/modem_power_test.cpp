@@ -36,12 +36,14 @@ TEST_F(ModemPower, AResetIsNotRepeatedWhileItLasts) {
   EXPECT_EQ(1U, qve_check_modem_cmd_ready()) << "the modem is down";
   requests();
   EXPECT_EQ(0U, qve_reset_modem());
-  EXPECT_EQ("POWER_RESET: modem reset is doing.\n", log().back());
   EXPECT_THAT(opcodes(), IsEmpty());
 
   virtual_phone::set_clock(Clock::fast);
   fcx::wait_for_background_work();
-  EXPECT_EQ("POWER_RESET: modem reset done.\n", log().back());
+  const auto written = lines();
+  EXPECT_THAT(written, testing::IsSupersetOf({"I Fcx: POWER_RESET: modem reset start.\n",
+                                              "I Fcx: POWER_RESET: modem reset is doing.\n"}));
+  EXPECT_EQ("I Fcx: POWER_RESET: modem reset done.\n", written.back());
   EXPECT_EQ(0U, qve_check_modem_cmd_ready());
   requests();
   EXPECT_EQ(0U, qve_reset_modem());
@@ -62,9 +64,9 @@ TEST_F(ModemPower, WithoutAFlushThereIsNoReset) {
   opcode_fault(kSyncEfs, Effect::refuse);
   EXPECT_EQ(1U, qve_reset_modem());
   EXPECT_THAT(opcodes(), ElementsAre(kSyncEfs));
-  const auto written = entries();
-  EXPECT_EQ("EFS SYNC ERROR !!!!!!!!!\n", written.back().message);
-  EXPECT_EQ(6, written.back().priority);
+  EXPECT_EQ("E Fcx: EFS SYNC ERROR !!!!!!!!!\n", lines().back());
+  EXPECT_EQ(0U, qve_reset_modem()) << "on purpose: it stays under way after any failure";
+  EXPECT_THAT(opcodes(), IsEmpty());
 }
 
 TEST_F(ModemPower, BootIsAProperty) {
@@ -97,14 +99,12 @@ TEST_F(ModemPower, AFlushSaysWhyItFailed) {
     Effect effect;
     int64_t value;
     const char* line;
-  } cases[] = {{Effect::fail, 1, "system_efs_sync Fail ! return error."},
-               {Effect::refuse, 0, "system_efs_sync Fail ! rsp error."}};
+  } cases[] = {{Effect::fail, 1, "E Fcx: system_efs_sync Fail ! return error."},
+               {Effect::refuse, 0, "E Fcx: system_efs_sync Fail ! rsp error."}};
   for (const auto& c : cases) {
     opcode_fault(kSyncEfs, c.effect, c.value);
     EXPECT_EQ(-1, system_efs_sync());
-    const auto written = entries();
-    EXPECT_EQ(c.line, written.back().message);
-    EXPECT_EQ(6, written.back().priority);
+    EXPECT_EQ(c.line, lines().back());
     clear_faults();
   }
   opcode_fault(kSyncEfs, Effect::empty);

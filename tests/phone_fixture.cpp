@@ -102,6 +102,18 @@ std::vector<std::string> PhoneTest::log() {
   return messages;
 }
 
+std::vector<std::string> PhoneTest::lines() {
+  constexpr int kSystemBuffer = 3;
+  constexpr std::string_view kPriorities = "??VDIWEF";
+  std::vector<std::string> found;
+  for (const vp::LogEntry& entry : entries()) {
+    EXPECT_EQ(kSystemBuffer, entry.buffer) << entry.message;
+    const char priority = kPriorities[static_cast<size_t>(entry.priority)];
+    found.push_back(priority + (" " + entry.tag) + ": " + entry.message);
+  }
+  return found;
+}
+
 std::string data(const qvcmd_response& response) {
   return {response.data, static_cast<size_t>(response.data_len)};
 }

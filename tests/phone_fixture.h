@@ -4,9 +4,11 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <chrono>
 #include <filesystem>
 #include <string>
 #include <string_view>
+#include <thread>
 #include <vector>
 
 #include "fcx/qvcmd.h"
@@ -63,6 +65,8 @@ class PhoneTest : public testing::Test {
 
   /// The messages that the library wrote since the last call, letter for letter.
   std::vector<std::string> log();
+  /// The same with priority and tag in front: "I Fcx: message". All are from the system buffer.
+  std::vector<std::string> lines();
   /// The same with everything about them.
   std::vector<virtual_phone::LogEntry> entries();
 
@@ -71,6 +75,17 @@ class PhoneTest : public testing::Test {
   std::vector<virtual_phone::LogEntry> entries_;
   int64_t last_request_ = 0;
 };
+
+/// Whether another thread makes `condition` true. Gives up after a long while.
+template <typename Condition>
+bool eventually(Condition condition) {
+  const auto end = std::chrono::steady_clock::now() + std::chrono::seconds(30);
+  while (!condition()) {
+    if (std::chrono::steady_clock::now() > end) return false;
+    std::this_thread::yield();
+  }
+  return true;
+}
 
 /// The answer's bytes.
 std::string data(const qvcmd_response& response);

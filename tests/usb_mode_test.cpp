@@ -1,8 +1,6 @@
 // USB lock, path and mode, and kernel attributes.
 #include "fcx/usb_mode.h"
 
-#include <thread>
-
 #include "fcx/background.h"
 #include "fcx/sysfs.h"
 #include "tests/phone_fixture.h"
@@ -50,16 +48,16 @@ TEST_F(UsbMode, ALockThatIsNotThereIsZeroAndOneThatFailsIsNot) {
   fault(Part::file, kLock, Effect::fail, EACCES, Access::open);
   EXPECT_EQ(-1, get_usb_lock());
   EXPECT_EQ(-1, set_usb_lock(1));
-  EXPECT_THAT(log(),
-              ElementsAre("USB PATH : get_usb_lock FAILED\n", "USB PATH : set_usb_lock FAILED\n"));
+  EXPECT_THAT(lines(), ElementsAre("I Fcx: USB PATH : get_usb_lock FAILED\n",
+                                   "I Fcx: USB PATH : set_usb_lock FAILED\n"));
   EXPECT_EQ("0", lock());
   clear_faults();
   fs::remove(file(kLock));
   EXPECT_EQ(0, get_usb_lock());
   EXPECT_EQ(0, set_usb_lock(1));
-  const std::string missing = std::string("USB PATH : ") + kLock + " does not exist\n";
-  EXPECT_THAT(log(), ElementsAre("USB PATH : get_usb_lock FAILED\n", missing,
-                                 "USB PATH : set_usb_lock FAILED\n", missing));
+  const std::string missing = std::string("I Fcx: USB PATH : ") + kLock + " does not exist\n";
+  EXPECT_THAT(lines(), ElementsAre("I Fcx: USB PATH : get_usb_lock FAILED\n", missing,
+                                   "I Fcx: USB PATH : set_usb_lock FAILED\n", missing));
   EXPECT_FALSE(fs::exists(file(kLock)));
 }
 
@@ -68,24 +66,34 @@ TEST_F(UsbMode, APathChangeReleasesTheLockAndEndsInFactoryMode) {
   fault(Part::property, kUsbState, Effect::late, 1000, Access::read);
   EXPECT_EQ(0, usb_path_change(nullptr));
   fcx::wait_for_background_work();
-  EXPECT_EQ("0", lock());
+  EXPECT_EQ("0", lock()) << "released";
   EXPECT_EQ("factory,adb", property(kConfig));
   EXPECT_EQ("factory,adb", property(kUsbState));
   EXPECT_EQ("skip", property("vendor.qve.usb.adb_skip_auth"));
-  EXPECT_THAT(log(), testing::IsEmpty()) << "every state came";
+  EXPECT_THAT(lines(), testing::IsEmpty()) << "every state came";
+}
+
+TEST_F(UsbMode, OnlyALockOfOneIsReleased) {
+  set_lock("5");
+  EXPECT_EQ(nullptr, usb_path_change_thread(nullptr));
+  EXPECT_EQ("5", lock());
+}
+
+TEST_F(UsbMode, AStateIsWaitedForAlmostASecond) {
+  EXPECT_EQ(1, wait_for_state("factory,adb"));
+  const int64_t begin = virtual_phone::now_us();
+  EXPECT_EQ(0, wait_for_state("none"));
+  const int64_t waited = virtual_phone::now_us() - begin;
+  EXPECT_GE(waited, 19 * 50'000) << "between 20 reads";
+  EXPECT_LT(waited, 21 * 50'000);
 }
 
 TEST_F(UsbMode, AStateThatDoesNotComeStopsNothing) {
   fault(Part::property, kUsbState, Effect::fail, 0, Access::read);
   EXPECT_EQ(nullptr, usb_path_change_thread(nullptr));
-  const auto written = entries();
-  ASSERT_THAT(written, testing::SizeIs(3));
-  const char* states[] = {"none", "skip", "factory,adb"};
-  for (size_t i = 0; i < 3; ++i) {
-    EXPECT_EQ(std::string("USB PATH : wait_for_state(") + states[i] + ") FAILED\n",
-              written[i].message);
-    EXPECT_EQ(6, written[i].priority);
-  }
+  EXPECT_THAT(lines(), ElementsAre("E Fcx: USB PATH : wait_for_state(none) FAILED\n",
+                                   "E Fcx: USB PATH : wait_for_state(skip) FAILED\n",
+                                   "E Fcx: USB PATH : wait_for_state(factory,adb) FAILED\n"));
   EXPECT_EQ("factory,adb", property(kConfig));
 }
 
@@ -100,9 +108,9 @@ TEST_F(UsbMode, ASecondPathChangeIsRefused) {
   fault(Part::property, kUsbState, Effect::fail, 0, Access::read);
   virtual_phone::set_clock(virtual_phone::Clock::stopped);
   EXPECT_EQ(0, usb_path_change(nullptr));
-  while (property(kConfig) != "none") std::this_thread::yield();
+  EXPECT_TRUE(eventually([&] { return property(kConfig) == "none"; }));
   EXPECT_EQ(reinterpret_cast<void*>(intptr_t{-1}), usb_path_change_thread(nullptr));
-  EXPECT_EQ("USB PATH : usb_path_change_thread is already running\n", log().back());
+  EXPECT_EQ("I Fcx: USB PATH : usb_path_change_thread is already running\n", lines().back());
   virtual_phone::set_clock(virtual_phone::Clock::fast);
   fcx::wait_for_background_work();
   EXPECT_EQ("factory,adb", property(kConfig));
@@ -131,6 +139,29 @@ TEST_F(UsbMode, ModesSetTheLockAndTheConfiguration) {
   }
 }
 
+// Seen while the switch sleeps: the first step is done, the second is not.
+TEST_F(UsbMode, ModesPauseBetweenTheirTwoSteps) {
+  const struct {
+    int (*change)();
+    bool lock_first;
+  } cases[] = {
+      {usb_mode_change_user, true}, {usb_mode_change_factory, false}, {usb_mode_change_cpdm, true}};
+  for (const auto& c : cases) {
+    set_lock("x");
+    set_property(kConfig, "before");
+    virtual_phone::set_clock(virtual_phone::Clock::stopped);
+    const int64_t begin = virtual_phone::now_us();
+    std::thread changer([&] { EXPECT_EQ(0, c.change()); });
+    EXPECT_TRUE(
+        eventually([&] { return c.lock_first ? lock() == "0" : property(kConfig) == "factory"; }));
+    EXPECT_EQ(c.lock_first ? "before" : "factory", property(kConfig));
+    EXPECT_EQ(c.lock_first ? "0" : "x", lock());
+    virtual_phone::set_clock(virtual_phone::Clock::fast);
+    changer.join();
+    EXPECT_GE(virtual_phone::now_us() - begin, 100'000);
+  }
+}
+
 TEST_F(UsbMode, TheStateIsAPrefix) {
   const struct {
     std::string content;
@@ -143,12 +174,12 @@ TEST_F(UsbMode, TheStateIsAPrefix) {
     write_file(file(kState), c.content);
     log();
     EXPECT_EQ(c.state, get_usbstate_from_sys()) << c.content;
-    const auto written = log();
-    EXPECT_EQ("USB State: " + c.content.substr(0, 1000), written.front().substr(0, 1011));
+    const auto written = lines();
+    EXPECT_EQ("I Fcx: USB State: " + c.content.substr(0, 1000), written.front().substr(0, 1018));
     EXPECT_EQ(c.state == 0 ? 3U : 2U, written.size());
-    EXPECT_EQ(
-        "The value returned from " + std::string(kState) + " is " + std::to_string(c.state) + " ",
-        written.back());
+    EXPECT_EQ("I Fcx: The value returned from " + std::string(kState) + " is " +
+                  std::to_string(c.state) + " ",
+              written.back());
   }
 }
 
@@ -156,15 +187,15 @@ TEST_F(UsbMode, AStateThatCannotBeReadIsNone) {
   const struct {
     Access access;
     const char* line;
-  } cases[] = {{Access::open, "Error while opening the file %s : Input/output error \n"},
-               {Access::read, "Error while reading the file %s : Input/output error\n"}};
+  } cases[] = {{Access::open, "I Fcx: Error while opening the file %s : Input/output error \n"},
+               {Access::read, "I Fcx: Error while reading the file %s : Input/output error\n"}};
   for (const auto& c : cases) {
     fault(Part::file, kState, Effect::fail, EIO, c.access);
     write_file(file(kState), "CONFIGURED");
     EXPECT_EQ(0, get_usbstate_from_sys());
     std::string line = c.line;
     line.replace(line.find("%s"), 2, kState);
-    EXPECT_THAT(log(), ElementsAre(line));
+    EXPECT_THAT(lines(), ElementsAre(line));
     clear_faults();
   }
 }
@@ -176,9 +207,16 @@ TEST_F(UsbMode, AnAttributeIsWrittenInPlace) {
   EXPECT_EQ(0, write_sysfs(attribute, "on", 2));
   EXPECT_EQ("on", read_file(file(attribute)));
   EXPECT_EQ(-1, write_sysfs("/no/such/attribute", "1", 1));
-  EXPECT_EQ("write_sysfs: Open Error(No such file or directory): /no/such/attribute", log().back());
+  EXPECT_EQ("E Fcx: write_sysfs: Open Error(No such file or directory): /no/such/attribute",
+            lines().back());
   fault(Part::file, attribute, Effect::shorter, 1, Access::write);
   EXPECT_EQ(-1, write_sysfs(attribute, "mem", 3));
+  for (const char* outside : {"/../../fcx-out", "../fcx-out", "/data/./../..//../fcx-out", "/.."}) {
+    write_sysfs(outside, "1", 1);
+    EXPECT_FALSE(fs::exists(directory().parent_path() / "fcx-out")) << outside;
+    EXPECT_FALSE(fs::exists(directory() / "fcx-out")) << outside;
+  }
+  EXPECT_EQ("1", read_file(file("/fcx-out"))) << "the device's root has no parent";
   EXPECT_EQ(-1, write_sysfs(nullptr, "1", 1));
   EXPECT_EQ(-1, write_sysfs(attribute, nullptr, 1));
   EXPECT_EQ(-1, write_sysfs(attribute, "1", -1));
