@@ -23,7 +23,6 @@ using android::hardware::hidl_vec;
 using android::hardware::Return;
 using android::hardware::Status;
 using android::hardware::Void;
-using android::hidl::base::V1_0::IBase;
 using testing::ElementsAre;
 using testing::HasSubstr;
 using vendor::qve::hardware::filehandle::V1_0::IFileHandle;
@@ -195,18 +194,6 @@ class HidlServices : public PhoneTest {
   static sp<Echo> make_echo() { return sp<Echo>(new (std::nothrow) Echo); }
 };
 
-TEST_F(HidlServices, AnAnswerArrives) {
-  ASSERT_EQ(android::OK, make_echo()->registerAsService("answering"));
-  const sp<IQvAtCmd> service = IQvAtCmd::getService("answering");
-  ASSERT_NE(nullptr, service);
-  QVATCMDResponse given{};
-  const Return<void> sent =
-      service->request({5, 3, "QUJD"}, [&](const QVATCMDResponse& response) { given = response; });
-  EXPECT_TRUE(sent.isOk());
-  EXPECT_EQ((QVATCMDResponse{0, 3, 5, "QUJD"}), given);
-  EXPECT_TRUE(service->ping().isOk());
-}
-
 TEST_F(HidlServices, FailuresOfACallArrive) {
   const sp<Echo> echo = make_echo();
   ASSERT_EQ(android::OK, echo->registerAsService("failing"));
@@ -257,20 +244,6 @@ TEST_F(HidlServices, AServiceOfAnotherInterfaceIsNone) {
   log();
   EXPECT_EQ(nullptr, IFileHandle::getService("mistaken"));
   EXPECT_THAT(log(), ElementsAre(HasSubstr("is no vendor.qve.hardware.filehandle")));
-}
-
-TEST_F(HidlServices, AServiceSaysWhatItIs) {
-  ASSERT_EQ(android::OK, make_echo()->registerAsService("speaking"));
-  const sp<IBase> service = IQvAtCmd::getService("speaking");
-  std::string descriptor;
-  EXPECT_TRUE(service->interfaceDescriptor([&](const auto& name) { descriptor = name; }).isOk());
-  EXPECT_EQ("vendor.qve.hardware.qvatcmd@1.0::IQvAtCmd", descriptor);
-  std::vector<std::string> chain;
-  EXPECT_TRUE(service->interfaceChain([&](const auto& names) { chain = texts(names); }).isOk());
-  EXPECT_THAT(chain, ElementsAre("vendor.qve.hardware.qvatcmd@1.0::IQvAtCmd",
-                                 "android.hidl.base@1.0::IBase"));
-  EXPECT_NE(nullptr, sp<IQvAtCmd>(IQvAtCmd::castFrom(service)));
-  EXPECT_EQ(nullptr, sp<IFileHandle>(IFileHandle::castFrom(service)));
 }
 
 }  // namespace

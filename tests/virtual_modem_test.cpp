@@ -590,17 +590,6 @@ TEST_F(VirtualModem, ValuesAreChecked) {
   }
 }
 
-TEST_F(VirtualModem, TheUsbStateFollowsItsProperties) {
-  property_set("vendor.qve.usb.config", "none");
-  EXPECT_EQ("none", property("vendor.qve.usb.state"));
-  property_set("vendor.qve.usb.adb_skip_auth", "no");
-  EXPECT_EQ("none", property("vendor.qve.usb.state"));
-  property_set("vendor.qve.usb.adb_skip_auth", "skip");
-  EXPECT_EQ("skip", property("vendor.qve.usb.state"));
-  vp::restart(phone(), "test");
-  EXPECT_EQ("factory,adb", property("vendor.qve.usb.state"));
-}
-
 /// A phone as its first version was made, with one item.
 void make_phone_of_version_1(const std::filesystem::path& directory) {
   std::filesystem::create_directories(directory / "root");
