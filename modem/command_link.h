@@ -21,7 +21,6 @@ class ModemAnswer {
   std::string_view text() const;
   /// The length that the other side claims, whatever it is.
   int32_t claimed_length() const { return record_.data_len; }
-  int32_t status() const { return record_.reserved; }
   bool starts_with(std::string_view start) const {
     return bytes().substr(0, start.size()) == start;
   }

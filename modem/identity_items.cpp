@@ -75,7 +75,8 @@ int reset_dependent_identity() {
   if (handle_testmode_bt_write_request(fcx::kDefaultBtAddress) == 1) return QVCMD_FAIL;
   reset_serial_number();
   if (set_ntcode("", 0) != 0) DOMAIN_ERROR("the network-code list cannot be emptied\n");
-  property_set(kMccListProperty, "0");
+  if (property_set(kMccListProperty, "0") != 0)
+    DOMAIN_ERROR("%s cannot be set\n", kMccListProperty);
   imei_check_on_boot();
   sbpSetDefaultMCCLists();
   sbpSetDefaultNTcode();

@@ -89,6 +89,7 @@ int usb_state_of(std::string_view text) {
 int wait_for_state(const char* state) {
   constexpr int kReads = 20;
   constexpr uint64_t kPauseUs = 50'000;
+  if (state == nullptr) return 0;
   for (int read = 1;; ++read) {
     std::array<char, PROPERTY_VALUE_MAX> now{};
     property_get(kStateProperty, now.data(), "");

@@ -141,6 +141,8 @@ TEST_F(ModemEfs, WithoutBytesNothingIsSent) {
   for (const int n : {0, -1, INT32_MIN}) {
     EXPECT_EQ(0, efs_read(1, &byte, n));
     EXPECT_EQ(0, efs_write(1, &byte, n));
+    EXPECT_EQ(0, efs_read(1, nullptr, n));
+    EXPECT_EQ(0, efs_write(1, nullptr, n));
   }
   EXPECT_THAT(requests(), SizeIs(0));
 }

@@ -57,8 +57,8 @@ unsigned int read_qve_imei(int opcode, char* request, short len, char* answer, i
 /// @param answer     2048 bytes
 /// @param answer_len receives the length of the answer to 127, normally 0, plus that of the list;
 ///                   2048 at most
-/// @return 0; else the code of the request, or of receive_modem_data(), that failed. `answer` and
-///         `*answer_len` then hold what came before.
+/// @return 0; the code of the request that failed, with -1 in `*answer_len`; or the code of
+///         receive_modem_data(), with what came before it in `answer` and `*answer_len`
 unsigned int read_qve_ntcode(char* request, short len, char* answer, int* answer_len);
 
 /// Opcodes 128, 129: the model suffix.

@@ -28,13 +28,13 @@ int efs_unlink(char* path);
 /// of what is missing, and the next goes on behind it, on purpose; one that brings none is the
 /// last.
 /// @param buf room for `n` bytes
-/// @return the bytes received, without the gaps; 0 when the first request brings none; -1 for a
-///         null buffer
+/// @return the bytes received, without the gaps; 0 when the first request brings none, or `n` is
+///         below 1; else -1 for a null buffer
 int efs_read(int fd, void* buf, int n);
 
 /// Writes `n` bytes, in requests of at most 2032. Each goes on behind what the modem took of the
 /// one before; one of which it takes nothing is the last.
-/// @return the bytes that the modem took; 0 when `n` is below 1; -1 for a null buffer
+/// @return the bytes that the modem took; 0 when `n` is below 1; else -1 for a null buffer
 int efs_write(int fd, void* buf, int n);
 
 #pragma GCC visibility pop

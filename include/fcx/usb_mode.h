@@ -15,7 +15,7 @@ int get_usb_lock();
 int set_usb_lock(int v);
 
 /// Waits until the property "vendor.qve.usb.state" is `state`: 20 reads, 50 ms apart.
-/// @return 1 when it is; 0 when it has not come, which is logged
+/// @return 1 when it is; 0 when it has not come, which is logged, and at once for null
 int wait_for_state(const char* state);
 
 /// Switches the USB path on a thread of its own: usb_path_change_thread().
