@@ -1,7 +1,51 @@
-// Carrier set-up: one software image finds its carrier.
+// Carrier set-up: one software image finds its carrier. At every start a thread decides the
+// carrier, country and MCC from the network code, the SIM, the customisation package and what
+// earlier starts left, and publishes them as properties. Nothing stops the device: what cannot be
+// read leaves the defaults.
 #pragma once
 
+#include <cstdio>
+
 #pragma GCC visibility push(default)
+
+/// Starts set-up, as the daemon does once at its start. During an encrypted start it waits up to
+/// three seconds for the framework, and restores what it can from files meanwhile.
+/// @return 1 when set-up was started, or put off until the framework restarts; 0 when a thread
+///         could not be created
+int sbpCreateThread();
+
+/// Body of the set-up thread: calls qve_single_binary_init() every 0.5 seconds until it is complete
+/// or the time for the SIM is over. @return null
+void* single_binary_event(void* unused);
+
+/// Body of the thread that restores the carrier during an encrypted start. @return null
+void* single_binary_iccid_event(void* unused);
+
+/// One pass of set-up.
+/// @return 0 when it is complete, 1 when it is to be called again
+int qve_single_binary_init();
+
+/// Reads the SIM: from the modem, or on a MediaTek chipset from the radio layer's properties.
+/// @param out     2048 bytes: the ICCID, "NO SIM ERROR", "NO SIM READ ERROR" or "NOT YET". No NUL
+/// @param length  its length
+/// @param command the opcode that the modem is asked with: 14
+/// @return 0 on an answer, anything else without one
+int qve_read_sim(char* out, int* length, int command);
+
+/// Derives the MCC, and where the SIM decides it the country, from an ICCID.
+void qve_parse_iccid(const char* iccid);
+
+/// Stores a rewritten network code and publishes its MCCs. The next start is a first one when the
+/// code's beginning has changed.
+/// @param ntcode   at most 2048 characters
+/// @param mcc_list 2048 bytes, see qve_get_mcc_list()
+void sbpWriteNTCode(const char* ntcode, char* mcc_list);
+
+/// Stores the network code that stands behind a key in a file of KEY=NTCODE lines. A carriage
+/// return at a line's end belongs to the code, on purpose.
+/// @param file open for reading, and left open
+/// @return `size`, or 1 when storing failed; the lines behind such a failure are searched on
+int sbpWriteBuyer(FILE* file, int size, const char* key);
 
 /// Empties the properties "persist.vendor.qve.mcc-list" and "persist.vendor.qve.mccmnc-list".
 void sbpSetDefaultMCCLists();
@@ -9,5 +53,38 @@ void sbpSetDefaultMCCLists();
 /// Sets "persist.vendor.qve.ntcode-changed" to "3" and "persist.vendor.qve.tavrin.ntcode" to the
 /// empty network code.
 void sbpSetDefaultNTcode();
+
+/// Stores a network code of 12 zero bytes.
+void sbpSetOtpe();
+
+// Properties that survive a wipe of the property service: one file each, in
+// "/mnt/vendor/persist-qv/property". A name that is empty or holds a "/" is refused.
+
+/// @param value 92 bytes: what the file holds, cut at 91; untouched when 1 is returned
+/// @return 0, or 1 when there is none
+int qve_read_property_persist_cache(const char* name, char* value);
+
+/// Replaces the file at once, or not at all; it is on disk when this returns. A value is cut at 91.
+void qve_write_property_persist_cache(const char* name, const char* value);
+
+// The carrier's restore during an encrypted start.
+
+/// Reads the SIM, and on success restores the carrier from files by the next two functions.
+/// @return 0 when the SIM was read, 1 to be called again
+int qve_secure_startup_read_iccid();
+/// Applies the SIM auto profile of the ICCID that was read.
+void qve_secure_sim_profile_from_iccid();
+/// Sets the carrier from the property cache and from what earlier starts kept.
+void qve_set_carrier_from_file();
+/// qve_parse_iccid() of the ICCID that was read.
+void qve_secure_startup_parse_iccid();
+
+namespace fcx {
+
+/// Forgets all that carrier set-up knows, and asks for the overlay again, as when the library is
+/// loaded: for a program that sees more than one start of a phone. Not while set-up runs.
+void reload_carrier_set_up();
+
+}  // namespace fcx
 
 #pragma GCC visibility pop
