@@ -12,6 +12,7 @@
 #include "virtual_phone/events.h"
 #include "virtual_phone/item_store.h"
 #include "virtual_phone/properties.h"
+#include "virtual_phone/sim.h"
 
 namespace fcx_test {
 
@@ -92,6 +93,25 @@ std::vector<std::string> PhoneTest::events() {
   for (const vp::Event& event : vp::events(phone()))
     found.push_back(event.kind + ": " + event.detail);
   return found;
+}
+
+void PhoneTest::insert_sim(std::string_view iccid) {
+  vp::set_sim(phone(), {vp::SimState::inserted, std::string(iccid), 0});
+}
+
+void PhoneTest::remove_sim() { vp::set_sim(phone(), {}); }
+
+void PhoneTest::restart() { vp::restart(phone(), "test"); }
+
+void PhoneTest::set_build_property(const char* name, std::string_view value) {
+  for (const char* table : {"build_property", "property"}) {
+    const std::string sql = std::string("INSERT OR REPLACE INTO ") + table + " VALUES(?, ?)";
+    vp::Database(directory_ / vp::kDatabaseName, vp::Database::Survives::kill)
+        .query(sql.c_str())
+        .bind(name)
+        .bind(value)
+        .run();
+  }
 }
 
 std::vector<vp::LogEntry> PhoneTest::entries() { return std::exchange(entries_, {}); }

@@ -63,6 +63,14 @@ class PhoneTest : public testing::Test {
   std::vector<virtual_phone::ModemRequest> requests();
   std::vector<std::string> events();
 
+  /// Puts a SIM in, whatever its ICCID.
+  void insert_sim(std::string_view iccid);
+  void remove_sim();
+  /// Switches the phone off and on.
+  void restart();
+  /// Sets a property of the image: at once, and again with every restart.
+  void set_build_property(const char* name, std::string_view value);
+
   /// The messages that the library wrote since the last call, letter for letter.
   std::vector<std::string> log();
   /// The same with priority and tag in front: "I Fcx: message". All are from the system buffer.

@@ -378,9 +378,9 @@ TEST_F(VirtualModem, AnyBytesOfAnyLengthAreAnsweredWithinTheRecord) {
     vp::restart(phone(), "ends a reset");
   }
   for (const auto& entry : std::filesystem::directory_iterator(directory())) {
-    EXPECT_THAT(
-        entry.path().filename().string(),
-        testing::AnyOf(testing::StartsWith("phone.db"), "root", "log", "efs", "efs-golden"));
+    EXPECT_THAT(entry.path().filename().string(),
+                testing::AnyOf(testing::StartsWith("phone.db"), "root", "overlay", "log", "efs",
+                               "efs-golden"));
   }
 }
 
@@ -627,6 +627,7 @@ TEST_F(VirtualModem, APhoneOfTheFirstVersionIsRaisedWhenItIsOpened) {
   EXPECT_EQ("IMEI READ ERROR :(", ask(117).text());
   EXPECT_EQ("IMEI WRITE OK", ask(116, kImei).text());
   EXPECT_EQ("1", ask(opcode::make_golden_copy).text()) << "a tree that nothing was ever in";
+  EXPECT_EQ("NO SIM ERROR", ask(opcode::read_sim).text());
   vp::Database database(old / "phone.db", vp::Database::Survives::kill);
   vp::Query version = database.query("PRAGMA user_version");
   ASSERT_TRUE(version.step());

@@ -13,6 +13,7 @@
 #include "virtual_phone/phone.h"
 #include "virtual_phone/profiles.h"
 #include "virtual_phone/schema.h"
+#include "virtual_phone/sim.h"
 
 namespace virtual_phone {
 namespace {
@@ -43,6 +44,11 @@ void write_file(const fs::path& file, const char* content) {
   out << content;
   out.close();
   if (!out) throw Error(file.string() + ": cannot be written");
+}
+
+void write_tree(const fs::path& root, const std::vector<ProfileFile>& files) {
+  fs::create_directories(root);
+  for (const auto& [path, content] : files) write_file(device_file(root, path), content);
 }
 
 void make_database(const fs::path& file, const Profile& profile) {
@@ -77,6 +83,10 @@ void make_database(const fs::path& file, const Profile& profile) {
         .bind_blob(bytes)
         .run();
   }
+  if (!profile.sim_iccid.empty()) {
+    store_sim(database, {SimState::inserted, std::string(profile.sim_iccid), 0});
+  }
+  start_sim(database);
   transaction.commit();
 }
 
@@ -86,12 +96,9 @@ void make_phone(const fs::path& directory, const Profile& profile) {
   for (const char* device_path : device_directories()) {
     fs::create_directories(device_file(root, device_path));
   }
-  for (const auto& [device_path, content] : profile.files) {
-    write_file(device_file(root, device_path), content);
-  }
-  const fs::path efs = directory / kEfsName;
-  fs::create_directories(efs);
-  for (const auto& [path, content] : profile.efs_files) write_file(device_file(efs, path), content);
+  write_tree(root, profile.files);
+  write_tree(directory / kOverlayName, profile.overlay_files);
+  write_tree(directory / kEfsName, profile.efs_files);
   const fs::path partition = device_file(root, get_ftm_path());
   write_file(partition, "");
   fs::resize_file(partition, kPartitionBlocks * kItemBlock);
@@ -115,8 +122,8 @@ bool is_phones_entry(const std::string& name) {
   const std::string database = kDatabaseName;
   for (const std::string& known :
        {database, database + "-wal", database + "-shm", database + "-journal", std::string("root"),
-        std::string("log"), std::string(kEfsName), std::string(kGoldenCopyName),
-        kGoldenCopyName + std::string(".new")}) {
+        std::string("log"), std::string(kOverlayName), std::string(kEfsName),
+        std::string(kGoldenCopyName), kGoldenCopyName + std::string(".new")}) {
     if (name == known) return true;
   }
   return false;

@@ -10,6 +10,7 @@
 #include "virtual_phone/modem.h"
 #include "virtual_phone/modem_efs.h"
 #include "virtual_phone/modem_exchange.h"
+#include "virtual_phone/sim.h"
 
 namespace virtual_phone {
 namespace {
@@ -22,6 +23,8 @@ constexpr size_t kChunk = 255;
 constexpr size_t kLargestArea = 64 << 10;
 constexpr size_t kNvPacket = 132;
 constexpr char kCheckDigitError[] = "CHECK DIGIT ERROR";
+constexpr char kNoSim[] = "NO SIM ERROR";
+constexpr char kSimNotReady[] = "NOT YET";
 
 /// What a restart of the phone ends.
 struct Run {
@@ -125,6 +128,13 @@ ModemAnswer read_pid(const Call& call) {
 
 ModemAnswer write_pid(const Call& call) {
   return knows_pid(call.phone) ? write_record(call) : answer_code(kUnknownOpcode);
+}
+
+ModemAnswer read_sim(const Call& call) {
+  if (!poll_sim(call.phone)) return answer_of(kSimNotReady);
+  const Sim found = sim(call.phone);
+  if (found.state == SimState::absent) return answer_of(kNoSim);
+  return answer_of(found.state == SimState::inserted ? found.iccid : call.row.refused);
 }
 
 ModemAnswer begin_bulk(const Call& call) {
@@ -235,6 +245,7 @@ const std::vector<Row>& rows() {
   static const std::string kYes = "1";
   static const std::string kImeiUnread = "IMEI READ ERROR :(";
   static const std::vector<Row> all = {
+      {opcode::read_sim, read_sim, nullptr, "", "NO SIM READ ERROR"},
       {opcode::write_impl, write_flag, "impl", "IMPL WRITE OK", "IMPL WRITE ERROR"},
       {opcode::read_impl, read_value, "impl", "", "IMPL READ ERROR"},
       {opcode::write_idde, write_record, "idde", "IDDE OK", "IDDE ERROR"},
@@ -302,7 +313,8 @@ ModemAnswer refuse_directly(int32_t number) {
 bool is_modem_message(int32_t number, std::string_view answer) {
   const Row* row = find_row(number);
   if (row == nullptr || answer.empty()) return false;
-  return answer == row->done || answer == row->refused || answer == kCheckDigitError;
+  if (answer == row->done || answer == row->refused) return true;
+  return answer == kCheckDigitError || answer == kNoSim || answer == kSimNotReady;
 }
 
 }  // namespace virtual_phone

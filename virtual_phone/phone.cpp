@@ -8,6 +8,7 @@
 
 #include "virtual_phone/events.h"
 #include "virtual_phone/schema.h"
+#include "virtual_phone/sim.h"
 
 namespace virtual_phone {
 namespace {
@@ -154,6 +155,7 @@ void restart(Phone& phone, std::string_view reason) {
   phone.fleeting().execute("DELETE FROM property WHERE substr(name, 1, 8) <> 'persist.'");
   phone.fleeting().execute("INSERT OR IGNORE INTO property SELECT name, value FROM build_property");
   phone.fleeting().execute("DELETE FROM modem_run");
+  start_sim(phone.fleeting());
   transaction.commit();
 }
 

@@ -1,6 +1,7 @@
-// A virtual phone: a directory with the phone's state (phone.db), its file tree (root/), its
-// modem's file tree (efs/) and its log (log/system.log). Several processes may use one phone at
-// once; within a process, any thread may. docs/virtual_phone.md describes it for its users.
+// A virtual phone: a directory with the phone's state (phone.db), its file tree (root/) and what an
+// overlay lays over it (overlay/), its modem's file tree (efs/) and its log (log/system.log).
+// Several processes may use one phone at once; within a process, any thread may.
+// docs/virtual_phone.md describes it for its users.
 #pragma once
 
 #include <atomic>
@@ -16,6 +17,7 @@
 namespace virtual_phone {
 
 constexpr char kDatabaseName[] = "phone.db";
+constexpr char kOverlayName[] = "overlay";
 constexpr char kEfsName[] = "efs";
 constexpr char kGoldenCopyName[] = "efs-golden";
 
@@ -81,8 +83,8 @@ Phone& selected();
 Phone* selected_or_null() noexcept;
 
 /// The phone is switched off and on: properties that do not persist are gone, build properties are
-/// back, and the modem has forgotten its bulk transfer and any reset. Recorded as an event of kind
-/// "restart".
+/// back, the modem has forgotten its bulk transfer and any reset, and the SIM starts anew. Recorded
+/// as an event of kind "restart".
 void restart(Phone& phone, std::string_view reason);
 
 }  // namespace virtual_phone

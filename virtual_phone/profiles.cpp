@@ -92,7 +92,9 @@ Profile single() {
           {
               {"/nv/item_files/modem/mmode/sms_only", "0"},
               {"/qv/factory/rf_cal_date", "20200601"},
-          }};
+          },
+          {},
+          "8901410000000000001"};
 }
 
 }  // namespace
@@ -107,8 +109,13 @@ const std::vector<const char*>& device_directories() {
       "/data/vendor/factory",
       "/dev/block/by-name",
       "/mnt/vendor/persist-qv/camera",
+      "/mnt/vendor/persist-qv/kelp",
+      "/mnt/vendor/persist-qv/property",
       "/mnt/vendor/persist-qv/startday",
+      "/oem",
       "/proc",
+      "/product",
+      "/system/etc",
   };
   return all;
 }

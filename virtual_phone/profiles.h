@@ -15,7 +15,7 @@ struct ProfileItem {
   std::string_view bytes;
 };
 struct ProfileFile {
-  const char* path;  ///< on the device, or in the modem's file system
+  const char* path;  ///< on the device, on its overlay, or in the modem's file system
   const char* content;
 };
 struct ProfileModemValue {
@@ -32,6 +32,8 @@ struct Profile {
   std::vector<ProfileModemValue> modem_values;
   std::vector<ProfileItem> nv_items;
   std::vector<ProfileFile> efs_files;
+  std::vector<ProfileFile> overlay_files = {};  ///< which only the file-handle service reads
+  std::string_view sim_iccid = {};              ///< of the SIM that is inserted; empty: none is
 };
 
 const std::vector<Profile>& profiles();

@@ -7,6 +7,7 @@
 
 #include "virtual_phone/faults.h"
 #include "virtual_phone/platform_call.h"
+#include "virtual_phone/sim.h"
 
 namespace virtual_phone {
 namespace {
@@ -39,6 +40,13 @@ constexpr Follower kFollowers[] = {
     {"vendor.qve.usb.config", "", "vendor.qve.usb.state", ""},
     {"vendor.qve.usb.adb_skip_auth", "skip", "vendor.qve.usb.state", "skip"},
 };
+
+/// The value that the library finds.
+std::optional<std::string> found_property(Phone& phone, std::string_view name) {
+  auto value = get_property(phone, name);
+  if (!value.has_value() && radio_layer_answers(phone, name)) value = get_property(phone, name);
+  return value;
+}
 
 }  // namespace
 
@@ -90,7 +98,7 @@ int property_get(const char* key, char* value, const char* default_value) {
   vp::platform_call("property_get", -1, [&](vp::Phone& phone) {
     const auto fault = vp::strike(phone, vp::Part::property, key, vp::Access::read);
     if (!fault.has_value()) {
-      found = vp::get_property(phone, key).value_or("");
+      found = vp::found_property(phone, key).value_or("");
     } else if (fault->effect == vp::Effect::garbage) {
       found.assign(vp::kLongestValue, '\xFF');
     }

@@ -33,6 +33,12 @@ CREATE TABLE modem_request(id INTEGER PRIMARY KEY AUTOINCREMENT, time_us INTEGER
                            status INTEGER NOT NULL, answer_length INTEGER NOT NULL,
                            answer BLOB NOT NULL, overlapped INTEGER NOT NULL);
 )",
+    // The SIM, in one row; none is no SIM. sim_run holds what a restart ends.
+    R"(
+CREATE TABLE sim(one INTEGER PRIMARY KEY CHECK(one = 1), state TEXT NOT NULL, iccid BLOB NOT NULL,
+                 not_yet INTEGER NOT NULL);
+CREATE TABLE sim_run(one INTEGER PRIMARY KEY CHECK(one = 1), polls INTEGER NOT NULL);
+)",
 };
 
 /// Raised with every change that older programs cannot read.
