@@ -13,6 +13,7 @@
 #include <unistd.h>
 
 #include <random>
+#include <thread>
 
 #include "fcx/factory_items.h"
 #include "platform/device_home.h"
@@ -65,6 +66,43 @@ TEST_F(VirtualPhone, PropertiesEnforceWhatAPhoneDoes) {
   for (const char* name : {"", ".a", "a.", "a..b", "a b", "a=b"}) {
     EXPECT_EQ(-1, property_set(name, "1")) << name;
   }
+}
+
+TEST_F(VirtualPhone, AnObserverHearsOfPropertiesInTheirOrder) {
+  std::vector<std::string> heard;
+  vp::observe_properties([&](const vp::PropertyChange& change) {
+    heard.push_back(change.name + ": " + change.before.value_or("-") + " > " + change.after + " " +
+                    get(change.name.c_str()));
+  });
+  property_set("a.b", "1");
+  property_set("a.b", "1");
+  property_set("persist.a", nullptr);
+  property_set("ro.build.type", "user");
+  property_set("a.b", std::string(92, 'v').c_str());
+  fault(Part::property, "a.b", Effect::fail, 0);
+  property_set("a.b", "3");
+  EXPECT_THAT(heard, ElementsAre("a.b: - > 1 1", "a.b: 1 > 1 1", "persist.a: - >  "))
+      << "none that was refused";
+  clear_faults();
+
+  heard.clear();
+  std::vector<std::thread> setters;
+  for (const char* value : {"x", "y"}) {
+    setters.emplace_back([value] {
+      for (int i = 0; i < 50; ++i) property_set("c.d", value);
+    });
+  }
+  for (std::thread& setter : setters) setter.join();
+  ASSERT_EQ(100U, heard.size());
+  std::string before = "-";
+  for (const std::string& change : heard) {
+    const std::string after = change.substr(change.find('>') + 2, 1);
+    EXPECT_EQ("c.d: " + before + " > " + after + " " + after, change);
+    before = after;
+  }
+  vp::observe_properties({});
+  property_set("a.b", "4");
+  EXPECT_EQ(100U, heard.size());
 }
 
 TEST_F(VirtualPhone, ARestartKeepsWhatPersists) {

@@ -3,7 +3,9 @@
 #include <cutils/properties.h>
 
 #include <algorithm>
+#include <atomic>
 #include <cstring>
+#include <mutex>
 
 #include "virtual_phone/faults.h"
 #include "virtual_phone/platform_call.h"
@@ -27,6 +29,10 @@ bool is_property_name(std::string_view name) {
          name.find_first_not_of(kAllowed) == std::string_view::npos;
 }
 
+std::mutex observer_mutex;
+std::function<void(const PropertyChange&)> property_observer;
+std::atomic<bool> is_observed = false;
+
 /// A property that changes when another is set.
 struct Follower {
   std::string_view name;
@@ -40,6 +46,15 @@ constexpr Follower kFollowers[] = {
     {"vendor.qve.usb.config", "", "vendor.qve.usb.state", ""},
     {"vendor.qve.usb.adb_skip_auth", "skip", "vendor.qve.usb.state", "skip"},
 };
+
+/// Sets a property and tells the observer. Setters take turns, so that it hears of them in order.
+void set_observed(Phone& phone, std::string_view name, std::string_view value) {
+  if (!is_observed) return set_property(phone, name, value);
+  const std::lock_guard lock(observer_mutex);
+  const auto before = get_property(phone, name);
+  set_property(phone, name, value);
+  if (property_observer) property_observer({std::string(name), before, std::string(value)});
+}
 
 /// The value that the library finds.
 std::optional<std::string> found_property(Phone& phone, std::string_view name) {
@@ -81,6 +96,12 @@ void set_property(Phone& phone, std::string_view name, std::string_view value) {
   }
 }
 
+void observe_properties(std::function<void(const PropertyChange&)> observer) {
+  const std::lock_guard lock(observer_mutex);
+  property_observer = std::move(observer);
+  is_observed = static_cast<bool>(property_observer);
+}
+
 std::vector<std::pair<std::string, std::string>> properties(Phone& phone) {
   const std::lock_guard lock(phone.mutex());
   std::vector<std::pair<std::string, std::string>> found;
@@ -115,7 +136,7 @@ int property_get(const char* key, char* value, const char* default_value) {
 int property_set(const char* key, const char* value) {
   return vp::platform_call("property_set", -1, [&](vp::Phone& phone) {
     if (vp::strike(phone, vp::Part::property, key, vp::Access::write).has_value()) return -1;
-    vp::set_property(phone, key, value == nullptr ? "" : value);
+    vp::set_observed(phone, key, value == nullptr ? "" : value);
     return 0;
   });
 }

@@ -2,6 +2,7 @@
 // can be set once until the next restart; "persist." survives a restart, all others do not.
 #pragma once
 
+#include <functional>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -19,5 +20,16 @@ void set_property(Phone& phone, std::string_view name, std::string_view value);
 
 /// Names and values, by name.
 std::vector<std::pair<std::string, std::string>> properties(Phone& phone);
+
+struct PropertyChange {
+  std::string name;
+  std::optional<std::string> before;  ///< nothing when it was not set
+  std::string after;
+};
+
+/// Calls `observer`, under a lock, with each property that this process sets through property_set()
+/// from now on, in the order in which they are set, also where the value stays the same. It may
+/// read properties, and set none. An empty one ends it.
+void observe_properties(std::function<void(const PropertyChange&)> observer);
 
 }  // namespace virtual_phone
