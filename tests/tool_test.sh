@@ -77,7 +77,7 @@ usage)
   expect 2 'Near it: read_imei' fcx fault opcode read_ime refuse
   expect 2 'no request has the opcode 994' fcx fault opcode 994 fail
   expect 2 'is no fault of opcodes: fail, late, refuse' fcx fault opcode 117 absent
-  expect 2 'Services: dmi, diag, atservice' fcx fault service modem absent
+  expect 2 'Services: dmi, diag, atservice, filehandle' fcx fault service modem absent
   expect 2 'not expected: --on' fcx fault opcode 117 refuse --on read
   expect 2 'check digit is 8, not 1' fcx modem set imei1 490154203237511
   expect 2 'an IMEI has 15 digits' fcx modem set imei2 49015420323751

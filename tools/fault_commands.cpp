@@ -220,7 +220,7 @@ void add_fault(CLI::App& tool, Invocation& invocation) {
   add_part(group, invocation, vp::Part::opcode, "The number of an opcode of the modem, or its name",
            "  fcx fault opcode write_imei late 2000 --times 1");
   add_part(group, invocation, vp::Part::service,
-           "dmi (the modem), diag (NV packets) or atservice (the system side)",
+           "dmi (the modem), diag (NV packets), atservice (the system side) or filehandle",
            "  fcx fault service diag absent");
   add_command(group, "list", "List the faults that are set", "",
               [&invocation] { list_faults(invocation); });

@@ -22,6 +22,22 @@ int wait_for_writer(void*, int attempt) {
   return 1;
 }
 
+/// A file's name as a URI, whose own marks would else be taken for the URI's.
+std::string uri_of(const std::filesystem::path& file) {
+  constexpr char kDigits[] = "0123456789ABCDEF";
+  std::string uri = "file:";
+  for (const char c : file.string()) {
+    if (c == '%' || c == '?' || c == '#') {
+      uri += '%';
+      uri += kDigits[c >> 4];
+      uri += kDigits[c & 15];
+    } else {
+      uri += c;
+    }
+  }
+  return uri;
+}
+
 [[noreturn]] void fail(sqlite3* database) {
   const char* file = sqlite3_db_filename(database, "main");
   const std::string name = file == nullptr || *file == '\0' ? "phone.db" : file;
@@ -83,19 +99,31 @@ void Database::Close::operator()(sqlite3* database) const { sqlite3_close(databa
 
 void Database::Finalize::operator()(sqlite3_stmt* statement) const { sqlite3_finalize(statement); }
 
-Database::Database(const std::filesystem::path& file, Survives survives, bool create) {
+Database::Database(const std::filesystem::path& file, const std::string& opened_as, int flags) {
   sqlite3* opened = nullptr;
-  const int flags = SQLITE_OPEN_READWRITE | SQLITE_OPEN_NOMUTEX | (create ? SQLITE_OPEN_CREATE : 0);
-  const int result = sqlite3_open_v2(file.c_str(), &opened, flags, nullptr);
+  const int result =
+      sqlite3_open_v2(opened_as.c_str(), &opened, flags | SQLITE_OPEN_NOMUTEX, nullptr);
   database_.reset(opened);
   if (opened == nullptr) throw Error(file.string() + ": out of memory");
   if (result != SQLITE_OK) throw Error(file.string() + ": " + sqlite3_errmsg(opened));
   sqlite3_busy_handler(opened, wait_for_writer, nullptr);
+}
+
+Database::Database(const std::filesystem::path& file, Survives survives, bool create)
+    : Database(file, file.string(), SQLITE_OPEN_READWRITE | (create ? SQLITE_OPEN_CREATE : 0)) {
   execute(create ? "PRAGMA journal_mode=WAL" : "PRAGMA schema_version");
   // FULL flushes each commit to disk; NORMAL leaves it to the system, which outlives a killed
   // process.
   execute(survives == Survives::power_cut ? "PRAGMA synchronous=FULL"
                                           : "PRAGMA synchronous=NORMAL");
+}
+
+Database Database::to_look_at(const std::filesystem::path& file) {
+  // SQLite makes its files beside a database even to read it, unless it is told that nobody writes.
+  // Nobody does where none of them is there.
+  const bool is_in_use = std::filesystem::exists(file.string() + "-wal");
+  return {file, uri_of(file) + (is_in_use ? "" : "?immutable=1"),
+          SQLITE_OPEN_READONLY | SQLITE_OPEN_URI};
 }
 
 Query Database::query(const char* sql) {

@@ -48,6 +48,8 @@ class Database {
 
   /// Opens an existing database file, or makes a new one.
   Database(const std::filesystem::path& file, Survives survives, bool create = false);
+  /// Opens an existing database file to look at it. Changes nothing, and leaves nothing beside it.
+  static Database to_look_at(const std::filesystem::path& file);
 
   /// A statement, prepared once for this connection. One run of it at a time.
   Query query(const char* sql);
@@ -58,6 +60,8 @@ class Database {
   int64_t last_id() const;
 
  private:
+  Database(const std::filesystem::path& file, const std::string& opened_as, int flags);
+
   struct Close {
     void operator()(sqlite3* database) const;
   };

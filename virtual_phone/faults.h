@@ -33,8 +33,8 @@ enum class Effect {
 };
 
 /// The services beside the library that a fault can stand on: the direct modem interface, the
-/// diagnostic packets, the AT-command service.
-inline constexpr const char* kServices[] = {"dmi", "diag", "atservice"};
+/// diagnostic packets, the AT-command service, the file-handle service.
+inline constexpr const char* kServices[] = {"dmi", "diag", "atservice", "filehandle"};
 
 /// The most bytes that a `longer` answer has.
 constexpr int64_t kLongestAnswer = 65536;

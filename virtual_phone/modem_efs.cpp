@@ -9,8 +9,8 @@
 #include <cerrno>
 #include <cstring>
 #include <map>
-#include <utility>
 
+#include "virtual_phone/host_file.h"
 #include "virtual_phone/modem.h"
 
 namespace virtual_phone {
@@ -21,26 +21,6 @@ namespace fs = std::filesystem;
 constexpr size_t kPathSize = 128;
 constexpr size_t kPieceSize = 2032;
 constexpr int kMostDescriptors = 64;
-
-/// An open file of the host, closed with its owner.
-class HostFile {
- public:
-  explicit HostFile(int fd = -1) : fd_(fd) {}
-  ~HostFile() {
-    if (fd_ >= 0) close(fd_);
-  }
-  HostFile(HostFile&& other) noexcept : fd_(std::exchange(other.fd_, -1)) {}
-  HostFile& operator=(HostFile&& other) noexcept {
-    std::swap(fd_, other.fd_);
-    return *this;
-  }
-
-  int get() const { return fd_; }
-  bool is_open() const { return fd_ >= 0; }
-
- private:
-  int fd_;
-};
 
 /// The descriptors of this process.
 struct Descriptors {

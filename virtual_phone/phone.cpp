@@ -148,6 +148,8 @@ Phone* selected_or_null() noexcept {
   return known.current;
 }
 
+Phone* selected_so_far() noexcept { return selection().current; }
+
 void restart(Phone& phone, std::string_view reason) {
   record_event(phone, "restart", reason);
   const std::lock_guard lock(phone.mutex());

@@ -82,6 +82,9 @@ Phone& selected();
 /// The same for the platform functions, which cannot throw: null when there is no usable phone.
 Phone* selected_or_null() noexcept;
 
+/// The phone that is selected already, or null: none is opened for the answer.
+Phone* selected_so_far() noexcept;
+
 /// The phone is switched off and on: properties that do not persist are gone, build properties are
 /// back, the modem has forgotten its bulk transfer and any reset, and the SIM starts anew. Recorded
 /// as an event of kind "restart".
