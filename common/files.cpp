@@ -7,6 +7,7 @@
 #include <algorithm>
 #include <cerrno>
 #include <cstdio>
+#include <cstdlib>
 #include <cstring>
 
 namespace fcx {
@@ -31,6 +32,23 @@ int flush_directory_of(const char* path) {
   memcpy(directory.data(), path, length);
   const UniqueFd fd(open(directory.data(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
   return fd.is_open() ? fsync(fd.get()) : 0;
+}
+
+/// Whether a file is not there, or a regular one that may be written; errno says why not.
+bool may_be_replaced(const char* path) {
+  struct stat old {};
+  if (stat(path, &old) != 0) return true;
+  if (S_ISREG(old.st_mode)) return access(path, W_OK) == 0;
+  errno = EISDIR;
+  return false;
+}
+
+/// Whoever could read the old file can read the new one. The owner is kept where that is allowed.
+void keep_access(const UniqueFd& fd, const char* old_path) {
+  struct stat old {};
+  if (!fd.is_open() || stat(old_path, &old) != 0) return;
+  static_cast<void>(fchmod(fd.get(), old.st_mode & 07777) == 0 &&
+                    fchown(fd.get(), old.st_uid, old.st_gid) == 0);
 }
 
 }  // namespace
@@ -137,6 +155,33 @@ int write_device_file(const UniqueFd& fd, const char* device_path, std::string_v
   return -1;
 }
 
+DeviceFileReader::DeviceFileReader(const char* device_path)
+    : fd_(open_device_file(device_path, O_RDONLY)) {
+  if (is_open()) fault_ = platform_file_fault(device_path, FileOperation::read);
+}
+
+ssize_t DeviceFileReader::read(char* buffer, size_t size) {
+  if (!may_go_on(fault_)) return -1;
+  ssize_t got = -1;
+  do {
+    got = ::read(fd_.get(), buffer, std::min(size, fault_.limit));
+  } while (got < 0 && errno == EINTR);
+  if (got > 0) fault_.limit -= static_cast<size_t>(got);
+  return got;
+}
+
+bool device_file_exists(const char* device_path) {
+  const DevicePath path(device_path);
+  return path.c_str() != nullptr && access(path.c_str(), F_OK) == 0;
+}
+
+int rename_device_file(const char* from, const char* to) {
+  const DevicePath old_path(from);
+  const DevicePath new_path(to);
+  if (old_path.c_str() == nullptr || new_path.c_str() == nullptr) return -1;
+  return rename(old_path.c_str(), new_path.c_str());
+}
+
 int remove_device_file(const char* device_path) {
   const DevicePath path(device_path);
   return path.c_str() == nullptr ? -1 : unlink(path.c_str());
@@ -144,34 +189,44 @@ int remove_device_file(const char* device_path) {
 
 FileReplacement::FileReplacement(const char* device_path)
     : device_path_(device_path), target_(device_path), temporary_(device_path, kTemporarySuffix) {
-  if (target_.c_str() == nullptr || temporary_.c_str() == nullptr) return;
-  if (!may_go_on(platform_file_fault(device_path, FileOperation::open))) return;
-  struct stat old {};
-  const bool exists = stat(target_.c_str(), &old) == 0;
-  if (exists && !S_ISREG(old.st_mode)) {
-    errno = EISDIR;
-    return;
-  }
-  // A file that may not be written may not be replaced either.
-  if (exists && access(target_.c_str(), W_OK) != 0) return;
+  if (!can_begin() || !may_be_replaced(target_.c_str())) return;
   fd_.reset(open(temporary_.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, kNewFileMode));
-  // Whoever could read the old file can read the new one. The owner is kept where that is allowed.
-  if (is_open() && exists) {
-    static_cast<void>(fchmod(fd_.get(), old.st_mode & 07777) == 0 &&
-                      fchown(fd_.get(), old.st_uid, old.st_gid) == 0);
-  }
+  keep_access(fd_, target_.c_str());
+}
+
+FileReplacement::FileReplacement(const char* device_path, const char* temporary_template)
+    : device_path_(device_path), target_(device_path), temporary_(temporary_template) {
+  if (!can_begin()) return;
+  fd_.reset(mkostemp(temporary_.data(), O_CLOEXEC));
+  keep_access(fd_, target_.c_str());
+}
+
+bool FileReplacement::can_begin() const {
+  if (target_.c_str() == nullptr || temporary_.c_str() == nullptr) return false;
+  return may_go_on(platform_file_fault(device_path_, FileOperation::open));
+}
+
+const char* FileReplacement::temporary_path() const {
+  return temporary_.c_str() == nullptr ? "" : temporary_.c_str() + strlen(device_root());
 }
 
 FileReplacement::~FileReplacement() {
   if (is_open()) unlink(temporary_.c_str());
 }
 
-int FileReplacement::commit(std::string_view content) {
+int FileReplacement::write(std::string_view content) {
   if (!is_open() || write_device_file(fd_, device_path_, content) != 0) return -1;
-  if (fsync(fd_.get()) != 0) return -1;
-  if (rename(temporary_.c_str(), target_.c_str()) != 0) return -1;
+  return fsync(fd_.get());
+}
+
+int FileReplacement::put_in_place() {
+  if (!is_open() || rename(temporary_.c_str(), target_.c_str()) != 0) return -1;
   fd_.reset();
   return flush_directory_of(target_.c_str());
+}
+
+int FileReplacement::commit(std::string_view content) {
+  return write(content) == 0 ? put_in_place() : -1;
 }
 
 int replace_device_file(const char* device_path, std::string_view content) {

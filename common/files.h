@@ -45,6 +45,8 @@ class DevicePath {
   /// @param suffix goes behind the path
   explicit DevicePath(std::string_view device_path, std::string_view suffix = "");
 
+  /// To be changed without growing.
+  char* data() { return path_.data(); }
   /// Null, with errno ENAMETOOLONG, for a path too long.
   const char* c_str() const;
 
@@ -72,26 +74,60 @@ ssize_t read_device_file(const UniqueFd& fd, const char* device_path, char* buff
 /// @return 0, or -1 when not all of it could be written
 int write_device_file(const UniqueFd& fd, const char* device_path, std::string_view content);
 
+/// A device file that is read from its start to its end, piece by piece.
+class DeviceFileReader {
+ public:
+  explicit DeviceFileReader(const char* device_path);
+
+  bool is_open() const { return fd_.is_open(); }
+  /// @return the bytes read, 0 at the end, or -1
+  ssize_t read(char* buffer, size_t size);
+
+ private:
+  UniqueFd fd_;
+  FileFault fault_;
+};
+
+/// Whether there is a device file, readable or not.
+bool device_file_exists(const char* device_path);
+
 /// Removes a device file. @return 0 or -1
 int remove_device_file(const char* device_path);
+
+/// Gives a device file another name in the same file system, in place of what has it.
+/// @return 0 or -1
+int rename_device_file(const char* from, const char* to);
 
 /// A device file's new content, which takes the old one's place at once or not at all: it is
 /// written beside it, flushed, and renamed. What is not committed is removed again.
 class FileReplacement {
  public:
+  /// Written to a file of the same name and ".tmp". What may not be written is not replaced.
   explicit FileReplacement(const char* device_path);
+  /// Written to a file of its own. `temporary_template` ends in "XXXXXX", which becomes a name that
+  /// is still free.
+  FileReplacement(const char* device_path, const char* temporary_template);
   ~FileReplacement();
   FileReplacement(const FileReplacement&) = delete;
   FileReplacement& operator=(const FileReplacement&) = delete;
 
   /// Whether the file can be written at all.
   bool is_open() const { return fd_.is_open(); }
+  /// Device path of the temporary file. Owned by this.
+  const char* temporary_path() const;
 
-  /// Writes `content` and puts it in place; it is on disk when this returns 0. -1 otherwise: the
-  /// file is what it was, unless only the last step failed, which flushes the directory.
+  /// Writes `content` to the temporary file; it is on disk when this returns 0. Otherwise -1.
+  int write(std::string_view content);
+  /// Gives the temporary file the name of the one that it replaces, and flushes the directory.
+  /// @return 0, or -1: the file is what it was, unless only the flush failed
+  int put_in_place();
+  /// Both.
   int commit(std::string_view content);
 
  private:
+  /// Whether there are paths to work with, and no fault; errno says why not.
+  bool can_begin() const;
+
   const char* device_path_;
   DevicePath target_;
   DevicePath temporary_;

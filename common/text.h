@@ -23,6 +23,11 @@ class TextBuffer {
   explicit TextBuffer(std::string_view text) { text.copy(bytes_.data(), Capacity); }
 
   static constexpr size_t capacity() { return Capacity; }
+  /// Adds text behind what is there; what does not fit is cut.
+  void append(std::string_view text) {
+    const size_t length = view().size();
+    text.copy(bytes_.data() + length, Capacity - length);
+  }
   /// Capacity bytes to be filled; the NUL behind them stays.
   char* data() { return bytes_.data(); }
   const char* c_str() const { return bytes_.data(); }

@@ -1,0 +1,61 @@
+#include "common/lines.h"
+
+#include <algorithm>
+#include <cstring>
+
+#include "common/text.h"
+
+namespace fcx {
+
+DeviceFileLines::DeviceFileLines(const char* device_path, size_t longest)
+    : file_(device_path), longest_(std::min(longest, kLongest)) {}
+
+void DeviceFileLines::fill() {
+  if (is_at_end_ || unread_.size() >= longest_) return;
+  memmove(buffer_.data(), unread_.data(), unread_.size());
+  size_t filled = unread_.size();
+  while (filled < longest_) {
+    const ssize_t got = file_.read(buffer_.data() + filled, buffer_.size() - filled);
+    is_at_end_ = got <= 0;
+    if (is_at_end_) break;
+    filled += static_cast<size_t>(got);
+  }
+  unread_ = {buffer_.data(), filled};
+}
+
+std::optional<std::string_view> DeviceFileLines::next() {
+  if (!is_open()) return std::nullopt;
+  fill();
+  if (unread_.empty()) return std::nullopt;
+  const std::string_view piece = unread_.substr(0, longest_);
+  const size_t newline = piece.find('\n');
+  const std::string_view line = piece.substr(0, newline);
+  unread_.remove_prefix(newline == std::string_view::npos ? piece.size() : newline + 1);
+  return bounded_text(line.data(), line.size());
+}
+
+std::optional<std::string_view> take_line(std::string_view& text) {
+  if (text.empty()) return std::nullopt;
+  const std::string_view line = take_until(text, '\n');
+  return bounded_text(line.data(), line.size());
+}
+
+std::string_view take_until(std::string_view& text, char separator) {
+  const size_t end = std::min(text.find(separator), text.size());
+  const std::string_view taken = text.substr(0, end);
+  text.remove_prefix(std::min(end + 1, text.size()));
+  return taken;
+}
+
+std::optional<std::string_view> take_token(std::string_view& text, char separator) {
+  text.remove_prefix(std::min(text.find_first_not_of(separator), text.size()));
+  if (text.empty()) return std::nullopt;
+  return take_until(text, separator);
+}
+
+std::string_view without_return(std::string_view text) {
+  if (!text.empty() && text.back() == '\r') text.remove_suffix(1);
+  return text;
+}
+
+}  // namespace fcx
