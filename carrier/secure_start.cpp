@@ -1,0 +1,55 @@
+// The carrier's restore during an encrypted start: before the user's data can be read, the carrier
+// comes from the SIM and from files outside of it.
+#include <mutex>
+
+#include "carrier/properties.h"
+#include "carrier/sim.h"
+#include "carrier/sim_profile.h"
+#include "carrier/stored_properties.h"
+#include "fcx/customisation.h"
+#include "fcx/single_binary.h"
+
+namespace {
+
+/// Sets the carrier that the property cache holds, if it holds one.
+void restore_from_cache() {
+  fcx::PropertyText carrier;
+  if (qve_read_property_persist_cache(fcx::kSimOperatorProperty, carrier.data()) != 0) return;
+  fcx::write_property(fcx::kSimOperatorProperty, carrier);
+  for (const char* name : {fcx::kSimSubOperatorProperty, fcx::kSimCountryProperty}) {
+    fcx::PropertyText value;
+    qve_read_property_persist_cache(name, value.data());
+    fcx::write_property(name, value);
+  }
+}
+
+}  // namespace
+
+int qve_secure_startup_read_iccid() {
+  fcx::CarrierState& state = fcx::carrier_state();
+  const std::lock_guard lock(state.pass);
+  const fcx::SimReading sim = fcx::read_sim("[QVE][SBP][ICCID]");
+  if (sim.answer != fcx::SimAnswer::iccid) return 1;
+  state.restored_iccid = state.is_mtk ? fcx::without_padding(sim.iccid) : sim.iccid;
+  qve_secure_sim_profile_from_iccid();
+  qve_set_carrier_from_file();
+  return 0;
+}
+
+void qve_secure_sim_profile_from_iccid() {
+  const fcx::CarrierState& state = fcx::carrier_state();
+  qve_check_nao_feature();
+  if (!state.has_fast_profile || fcx::read_sim_profile_permission() != 0) return;
+  fcx::SimProfile profile;
+  fcx::qve_parse_sim_auto_profile(state.restored_iccid.c_str(), profile);
+}
+
+void qve_set_carrier_from_file() {
+  if (fcx::read_sim_profile_permission() != 1) restore_from_cache();
+  fcx::restore_carrier_properties();
+  fcx::restore_sap_feature();
+}
+
+void qve_secure_startup_parse_iccid() {
+  qve_parse_iccid(fcx::carrier_state().restored_iccid.c_str());
+}

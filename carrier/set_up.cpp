@@ -1,0 +1,374 @@
+// The set-up decision: one pass in ten steps, each a function below.
+#include "carrier/set_up.h"
+
+#include <mutex>
+
+#include "carrier/client_ids.h"
+#include "carrier/pet_name.h"
+#include "carrier/properties.h"
+#include "carrier/sim.h"
+#include "carrier/sim_profile.h"
+#include "fcx/customisation.h"
+#include "fcx/mcc_lookup.h"
+#include "fcx/network_code.h"
+#include "fcx/single_binary.h"
+
+namespace {
+
+using fcx::CarrierState;
+using fcx::FirstBoot;
+using ListText = fcx::TextBuffer<2047>;
+using fcx::PropertyText;
+using fcx::read_property;
+using fcx::SimAnswer;
+using fcx::SimRead;
+using fcx::write_property;
+
+constexpr char kLog[] = "[QVE][SBP]";
+constexpr char kUnknownMcc[] = "FFF";
+constexpr char kUnknownMccMnc[] = "FFFFF";
+
+/// "1" from when a first start has published what it knows without the SIM until set-up ends. A
+/// start that finds it was interrupted before, and is a first one again: otherwise the SIM could
+/// never settle the MCC of a device that lost its power in between.
+constexpr char kUnfinishedProperty[] = "persist.vendor.qve.sbp.unfinished";
+
+constexpr char kCountryProperty[] = "vendor.qve.sim_country";
+constexpr char kCountryChangedProperty[] = "vendor.qve.sim_country_changed";
+constexpr char kCountryFixedProperty[] = "persist.vendor.qve.sim_country_fixed";
+constexpr char kCountryNotFixed[] = "yet_fixed";
+
+/// The lists that the steps of a pass hand on.
+struct Lists {
+  ListText mcc;     ///< of the network code, or of the test
+  ListText mccmnc;  ///< as another component of the system has published it
+  ListText subset;
+};
+
+bool contains(const ListText& list, std::string_view part) {
+  return list.view().find(part) != std::string_view::npos;
+}
+
+bool is_set(const char* property) { return read_property(property).view() == "1"; }
+
+void mark_unfinished() {
+  if (!is_set(kUnfinishedProperty)) write_property(kUnfinishedProperty, "1");
+}
+
+void check_laot_mode_enabled(const CarrierState& state) {
+  if (!state.is_test_mode) return;
+  SBP_LOG("[QVE][SBP] LAOT MODE ENABLED! \n");
+  write_property(fcx::kFirstBootProperty, "0");
+  write_property(fcx::kIccidProperty, state.default_iccid);
+  write_property(fcx::kSimChangedProperty, "F");
+}
+
+void qve_set_sap_default_property(const CarrierState& state) {
+  SBP_LOG("[QVE][SBP] qve_set_sap_default_property");
+  write_property(fcx::kSimOperatorProperty, state.default_operator);
+  write_property(fcx::kIccidProperty, state.default_iccid);
+  write_property(fcx::kLastIccidProperty, state.default_iccid);
+  if (!state.has_late_profile) return;
+  write_property(fcx::kSimCountryProperty, state.default_country);
+  if (qve_get_dualsim_appendix() == 0) return;
+  write_property("persist.vendor.qve.sim2.operator", state.default_operator);
+  write_property("persist.vendor.qve.sim2.country", state.default_country);
+}
+
+/// Step 1: what earlier starts left, and what the device is.
+void prepare(CarrierState& state) {
+  state.first_boot = static_cast<FirstBoot>(qve_check_fboot_status());
+  if (state.first_boot == FirstBoot::settled && is_set(kUnfinishedProperty)) {
+    state.first_boot = FirstBoot::open;
+  }
+  state.sim_profile_permission = fcx::read_sim_profile_permission();
+  qve_sbp_verion();
+  qve_check_nao_feature();
+  qve_save_profile_type();
+  if (!state.is_test_mode) state.is_test_mode = is_set("persist.vendor.qve.kelp.test.enable");
+  check_laot_mode_enabled(state);
+}
+
+/// Step 2: a device that has never completed a start gets the defaults.
+void set_defaults(const CarrierState& state) {
+  if (state.first_boot != FirstBoot::open) return;
+  SBP_LOG("[QVE][SBP] SETUP default setting");
+  write_property(fcx::kFirstMccProperty, kUnknownMcc);
+  write_property(fcx::kFirstBootProperty, "0");
+  write_property(fcx::kMccListProperty, kUnknownMcc);
+  write_property(fcx::kSimChangedProperty, "F");
+  if (state.has_fast_profile || state.has_late_profile) qve_set_sap_default_property(state);
+}
+
+/// The MCCs of the stored network code.
+void read_mcc_list(ListText& out) {
+  fcx::TextBuffer<2048> code;
+  if (get_ntcode(code.data()) != 0) SBP_LOG("[QVE][SBP] the network code cannot be read\n");
+  qve_get_mcc_list(code.data(), out.data());
+}
+
+void decide_mcc_list(const CarrierState& state, ListText& out) {
+  const PropertyText of_test = state.is_test_mode
+                                   ? read_property("persist.vendor.qve.service.flex.nt-mccmnc")
+                                   : PropertyText();
+  if (of_test.view().size() >= 6) {
+    out = ListText(of_test.view().substr(0, 3));
+  } else {
+    read_mcc_list(out);
+  }
+}
+
+/// A rewritten network code makes this start a first one.
+void notice_network_code_change(CarrierState& state) {
+  if (read_property(fcx::kCodeChangedProperty, "F").view() != "1") return;
+  SBP_LOG("[QVE][SBP] NTCODE changed status");
+  state.first_boot = FirstBoot::open;
+  state.is_network_code_changed = true;
+  write_property(fcx::kFirstBootProperty, "0");
+  write_property(fcx::kFirstMccProperty, kUnknownMcc);
+  write_property(fcx::kFirstMccMncProperty, kUnknownMccMnc);
+}
+
+/// The user interface has confirmed an operator: it stands.
+void qve_update_cust_items(CarrierState& state, const PropertyText& mccmnc) {
+  SBP_LOG("[QVE][SBP] CUST confirmed UI mccmnc: %s", mccmnc.c_str());
+  write_property(fcx::kFirstBootProperty, "1");
+  write_property(fcx::kFirstMccMncProperty, mccmnc);
+  write_property(fcx::kFirstMccProperty, PropertyText(mccmnc.view().substr(0, 3)));
+  state.first_boot = FirstBoot::by_user_interface;
+}
+
+/// Step 3: which MCCs the device may belong to.
+void settle_mcc_list(CarrierState& state, Lists& lists) {
+  decide_mcc_list(state, lists.mcc);
+  write_property(fcx::kMccListProperty, lists.mcc.c_str());
+  lists.mccmnc = ListText(read_property(fcx::kMccMncListProperty).view());
+  lists.subset = ListText(read_property(fcx::kSubsetListProperty).view());
+  qve_check_2nd_ntcode(lists.mccmnc.c_str(), lists.subset.c_str());
+  SBP_LOG("[QVE][SBP] NTCODE MCC: %s, MCCMNC: %s", lists.mcc.c_str(), lists.mccmnc.c_str());
+  notice_network_code_change(state);
+  const PropertyText confirmed = read_property("persist.vendor.qve.radio.first-mccmnc");
+  if (confirmed.view().size() >= 5 && confirmed.view() != kUnknownMccMnc) {
+    qve_update_cust_items(state, confirmed);
+  }
+  if (!fcx::is_sim_base()) fcx::qve_define_googleID_base_ntcode();
+  fcx::resolve_pet_name();
+}
+
+/// One MCC: no SIM is needed.
+void complete_by_network_code(CarrierState& state, const Lists& lists) {
+  SBP_LOG("[QVE][SBP] Only one MCC-list");
+  if (state.first_boot == FirstBoot::by_user_interface) return;
+  write_property(fcx::kFirstMccProperty, lists.mcc.c_str());
+  write_property(fcx::kFirstMccMncProperty, lists.mccmnc.c_str());
+  write_property(fcx::kFirstBootProperty, "1");
+  state.first_boot = FirstBoot::by_network_code;
+}
+
+/// Several MCCs: the SIM settles which, if it can.
+void leave_to_the_sim(CarrierState& state, const Lists& lists) {
+  SBP_LOG("[QVE][SBP] 2 More MCC-lists");
+  const PropertyText sim_operator = read_property(fcx::kSimOperatorProperty);
+  if (state.first_boot == FirstBoot::by_user_interface) return;
+  write_property(fcx::kFirstMccProperty, kUnknownMcc);
+  write_property(fcx::kFirstMccMncProperty, kUnknownMccMnc);
+  if (!contains(lists.mccmnc, kUnknownMccMnc) && sim_operator.empty()) return;
+  mark_unfinished();
+  write_property(fcx::kFirstBootProperty, "1");
+  state.first_boot = FirstBoot::by_network_code;
+}
+
+/// Step 4: what the network code alone decides.
+void decide_by_network_code(CarrierState& state, const Lists& lists) {
+  if (state.first_boot == FirstBoot::settled) return;
+  const size_t length = lists.mcc.view().size();
+  SBP_LOG("[QVE][SBP] MCC-list: %s, length: %zu", lists.mcc.c_str(), length);
+  if (length < 3) {
+    SBP_LOG("[QVE][SBP] DO Not have NT-CODE list!!");
+    write_property(fcx::kMccListProperty, "");
+  } else if (!contains(lists.mccmnc, kUnknownMccMnc) && !contains(lists.mcc, ",")) {
+    complete_by_network_code(state, lists);
+  } else {
+    leave_to_the_sim(state, lists);
+  }
+}
+
+/// Step 5: the SIM of the start before.
+void read_saved_iccid(CarrierState& state) {
+  state.saved_iccid =
+      fcx::IccidText(read_property(fcx::kIccidProperty, state.default_iccid.c_str()).view());
+  SBP_LOG("[QVE][SBP] Saved ICCID: %s", state.saved_iccid.c_str());
+  SBP_LOG("[QVE][SBP] Size: %zu", state.saved_iccid.view().size());
+}
+
+/// Step 6: steps 1 to 5 are done until the first read of the SIM that fails.
+void prepare_for_the_sim(CarrierState& state) {
+  if (state.sim_read != SimRead::none_failed) return;
+  Lists lists;
+  prepare(state);
+  set_defaults(state);
+  settle_mcc_list(state, lists);
+  decide_by_network_code(state, lists);
+  read_saved_iccid(state);
+}
+
+/// Nothing answered. @return whether set-up is complete without the SIM
+bool go_on_without_answer(CarrierState& state) {
+  if (state.sim_read == SimRead::none_failed) {
+    SBP_LOG("[QVE][SBP] Set to default about SIM property");
+    write_property(fcx::kSimChangedProperty, "2");
+    state.sim_read = SimRead::no_response;
+  }
+  if (state.first_boot != FirstBoot::by_network_code) return false;
+  SBP_LOG("[QVE][SBP] 1st Boot is completed with NT Code MCC");
+  return true;
+}
+
+/// Publishes the country that an earlier SIM has settled. @return whether one has
+bool publish_fixed_country() {
+  const PropertyText fixed = read_property(kCountryFixedProperty, kCountryNotFixed);
+  if (fixed.view() == kCountryNotFixed) return false;
+  write_property(kCountryProperty, fixed);
+  write_property(kCountryChangedProperty, "1");
+  return true;
+}
+
+void go_on_without_sim(CarrierState& state) {
+  write_property(fcx::kSimChangedProperty, "2");
+  state.sim_read = SimRead::no_sim;
+  if (!fcx::is_sim_base() || !publish_fixed_country()) return;
+  SBP_LOG("[QVE][SBP][SIMBASE] NO SIM sim country already fixed as [%s]",
+          read_property(kCountryFixedProperty).c_str());
+}
+
+/// Step 8: the ICCID is this device's SIM.
+fcx::IccidText accept(CarrierState& state, const fcx::IccidText& read) {
+  fcx::IccidText iccid = state.is_mtk ? fcx::without_padding(read) : read;
+  if (state.is_test_mode) {
+    iccid =
+        fcx::IccidText(read_property("persist.vendor.qve.kelp.test.iccid", iccid.c_str()).view());
+    SBP_LOG("[QVE][SBP] virtual ICCID : %s", iccid.c_str());
+  }
+  write_property(fcx::kIccidProperty, iccid.c_str());
+  const bool is_changed = iccid.view() != state.saved_iccid.view();
+  if (is_changed) SBP_LOG("[QVE][SBP] SIM CHANGED!");
+  write_property(fcx::kSimChangedProperty, is_changed || state.is_test_mode ? "1" : "0");
+  return iccid;
+}
+
+/// Step 8, its end: the carrier that the package has for this SIM.
+void profile_sim(const CarrierState& state, const fcx::IccidText& iccid) {
+  if (!state.has_fast_profile) return;
+  const PropertyText last = read_property(fcx::kLastIccidProperty, state.default_iccid.c_str());
+  if (last.view() == iccid.view()) return;
+  // Noted last: a start that is interrupted before, or cannot keep the profile, is followed by one
+  // that does it all again.
+  if (fcx::apply_sim_profile(iccid.c_str()) && state.sim_profile_permission == 0) {
+    write_property(fcx::kLastIccidProperty, iccid.c_str());
+  }
+}
+
+void publish_sim_country(const char* mcc, const char* iccid) {
+  if (!fcx::is_sim_base()) {
+    SBP_LOG("[QVE][SBP][SIMBASE] property ro.vendor.qve.simbase disable.");
+    return;
+  }
+  if (publish_fixed_country()) {
+    SBP_LOG("[QVE][SBP][SIMBASE] Second SIM booting.");
+  } else {
+    PropertyText country(searchCountryByMcc(mcc));
+    if (country.view() == "XX") country = read_property(fcx::kTargetCountryProperty, "XXX");
+    write_property(kCountryProperty, country);
+    write_property(kCountryFixedProperty, country);
+    write_property(kCountryChangedProperty, "1");
+    SBP_LOG("[QVE][SBP][SIMBASE] first SIM booting.");
+  }
+  fcx::qve_define_googleID_base_sim(iccid);
+}
+
+/// The SIM's MCC settles a first start when the network code has it.
+void settle_by_sim(CarrierState& state, std::string_view mcc) {
+  if (state.first_boot == FirstBoot::settled && !state.is_network_code_changed) return;
+  const PropertyText list = read_property(fcx::kMccListProperty);
+  if (mcc.empty() || list.view().find(mcc) == std::string_view::npos ||
+      state.first_boot == FirstBoot::by_user_interface) {
+    return;
+  }
+  write_property(fcx::kFirstMccProperty, PropertyText(mcc));
+  state.first_boot = FirstBoot::settled;
+}
+
+/// Step 10.
+void complete() {
+  write_property(fcx::kFirstBootProperty, "1");
+  fcx::close_first_boot();
+}
+
+/// Steps 8 to 10.
+void set_up_with(CarrierState& state, const fcx::IccidText& read) {
+  const fcx::IccidText iccid = accept(state, read);
+  profile_sim(state, iccid);
+  qve_parse_iccid(iccid.c_str());
+  if (state.first_boot == FirstBoot::settled) write_property(fcx::kFirstBootProperty, "1");
+  fcx::close_first_boot();
+}
+
+/// Step 7: reads the SIM. @return as qve_single_binary_init()
+int read_sim_and_go_on(CarrierState& state) {
+  const fcx::SimReading sim = fcx::read_sim(kLog);
+  switch (sim.answer) {
+    case SimAnswer::iccid:
+      set_up_with(state, sim.iccid);
+      return 0;
+    case SimAnswer::none:
+      if (!go_on_without_answer(state)) return 1;
+      complete();
+      return 0;
+    case SimAnswer::no_sim:
+      go_on_without_sim(state);
+      return 1;
+    case SimAnswer::read_error:
+      state.sim_read = SimRead::read_error;
+      return 1;
+    case SimAnswer::too_short:
+    case SimAnswer::not_ready:
+      return 1;
+  }
+  return 1;
+}
+
+}  // namespace
+
+int qve_single_binary_init() {
+  CarrierState& state = fcx::carrier_state();
+  const std::lock_guard lock(state.pass);
+  if (state.default_iccid.empty()) fcx::read_defaults();
+  SBP_LOG("[QVE][SBP] qve_single_binary_init");
+  prepare_for_the_sim(state);
+  return read_sim_and_go_on(state);
+}
+
+void qve_parse_iccid(const char* iccid) {
+  if (iccid == nullptr) return;
+  constexpr size_t kIndustryPrefix = 2;
+  const std::string_view digits = iccid;
+  fcx::TextBuffer<3> code(digits.substr(std::min(kIndustryPrefix, digits.size()), 3));
+  const char* mcc = searchMccFromMap(code.data());
+  publish_sim_country(mcc, iccid);
+  if (mcc == nullptr) return;
+  SBP_LOG("[QVE][SBP] MCC from Calling Code : %s", mcc);
+  write_property("persist.vendor.qve.iccid-mcc", mcc);
+  settle_by_sim(fcx::carrier_state(), mcc);
+}
+
+void fcx::read_defaults() {
+  CarrierState& state = carrier_state();
+  state.default_operator = read_property("ro.vendor.qve.kelp.default.operator", "OPEN");
+  state.default_iccid = read_property("ro.vendor.qve.kelp.default.iccid", "89000000000000000000");
+  state.default_country = read_property("ro.vendor.qve.kelp.default.country",
+                                        read_property(kTargetCountryProperty).c_str());
+}
+
+void fcx::close_first_boot() {
+  if (is_set(kUnfinishedProperty)) write_property(kUnfinishedProperty, "0");
+}

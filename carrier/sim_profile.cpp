@@ -1,0 +1,215 @@
+#include "carrier/sim_profile.h"
+
+#include "carrier/client_ids.h"
+#include "carrier/package.h"
+#include "carrier/properties.h"
+#include "carrier/stored_properties.h"
+#include "carrier/xml.h"
+#include "common/files.h"
+#include "fcx/customisation.h"
+#include "fcx/mcc_lookup.h"
+#include "fcx/single_binary.h"
+
+namespace {
+
+using fcx::PropertyText;
+using fcx::XmlAttribute;
+using fcx::XmlDocument;
+
+constexpr size_t kDateLength = 10;
+
+/// Where the stored file waits while a copy of the package's passes through its name.
+constexpr char kStoredAside[] = "/mnt/vendor/persist-qv/kelp/carrier_code.xml.stored";
+
+const xmlNode* profiles_of(const XmlDocument& document) {
+  const xmlNode* root = document == nullptr ? nullptr : xmlDocGetRootElement(document.get());
+  return root != nullptr && fcx::is_element(root, "profiles") ? root : nullptr;
+}
+
+/// Whether the package's file is copied over the stored one to be read.
+bool passes_through_stored_name(const char* package_file) {
+  return e_is_overlayfs && is_system_path(package_file) != 0;
+}
+
+/// Keeps the stored file out of the way of the copy. While the copy is there, so is a file aside,
+/// empty when nothing was stored: by it a start knows what an interrupted one has left.
+class StoredCarrierCodes {
+ public:
+  explicit StoredCarrierCodes(const char* package_file) {
+    if (!passes_through_stored_name(package_file)) return;
+    file_ = kStoredAside;
+    if (fcx::device_file_exists(kStoredAside)) {
+      fcx::remove_device_file(fcx::kStoredCarrierCodes);
+    } else if (fcx::device_file_exists(fcx::kStoredCarrierCodes)) {
+      fcx::rename_device_file(fcx::kStoredCarrierCodes, kStoredAside);
+    } else {
+      fcx::replace_device_file(kStoredAside, "");
+    }
+  }
+  ~StoredCarrierCodes() {
+    if (file_ != kStoredAside) return;
+    if (is_empty()) {
+      fcx::remove_device_file(kStoredAside);
+    } else {
+      fcx::rename_device_file(kStoredAside, fcx::kStoredCarrierCodes);
+    }
+  }
+  StoredCarrierCodes(const StoredCarrierCodes&) = delete;
+  StoredCarrierCodes& operator=(const StoredCarrierCodes&) = delete;
+
+  XmlDocument parse() const { return is_empty() ? nullptr : fcx::parse_device_xml(file_); }
+
+ private:
+  /// Or not there.
+  bool is_empty() const {
+    char first;
+    return fcx::read_device_file(file_, &first, 1) < 1;
+  }
+
+  const char* file_ = fcx::kStoredCarrierCodes;
+};
+
+bool is_newer(const xmlNode* stored, const xmlNode* package) {
+  if (package == nullptr) return true;
+  const XmlAttribute stored_date(stored, "date");
+  const XmlAttribute package_date(package, "date");
+  return stored_date.view().size() == kDateLength && package_date.view().size() == kDateLength &&
+         stored_date.view() > package_date.view();
+}
+
+/// The first profile for the ICCID; null when there is none.
+const xmlNode* find_profile(const xmlNode* profiles, std::string_view iccid) {
+  const xmlNode* found = nullptr;
+  fcx::any_child(profiles, "profile", [&](const xmlNode* profile) {
+    const XmlAttribute prefix(profile, "iccid");
+    if (prefix.view().empty()) {
+      SBP_LOG("[QVE][SBP] No iccid, Continue");
+      return false;
+    }
+    if (iccid.substr(0, prefix.view().size()) != prefix.view()) return false;
+    found = profile;
+    return true;
+  });
+  return found;
+}
+
+/// Sets one of a carrier's properties and keeps it, here and in the cache.
+void set_and_keep(const char* name, const PropertyText& value, fcx::StoredProperties& kept) {
+  fcx::write_property(name, value);
+  qve_write_property_persist_cache(name, value.c_str());
+  kept.add(name, ' ', value.c_str());
+}
+
+void apply(const xmlNode* element, const char* iccid, fcx::SimProfile& profile,
+           fcx::StoredProperties& kept) {
+  PropertyText country;
+  if (!XmlAttribute(element, "carrier_code_fast").fits(profile.carrier) ||
+      !XmlAttribute(element, "carrier_code_sub").fits(profile.sub_carrier) ||
+      !XmlAttribute(element, "country").fits(country)) {
+    profile = {};
+    return;
+  }
+  SBP_LOG("[QVE][SBP] found matched carrier code : [%s]: [%s]", iccid, profile.carrier.c_str());
+  if (profile.sub_carrier.empty()) {
+    profile.sub_carrier = profile.carrier;
+    SBP_LOG(
+        "[QVE][SBP] Not found matched carrier code sub, so input fast carrier into sub carrier. "
+        "[%s]: [%s]",
+        iccid, profile.sub_carrier.c_str());
+  }
+  set_and_keep(fcx::kSimOperatorProperty, profile.carrier, kept);
+  set_and_keep(fcx::kSimCountryProperty, country, kept);
+  set_and_keep(fcx::kSimSubOperatorProperty, profile.sub_carrier, kept);
+}
+
+/// Whether an element of feature_code.xml is for that carrier. One without a sub-carrier is for
+/// all of them.
+bool is_for(const xmlNode* element, const fcx::SimProfile& profile) {
+  const XmlAttribute sub(element, "sub");
+  return XmlAttribute(element, "fast").view() == profile.carrier.view() &&
+         (sub.view().empty() || sub.view() == profile.sub_carrier.view());
+}
+
+}  // namespace
+
+_xmlDoc* get_latest_carrier_code_file(const char* package_file) {
+  if (package_file == nullptr) return nullptr;
+  const StoredCarrierCodes stored_file(package_file);
+  XmlDocument stored = stored_file.parse();
+  XmlDocument package(getXmlParseFile(package_file));
+  const bool takes_stored =
+      profiles_of(stored) != nullptr && is_newer(profiles_of(stored), profiles_of(package));
+  XmlDocument latest = std::move(takes_stored ? stored : package);
+  const xmlNode* profiles = profiles_of(latest);
+  if (profiles == nullptr) return nullptr;
+  PropertyText date;
+  if (XmlAttribute(profiles, "date").fits(date)) {
+    fcx::write_property("persist.vendor.qve.carriercode.date", date);
+  }
+  return latest.release();
+}
+
+namespace fcx {
+
+std::string profile_file(const char* name) {
+  return std::string(read_property(kPackageRootProperty, "/OP").view()).append(name);
+}
+
+bool qve_parse_sim_auto_profile(const char* iccid, SimProfile& profile) {
+  profile = {};
+  const std::string file = profile_file(kCarrierCodes);
+  if (fexists(file.c_str()) == 0) {
+    SBP_LOG("[QVE][SBP] carrier_code.xml does not exist");
+    return true;
+  }
+  const XmlDocument document(get_latest_carrier_code_file(file.c_str()));
+  if (document == nullptr) return true;
+  StoredProperties kept;
+  const xmlNode* element = find_profile(profiles_of(document), iccid);
+  if (element != nullptr) apply(element, iccid, profile, kept);
+  const bool is_kept = kept.store(kCarrierProperties);
+  carrier_state().is_stored_profile_stale = !is_kept;
+  if (!is_kept) remove_device_file(kCarrierProperties);
+  return is_kept;
+}
+
+bool qve_parse_sim_auto_feature_profile(const SimProfile& profile) {
+  if (device_file_exists(kPermanentProperties)) {
+    SBP_LOG("[QVE][SBP] %s already exists.", kPermanentProperties);
+    return true;
+  }
+  const std::string file = profile_file(kFeatureCodes);
+  if (fexists(file.c_str()) == 0) return true;
+  const XmlDocument document(getXmlParseFile(file.c_str()));
+  if (document == nullptr) return true;
+  StoredProperties features;
+  StoredProperties permanent;
+  any_child(xmlDocGetRootElement(document.get()), "carrier_property", [&](const xmlNode* element) {
+    if (!is_for(element, profile)) return false;
+    for_each_string(element, [&](const char* name, const char* value) {
+      if (std::string_view(name) == kClientIdBase) {
+        permanent.add(name, '=', value);
+        SBP_LOG("[QVE][SBP] write permanet props: [%s]: [%s]\n", name, value);
+      } else {
+        features.add(name, '=', value);
+      }
+    });
+    return true;
+  });
+  // perm.prop last: once it is there, nothing of this is done again.
+  return features.store(kFeatureProperties) &&
+         (permanent.empty() || permanent.store(kPermanentProperties));
+}
+
+bool apply_sim_profile(const char* iccid) {
+  SimProfile profile;
+  if (carrier_state().sim_profile_permission == 0 && !qve_parse_sim_auto_profile(iccid, profile)) {
+    return false;
+  }
+  if (profile.carrier.empty() || device_file_exists(kPermanentProperties)) return true;
+  const bool is_kept =
+      !carrier_state().has_feature_codes || qve_parse_sim_auto_feature_profile(profile);
+  return qve_define_googleID_base_carrier(profile) && is_kept;
+}
+
+}  // namespace fcx

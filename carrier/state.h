@@ -1,0 +1,69 @@
+// What carrier set-up knows: all that its threads share, one instance for the process. The probes
+// write it while a start is prepared, one pass at a time; anybody may read it meanwhile.
+#pragma once
+
+#include <atomic>
+#include <cstdint>
+
+#include "common/log.h"
+#include "common/text.h"
+#include "fcx/sync.h"
+
+namespace fcx {
+
+constexpr size_t kLongestProperty = 91;
+using PropertyText = TextBuffer<kLongestProperty>;
+using IccidText = TextBuffer<20>;
+
+/// How the last read of the SIM failed. The values are the system's.
+enum class SimRead { none_failed = 0, read_error = 1, no_sim = 3, no_response = 4 };
+
+/// How far the first start of a device has come.
+enum class FirstBoot {
+  open = 0,
+  by_network_code = 1,    ///< completed with the network code's MCC
+  by_user_interface = 3,  ///< its properties are kept as the user interface set them
+  settled = 4             ///< completed in an earlier start, or by the SIM
+};
+
+struct CarrierState {
+  /// Held during one pass of a set-up thread. What is not atomic below belongs to the passes.
+  Mutex pass;
+
+  // Found by the probes.
+  std::atomic<const char*> root = "/oem/OP";  ///< directory of the customisation package
+  std::atomic<bool> stops_log = false;        ///< on a "user" build
+  std::atomic<int32_t> sim_wait_us = 5'000'000;
+  std::atomic<int32_t> revenue_share_version = 20150101;
+  std::atomic<bool> is_mtk = false;
+  std::atomic<bool> is_kelp = false;
+  std::atomic<bool> is_nao = false;
+  std::atomic<bool> has_feature_codes = false;  ///< GCID
+  std::atomic<bool> has_fast_profile = false;   ///< SIM auto profile at the first read of the SIM
+  std::atomic<bool> has_late_profile = false;   ///< SIM auto profile later
+  /// Entries of the network code that count. Whoever parses a network code sets it.
+  std::atomic<int> network_code_count = 0;
+
+  /// Whether kelp.prop is of an earlier SIM, since it could not be replaced.
+  std::atomic<bool> is_stored_profile_stale = false;
+
+  // Of this start.
+  SimRead sim_read = SimRead::none_failed;
+  FirstBoot first_boot = FirstBoot::open;
+  bool is_network_code_changed = false;
+  int sim_profile_permission = 0;  ///< 0 granted, 1 denied, negative when it could not be read
+  bool is_test_mode = false;
+  IccidText saved_iccid;     ///< of the start before
+  IccidText restored_iccid;  ///< read during an encrypted start
+  PropertyText default_operator;
+  PropertyText default_iccid;
+  PropertyText default_country;
+};
+
+CarrierState& carrier_state();
+
+}  // namespace fcx
+
+/// A line of carrier set-up, unless the build type stops them.
+#define SBP_LOG(...) \
+  (fcx::carrier_state().stops_log ? static_cast<void>(0) : DOMAIN_INFO(__VA_ARGS__))

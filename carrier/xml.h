@@ -1,0 +1,49 @@
+// XML of the customisation package, through libxml2.
+#pragma once
+
+#include <libxml/tree.h>
+
+#include <memory>
+#include <string_view>
+
+#include "carrier/state.h"
+
+namespace fcx {
+
+struct FreeXml {
+  void operator()(xmlDoc* document) const { xmlFreeDoc(document); }
+  void operator()(xmlChar* text) const { xmlFree(text); }
+};
+using XmlDocument = std::unique_ptr<xmlDoc, FreeXml>;
+
+/// Parses a device file. Nothing is fetched and no external entity loaded. Null, and a line in the
+/// log, for what is no XML.
+XmlDocument parse_device_xml(const char* device_path);
+
+/// An attribute's text; empty when there is none. It lives as long as this.
+class XmlAttribute {
+ public:
+  XmlAttribute(const xmlNode* element, const char* name);
+
+  std::string_view view() const;
+  /// The text for a property; false, and a line in the log, for one that does not fit.
+  bool fits(PropertyText& out) const;
+
+ private:
+  const char* name_;
+  std::unique_ptr<xmlChar, FreeXml> text_;
+};
+
+bool is_element(const xmlNode* node, const char* name);
+
+/// Calls `use` with each child element of that name, in document order, until it returns true.
+template <typename Use>
+bool any_child(const xmlNode* parent, const char* name, Use use) {
+  if (parent == nullptr) return false;
+  for (const xmlNode* child = parent->children; child != nullptr; child = child->next) {
+    if (is_element(child, name) && use(child)) return true;
+  }
+  return false;
+}
+
+}  // namespace fcx
