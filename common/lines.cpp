@@ -1,7 +1,6 @@
 #include "common/lines.h"
 
 #include <algorithm>
-#include <cstring>
 
 #include "common/text.h"
 
@@ -12,7 +11,7 @@ DeviceFileLines::DeviceFileLines(const char* device_path, size_t longest)
 
 void DeviceFileLines::fill() {
   if (is_at_end_ || unread_.size() >= longest_) return;
-  memmove(buffer_.data(), unread_.data(), unread_.size());
+  std::copy(unread_.begin(), unread_.end(), buffer_.begin());
   size_t filled = unread_.size();
   while (filled < longest_) {
     const ssize_t got = file_.read(buffer_.data() + filled, buffer_.size() - filled);
