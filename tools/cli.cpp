@@ -93,6 +93,12 @@ std::string from_hex(std::string_view digits) {
   return bytes;
 }
 
+std::string bytes_of(const std::string& word) {
+  constexpr std::string_view kHex = "hex:";
+  if (word.compare(0, kHex.size(), kHex) != 0) return word;
+  return from_hex(std::string_view(word).substr(kHex.size()));
+}
+
 bool is_printable(std::string_view bytes) {
   return std::all_of(bytes.begin(), bytes.end(),
                      [](char c) { return (c >= ' ' && c <= '~') || c == '\n' || c == '\t'; });

@@ -60,6 +60,8 @@ void print(const Json& object);
 std::string to_hex(std::string_view bytes);
 /// Bytes from hexadecimal digits, which may stand apart. Throws UsageError.
 std::string from_hex(std::string_view digits);
+/// The bytes that a word stands for: hex:BYTES, or itself. Throws UsageError.
+std::string bytes_of(const std::string& word);
 bool is_printable(std::string_view bytes);
 /// The bytes as they are, or as hex:... where they are not printable.
 std::string shown(std::string_view bytes);

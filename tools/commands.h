@@ -13,6 +13,7 @@ void add_send(CLI::App& tool, Invocation& invocation);
 void add_prop(CLI::App& tool, Invocation& invocation);
 void add_item(CLI::App& tool, Invocation& invocation);
 void add_modem(CLI::App& tool, Invocation& invocation);
+void add_sim(CLI::App& tool, Invocation& invocation);
 void add_events(CLI::App& tool, Invocation& invocation);
 void add_log(CLI::App& tool, Invocation& invocation);
 void add_fault(CLI::App& tool, Invocation& invocation);

@@ -89,6 +89,7 @@ int run(int argc, char** argv) {
   cli::add_prop(tool, invocation);
   cli::add_item(tool, invocation);
   cli::add_modem(tool, invocation);
+  cli::add_sim(tool, invocation);
   cli::add_events(tool, invocation);
   cli::add_log(tool, invocation);
   cli::add_fault(tool, invocation);

@@ -16,13 +16,6 @@ struct Options {
   std::string most = "20";
 };
 
-constexpr std::string_view kHex = "hex:";
-
-std::string bytes_of(const std::string& word) {
-  if (word.compare(0, kHex.size(), kHex) != 0) return word;
-  return from_hex(std::string_view(word).substr(kHex.size()));
-}
-
 /// The value that a word names. Throws UsageError.
 const vp::ModemValue& value_named(const std::string& word) {
   if (const vp::ModemValue* row = vp::find_modem_value(word); row != nullptr) return *row;

@@ -1,0 +1,107 @@
+// sim: the SIM in the phone.
+#include <cstdio>
+#include <memory>
+
+#include "tools/commands.h"
+#include "virtual_phone/sim.h"
+
+namespace cli {
+namespace {
+
+namespace vp = virtual_phone;
+
+void show_sim(const Invocation& invocation, vp::Phone& phone, bool full) {
+  const vp::Sim sim = vp::sim(phone);
+  const int64_t wait = vp::polls_to_wait(phone);
+  const bool has_iccid = sim.state == vp::SimState::inserted || !sim.iccid.empty();
+  const std::string iccid = full ? shown(sim.iccid) : masked(shown(sim.iccid));
+  if (invocation.json) {
+    return print({{"state", vp::name_of(sim.state)},
+                  {"iccid", has_iccid ? Json(iccid) : Json()},
+                  {"delay", sim.not_yet},
+                  {"polls_to_wait", wait}});
+  }
+  printf("state          %s\n", vp::name_of(sim.state));
+  if (has_iccid) printf("iccid          %s\n", iccid.c_str());
+  printf("polls to wait  %lld\n", static_cast<long long>(wait));
+  printf("delay          %lld polls after each restart\n", static_cast<long long>(sim.not_yet));
+}
+
+/// Lets `change` have the SIM that is there, and shows what came of it.
+template <typename Change>
+void change_sim(const Invocation& invocation, bool full, Change change) {
+  vp::Phone& phone = invocation.open_phone();
+  vp::Sim sim = vp::sim(phone);
+  change(sim);
+  vp::set_sim(phone, sim);
+  show_sim(invocation, phone, full);
+}
+
+void add_insert(CLI::App& group, Invocation& invocation) {
+  struct Options {
+    std::string iccid;
+    bool any = false;
+  };
+  auto options = std::make_shared<Options>();
+  CLI::App& insert = add_command(
+      group, "insert", "Put a SIM in, in place of one that is there",
+      "  fcx sim insert 8901410000000000001      18 to 20 digits, f behind them up to 20\n"
+      "  fcx sim insert --any 8901               as from a SIM that was written badly\n"
+      "  fcx sim insert --any hex:00ff",
+      [&invocation, options] {
+        std::string iccid = options->iccid;
+        if (options->any) {
+          iccid = bytes_of(iccid);
+        } else {
+          vp::check_iccid(iccid);
+        }
+        change_sim(invocation, true, [&](vp::Sim& sim) {
+          sim.state = vp::SimState::inserted;
+          sim.iccid = iccid;
+        });
+      });
+  insert.add_option("iccid", options->iccid, "Its ICCID")->required();
+  insert.add_flag("--any", options->any, "Take any text, or hex:BYTES, of at most 2048 bytes");
+}
+
+}  // namespace
+
+void add_sim(CLI::App& tool, Invocation& invocation) {
+  auto full = std::make_shared<bool>(false);
+  CLI::App& group =
+      add_command(tool, "sim", "Look at the SIM, and change it",
+                  "  fcx sim                               the SIM, its ICCID shown in part\n"
+                  "  fcx sim insert 8901410000000000001    put one in\n"
+                  "  fcx sim remove                        take it out\n"
+                  "  fcx sim error                         it cannot be read\n"
+                  "  fcx sim delay 3                       the first 3 polls come too early",
+                  {});
+  group.callback([&group, &invocation, full] {
+    if (group.get_subcommands().empty()) show_sim(invocation, invocation.open_phone(), *full);
+  });
+  group.add_flag("--full", *full, "Show the ICCID whole");
+  add_insert(group, invocation);
+  add_command(group, "remove", "Take the SIM out", "", [&invocation, full] {
+    change_sim(invocation, *full, [](vp::Sim& sim) {
+      sim.state = vp::SimState::absent;
+      sim.iccid.clear();
+    });
+  });
+  add_command(group, "error", "Let the SIM be there, and reading it fail", "", [&invocation, full] {
+    change_sim(invocation, *full, [](vp::Sim& sim) { sim.state = vp::SimState::error; });
+  });
+
+  auto polls = std::make_shared<std::string>();
+  CLI::App& delay = add_command(
+      group, "delay", "Let polls find the SIM not ready, after each restart and each change of it",
+      "  fcx sim delay 3    the fourth poll finds it\n"
+      "  fcx sim delay 0    the first one does",
+      [&invocation, full, polls] {
+        const size_t count = count_of(*polls, "a delay");
+        change_sim(invocation, *full,
+                   [&](vp::Sim& sim) { sim.not_yet = static_cast<int64_t>(count); });
+      });
+  delay.add_option("polls", *polls, "How many polls")->required();
+}
+
+}  // namespace cli
