@@ -8,6 +8,7 @@
 
 #include "fcx/factory_items.h"
 #include "fcx/service_handler.h"
+#include "fcx/single_binary.h"
 #include "virtual_phone/clock.h"
 #include "virtual_phone/events.h"
 #include "virtual_phone/item_store.h"
@@ -24,6 +25,7 @@ PhoneTest::PhoneTest()
   vp::set_clock(vp::Clock::fast);
   vp::create(directory_, "blank", true);
   vp::select(directory_);
+  fcx::reload_carrier_set_up();
   EXPECT_EQ(0, init_factory_item());
   vp::observe_log([this](const vp::LogEntry& entry) { entries_.push_back(entry); });
 }
@@ -101,7 +103,10 @@ void PhoneTest::insert_sim(std::string_view iccid) {
 
 void PhoneTest::remove_sim() { vp::set_sim(phone(), {}); }
 
-void PhoneTest::restart() { vp::restart(phone(), "test"); }
+void PhoneTest::restart() {
+  vp::restart(phone(), "test");
+  fcx::reload_carrier_set_up();
+}
 
 void PhoneTest::set_build_property(const char* name, std::string_view value) {
   for (const char* table : {"build_property", "property"}) {

@@ -66,7 +66,7 @@ class PhoneTest : public testing::Test {
   /// Puts a SIM in, whatever its ICCID.
   void insert_sim(std::string_view iccid);
   void remove_sim();
-  /// Switches the phone off and on.
+  /// Switches the phone off and on; carrier set-up knows nothing afterwards.
   void restart();
   /// Sets a property of the image: at once, and again with every restart.
   void set_build_property(const char* name, std::string_view value);

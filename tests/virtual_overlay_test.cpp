@@ -5,6 +5,7 @@
 
 #include <cstdlib>
 
+#include "fcx/customisation.h"
 #include "platform/features.h"
 #include "tests/phone_fixture.h"
 #include "virtual_phone/clock.h"
@@ -65,7 +66,8 @@ TEST_F(VirtualOverlay, OnlyTheServiceSeesWhatLiesOverTheTree) {
 
   EXPECT_EQ("below", read_file(file("/product/OP/a.xml"))) << "who opens it himself";
   fs::remove(file("/product/OP/a.xml"));
-  EXPECT_EQ(bytes, read("/product/OP/a.xml"));
+  EXPECT_EQ(0, fexists_direct("/product/OP/a.xml"));
+  EXPECT_EQ(bytes, get_halData_from_file("/product/OP/a.xml"));
 }
 
 TEST_F(VirtualOverlay, OnlySystemAndProductTreesAreRead) {
@@ -160,6 +162,8 @@ TEST_F(VirtualOverlay, TheProductSaysWhetherItHasOne) {
   for (const auto& [value, has_one] : cases) {
     set_build_property("ro.vendor.qve.product.overlayfs", value);
     EXPECT_EQ(has_one, Features2::product_overlayfs()) << value;
+    restart();
+    EXPECT_EQ(has_one.value_or(false), e_is_overlayfs) << "as the library finds it";
   }
 }
 

@@ -7,6 +7,8 @@
 #include <ctime>
 #include <numeric>
 
+#include "fcx/single_binary.h"
+
 namespace cli {
 
 std::filesystem::path Invocation::directory() const {
@@ -16,6 +18,7 @@ std::filesystem::path Invocation::directory() const {
 
 virtual_phone::Phone& Invocation::open_phone() const {
   virtual_phone::select(directory());
+  fcx::reload_carrier_set_up();  // what was found out at load was another phone's, or nobody's
   return virtual_phone::selected();
 }
 
