@@ -88,6 +88,17 @@ usage)
   expect 2 '1 to 128 bytes, not 129' fcx modem nv 1 "$(printf '%0258d' 0)"
   expect 2 'give the bytes' fcx modem nv 1 active
   expect 2 'no negative' fcx modem -n -1
+  expect 2 'an ICCID has 18 to 20 digits' fcx sim insert 89014100000000000
+  expect 2 'an ICCID has 18 to 20 digits' fcx sim insert 89014100000000000FF
+  expect 2 'at most 2048 bytes, not 2049' fcx sim insert --any "$(printf '%02049d' 0)"
+  expect 2 'a delay takes no negative' fcx sim delay -1
+  expect 2 'in double quotes' fcx ntcode set 310410
+  expect 2 'in double quotes' fcx ntcode set '"1",'
+  expect 2 'one digit or two' fcx ntcode set '"100","310,410,FFFFFFFF,FFFFFFFF,FF"'
+  expect 2 'announces 2 entries, and has 1' fcx ntcode set '"2","310,410,FFFFFFFF,FFFFFFFF,FF"'
+  expect 2 'entry 1 .* 4 fields' fcx ntcode set '"1","310,410,FFFFFFFF,FF"'
+  expect 2 'entry 2 .* empty field' fcx ntcode set '"2","1,2,3,4,5","1,2,,4,5"'
+  expect 2 'at most 2048 bytes, not 2049' fcx ntcode set --any "$(printf '%02049d' 0)"
   expect 2 'no profile "triple". Profiles: single, blank' fcx init --profile triple --force
   ;;
 phone)
@@ -176,6 +187,37 @@ identity)
   fcx fault opcode sync_efs fail >/dev/null
   expect 0 'system_efs_sync Fail ! return error.' fcx send 4020
   expect 0 ' E Fcx +: system_efs_sync Fail ! return error.$' fcx log
+  ;;
+sim)
+  fcx init >/dev/null
+  expect 0 '^iccid +\*{15}0001$' fcx sim
+  expect 0 '"iccid": "8901410000000000001"' fcx sim --full --json
+  expect 0 '^iccid +89490200001234567890$' fcx sim insert 89490200001234567890
+  expect 0 '^iccid +894902000012345678ff$' fcx sim insert 894902000012345678ff
+  expect 0 '^polls to wait +3$' fcx sim delay 3
+  expect 0 '"state": "error"' fcx sim error --json
+  expect 0 '"iccid": null' fcx sim remove --json
+  expect 0 '^iccid +hex:00ff$' fcx sim insert --any hex:00ff
+  expect 0 '^delay +3 polls' fcx sim
+  expect 0 '^$' fcx prop get vendor.ril.iccid.sim1
+  fcx prop set ro.vendor.qve.chip.vendor mtk
+  fcx sim delay 0 >/dev/null
+  fcx sim remove >/dev/null
+  expect 0 '^NODEF$' fcx prop get vendor.ril.iccid.sim1
+  expect 0 'service +filehandle +any +absent' fcx fault service filehandle absent
+
+  expect 0 '^ntcode +"1","310,410,FFFFFFFF,FFFFFFFF,FF"$' fcx ntcode get
+  two='"2","310,410,FFFFFFFF,FFFFFFFF,FF","262,01F,FFFFFFFF,FFFFFFFF,A1"'
+  expect 0 'mcc-list +310,262$' fcx ntcode set "$two"
+  expect 0 'mccmnc-list": "310410,26201"' fcx ntcode get --json
+  expect 0 'subset-list +FF,A1$' fcx ntcode get
+  expect 0 'ntcode-changed +1$' fcx ntcode get
+  expect 0 '^ntcode +"0","FFF,' fcx ntcode set '"0","FFF,FFF,FFFFFFFF,FFFFFFFF,FF"'
+  expect 0 '^ntcode +no list$' fcx ntcode set --any 'no list'
+  fcx fault item 421 fail --on write >/dev/null
+  expect 1 'was not stored' fcx ntcode set "$two"
+  fcx fault item 421 fail --on read >/dev/null
+  expect 1 'cannot be read' fcx ntcode get
   ;;
 demo)
   expect 0 'get_serial_number +0 +QV2006A00123' fcx demo

@@ -21,6 +21,8 @@ constexpr char kFooter[] =
     "  fcx send 4018 123456789012345           write the CSN; `fcx send 4018` reads it\n"
     "  fcx item list                           what is stored now\n"
     "  fcx modem                               what its modem keeps, and was asked\n"
+    "  fcx sim                                 the SIM that is in it, and how to change it\n"
+    "  fcx ntcode get                          the carriers that it may belong to\n"
     "  fcx log                                 what the library wrote to the log\n"
     "  fcx fault item 9 fail                   let every access to item 9 fail\n"
     "\n"
@@ -90,6 +92,7 @@ int run(int argc, char** argv) {
   cli::add_item(tool, invocation);
   cli::add_modem(tool, invocation);
   cli::add_sim(tool, invocation);
+  cli::add_ntcode(tool, invocation);
   cli::add_events(tool, invocation);
   cli::add_log(tool, invocation);
   cli::add_fault(tool, invocation);
