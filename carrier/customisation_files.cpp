@@ -109,7 +109,6 @@ int fexists(const char* path) {
 
 char* qve_get_tamra_file_path(const char* name, char* out) {
   if (out == nullptr) return nullptr;
-  if (fcx::carrier_state().root.load()[0] == '\0') qve_sbp_verion();
   fcx::PathText path(fcx::carrier_state().root.load());
   if (name != nullptr) {
     if (e_is_overlayfs) path.append("/etc");

@@ -31,7 +31,7 @@ struct CarrierState {
   Mutex pass;
 
   // Found by the probes.
-  std::atomic<const char*> root = "/oem/OP";  ///< directory of the customisation package
+  std::atomic<const char*> root = "/oem/OP";  ///< directory of the package, one of two, never empty
   std::atomic<bool> stops_log = false;        ///< on a "user" build
   std::atomic<int32_t> sim_wait_us = 5'000'000;
   std::atomic<int32_t> revenue_share_version = 20150101;
