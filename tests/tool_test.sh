@@ -99,7 +99,7 @@ usage)
   expect 2 'entry 1 .* 4 fields' fcx ntcode set '"1","310,410,FFFFFFFF,FF"'
   expect 2 'entry 2 .* empty field' fcx ntcode set '"2","1,2,3,4,5","1,2,,4,5"'
   expect 2 'at most 2048 bytes, not 2049' fcx ntcode set --any "$(printf '%02049d' 0)"
-  expect 2 'no profile "triple". Profiles: single, blank' fcx init --profile triple --force
+  expect 2 'no profile "triple". Profiles: single, open, mtk, overlay, blank' fcx init --profile triple --force
   ;;
 phone)
   expect 1 'Make one with `fcx init`' fcx send 4010

@@ -201,7 +201,7 @@ TEST_F(VirtualPhone, ADirectoryThatIsNoUsablePhoneSaysWhatToDo) {
   EXPECT_THAT([&] { vp::create(other, "single", false); },
               ThrowsMessage<Error>(HasSubstr("--force")));
   EXPECT_THAT([&] { vp::create(other, "triple", true); },
-              ThrowsMessage<Refused>(HasSubstr("single, blank")));
+              ThrowsMessage<Refused>(HasSubstr("single, open, mtk, overlay, blank")));
   for (const auto& [version, why] :
        {std::pair(vp::kPhoneVersion + 1, "newer"), {0, "damaged"}, {-1, "damaged"}}) {
     vp::Database database(other / "phone.db", vp::Database::Survives::kill);

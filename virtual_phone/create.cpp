@@ -32,13 +32,13 @@ const Profile& profile_named(std::string_view name) {
   throw Refused("there is no profile \"" + std::string(name) + "\". Profiles: " + known);
 }
 
-fs::path device_file(const fs::path& root, const char* device_path) {
+fs::path device_file(const fs::path& root, const std::string& device_path) {
   fs::path path = root;
   path += device_path;
   return path;
 }
 
-void write_file(const fs::path& file, const char* content) {
+void write_file(const fs::path& file, const std::string& content) {
   fs::create_directories(file.parent_path());
   std::ofstream out(file, std::ios::binary);
   out << content;

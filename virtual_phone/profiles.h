@@ -1,6 +1,7 @@
 // Ready-made phones.
 #pragma once
 
+#include <string>
 #include <string_view>
 #include <vector>
 
@@ -8,15 +9,15 @@ namespace virtual_phone {
 
 struct ProfileProperty {
   const char* name;
-  const char* value;  ///< comes back with every restart
+  std::string value;  ///< comes back with every restart
 };
 struct ProfileItem {
   int number;
   std::string_view bytes;
 };
 struct ProfileFile {
-  const char* path;  ///< on the device, on its overlay, or in the modem's file system
-  const char* content;
+  std::string path;  ///< on the device, on its overlay, or in the modem's file system
+  std::string content;
 };
 struct ProfileModemValue {
   const char* name;  ///< one of known_modem_values()
