@@ -4,16 +4,24 @@
 
 #include <cerrno>
 #include <cstring>
+#include <mutex>
 
 #include "carrier/package.h"
 #include "carrier/properties.h"
+#include "carrier/stored_properties.h"
 #include "common/files.h"
+#include "common/immortal.h"
 #include "fcx/single_binary.h"
+#include "fcx/sync.h"
 
 namespace {
 
 constexpr char kDirectory[] = "/mnt/vendor/persist-qv/property";
+constexpr char kTemporaryBeginning[] = ".temp.";
 constexpr char kTemporary[] = "/mnt/vendor/persist-qv/property/.temp.XXXXXX";
+
+/// Held while there are temporary files of this process.
+Mutex& turn() { return fcx::immortal<Mutex>(); }
 
 /// Whether a name is one file's in the directory, and no other place's.
 bool is_cacheable(const char* name) {
@@ -51,6 +59,7 @@ int qve_read_property_persist_cache(const char* name, char* value) {
 void qve_write_property_persist_cache(const char* name, const char* value) {
   if (!is_cacheable(name) || value == nullptr) return;
   const fcx::PathText path = cache_file(name);
+  const std::lock_guard lock(turn());
   fcx::FileReplacement file(path.c_str(), kTemporary);
   if (file.write(std::string_view(value).substr(0, fcx::kLongestProperty)) != 0) {
     SBP_LOG("[QVE][SBP] Unable to write cache property to temp file %s errno: %d\n",
@@ -59,4 +68,9 @@ void qve_write_property_persist_cache(const char* name, const char* value) {
     SBP_LOG("[QVE][SBP] Unable to rename cache property file %s to %s\n", file.temporary_path(),
             path.c_str());
   }
+}
+
+void fcx::remove_cut_cache_files() {
+  const std::lock_guard lock(turn());
+  remove_device_files(kDirectory, kTemporaryBeginning);
 }

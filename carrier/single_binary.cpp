@@ -88,6 +88,7 @@ int start_when_decrypted() {
 }  // namespace
 
 int sbpCreateThread() {
+  fcx::remove_cut_cache_files();
   const fcx::PropertyText state = fcx::read_property("ro.crypto.state");
   const fcx::PropertyText type = fcx::read_property("ro.crypto.type");
   const fcx::PropertyText decrypt = decrypt_status();

@@ -1,5 +1,6 @@
 #include "common/files.h"
 
+#include <dirent.h>
 #include <fcntl.h>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -9,6 +10,7 @@
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <memory>
 
 namespace fcx {
 namespace {
@@ -185,6 +187,20 @@ int rename_device_file(const char* from, const char* to) {
 int remove_device_file(const char* device_path) {
   const DevicePath path(device_path);
   return path.c_str() == nullptr ? -1 : unlink(path.c_str());
+}
+
+void remove_device_files(const char* directory, std::string_view beginning) {
+  struct Close {
+    void operator()(DIR* open) const { closedir(open); }
+  };
+  const DevicePath path(directory);
+  const std::unique_ptr<DIR, Close> open(path.c_str() == nullptr ? nullptr : opendir(path.c_str()));
+  if (open == nullptr) return;
+  while (const dirent* entry = readdir(open.get())) {
+    const std::string_view name = entry->d_name;
+    if (name.substr(0, beginning.size()) != beginning) continue;
+    unlinkat(dirfd(open.get()), entry->d_name, 0);
+  }
 }
 
 FileReplacement::FileReplacement(const char* device_path)

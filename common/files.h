@@ -94,6 +94,9 @@ bool device_file_exists(const char* device_path);
 /// Removes a device file. @return 0 or -1
 int remove_device_file(const char* device_path);
 
+/// Removes those files of a directory whose names begin so.
+void remove_device_files(const char* directory, std::string_view beginning);
+
 /// Gives a device file another name in the same file system, in place of what has it.
 /// @return 0 or -1
 int rename_device_file(const char* from, const char* to);

@@ -563,6 +563,16 @@ TEST_F(SetUp, TheCacheKeepsAPropertyInAFileOfItsName) {
       << "no temporary file is left";
 }
 
+TEST_F(SetUp, WhatAPowerCutHasLeftOfTheCacheGoesWithTheNextStart) {
+  constexpr char kCut[] = "/mnt/vendor/persist-qv/property/.temp.A1b2C3";
+  constexpr char kKept[] = "/mnt/vendor/persist-qv/property/persist.vendor.qve.sim.operator";
+  fcx_test::write_file(file(kCut), "DT");
+  fcx_test::write_file(file(kKept), "DTM");
+  boot();
+  EXPECT_EQ("(none)", content(kCut));
+  EXPECT_EQ("DTM", content(kKept));
+}
+
 TEST_F(SetUp, ABuyersNetworkCodeIsFoundByItsKey) {
   const std::string long_code(300, '1');
   place("/buyers", "A=\"1\",first\nB=\"1\",second\r\nB=\"1\",third\nC=" + long_code + "\n");
