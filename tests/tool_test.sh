@@ -13,7 +13,7 @@ to_full_disk() { "$@" >/dev/full; }
 
 # expect STATUS PATTERN COMMAND...: the exit status, and an extended regular expression in the output.
 expect() {
-  local status=$1 pattern=$2 output
+  local status=$1 pattern=$2
   shift 2
   output=$("$@" 2>&1)
   local got=$?
@@ -219,6 +219,67 @@ sim)
   fcx fault item 421 fail --on read >/dev/null
   expect 1 'cannot be read' fcx ntcode get
   ;;
+boot)
+  # start PATTERN...: a start of the phone, all of which its report says.
+  start() {
+    local pattern
+    expect 0 '"phone"' fcx boot --json
+    printf '%s\n' "$output" >"$work/report"
+    for pattern in "$@"; do expect 0 "$pattern" cat "$work/report"; done
+  }
+  decision() { sed -n '/"decision": {/,/}/p' "$work/report"; }
+  make() { fcx init --profile "$1" --force >/dev/null; }
+
+  make open
+  start '"mccmnc_list": "26201,23415,22210"' '"carrier_code_date": "2020-06-01"' 'No start has been' \
+    'the modem.s' 'several MCCs: 262,234,222' 'with the ICCID \*{16}2349' 'The carrier is CR2' \
+    'after 1 poll of the SIM' '"name": "persist.vendor.qve.iccid"' '"after": "\*{16}2349"' \
+    '"carrier": "CR2"' '"sub_carrier": "CR2_GB"' '"country": "GB"' '"mcc": "234"' \
+    '"first_boot": "1"' '"sim_changed": "1"' '"pet_name": "QV 100 EU"' \
+    '"client_id": "android-qve-eu"' '"complete": true'
+  expect 1 '^$' grep 8944 "$work/report"
+  opened=$(decision)
+  start 'An earlier start has' 'the SIM of the last' '"sim_changed": "0"' '"android-qve-cr2"'
+  expect 0 'inserted, ICCID 89449800000000012349' fcx boot --full
+  expect 0 '^carrier +CR2 +persist.vendor.qve.sim.operator$' fcx boot
+
+  fcx sim insert 89499770000000008157 >/dev/null
+  fcx sim delay 2 >/dev/null
+  start 'another SIM' '"polls": 2' 'complete, after 3 polls of the SIM' '"carrier": "CR1"' \
+    '"sub_carrier": "CR1_BIZ"' '"country": "DE"' '"mcc": "234"' '"before": "\*{16}2349"'
+  fcx sim insert 8934990000000000007 >/dev/null
+  start 'no profile for this SIM' '"carrier": "CR1"' '"complete": true'
+  fcx sim remove >/dev/null
+  start 'There is no SIM' 'over, after 10 polls' '"sim_changed": "2"' '"complete": false'
+  fcx ntcode set '"1","262,01F,FFFFFFFF,FFFFFFFF,11"' >/dev/null
+  start 'rewritten: this is a first start again' 'one MCC: 262' '"mcc": "262"'
+
+  make overlay
+  start '"access": "overlay"' '"complete": true'
+  diff <(printf '%s\n' "$opened") <(decision) || failures=1
+  make mtk
+  start 'waits 25 s' 'fast' 'another SIM' 'Set-up is complete, after [0-9.]* s' '"carrier": "NA1"' \
+    '"sub_carrier": "NA1_PRE"' '"mcc": "310"' '"android-qve-us"' '"complete": true'
+  fcx sim remove >/dev/null
+  start 'no SIM, or it does not answer' 'is over, after [0-9.]* s' '"complete": false'
+  make single
+  fcx fault opcode read_imei fail >/dev/null
+  fcx fault opcode read_sim fail >/dev/null
+  start 'IMEI could not be read' 'no answer about the SIM' 'network code.s MCC stands' '"mcc": "310"' \
+    '"complete": true'
+  fcx item set 13 490154203237526 >/dev/null
+  fcx fault clear >/dev/null
+  start 'The IMEI in factory item 13 was not the modem.s, which it has now'
+  fcx fault property persist.vendor.qve.sim-changed fail >/dev/null
+  start 'sim-changed cannot be set' '"complete": true'
+  make blank
+  start 'has no IMEI; factory item 13 stays' 'no MCC: the SIM' '"mcc": "FFF"' '"complete": false'
+  # Where the tool runs in little memory at all: no room for a thread's stack.
+  in_little_memory() { (ulimit -v 1000000 && ulimit -s 4000000 && exec "${tool[@]}" "$@"); }
+  if in_little_memory --version >/dev/null 2>&1; then
+    expect 3 'Set-up could not be started' in_little_memory boot
+  fi
+  ;;
 demo)
   expect 0 'get_serial_number +0 +QV2006A00123' fcx demo
   expect 0 '"answers"' fcx demo --json
@@ -229,6 +290,12 @@ docs)
   fcx commands --markdown | diff "$here/docs/commands.md" - || failures=1
   fcx demo | diff <(sed -n '/^Factory commands, answered/,/^```$/p' "$here/README.md" | sed '$d') - ||
     failures=1
+  # The package that docs/customisation.md shows is the one that a phone has.
+  awk -v to="$work/shown" '/^`\/.*`$/ { file = to substr($0, 2, length($0) - 2) }
+    /^```/ { is_inside = !is_inside && file != ""; if (!is_inside) file = ""; next }
+    is_inside { system("mkdir -p $(dirname " file ")"); print >file }' "$here/docs/customisation.md"
+  fcx init --profile mtk >/dev/null
+  diff -r "$work/shown/oem" "$FCX_PHONE/root/oem" || failures=1
   ;;
 *)
   echo "no case $1"

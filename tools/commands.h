@@ -15,6 +15,7 @@ void add_item(CLI::App& tool, Invocation& invocation);
 void add_modem(CLI::App& tool, Invocation& invocation);
 void add_sim(CLI::App& tool, Invocation& invocation);
 void add_ntcode(CLI::App& tool, Invocation& invocation);
+void add_boot(CLI::App& tool, Invocation& invocation);
 void add_events(CLI::App& tool, Invocation& invocation);
 void add_log(CLI::App& tool, Invocation& invocation);
 void add_fault(CLI::App& tool, Invocation& invocation);

@@ -23,6 +23,7 @@ constexpr char kFooter[] =
     "  fcx modem                               what its modem keeps, and was asked\n"
     "  fcx sim                                 the SIM that is in it, and how to change it\n"
     "  fcx ntcode get                          the carriers that it may belong to\n"
+    "  fcx boot                                start it, and see which carrier it finds\n"
     "  fcx log                                 what the library wrote to the log\n"
     "  fcx fault item 9 fail                   let every access to item 9 fail\n"
     "\n"
@@ -32,7 +33,8 @@ constexpr char kFooter[] =
     "  0  done\n"
     "  1  the phone could not be used, or the output not be written; standard error says why\n"
     "  2  the command line makes no sense\n"
-    "  3  the factory command was delivered, and its result is not 0";
+    "  3  the factory command was delivered, and its result is not 0; or carrier set-up could\n"
+    "     not be started";
 
 int report(const char* message, int exit_status) {
   fprintf(stderr, "fcx: %s\n", message);
@@ -93,6 +95,7 @@ int run(int argc, char** argv) {
   cli::add_modem(tool, invocation);
   cli::add_sim(tool, invocation);
   cli::add_ntcode(tool, invocation);
+  cli::add_boot(tool, invocation);
   cli::add_events(tool, invocation);
   cli::add_log(tool, invocation);
   cli::add_fault(tool, invocation);

@@ -1,0 +1,273 @@
+#include "tools/boot.h"
+
+#include <algorithm>
+#include <fstream>
+#include <iterator>
+#include <mutex>
+#include <regex>
+
+#include "fcx/background.h"
+#include "fcx/customisation.h"
+#include "fcx/factory_items.h"
+#include "fcx/identity_items.h"
+#include "fcx/modem_link.h"
+#include "fcx/network_code.h"
+#include "fcx/single_binary.h"
+#include "modem/opcodes.h"
+#include "tools/network_code.h"
+#include "virtual_phone/clock.h"
+#include "virtual_phone/item_store.h"
+#include "virtual_phone/log_buffer.h"
+#include "virtual_phone/properties.h"
+
+namespace cli {
+namespace {
+
+namespace vp = virtual_phone;
+using Kind = BootMoment::Kind;
+
+std::string value_of(const Boot::Properties& properties, const char* name) {
+  const auto found = properties.find(name);
+  return found == properties.end() ? "" : found->second;
+}
+
+Boot::Properties all_properties(vp::Phone& phone) {
+  const auto list = vp::properties(phone);
+  return {list.begin(), list.end()};
+}
+
+/// Writes down what happens while it exists, from whatever thread.
+class Recorder {
+ public:
+  explicit Recorder(std::vector<BootMoment>& moments) : moments_(moments) {
+    vp::observe_log([this](const vp::LogEntry& entry) {
+      add({entry.time_us, Kind::line, without_line_break(entry.message)});
+    });
+    vp::observe_properties([this](const vp::PropertyChange& change) {
+      add({vp::now_us(), Kind::property, change.name + "=" + change.after,
+           change.before != change.after});
+    });
+  }
+  ~Recorder() {
+    vp::observe_log({});
+    vp::observe_properties({});
+  }
+  Recorder(const Recorder&) = delete;
+  Recorder& operator=(const Recorder&) = delete;
+
+  void note(const std::string& sentence) { add({vp::now_us(), Kind::note, sentence}); }
+
+ private:
+  static std::string without_line_break(std::string text) {
+    while (!text.empty() && text.back() == '\n') text.pop_back();
+    return text;
+  }
+
+  void add(BootMoment moment) {
+    const std::lock_guard lock(mutex_);
+    moments_.push_back(std::move(moment));
+  }
+
+  std::mutex mutex_;
+  std::vector<BootMoment>& moments_;
+};
+
+/// An identity of which a factory item is the modem's copy.
+struct Identity {
+  const char* name;
+  int32_t opcode;
+  int item;
+  void (*check)();
+};
+constexpr Identity kIdentities[] = {
+    {"IMEI", fcx::opcode::read_imei, 13, imei_check_on_boot},
+    {"MEID", fcx::opcode::read_meid, 207, meid_check_on_boot},
+};
+
+/// Lets the library check one identity. @return what came of it
+std::string check_identity(vp::Phone& phone, const Identity& identity, int64_t last_request) {
+  constexpr size_t kLongest = 20;
+  const std::string before = vp::read_items(phone, identity.item, kLongest);
+  identity.check();
+  const std::string item = "factory item " + std::to_string(identity.item);
+  const std::string name = std::string("The ") + identity.name;
+  if (vp::read_items(phone, identity.item, kLongest) != before) {
+    return name + " in " + item + " was not the modem's, which it has now.";
+  }
+  for (const vp::ModemRequest& request : vp::modem_requests(phone, last_request)) {
+    if (request.opcode != identity.opcode) continue;
+    if (request.code != 0) break;
+    if (request.answer.empty() || vp::is_modem_message(request.opcode, request.answer)) {
+      return "The modem has no " + std::string(identity.name) + "; " + item + " stays.";
+    }
+    const std::string is_kept = request.answer.substr(0, kLongest);
+    if (before.compare(0, is_kept.size(), is_kept) == 0) {
+      return name + " in " + item + " is the modem's.";
+    }
+    return name + " in " + item + " is not the modem's, and could not be replaced.";
+  }
+  return name + " could not be read from the modem; " + item + " stays.";
+}
+
+void check_identities(vp::Phone& phone, Recorder& recorder) {
+  for (const Identity& identity : kIdentities) {
+    const auto requests = vp::modem_requests(phone);
+    recorder.note(check_identity(phone, identity, requests.empty() ? 0 : requests.back().id));
+  }
+}
+
+/// The date of the package's carrier_code.xml, looked up past service and faults.
+std::string carrier_code_date(const vp::Phone& phone, const BootInputs& inputs) {
+  const std::string file =
+      (inputs.rootdir.empty() ? "/OP" : inputs.rootdir) + "/config/carrier_code.xml";
+  std::ifstream in;
+  if (inputs.is_on_overlay) in.open((phone.directory() / vp::kOverlayName).string() + file);
+  if (!in.is_open()) in.open(phone.root() + file);
+  const std::string text{std::istreambuf_iterator<char>(in), {}};
+  std::smatch found;
+  const std::regex date("<profiles[^>]*\\sdate=[\"']([^\"']*)");
+  return std::regex_search(text, found, date) ? found[1].str() : "";
+}
+
+BootInputs inputs_of(vp::Phone& phone, const Boot::Properties& properties) {
+  constexpr size_t kLongestText = 2048;  // of a network code, and of a path
+  BootInputs inputs;
+  inputs.profile = phone.profile();
+  inputs.build_type = value_of(properties, "ro.build.type");
+  std::string text(kLongestText + 1, '\0');
+  if (get_ntcode(text.data()) == 0) inputs.network_code = text.c_str();
+  inputs.mccmnc_list = value_of(properties, "persist.vendor.qve.mccmnc-list");
+  inputs.subset_list = value_of(properties, "persist.vendor.qve.subset-list");
+  inputs.sim = vp::sim(phone);
+  inputs.permission = value_of(properties, "persist.vendor.qve.sim.profile.permission");
+  inputs.chip_vendor = value_of(properties, "ro.vendor.qve.chip.vendor");
+  inputs.platform = value_of(
+      properties, inputs.chip_vendor == "mtk" ? "ro.mediatek.platform" : "ro.board.platform");
+  inputs.is_on_overlay = e_is_overlayfs;
+  inputs.package_root = qve_get_tamra_file_path(nullptr, text.data());
+  inputs.rootdir = value_of(properties, "ro.vendor.qve.capp_tamra.rootdir");
+  inputs.carrier_code_date = carrier_code_date(phone, inputs);
+  return inputs;
+}
+
+/// What the library asked about the SIM.
+std::vector<BootMoment> sim_requests(vp::Phone& phone, int64_t last_request) {
+  std::vector<BootMoment> moments;
+  for (const vp::ModemRequest& request : vp::modem_requests(phone, last_request)) {
+    if (request.opcode != fcx::opcode::read_sim) continue;
+    const Kind kind = request.code == 0 ? Kind::sim : Kind::no_sim_answer;
+    moments.push_back({request.time_us, kind, request.answer});
+  }
+  return moments;
+}
+
+bool is_setting(const BootMoment& moment, const char* property, const char* value = nullptr) {
+  if (moment.kind != Kind::property) return false;
+  const std::string beginning = std::string(property) + "=";
+  return value != nullptr ? moment.text == beginning + value
+                          : moment.text.compare(0, beginning.size(), beginning) == 0;
+}
+
+/// How far set-up came can be seen, on any build, by the properties it has set: the SIM's state
+/// when it accepts one, or the first start's after it could not have one. One that ends sooner than
+/// it may give up has come to its end, too.
+BootOutcome outcome_of(const std::vector<BootMoment>& moments, int64_t set_up_us) {
+  constexpr int64_t kShortestWaitUs = 5'000'000;
+  constexpr char kSimChanged[] = "persist.vendor.qve.sim-changed";
+  bool is_running = false;
+  bool is_without_sim = false;
+  for (const BootMoment& moment : moments) {
+    if (is_setting(moment, "persist.vendor.qve.sim.profile")) is_running = true;
+    if (is_setting(moment, kSimChanged, "2")) is_without_sim = true;
+    if (is_setting(moment, kSimChanged, "0") || is_setting(moment, kSimChanged, "1") ||
+        (is_without_sim && is_setting(moment, "persist.vendor.qve.first-boot", "1"))) {
+      return BootOutcome::complete;
+    }
+  }
+  if (!is_running) return BootOutcome::put_off;
+  return set_up_us < kShortestWaitUs ? BootOutcome::complete : BootOutcome::out_of_time;
+}
+
+template <typename Condition>
+int count_moments(const std::vector<BootMoment>& moments, Condition condition) {
+  return static_cast<int>(std::count_if(moments.begin(), moments.end(), condition));
+}
+
+bool is_line(const BootMoment& moment, std::string_view beginning) {
+  return moment.kind == Kind::line && moment.text.compare(0, beginning.size(), beginning) == 0;
+}
+
+/// What is behind the build's type is only logged where set-up goes on to log.
+bool has_log(const std::vector<BootMoment>& moments) {
+  const auto is_build = [](const auto& moment) { return is_line(moment, "[QVE][SBP] BUILD: "); };
+  return std::any_of(moments.begin(), moments.end(), is_build);
+}
+
+int count_polls(const Boot& boot) {
+  const int asked = count_moments(boot.moments, [](const BootMoment& moment) {
+    return moment.kind == Kind::sim || moment.kind == Kind::no_sim_answer;
+  });
+  if (asked > 0 || !boot.is_logged) return asked;
+  return count_moments(boot.moments, [](const BootMoment& moment) {
+    return is_line(moment, "[QVE][SBP] qve_single_binary_init");
+  });
+}
+
+/// Notes that the SIM was looked up and not found: set-up says nothing of it.
+void note_unknown_sim(std::vector<BootMoment>& moments) {
+  const auto is_lookup = [](const auto& moment) {
+    return is_setting(moment, "persist.vendor.qve.carriercode.date");
+  };
+  const auto is_carrier = [](const auto& moment) {
+    return is_setting(moment, "persist.vendor.qve.sim.operator");
+  };
+  const auto lookup = std::find_if(moments.begin(), moments.end(), is_lookup);
+  if (lookup == moments.end() || std::any_of(lookup, moments.end(), is_carrier)) return;
+  const int64_t time_us = lookup->time_us;
+  moments.insert(lookup + 1,
+                 {time_us, Kind::note, "It has no profile for this SIM: the carrier stays."});
+}
+
+void start_daemon(vp::Phone& phone, Boot& boot) {
+  Recorder recorder(boot.moments);
+  if (init_factory_item() != 0) throw vp::Error("the factory item store cannot be opened");
+  recorder.note("The factory item store is open.");
+  // As every new daemon does; this process may have had another phone.
+  init_modem_interface();
+  check_identities(phone, recorder);
+  publish_network_code_lists(phone);
+  recorder.note("The network code's lists are published for set-up.");
+  boot.set_up_began_us = vp::now_us();
+  const bool is_started = sbpCreateThread() != 0;
+  fcx::wait_for_background_work();
+  boot.set_up_ended_us = vp::now_us();
+  if (!is_started) boot.outcome = BootOutcome::not_started;
+}
+
+}  // namespace
+
+Boot boot(vp::Phone& phone) {
+  Boot boot;
+  boot.phone = phone.directory().string();
+  boot.before = all_properties(phone);
+  const auto requests = vp::modem_requests(phone);
+  vp::restart(phone, "boot");
+  boot.switched_on_us = vp::now_us();
+  fcx::reload_carrier_set_up();
+  start_daemon(phone, boot);
+  const auto asked = sim_requests(phone, requests.empty() ? 0 : requests.back().id);
+  boot.moments.insert(boot.moments.end(), asked.begin(), asked.end());
+  std::stable_sort(boot.moments.begin(), boot.moments.end(),
+                   [](const auto& a, const auto& b) { return a.time_us < b.time_us; });
+  note_unknown_sim(boot.moments);
+  boot.is_logged = has_log(boot.moments);
+  boot.polls = count_polls(boot);
+  if (boot.outcome != BootOutcome::not_started) {
+    boot.outcome = outcome_of(boot.moments, boot.set_up_ended_us - boot.set_up_began_us);
+  }
+  boot.after = all_properties(phone);
+  boot.inputs = inputs_of(phone, boot.after);
+  return boot;
+}
+
+}  // namespace cli

@@ -1,0 +1,87 @@
+// boot: a start of the phone, and why it decided as it did.
+#include <unistd.h>
+
+#include <chrono>
+#include <condition_variable>
+#include <cstdio>
+#include <memory>
+#include <mutex>
+#include <thread>
+
+#include "tools/boot_report.h"
+#include "tools/commands.h"
+#include "virtual_phone/clock.h"
+
+namespace cli {
+namespace {
+
+struct Options {
+  bool real_time = false;
+  bool full = false;
+};
+
+/// Counts the seconds on a terminal, in one line that is gone with this object.
+class Waiting {
+ public:
+  Waiting() {
+    if (isatty(STDERR_FILENO) != 0) ticker_ = std::thread([this] { tick(); });
+  }
+  ~Waiting() {
+    if (!ticker_.joinable()) return;
+    {
+      const std::lock_guard lock(mutex_);
+      is_over_ = true;
+    }
+    changed_.notify_all();
+    ticker_.join();
+    fputs("\r\033[K", stderr);
+  }
+  Waiting(const Waiting&) = delete;
+  Waiting& operator=(const Waiting&) = delete;
+
+ private:
+  void tick() {
+    std::unique_lock lock(mutex_);
+    for (int seconds = 0; !is_over_; ++seconds) {
+      fprintf(stderr, "\r\033[Kset-up is running: %d s", seconds);
+      changed_.wait_for(lock, std::chrono::seconds(1), [this] { return is_over_; });
+    }
+  }
+
+  std::mutex mutex_;
+  std::condition_variable changed_;
+  bool is_over_ = false;
+  std::thread ticker_;
+};
+
+Boot boot_and_wait(const Invocation& invocation, const Options& options) {
+  virtual_phone::Phone& phone = invocation.open_phone();
+  if (!options.real_time) return boot(phone);
+  virtual_phone::set_clock(virtual_phone::Clock::real);
+  const Waiting waiting;
+  return boot(phone);
+}
+
+}  // namespace
+
+void add_boot(CLI::App& tool, Invocation& invocation) {
+  auto options = std::make_shared<Options>();
+  CLI::App& command = add_command(
+      tool, "boot", "Start the phone as its daemon does, and explain what it decided",
+      "  fcx boot                the phone is switched off and on, and set up for its carrier\n"
+      "  fcx boot --real-time    with the waits of a phone, up to 25 seconds\n"
+      "  fcx boot --full         ICCIDs whole\n"
+      "\n"
+      "Shown are what set-up had to go by, what it did, which properties are others than before\n"
+      "the start, and the decision. The exit status is 0 when set-up came to its end or waited as\n"
+      "long as it does for the SIM, and 3 when it could not be started.",
+      [&invocation, options] {
+        const Boot boot = boot_and_wait(invocation, *options);
+        invocation.json ? print(boot_json(boot, options->full)) : print_boot(boot, options->full);
+        if (boot.outcome == BootOutcome::not_started) invocation.exit_status = kCommandFailed;
+      });
+  command.add_flag("--real-time", options->real_time, "Wait as long as a phone does");
+  command.add_flag("--full", options->full, "Show ICCIDs whole");
+}
+
+}  // namespace cli
