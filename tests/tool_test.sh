@@ -283,6 +283,7 @@ boot)
 demo)
   expect 0 'get_serial_number +0 +QV2006A00123' fcx demo
   expect 0 '"answers"' fcx demo --json
+  expect 0 '^carrier +CR2 ' fcx demo
   if [ -e "$FCX_PHONE" ]; then failures=1; fi
   ;;
 docs)

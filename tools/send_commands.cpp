@@ -10,6 +10,7 @@
 #include "fcx/command_table.h"
 #include "fcx/factory_items.h"
 #include "fcx/service_handler.h"
+#include "tools/boot_report.h"
 #include "tools/command_name.h"
 #include "tools/commands.h"
 #include "virtual_phone/events.h"
@@ -164,10 +165,10 @@ is prepared first. A row that is not available answers `result` 1.
 /// A phone that is gone with this object.
 class TemporaryPhone {
  public:
-  TemporaryPhone()
+  explicit TemporaryPhone(const char* profile)
       : directory_(std::filesystem::temp_directory_path() /
-                   ("fcx-demo-" + std::to_string(getpid()))) {
-    vp::create(directory_, "single", true);
+                   ("fcx-demo-" + std::to_string(getpid()) + "-" + profile)) {
+    vp::create(directory_, profile, true);
     vp::select(directory_);
   }
   ~TemporaryPhone() {
@@ -220,8 +221,9 @@ constexpr DemoStep kDemo[] = {
     {"An opcode that does not exist", 4999, ""},
 };
 
-void run_demo(const Invocation& invocation) {
-  const TemporaryPhone temporary;
+/// The commands of kDemo on a fresh phone.
+Json demonstrate_commands(bool as_json) {
+  const TemporaryPhone temporary("single");
   vp::Phone& phone = vp::selected();
   if (init_factory_item() != 0) throw vp::Error("the factory item store cannot be opened");
   Json answers = Json::array();
@@ -236,7 +238,7 @@ void run_demo(const Invocation& invocation) {
                delivery.row == nullptr ? "unknown" : std::to_string(delivery.response.result),
                shown(delivery.data())});
   }
-  if (invocation.json) return print({{"answers", answers}});
+  if (as_json) return answers;
   puts("Factory commands, answered by the library on a fresh virtual phone (profile single):\n");
   table.print();
   std::map<std::string, int> marks;
@@ -244,7 +246,26 @@ void run_demo(const Invocation& invocation) {
   for (const auto& [mark, times] : marks) {
     printf("\nIt left its mark on the phone: %s (%d times).\n", mark.c_str(), times);
   }
-  puts("\nThat phone is gone again. To keep one: `fcx init`, then `fcx send 4010`, `fcx --help`.");
+  return answers;
+}
+
+/// The first start of a fresh phone whose carrier is still to be found.
+Json demonstrate_boot(bool as_json) {
+  const TemporaryPhone temporary("open");
+  const Boot seen = boot(vp::selected());
+  if (!as_json) {
+    puts("\nThe first start of another one (profile open), which finds its carrier by the SIM:\n");
+    print_decision(seen);
+  }
+  return decision_json(seen);
+}
+
+void run_demo(const Invocation& invocation) {
+  const Json answers = demonstrate_commands(invocation.json);
+  const Json decision = demonstrate_boot(invocation.json);
+  if (invocation.json) return print({{"answers", answers}, {"decision", decision}});
+  puts("\nThose phones are gone again. To keep one: `fcx init --profile open`, then `fcx boot`,");
+  puts("`fcx send 4010`, `fcx --help`.");
 }
 
 }  // namespace
