@@ -24,9 +24,14 @@ struct bs_tag {};
 /// "0x" and the digits, lower case, as few as it takes.
 std::string toHexString(uint64_t value);
 
-/// The values of an enum, in their order. Generated code specialises it.
+// Generated code specialises what is here in each file that includes it: so each has its own.
+inline namespace {
+
+/// The values of an enum, in their order.
 template <typename Enum>
 constexpr std::array<Enum, 0> hidl_enum_values{};
+
+}  // namespace
 
 }  // namespace details
 
