@@ -3,6 +3,7 @@
 
 #include <benchmark/benchmark.h>
 
+#include <filesystem>
 #include <map>
 #include <string>
 
@@ -21,6 +22,20 @@ class Medians : public benchmark::ConsoleReporter {
   std::map<std::string, double> medians_;
 };
 
+/// A fresh phone in `parent`, which is this process's while this lives; then the one before it is
+/// again.
+class Phone {
+ public:
+  Phone(const std::filesystem::path& parent, const std::string& name);
+  ~Phone();
+  Phone(const Phone&) = delete;
+  Phone& operator=(const Phone&) = delete;
+
+ private:
+  const Phone* before_;
+  std::filesystem::path directory_;
+};
+
 constexpr int kRepetitions = 11;
 
 /// Registers a measurement whose median counts.
@@ -32,6 +47,8 @@ void print_share(const Medians& medians, const char* what, const std::string& na
 void print_ratio(const Medians& medians, const char* what, const std::string& name);
 
 // One pair for each family: what is measured, and what is printed when it is done.
+void register_carrier();
+void report_carrier(const Medians& medians);
 void register_dispatch();
 void report_dispatch(const Medians& medians);
 void register_modem();

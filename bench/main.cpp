@@ -2,13 +2,44 @@
 #include <unistd.h>
 
 #include <cstdio>
-#include <filesystem>
+#include <stdexcept>
 
 #include "bench/bench.h"
 #include "fcx/factory_items.h"
 #include "virtual_phone/phone.h"
 
 namespace bench {
+namespace {
+
+const Phone* current_phone = nullptr;
+
+void select_phone(const std::filesystem::path& directory) {
+  virtual_phone::select(directory);
+  if (init_factory_item() != 0) throw std::runtime_error("a phone has no factory items");
+}
+
+/// A directory in memory where there is one: the disk's noise is larger than what is measured here.
+std::filesystem::path quiet_directory() {
+  constexpr char kMemory[] = "/dev/shm";
+  return access(kMemory, W_OK) == 0 ? kMemory : std::filesystem::temp_directory_path();
+}
+
+}  // namespace
+
+Phone::Phone(const std::filesystem::path& parent, const std::string& name)
+    : before_(current_phone),
+      directory_(parent / ("fcx-bench-" + name + "-" + std::to_string(getpid()))) {
+  virtual_phone::create(directory_, "single", true);
+  select_phone(directory_);
+  current_phone = this;
+}
+
+Phone::~Phone() {
+  if (before_ != nullptr) select_phone(before_->directory_);
+  current_phone = before_;
+  std::error_code ignored;
+  std::filesystem::remove_all(directory_, ignored);
+}
 
 void Medians::ReportRuns(const std::vector<Run>& runs) {
   ConsoleReporter::ReportRuns(runs);
@@ -46,16 +77,13 @@ void print_ratio(const Medians& medians, const char* what, const std::string& na
 }  // namespace bench
 
 int main(int argc, char** argv) {
-  const auto directory =
-      std::filesystem::temp_directory_path() / ("fcx-bench-" + std::to_string(getpid()));
-  virtual_phone::create(directory, "single", true);
-  virtual_phone::select(directory);
-  if (init_factory_item() != 0) return 1;
-  // Lines are formatted and then dropped: the disk's noise is larger than what is measured here.
+  const bench::Phone phone(bench::quiet_directory(), "memory");
+  // Lines are formatted and then dropped, for the same reason.
   __android_log_set_logger([](const __android_logger_data*, const char*) {});
 
   bench::register_dispatch();
   bench::register_modem();
+  bench::register_carrier();
   benchmark::Initialize(&argc, argv);
   bench::Medians medians;
   benchmark::RunSpecifiedBenchmarks(&medians);
@@ -63,6 +91,6 @@ int main(int argc, char** argv) {
   printf("\nMedians of %d runs:\n", bench::kRepetitions);
   bench::report_dispatch(medians);
   bench::report_modem(medians);
-  std::filesystem::remove_all(directory);
+  bench::report_carrier(medians);
   return 0;
 }
