@@ -171,13 +171,14 @@ TEST_F(Customisation, TheNetworkCodesOrderDecidesBetweenDirectories) {
   place("/oem/OP/cust_path_mapping.cfg",
         "junk\n310410=x\n310410,02\n310410,02=/oem/OP/ATT:x\r\n310410,02=/oem/OP/SECOND\n"
         "310410,021=/oem/OP/LONG\n23415,21=/oem/OP/" +
-            std::string(100, 'p') + "\n");
+            std::string(100, 'p') + "\n" + std::string(2047, '#') + "310410,04=/oem/OP/TAIL\n");
   count_entries(2);
   EXPECT_EQ("/oem/OP/ATT:x", directory_of("310410,23415", "02,21"));
   EXPECT_EQ("/oem/OP/ATT:x", directory_of("26201,310410", "11,02"));
   EXPECT_EQ("/oem/OP/LONG", directory_of("310410", "021"));
   EXPECT_EQ("/oem/OP/" + std::string(83, 'p'), directory_of("23415", "21")) << "91 characters";
   EXPECT_EQ("none", directory_of("310410", "03"));
+  EXPECT_EQ("/oem/OP/TAIL", directory_of("310410", "04")) << "a line that is cut goes on as one";
   EXPECT_EQ("none", directory_of("26201,26202,310410", "11,12,02")) << "two entries count";
   EXPECT_EQ("none", directory_of("26201,310410", "11")) << "no subset";
   EXPECT_EQ("none", directory_of(nullptr, "11"));
@@ -226,7 +227,7 @@ TEST_F(Customisation, TheSimsTimeDependsOnTheChipsetAndTheFactoryReset) {
       {"qcom", "MT6755", "user", 6, "5000000"},      {"mtk", "MT6765", "user", 6, "15000000"},
       {"mtk", "MT6755", "user", 6, "20000000"},      {"mtk", "MT6765", "userdebug", 6, "20000000"},
       {"mtk", "MT6755", "userdebug", 6, "20000000"}, {"mtk", "MT6765", "user", 2, "25000000"},
-      {"MTK", "MT6765", "user", 2, "5000000"},
+      {"MTK", "MT6765", "user", 2, "5000000"},       {"mtk", "MT6765", "", 6, "15000000"},
   };
   for (const auto& each : cases) {
     set_build_property("ro.vendor.qve.chip.vendor", each.vendor);
@@ -297,6 +298,9 @@ TEST_F(Customisation, ASecondTableOfNetworkCodesSettlesTheCarrier) {
               property("persist.vendor.qve.sim.profile"));
   }
   EXPECT_EQ("EU", property("persist.vendor.qve.sim.country"));
+  set_build_property("ro.vendor.qve.build.target_country", "");
+  qve_check_2nd_ntcode("10010,310410", "03,02");
+  EXPECT_EQ("XXX", property("persist.vendor.qve.sim.country"));
 }
 
 }  // namespace

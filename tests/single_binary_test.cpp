@@ -30,6 +30,8 @@ constexpr char kPermProp[] = "/mnt/vendor/persist-qv/kelp/perm.prop";
 constexpr char kFeatureProp[] = "/mnt/vendor/persist-qv/kelp/feature.prop";
 constexpr char kStoredCodes[] = "/mnt/vendor/persist-qv/kelp/carrier_code.xml";
 
+constexpr char kEmptyCode[] = R"("0","FFF,FFF,FFFFFFFF,FFFFFFFF,FF")";
+constexpr char kDefaultIccid[] = "89000000000000000000";
 constexpr char kCarrierCodes[] = R"(<?xml version="1.0"?>
 <profiles date="2020-06-01">
   <profile iccid="" carrier_code_fast="NONE"/>
@@ -68,8 +70,10 @@ class SetUp : public CarrierTest {
 
 TEST_F(SetUp, OneMccNeedsNoSim) {
   set_network_code(kOneMcc);
+  place(kKelpProp, "persist.vendor.qve.sim.operator DTM\n");
   no_answer();
   boot();
+  EXPECT_EQ("(not set)", property("persist.vendor.qve.sim.operator")) << "no profile, no replay";
   EXPECT_EQ("310 310410 1 2", decision());
   EXPECT_EQ("310", property("persist.vendor.qve.mcc-list"));
   EXPECT_EQ(1U, polls()) << "nobody answers, and nothing is left to ask";
@@ -129,6 +133,41 @@ TEST_F(SetUp, InTestModeTheSimAndTheNetworkCodeAreVirtual) {
   boot();
   EXPECT_EQ("310", property("persist.vendor.qve.mcc-list"));
   EXPECT_THAT(log(), Contains("[QVE][SBP] LAOT MODE ENABLED! \n"));
+  set_property("persist.vendor.qve.kelp.test.iccid", kDefaultIccid);
+  boot();
+  EXPECT_EQ("1", property("persist.vendor.qve.sim-changed")) << "and the one that is saved";
+  set_property("persist.vendor.qve.iccid", kBritishIccid);
+  remove_sim();
+  boot();
+  EXPECT_EQ("0", property("persist.vendor.qve.first-boot")) << "what was settled is open again";
+  EXPECT_EQ(kDefaultIccid, property("persist.vendor.qve.iccid"));
+}
+
+TEST_F(SetUp, AFirstStartWithAProfileGetsTheDefaultsOfTheBuild) {
+  set_build_property("ro.vendor.qve.kelp.default.operator", "DEF");
+  set_build_property("ro.vendor.qve.kelp.default.iccid", "8999");
+  set_build_property("ro.vendor.qve.kelp.default.country", "ZZ");
+  set_build_property("ro.vendor.qve.capp_tamra.rootdir", "/oem/OP/EU");
+  place("/oem/OP/EU/config/carrier_code.xml", kCarrierCodes);
+  const struct {
+    const char* product;
+    const char* slots;
+    const char* country;
+    const char* second;
+  } cases[] = {{"global_ca", "2", "(not set)", "(not set)"},
+               {"global_com", "1", "ZZ", "(not set)"},
+               {"global_com", "2", "ZZ", "DEF"}};
+  for (const auto& [product, slots, country, second] : cases) {
+    set_build_property("ro.product.name", product);
+    set_build_property("ro.boot.vendor.qve.sim_num", slots);
+    boot();
+    EXPECT_EQ("DEF", property("persist.vendor.qve.sim.operator")) << product;
+    EXPECT_EQ("8999", property("persist.vendor.qve.iccid"));
+    EXPECT_EQ("8999", property("persist.vendor.qve.last-iccid"));
+    EXPECT_EQ(country, property("persist.vendor.qve.sim.country")) << product;
+    EXPECT_EQ(second, property("persist.vendor.qve.sim2.operator")) << slots;
+  }
+  EXPECT_EQ("ZZ", property("persist.vendor.qve.sim2.country"));
 }
 
 TEST_F(SetUp, ARewrittenNetworkCodeMakesTheNextStartAFirstOne) {
@@ -141,9 +180,34 @@ TEST_F(SetUp, ARewrittenNetworkCodeMakesTheNextStartAFirstOne) {
   EXPECT_STREQ("262,234", mccs);
   EXPECT_EQ("1", property("persist.vendor.qve.ntcode-changed"));
   EXPECT_EQ(std::string(kTwoMccs).substr(0, 34), property("persist.vendor.qve.tavrin.ntcode"));
+  EXPECT_EQ("262,234", property("persist.vendor.qve.mcc-list"));
   set_network_code(kTwoMccs);
   boot();
   EXPECT_EQ("262 FFFFF 1 0", decision());
+  qve_parse_iccid(kBritishIccid);
+  EXPECT_EQ("234 FFFFF 1 0", decision()) << "all of this start may settle it";
+
+  sbpSetDefaultNTcode();
+  EXPECT_EQ("3", property("persist.vendor.qve.ntcode-changed"));
+  sbpWriteNTCode(kEmptyCode, mccs);
+  EXPECT_EQ("3", property("persist.vendor.qve.ntcode-changed")) << "the same as before";
+  boot();
+  qve_parse_iccid(kGermanIccid);
+  EXPECT_EQ("234 FFFFF 1 0", decision()) << "nothing was rewritten";
+  sbpWriteNTCode(R"("02","262,01F,FFFFFFFF,FFFFFFFF,11","234,15F,FFFFFFFF,FFFFFFFF,21")", mccs);
+  EXPECT_EQ(R"("02","262,01F,FFFFFFFF,FFFFFFFF,11")", property("persist.vendor.qve.tavrin.ntcode"));
+  set_property("persist.vendor.qve.first-mccmnc", "23415");
+  sbpWriteNTCode(kEmptyCode, mccs);
+  no_answer();
+  boot();
+  EXPECT_EQ("FFF FFFFF 0 2", decision()) << "the code that was stored has no MCC";
+  sbpWriteNTCode(kOneMcc, mccs);
+  char stored[2048];
+  EXPECT_EQ(0, get_ntcode(stored));
+  EXPECT_STREQ(kOneMcc, stored);
+  sbpSetDefaultMCCLists();
+  EXPECT_EQ("", property("persist.vendor.qve.mcc-list"));
+  EXPECT_EQ("", property("persist.vendor.qve.mccmnc-list"));
 }
 
 TEST_F(SetUp, WhatTheUserInterfaceConfirmedStands) {
@@ -152,6 +216,15 @@ TEST_F(SetUp, WhatTheUserInterfaceConfirmedStands) {
   set_property("persist.vendor.qve.radio.first-mccmnc", "23415");
   boot();
   EXPECT_EQ("234 23415 1 1", decision());
+
+  set_network_code(kOneMcc);
+  set_property("persist.vendor.qve.first-boot", "0");
+  boot();
+  EXPECT_EQ("234 23415 1 0", decision());
+  set_property("persist.vendor.qve.first-boot", "0");
+  set_property("persist.vendor.qve.radio.first-mccmnc", "FFFFF");
+  boot();
+  EXPECT_EQ("310 310410 1 0", decision()) << "nothing is confirmed";
 }
 
 TEST_F(SetUp, AllOperatorsCompleteTheFirstStartWithoutAnMcc) {
@@ -194,6 +267,18 @@ TEST_F(SetUp, ASimThatCannotBeReadLeavesTheDefaults) {
   EXPECT_EQ(10, std::count(lines.begin(), lines.end(), "[QVE][SBP] SIM READ ERROR!"));
   EXPECT_EQ(1, std::count(lines.begin(), lines.end(), "[QVE][SBP] SETUP default setting"))
       << "prepared once";
+  no_answer();
+  qve_single_binary_init();
+  EXPECT_EQ("FFF FFFFF 0 F", decision()) << "what failed first counts";
+  for (const bool has_answer : {false, true}) {
+    if (has_answer) clear_faults();
+    remove_sim();
+    log();
+    boot();
+    EXPECT_EQ("FFF FFFFF 0 2", decision());
+    const auto told = log();
+    EXPECT_EQ(1, std::count(told.begin(), told.end(), "[QVE][SBP] SETUP default setting"));
+  }
 }
 
 TEST_F(SetUp, OddContentOfASimStopsNothing) {
@@ -225,9 +310,19 @@ TEST_F(SetUp, AMediaTekChipsetIsGivenFiveSecondsAndItsPaddingIsTakenOff) {
   EXPECT_GE(at("[QVE][SBP] qve_single_binary_init") - at("[QVE][SBP] Default Timer 25000000\n"),
             5'000'000);
 
+  virtual_phone::set_sim(phone(), {SimState::error, "", 0});
+  boot();
+  EXPECT_EQ("2", property("persist.vendor.qve.sim-changed")) << "nothing is published";
   remove_sim();
+  log();
   boot();
   EXPECT_EQ("2", property("persist.vendor.qve.sim-changed"));
+  const auto told = log();
+  EXPECT_EQ(40, std::count(told.begin(), told.end(), "[QVE][SBP] qve_single_binary_init"))
+      << "20 of 25 seconds";
+  insert_sim(std::string(20, 'f'));
+  boot();
+  EXPECT_EQ("f", property("persist.vendor.qve.iccid")) << "the first character stays";
   set_property("vendor.ril.iccid.sim1", "NODEF");
   set_property("vendor.ril.iccid.sim2", kGermanIccid);
   reload();
@@ -258,7 +353,9 @@ TEST_F(SetUp, TheSimsProfileGivesItsCarrier) {
   fs::remove_all(file("/oem/OP/EU/config/carrier_code.xml"));
   place("/oem/OP/EU/config/carrier_code.xml", "<profiles/>");
   set_property("persist.vendor.qve.sim.operator", "lost");
+  place(kKelpProp, content(kKelpProp) + "persist.vendor.qve.more two words\n");
   boot();
+  EXPECT_EQ("two", property("persist.vendor.qve.more"));
   EXPECT_EQ("DTM DTM_B DE", carrier()) << "the same SIM: replayed, not parsed";
 
   place("/oem/OP/EU/config/carrier_code.xml", kCarrierCodes);
@@ -388,6 +485,10 @@ TEST_F(SetUp, WhereTheSimDecidesTheCountryTheFirstOneFixesIt) {
   insert_sim("89330000000000000010");  // of a country that the table does not hold
   boot();
   EXPECT_EQ("EU", property("vendor.qve.sim_country"));
+  set_build_property("ro.vendor.qve.simbase", "0");
+  remove_sim();
+  boot();
+  EXPECT_EQ("(not set)", property("vendor.qve.sim_country")) << "no longer by the SIM";
 }
 
 TEST_F(SetUp, ACallingCodeWithoutACountrySettlesNothing) {
@@ -485,8 +586,23 @@ TEST_F(SetUp, AnEncryptedStartRestoresTheCarrierAndThenWaitsForTheFramework) {
   EXPECT_THAT(lines, Contains("[QVE][SBP] secure boot :  restored property "
                               "[persist.vendor.qve.sim.operator]: [DTM]\n"));
   EXPECT_THAT(lines, Not(Contains("[QVE][SBP] qve_single_binary_init")));
+  EXPECT_THAT(lines, Contains("[QVE][SBP] restored property "
+                              "[persist.vendor.qve.sim.operator]: [DTM]\n"));
   EXPECT_EQ(12, std::count(lines.begin(), lines.end(),
                            "[QVE][SBP] vold.decrypt: trigger_restart_min_framework\n"));
+  EXPECT_EQ(1, std::count(lines.begin(), lines.end(),
+                          "[QVE][SBP] Created  Single Binary ICCID thread..."));
+
+  insert_sim(kBritishIccid);  // whose profile nobody permits now
+  for (const auto& [permission, restored] : {std::pair{"unknown", "DTM DTM_B DE"}, {"1", "  "}}) {
+    set_property("persist.vendor.qve.sim.profile.permission", permission);
+    fs::remove(file(kKelpProp));
+    for (const char* name : {"sim.operator", "sim.operator.sub", "sim.country"}) {
+      set_property((std::string("persist.vendor.qve.") + name).c_str(), "");
+    }
+    boot();
+    EXPECT_EQ(restored, carrier()) << permission;
+  }
 
   set_build_property("vold.decrypt", "trigger_restart_framework");
   boot();
@@ -499,6 +615,10 @@ TEST_F(SetUp, AStartThatWaitsForThePasswordIsPutOff) {
   EXPECT_THAT(log(), ElementsAre("[QVE][SBP] Crypto status: , Crypto type: , Decrypt status: "
                                  "trigger_restart_min_framework\n",
                                  "[QVE][SBP] Waiting.. Start SBP thread during encryption\n"));
+  set_build_property("vold.decrypt", "trigger_restart_min_framework.");
+  boot();
+  EXPECT_THAT(log(), Contains("[QVE][SBP] qve_single_binary_init")) << "that state only";
+  set_build_property("vold.decrypt", "trigger_restart_min_framework");
   set_build_property("ro.crypto.state", "encrypted");
   set_build_property("ro.crypto.type", "file");
   boot();
@@ -506,18 +626,38 @@ TEST_F(SetUp, AStartThatWaitsForThePasswordIsPutOff) {
 }
 
 TEST_F(SetUp, AUserBuildTellsNothingOnceItKnowsThatItIsOne) {
-  set_build_property("ro.build.type", "user");
   use_package();
   set_network_code(kTwoMccs);
   insert_sim(kGermanIccid);
-  log();
+  for (const char* build : {"user", ""}) {  // what says nothing is one
+    set_build_property("ro.build.type", build);
+    log();
+    boot();
+    EXPECT_EQ("DTM DTM_B DE", carrier());
+    std::vector<std::string> told = log();
+    told.erase(std::remove_if(told.begin(), told.end(),
+                              [](const auto& line) { return line.find("[SBP]") == line.npos; }),
+               told.end());
+    EXPECT_EQ("[QVE][SBP] qve_single_binary_init", told.back());
+  }
+}
+
+TEST_F(SetUp, ACarrierThatTheNetworkCodeSettlesIsNoSims) {
+  use_package();
+  set_network_code(R"("2","100,10F,FFFFFFFF,FFFFFFFF,03","262,01F,FFFFFFFF,FFFFFFFF,11")");
+  insert_sim(kGermanIccid);
+  boot();
+  EXPECT_EQ("TMO (not set) EU", carrier());
+  EXPECT_EQ("(none)", content(kKelpProp));
+}
+
+TEST_F(SetUp, ProfilesHaveAnotherRootThanTheProbeWhereNoneIsSet) {
+  set_build_property("ro.vendor.qve.kelp", "1");
+  place("/oem/OP/config/carrier_code.xml", "<profiles/>");
+  place("/OP/config/carrier_code.xml", kCarrierCodes);
+  insert_sim(kGermanIccid);
   boot();
   EXPECT_EQ("DTM DTM_B DE", carrier());
-  std::vector<std::string> told = log();
-  told.erase(std::remove_if(told.begin(), told.end(),
-                            [](const auto& line) { return line.find("[SBP]") == line.npos; }),
-             told.end());
-  EXPECT_EQ("[QVE][SBP] qve_single_binary_init", told.back());
 }
 
 TEST_F(SetUp, ARefusedPropertyStopsNothing) {
