@@ -65,8 +65,8 @@ constexpr Search kSearches[] = {
 const char* mcc_of_build() {
   const auto target_operator = fcx::read_property(fcx::kTargetOperatorProperty);
   const auto country = fcx::read_property(fcx::kTargetCountryProperty);
-  if (!fcx::carrier_state().has_fast_profile || target_operator.view() != "OPEN") return nullptr;
-  if (country.view() == "CA") {
+  if (!fcx::carrier_state().has_fast_profile) return nullptr;
+  if (target_operator.view() == "OPEN" && country.view() == "CA") {
     SBP_LOG("[QVE][SBP] OPEN_CA searchMccFromMap : MCC = 302 return");
     return "302";
   }

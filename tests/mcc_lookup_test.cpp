@@ -117,6 +117,7 @@ TEST_F(MccLookupTest, BuildsOfNorthAmericaThatGoByTheFirstSimHaveTheirOwnMcc) {
   fcx_test::write_file(file("/pkg/config/carrier_code.xml"), "any");
   EXPECT_EQ("302:492", found("OPEN", "CA", "1"));
   EXPECT_EQ("310:492", found("OPEN", "US", "1"));
+  EXPECT_EQ("310:492", found("TMO", "US", "1")) << "whatever the operator";
   EXPECT_EQ("262:49", found("OPEN", "US", "0"));
   EXPECT_EQ("262:49", found("TMO", "CA", "1"));
   EXPECT_EQ("262:49", found("OPEN", "EU", "1"));
