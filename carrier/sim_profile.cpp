@@ -163,7 +163,7 @@ bool qve_parse_sim_auto_profile(const char* iccid, SimProfile& profile) {
     return true;
   }
   const XmlDocument document(get_latest_carrier_code_file(file.c_str()));
-  if (document == nullptr) return true;
+  if (document == nullptr) return false;  // the next start may be able to read it
   StoredProperties kept;
   const xmlNode* element = find_profile(profiles_of(document), iccid);
   if (element != nullptr) apply(element, iccid, profile, kept);
@@ -207,9 +207,11 @@ bool apply_sim_profile(const char* iccid) {
     return false;
   }
   if (profile.carrier.empty() || device_file_exists(kPermanentProperties)) return true;
-  const bool is_kept =
-      !carrier_state().has_feature_codes || qve_parse_sim_auto_feature_profile(profile);
-  return qve_define_googleID_base_carrier(profile) && is_kept;
+  // Features that were not kept come first: a perm.prop would keep them from being tried again.
+  if (carrier_state().has_feature_codes && !qve_parse_sim_auto_feature_profile(profile)) {
+    return false;
+  }
+  return qve_define_googleID_base_carrier(profile);
 }
 
 }  // namespace fcx

@@ -530,6 +530,37 @@ TEST_F(SetUp, AProfileThatCannotBeKeptIsTriedAgainAndNoneOfAnotherSimIsReplayed)
   EXPECT_THAT(content(kKelpProp), StartsWith("persist.vendor.qve.sim.operator VFB\n"));
 }
 
+TEST_F(SetUp, WhatCouldNotBeReadOrKeptIsTriedAgain) {
+  constexpr char kFeatures[] = R"(<features><carrier_property fast="VFB">
+    <string name="persist.vendor.qve.volte" value="1"/></carrier_property></features>)";
+  constexpr char kIds[] = R"(<client_ids><client_id fast="VFB">
+    <string name="ro.com.google.clientidbase" value="vfb"/></client_id></client_ids>)";
+  set_network_code(kTwoMccs);
+  for (const bool is_overlay : {false, true}) {
+    if (is_overlay) make_overlay_product();
+    const std::string root = is_overlay ? "/product/OP/EU" : "/oem/OP/EU";
+    use_package(root);
+    place(root + "/config/feature_code.xml", kFeatures);
+    place(root + "/config/client_id.xml", kIds);
+    for (const char* kept : {kPermProp, kFeatureProp}) fs::remove(file(kept));
+    insert_sim(kGermanIccid);
+    boot();
+    insert_sim(kBritishIccid);
+    // On an overlay its copy does not fit.
+    const std::string codes = is_overlay ? kStoredCodes : root + "/config/carrier_code.xml";
+    for (const std::string& lost : {codes, std::string(kFeatureProp)}) {
+      fault(Part::file, lost, Effect::shorter, 20);
+      boot();
+      EXPECT_EQ(kGermanIccid, property("persist.vendor.qve.last-iccid")) << lost;
+      clear_faults();
+    }
+    boot();
+    EXPECT_EQ(kBritishIccid, property("persist.vendor.qve.last-iccid"));
+    EXPECT_EQ("VFB VFB GB", carrier());
+    EXPECT_EQ("persist.vendor.qve.volte=1\n", content(kFeatureProp));
+  }
+}
+
 TEST_F(SetUp, APackageThatIsBrokenLeavesTheDefaults) {
   const std::string names(92, 'N');
   const std::pair<const char*, std::string> cases[] = {
