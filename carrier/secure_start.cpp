@@ -45,7 +45,10 @@ void qve_secure_sim_profile_from_iccid() {
 }
 
 void qve_set_carrier_from_file() {
-  if (fcx::read_sim_profile_permission() != 1) restore_from_cache();
+  // A profile that could not be kept left the cache as an earlier SIM had it, too.
+  if (fcx::read_sim_profile_permission() != 1 && !fcx::carrier_state().is_stored_profile_stale) {
+    restore_from_cache();
+  }
   fcx::restore_carrier_properties();
   fcx::restore_sap_feature();
 }

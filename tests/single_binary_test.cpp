@@ -624,7 +624,17 @@ TEST_F(SetUp, AnEncryptedStartRestoresTheCarrierAndThenWaitsForTheFramework) {
   EXPECT_EQ(1, std::count(lines.begin(), lines.end(),
                           "[QVE][SBP] Created  Single Binary ICCID thread..."));
 
-  insert_sim(kBritishIccid);  // whose profile nobody permits now
+  insert_sim(kBritishIccid);
+  fault(Part::file, kKelpProp, Effect::fail, ENOSPC, Access::write);
+  for (const char* name : {"sim.operator", "sim.operator.sub", "sim.country"}) {
+    fault(Part::file, std::string("/mnt/vendor/persist-qv/property/persist.vendor.qve.") + name,
+          Effect::fail, ENOSPC, Access::write);
+  }
+  boot();
+  EXPECT_EQ("VFB VFB GB", carrier()) << "not what is left of the SIM before";
+  clear_faults();
+
+  // Now nobody permits its profile.
   for (const auto& [permission, restored] : {std::pair{"unknown", "DTM DTM_B DE"}, {"1", "  "}}) {
     set_property("persist.vendor.qve.sim.profile.permission", permission);
     fs::remove(file(kKelpProp));
