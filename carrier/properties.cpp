@@ -25,6 +25,8 @@ void publish_property(const char* name, const char* value) {
   if (!is_read_only || read_property(name).empty()) write_property(name, value);
 }
 
+PropertyText decrypt_status() { return read_property("vold.decrypt"); }
+
 bool is_sim_base() { return read_property("ro.vendor.qve.simbase").view() == "1"; }
 
 }  // namespace fcx

@@ -36,6 +36,10 @@ void write_property(const char* name, const PropertyText& value);
 /// The same, but leaves a "ro." property alone that has a value: it takes one only once.
 void publish_property(const char* name, const char* value);
 
+/// What the encryption service has the framework do; empty without encryption.
+PropertyText decrypt_status();
+inline constexpr std::string_view kFrameworkStarts = "trigger_restart_framework";
+
 /// Whether the SIM decides this device's country.
 bool is_sim_base();
 

@@ -28,6 +28,8 @@ void restore_from_cache() {
 int qve_secure_startup_read_iccid() {
   fcx::CarrierState& state = fcx::carrier_state();
   const std::lock_guard lock(state.pass);
+  // From here on set-up decides. It may have settled a carrier that no SIM changes.
+  if (fcx::decrypt_status().view() == fcx::kFrameworkStarts) return 0;
   const fcx::SimReading sim = fcx::read_sim("[QVE][SBP][ICCID]");
   if (sim.answer != fcx::SimAnswer::iccid) return 1;
   state.restored_iccid = state.is_mtk ? fcx::without_padding(sim.iccid) : sim.iccid;

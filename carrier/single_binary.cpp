@@ -21,7 +21,6 @@ constexpr uint64_t kDecryptPollUs = 250'000;
 constexpr int kStarted = 1;
 constexpr int kFailed = 0;
 
-constexpr std::string_view kFrameworkStarts = "trigger_restart_framework";
 constexpr std::string_view kMinimalFramework = "trigger_restart_min_framework";
 
 /// Calls `pass` every half second until it returns 0 or the time for the SIM is over. On a MediaTek
@@ -63,8 +62,6 @@ int start_restore() {
   return kFailed;
 }
 
-fcx::PropertyText decrypt_status() { return fcx::read_property("vold.decrypt"); }
-
 constexpr char kPrefix[] = "[QVE][SBP] ";
 constexpr char kPlainPrefix[] = "[QVE][SBP]";  // without the blank, on purpose
 
@@ -73,9 +70,9 @@ int start_when_decrypted() {
   int result = kStarted;
   bool is_restoring = false;
   for (int i = 0; i < kDecryptPolls; ++i) {
-    const fcx::PropertyText status = decrypt_status();
+    const fcx::PropertyText status = fcx::decrypt_status();
     SBP_LOG("[QVE][SBP] vold.decrypt: %s\n", status.c_str());
-    if (status.view() == kFrameworkStarts) return start_set_up(kPrefix);
+    if (status.view() == fcx::kFrameworkStarts) return start_set_up(kPrefix);
     if (!is_restoring && status.view().substr(0, kMinimalFramework.size()) == kMinimalFramework) {
       is_restoring = true;
       result = start_restore();
@@ -91,7 +88,7 @@ int sbpCreateThread() {
   fcx::remove_cut_cache_files();
   const fcx::PropertyText state = fcx::read_property("ro.crypto.state");
   const fcx::PropertyText type = fcx::read_property("ro.crypto.type");
-  const fcx::PropertyText decrypt = decrypt_status();
+  const fcx::PropertyText decrypt = fcx::decrypt_status();
   SBP_LOG("[QVE][SBP] Crypto status: %s, Crypto type: %s, Decrypt status: %s\n", state.c_str(),
           type.c_str(), decrypt.c_str());
   if (state.empty() && decrypt.view() == kMinimalFramework) {

@@ -687,7 +687,9 @@ TEST_F(SetUp, ACarrierThatTheNetworkCodeSettlesIsNoSims) {
   use_package();
   set_network_code(R"("2","100,10F,FFFFFFFF,FFFFFFFF,03","262,01F,FFFFFFFF,FFFFFFFF,11")");
   insert_sim(kGermanIccid);
+  set_build_property("vold.decrypt", "trigger_restart_framework");
   boot();
+  EXPECT_EQ(0, qve_secure_startup_read_iccid()) << "too late to restore anything";
   EXPECT_EQ("TMO (not set) EU", carrier());
   EXPECT_EQ("(none)", content(kKelpProp));
 }

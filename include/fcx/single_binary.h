@@ -69,8 +69,9 @@ void qve_write_property_persist_cache(const char* name, const char* value);
 
 // The carrier's restore during an encrypted start.
 
-/// Reads the SIM, and on success restores the carrier from files by the next two functions.
-/// @return 0 when the SIM was read, 1 to be called again
+/// Reads the SIM, and on success restores the carrier from files by the next two functions. Nothing
+/// any more once "vold.decrypt" is "trigger_restart_framework".
+/// @return 0 when there is nothing left to do, 1 to be called again
 int qve_secure_startup_read_iccid();
 /// Applies the SIM auto profile of the ICCID that was read.
 void qve_secure_sim_profile_from_iccid();
