@@ -24,7 +24,9 @@ bool goes_through_service(const char* path) { return e_is_overlayfs && is_system
 
 /// Writes the copy's content. @return whether the copy could be opened
 bool write_copy(const char* copy, std::string_view contents) {
-  const fcx::UniqueFd fd = fcx::open_device_file(copy, O_WRONLY | O_CREAT | O_TRUNC, kCopyMode);
+  // Without blocking: what has that name may be no file.
+  const fcx::UniqueFd fd =
+      fcx::open_device_file(copy, O_WRONLY | O_CREAT | O_TRUNC | O_NONBLOCK, kCopyMode);
   if (!fd.is_open()) {
     SBP_LOG("[QVE][SBP] %s cannot be opened: %s\n", copy, strerror(errno));
     return false;

@@ -63,7 +63,7 @@ class StoredCarrierCodes {
   /// Or not there.
   bool is_empty() const {
     char first;
-    return fcx::read_device_file(file_, &first, 1) < 1;
+    return fcx::DeviceFileReader(file_).read(&first, 1) < 1;
   }
 
   const char* file_ = fcx::kStoredCarrierCodes;

@@ -158,7 +158,7 @@ int write_device_file(const UniqueFd& fd, const char* device_path, std::string_v
 }
 
 DeviceFileReader::DeviceFileReader(const char* device_path)
-    : fd_(open_device_file(device_path, O_RDONLY)) {
+    : fd_(open_device_file(device_path, O_RDONLY | O_NONBLOCK)) {
   if (is_open()) fault_ = platform_file_fault(device_path, FileOperation::read);
 }
 

@@ -74,7 +74,8 @@ ssize_t read_device_file(const UniqueFd& fd, const char* device_path, char* buff
 /// @return 0, or -1 when not all of it could be written
 int write_device_file(const UniqueFd& fd, const char* device_path, std::string_view content);
 
-/// A device file that is read from its start to its end, piece by piece.
+/// A device file that is read from its start to its end, piece by piece. Never waits: what has that
+/// name may be no file.
 class DeviceFileReader {
  public:
   explicit DeviceFileReader(const char* device_path);

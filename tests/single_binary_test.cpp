@@ -598,6 +598,22 @@ TEST_F(SetUp, APackageThatIsBrokenLeavesTheDefaults) {
   }
 }
 
+TEST_F(SetUp, APipeInPlaceOfAFileStopsNothing) {
+  set_network_code(kTwoMccs);
+  insert_sim(kGermanIccid);
+  for (const bool is_overlay : {false, true}) {
+    if (is_overlay) make_overlay_product();
+    use_package(is_overlay ? "/product/OP/EU" : "/oem/OP/EU");
+    for (const char* path : {"/oem/OP/petname.xml", kKelpProp, kPermProp, kStoredCodes}) {
+      fs::remove(file(path));
+      ASSERT_EQ(0, mkfifo(file(path).c_str(), 0600));
+    }
+    set_property("persist.vendor.qve.first-boot", "0");
+    boot();
+    EXPECT_EQ("262 FFFFF 1 1", decision());
+  }
+}
+
 TEST_F(SetUp, AnEncryptedStartRestoresTheCarrierAndThenWaitsForTheFramework) {
   use_package();
   set_network_code(kTwoMccs);
