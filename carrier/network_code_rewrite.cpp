@@ -39,6 +39,8 @@ void sbpWriteNTCode(const char* ntcode, char* mcc_list) {
   SBP_LOG("[QVE][SBP] re-written NTCODE: %s \n", code.c_str());
   const fcx::PropertyText beginning = delegated(code.view());
   SBP_LOG("[QVE][SBP] tavrin delegated NTCODE: %s \n", beginning.c_str());
+  // Before it is stored: no power cut leaves a new code that the next start takes for the old one.
+  notice_change(beginning);
   if (set_ntcode(code.c_str(), static_cast<int>(code.view().size())) != 0) {
     SBP_LOG("[QVE][SBP] the network code cannot be stored\n");
   }
@@ -46,7 +48,6 @@ void sbpWriteNTCode(const char* ntcode, char* mcc_list) {
   // Twice, on purpose.
   fcx::write_property(fcx::kMccListProperty, mcc_list);
   fcx::write_property(fcx::kMccListProperty, mcc_list);
-  notice_change(beginning);
 }
 
 int sbpWriteBuyer(FILE* file, int size, const char* key) {
