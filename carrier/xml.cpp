@@ -51,6 +51,10 @@ bool XmlAttribute::fits(PropertyText& out) const {
     SBP_LOG("[QVE][SBP] %s has %zu characters, more than a property holds\n", name_, view().size());
     return false;
   }
+  if (view().find_first_of("\r\n") != std::string_view::npos) {
+    SBP_LOG("[QVE][SBP] %s holds a line break\n", name_);
+    return false;
+  }
   out = PropertyText(view());
   return true;
 }

@@ -26,7 +26,8 @@ class XmlAttribute {
   XmlAttribute(const xmlNode* element, const char* name);
 
   std::string_view view() const;
-  /// The text for a property; false, and a line in the log, for one that does not fit.
+  /// The text for a property; false, and a line in the log, for one that is too long, or holds what
+  /// would end a line where properties are kept.
   bool fits(PropertyText& out) const;
 
  private:

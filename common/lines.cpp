@@ -16,6 +16,8 @@ void DeviceFileLines::fill() {
   while (filled < longest_) {
     const ssize_t got = file_.read(buffer_.data() + filled, buffer_.size() - filled);
     is_at_end_ = got <= 0;
+    // What a failure has cut short is no line.
+    if (got < 0) filled = std::string_view(buffer_.data(), filled).rfind('\n') + 1;
     if (is_at_end_) break;
     filled += static_cast<size_t>(got);
   }

@@ -570,6 +570,9 @@ TEST_F(SetUp, APackageThatIsBrokenLeavesTheDefaults) {
       {"another root", "<features><profile iccid=\"89\" carrier_code_fast=\"X\"/></features>"},
       {"too long a name",
        "<profiles><profile iccid=\"89\" carrier_code_fast=\"" + names + "\"/></profiles>"},
+      {"a line break",
+       "<profiles><profile iccid=\"89\" carrier_code_fast=\"X&#10;persist.vendor.x "
+       "Y\"/></profiles>"},
       {"an entity that is a file",
        "<!DOCTYPE p [<!ENTITY e SYSTEM \"/proc/version\">]><profiles><profile iccid=\"89\" "
        "carrier_code_fast=\"&e;\"/></profiles>"},
