@@ -111,7 +111,7 @@ int fexists(const char* path) {
 
 char* qve_get_tamra_file_path(const char* name, char* out) {
   if (out == nullptr) return nullptr;
-  fcx::PathText path(fcx::carrier_state().root.load());
+  fcx::LongText path(fcx::carrier_state().root.load());
   if (name != nullptr) {
     if (e_is_overlayfs) path.append("/etc");
     path.append(name);

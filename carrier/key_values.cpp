@@ -63,7 +63,7 @@ std::optional<std::string_view> mapped_path(std::string_view line, std::string_v
 }
 
 void parse_directly(const char* mccmnc_list, const char* subset_list, char* out) {
-  fcx::PathText mapping;
+  fcx::LongText mapping;
   qve_get_tamra_file_path(kMappingFile, mapping.data());
   any_entry(mccmnc_list, subset_list, [&](std::string_view mccmnc, std::string_view subset) {
     fcx::DeviceFileLines lines(mapping.c_str(), kLongestMappingLine);
@@ -86,7 +86,6 @@ void parse_overlay(std::string& path, const char* mccmnc_list, const char* subse
     return find_matching_path(path, pieces, mapping, std::string(mccmnc), std::string(subset)) != 0;
   });
   if (path.empty()) return;
-  path = fcx::without_return(path);
   copy_text(path, kLongestDirectory, out);
   SBP_LOG("[QVE][SBP] adjusted match_cust_rootDir: %s", out);
 }
@@ -142,7 +141,7 @@ int find_matching_path(std::string& path, std::vector<std::string>& pieces, std:
     if (rest.substr(0, kOverlaySubset) != subset) continue;
     const size_t equals = line.find('=');
     if (equals == std::string::npos) continue;
-    rest = std::string_view(line).substr(equals + 1);
+    rest = fcx::without_return(std::string_view(line).substr(equals + 1));
     for (bool is_last = false; !is_last;) {
       is_last = rest.find(':') == std::string_view::npos;
       pieces.emplace_back(fcx::take_until(rest, ':'));

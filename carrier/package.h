@@ -1,12 +1,7 @@
 // Places of the customisation package and of what is kept of it on the device.
 #pragma once
 
-#include "common/text.h"
-
 namespace fcx {
-
-/// A device path as the exported functions hand it over, with its NUL in 2048 bytes.
-using PathText = TextBuffer<2047>;
 
 inline constexpr char kStoredFilesDirectory[] = "/mnt/vendor/persist-qv/kelp";
 inline constexpr char kCarrierProperties[] = "/mnt/vendor/persist-qv/kelp/kelp.prop";

@@ -1,7 +1,7 @@
 #include "carrier/pet_name.h"
 
 #include <algorithm>
-#include <array>
+#include <iterator>
 
 #include "carrier/package.h"
 #include "carrier/properties.h"
@@ -52,7 +52,7 @@ bool publish_name_of(const char* file) {
 }  // namespace
 
 void resolve_pet_name() {
-  PathText file;
+  LongText file;
   qve_get_tamra_file_path(kPetNames, file.data());
   if (!publish_name_of(file.c_str())) publish_name_of(kSystemPetNames);
 }

@@ -36,7 +36,7 @@ bool contains_ignoring_case(const fcx::PropertyText& text, const char* part) {
 }
 
 bool exists_below(const fcx::PropertyText& root, const char* file) {
-  fcx::PathText path(root.view());
+  fcx::LongText path(root.view());
   path.append(file);
   return fexists(path.c_str()) != 0;
 }
@@ -144,8 +144,8 @@ void qve_save_profile_type() {
 
 void qve_check_2nd_ntcode(const char* mccmnc_list, const char* subset_list) {
   if (mccmnc_list == nullptr || subset_list == nullptr) return;
-  std::string_view mccmncs = fcx::bounded_text(mccmnc_list, fcx::PathText::capacity());
-  std::string_view subsets = fcx::bounded_text(subset_list, fcx::PathText::capacity());
+  std::string_view mccmncs = fcx::bounded_text(mccmnc_list, fcx::LongText::capacity());
+  std::string_view subsets = fcx::bounded_text(subset_list, fcx::LongText::capacity());
   if (mccmncs.size() < 6) return;  // "10010" alone too, on purpose
   while (!mccmncs.empty() && !subsets.empty()) {
     const bool is_second = fcx::take_until(mccmncs, ',') == kSecondNetworkCode;

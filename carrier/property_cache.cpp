@@ -28,8 +28,8 @@ bool is_cacheable(const char* name) {
   return name != nullptr && name[0] != '\0' && strchr(name, '/') == nullptr;
 }
 
-fcx::PathText cache_file(const char* name) {
-  fcx::PathText path(kDirectory);
+fcx::LongText cache_file(const char* name) {
+  fcx::LongText path(kDirectory);
   path.append("/");
   path.append(name);
   return path;
@@ -46,7 +46,7 @@ bool is_regular(const fcx::UniqueFd& fd, const char* path) {
 
 int qve_read_property_persist_cache(const char* name, char* value) {
   if (!is_cacheable(name) || value == nullptr) return 1;
-  const fcx::PathText path = cache_file(name);
+  const fcx::LongText path = cache_file(name);
   // Without blocking: what has that name may be no file.
   const fcx::UniqueFd fd = fcx::open_device_file(path.c_str(), O_RDONLY | O_NONBLOCK);
   if (!fd.is_open() || !is_regular(fd, path.c_str())) return 1;
@@ -58,7 +58,7 @@ int qve_read_property_persist_cache(const char* name, char* value) {
 
 void qve_write_property_persist_cache(const char* name, const char* value) {
   if (!is_cacheable(name) || value == nullptr) return;
-  const fcx::PathText path = cache_file(name);
+  const fcx::LongText path = cache_file(name);
   const std::lock_guard lock(turn());
   fcx::FileReplacement file(path.c_str(), kTemporary);
   if (file.write(std::string_view(value).substr(0, fcx::kLongestProperty)) != 0) {

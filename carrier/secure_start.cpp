@@ -3,6 +3,7 @@
 #include <mutex>
 
 #include "carrier/properties.h"
+#include "carrier/set_up.h"
 #include "carrier/sim.h"
 #include "carrier/sim_profile.h"
 #include "carrier/stored_properties.h"
@@ -23,6 +24,14 @@ void restore_from_cache() {
   }
 }
 
+/// Applies the SIM auto profile of the ICCID that was read.
+void apply_profile(const fcx::CarrierState& state) {
+  qve_check_nao_feature();
+  if (!state.has_fast_profile || fcx::read_sim_profile_permission() != 0) return;
+  fcx::SimProfile profile;
+  fcx::qve_parse_sim_auto_profile(state.restored_iccid.c_str(), profile);
+}
+
 }  // namespace
 
 int qve_secure_startup_read_iccid() {
@@ -33,17 +42,15 @@ int qve_secure_startup_read_iccid() {
   const fcx::SimReading sim = fcx::read_sim("[QVE][SBP][ICCID]");
   if (sim.answer != fcx::SimAnswer::iccid) return 1;
   state.restored_iccid = state.is_mtk ? fcx::without_padding(sim.iccid) : sim.iccid;
-  qve_secure_sim_profile_from_iccid();
+  apply_profile(state);
   qve_set_carrier_from_file();
   return 0;
 }
 
 void qve_secure_sim_profile_from_iccid() {
-  const fcx::CarrierState& state = fcx::carrier_state();
-  qve_check_nao_feature();
-  if (!state.has_fast_profile || fcx::read_sim_profile_permission() != 0) return;
-  fcx::SimProfile profile;
-  fcx::qve_parse_sim_auto_profile(state.restored_iccid.c_str(), profile);
+  fcx::CarrierState& state = fcx::carrier_state();
+  const std::lock_guard lock(state.pass);
+  apply_profile(state);
 }
 
 void qve_set_carrier_from_file() {
@@ -56,5 +63,7 @@ void qve_set_carrier_from_file() {
 }
 
 void qve_secure_startup_parse_iccid() {
-  qve_parse_iccid(fcx::carrier_state().restored_iccid.c_str());
+  fcx::CarrierState& state = fcx::carrier_state();
+  const std::lock_guard lock(state.pass);
+  fcx::parse_iccid(state, state.restored_iccid.c_str());
 }

@@ -1,6 +1,7 @@
 // The set-up decision: one pass in ten steps, each a function below.
 #include "carrier/set_up.h"
 
+#include <algorithm>
 #include <mutex>
 
 #include "carrier/client_ids.h"
@@ -17,7 +18,7 @@ namespace {
 
 using fcx::CarrierState;
 using fcx::FirstBoot;
-using ListText = fcx::TextBuffer<2047>;
+using fcx::LongText;
 using fcx::PropertyText;
 using fcx::read_property;
 using fcx::SimAnswer;
@@ -40,12 +41,12 @@ constexpr char kCountryNotFixed[] = "yet_fixed";
 
 /// The lists that the steps of a pass hand on.
 struct Lists {
-  ListText mcc;     ///< of the network code, or of the test
-  ListText mccmnc;  ///< as another component of the system has published it
-  ListText subset;
+  LongText mcc;     ///< of the network code, or of the test
+  LongText mccmnc;  ///< as another component of the system has published it
+  LongText subset;
 };
 
-bool contains(const ListText& list, std::string_view part) {
+bool contains(const LongText& list, std::string_view part) {
   return list.view().find(part) != std::string_view::npos;
 }
 
@@ -101,18 +102,18 @@ void set_defaults(const CarrierState& state) {
 }
 
 /// The MCCs of the stored network code.
-void read_mcc_list(ListText& out) {
+void read_mcc_list(LongText& out) {
   fcx::TextBuffer<2048> code;
   if (get_ntcode(code.data()) != 0) SBP_LOG("[QVE][SBP] the network code cannot be read\n");
   qve_get_mcc_list(code.data(), out.data());
 }
 
-void decide_mcc_list(const CarrierState& state, ListText& out) {
+void decide_mcc_list(const CarrierState& state, LongText& out) {
   const PropertyText of_test = state.is_test_mode
                                    ? read_property("persist.vendor.qve.service.flex.nt-mccmnc")
                                    : PropertyText();
   if (of_test.view().size() >= 6) {
-    out = ListText(of_test.view().substr(0, 3));
+    out = LongText(of_test.view().substr(0, 3));
   } else {
     read_mcc_list(out);
   }
@@ -142,8 +143,8 @@ void qve_update_cust_items(CarrierState& state, const PropertyText& mccmnc) {
 void settle_mcc_list(CarrierState& state, Lists& lists) {
   decide_mcc_list(state, lists.mcc);
   write_property(fcx::kMccListProperty, lists.mcc.c_str());
-  lists.mccmnc = ListText(read_property(fcx::kMccMncListProperty).view());
-  lists.subset = ListText(read_property(fcx::kSubsetListProperty).view());
+  lists.mccmnc = LongText(read_property(fcx::kMccMncListProperty).view());
+  lists.subset = LongText(read_property(fcx::kSubsetListProperty).view());
   qve_check_2nd_ntcode(lists.mccmnc.c_str(), lists.subset.c_str());
   SBP_LOG("[QVE][SBP] NTCODE MCC: %s, MCCMNC: %s", lists.mcc.c_str(), lists.mccmnc.c_str());
   notice_network_code_change(state);
@@ -224,21 +225,22 @@ bool go_on_without_answer(CarrierState& state) {
   return true;
 }
 
-/// Publishes the country that an earlier SIM has settled. @return whether one has
-bool publish_fixed_country() {
+/// Publishes the country that an earlier SIM has settled. @return the country; empty when none has
+PropertyText publish_fixed_country() {
   const PropertyText fixed = read_property(kCountryFixedProperty, kCountryNotFixed);
-  if (fixed.view() == kCountryNotFixed) return false;
+  if (fixed.view() == kCountryNotFixed) return {};
   write_property(kCountryProperty, fixed);
   write_property(kCountryChangedProperty, "1");
-  return true;
+  return fixed;
 }
 
 void go_on_without_sim(CarrierState& state) {
   write_property(fcx::kSimChangedProperty, "2");
   state.sim_read = SimRead::no_sim;
-  if (!fcx::is_sim_base() || !publish_fixed_country()) return;
-  SBP_LOG("[QVE][SBP][SIMBASE] NO SIM sim country already fixed as [%s]",
-          read_property(kCountryFixedProperty).c_str());
+  if (!fcx::is_sim_base()) return;
+  const PropertyText country = publish_fixed_country();
+  if (country.empty()) return;
+  SBP_LOG("[QVE][SBP][SIMBASE] NO SIM sim country already fixed as [%s]", country.c_str());
 }
 
 /// Step 8: the ICCID is this device's SIM.
@@ -249,21 +251,23 @@ fcx::IccidText accept(CarrierState& state, const fcx::IccidText& read) {
         fcx::IccidText(read_property("persist.vendor.qve.kelp.test.iccid", iccid.c_str()).view());
     SBP_LOG("[QVE][SBP] virtual ICCID : %s", iccid.c_str());
   }
-  write_property(fcx::kIccidProperty, iccid.c_str());
   const bool is_changed = iccid.view() != state.saved_iccid.view();
   if (is_changed) SBP_LOG("[QVE][SBP] SIM CHANGED!");
+  // Before the ICCID: a start that is interrupted in between is followed by one that tells it
+  // again.
   write_property(fcx::kSimChangedProperty, is_changed || state.is_test_mode ? "1" : "0");
+  write_property(fcx::kIccidProperty, iccid.c_str());
   return iccid;
 }
 
 /// Step 8, its end: the carrier that the package has for this SIM.
 void profile_sim(const CarrierState& state, const fcx::IccidText& iccid) {
-  if (!state.has_fast_profile) return;
+  if (!state.has_fast_profile || state.sim_profile_permission != 0) return;
   const PropertyText last = read_property(fcx::kLastIccidProperty, state.default_iccid.c_str());
   if (last.view() == iccid.view()) return;
   // Noted last: a start that is interrupted before, or cannot keep the profile, is followed by one
   // that does it all again.
-  if (fcx::apply_sim_profile(iccid.c_str()) && state.sim_profile_permission == 0) {
+  if (fcx::apply_sim_profile(iccid.c_str())) {
     write_property(fcx::kLastIccidProperty, iccid.c_str());
   }
 }
@@ -273,7 +277,7 @@ void publish_sim_country(const char* mcc, const char* iccid) {
     SBP_LOG("[QVE][SBP][SIMBASE] property ro.vendor.qve.simbase disable.");
     return;
   }
-  if (publish_fixed_country()) {
+  if (!publish_fixed_country().empty()) {
     SBP_LOG("[QVE][SBP][SIMBASE] Second SIM booting.");
   } else {
     PropertyText country(searchCountryByMcc(mcc));
@@ -299,18 +303,14 @@ void settle_by_sim(CarrierState& state, std::string_view mcc) {
 }
 
 /// Step 10.
-void complete() {
-  write_property(fcx::kFirstBootProperty, "1");
-  fcx::close_first_boot();
-}
+void complete_first_boot() { write_property(fcx::kFirstBootProperty, "1"); }
 
 /// Steps 8 to 10.
 void set_up_with(CarrierState& state, const fcx::IccidText& read) {
   const fcx::IccidText iccid = accept(state, read);
   profile_sim(state, iccid);
-  qve_parse_iccid(iccid.c_str());
-  if (state.first_boot == FirstBoot::settled) write_property(fcx::kFirstBootProperty, "1");
-  fcx::close_first_boot();
+  fcx::parse_iccid(state, iccid.c_str());
+  if (state.first_boot == FirstBoot::settled) complete_first_boot();
 }
 
 /// Step 7: reads the SIM. @return as qve_single_binary_init()
@@ -322,7 +322,7 @@ int read_sim_and_go_on(CarrierState& state) {
       return 0;
     case SimAnswer::none:
       if (!go_on_without_answer(state)) return 1;
-      complete();
+      complete_first_boot();
       return 0;
     case SimAnswer::no_sim:
       go_on_without_sim(state);
@@ -345,20 +345,28 @@ int qve_single_binary_init() {
   if (state.default_iccid.empty()) fcx::read_defaults();
   SBP_LOG("[QVE][SBP] qve_single_binary_init");
   prepare_for_the_sim(state);
-  return read_sim_and_go_on(state);
+  const int result = read_sim_and_go_on(state);
+  if (result == 0) fcx::close_first_boot();
+  return result;
 }
 
 void qve_parse_iccid(const char* iccid) {
   if (iccid == nullptr) return;
+  CarrierState& state = fcx::carrier_state();
+  const std::lock_guard lock(state.pass);
+  fcx::parse_iccid(state, iccid);
+}
+
+void fcx::parse_iccid(CarrierState& state, const char* iccid) {
   constexpr size_t kIndustryPrefix = 2;
   const std::string_view digits = iccid;
-  fcx::TextBuffer<3> code(digits.substr(std::min(kIndustryPrefix, digits.size()), 3));
+  TextBuffer<3> code(digits.substr(std::min(kIndustryPrefix, digits.size()), 3));
   const char* mcc = searchMccFromMap(code.data());
   publish_sim_country(mcc, iccid);
   if (mcc == nullptr) return;
   SBP_LOG("[QVE][SBP] MCC from Calling Code : %s", mcc);
   write_property("persist.vendor.qve.iccid-mcc", mcc);
-  settle_by_sim(fcx::carrier_state(), mcc);
+  settle_by_sim(state, mcc);
 }
 
 void fcx::read_defaults() {

@@ -31,8 +31,9 @@ bool passes_through_stored_name(const char* package_file) {
   return e_is_overlayfs && is_system_path(package_file) != 0;
 }
 
-/// Keeps the stored file out of the way of the copy. While the copy is there, so is a file aside,
-/// empty when nothing was stored: by it a start knows what an interrupted one has left.
+/// Keeps the stored file out of the way of the copy, by a file aside that is there as long as the
+/// copy may be: the stored file itself, or an empty one when nothing was stored. A start that finds
+/// one was interrupted before, and what has the stored file's name is a left-over copy.
 class StoredCarrierCodes {
  public:
   explicit StoredCarrierCodes(const char* package_file) {
@@ -203,9 +204,7 @@ bool qve_parse_sim_auto_feature_profile(const SimProfile& profile) {
 
 bool apply_sim_profile(const char* iccid) {
   SimProfile profile;
-  if (carrier_state().sim_profile_permission == 0 && !qve_parse_sim_auto_profile(iccid, profile)) {
-    return false;
-  }
+  if (!qve_parse_sim_auto_profile(iccid, profile)) return false;
   if (profile.carrier.empty() || device_file_exists(kPermanentProperties)) return true;
   // Features that were not kept come first: a perm.prop would keep them from being tried again.
   if (carrier_state().has_feature_codes && !qve_parse_sim_auto_feature_profile(profile)) {

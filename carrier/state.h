@@ -14,6 +14,8 @@ namespace fcx {
 constexpr size_t kLongestProperty = 91;
 using PropertyText = TextBuffer<kLongestProperty>;
 using IccidText = TextBuffer<20>;
+/// A list or a path as the exported functions hand it over: with its NUL in 2048 bytes.
+using LongText = TextBuffer<2047>;
 
 /// How the last read of the SIM failed. The values are the system's.
 enum class SimRead { none_failed = 0, read_error = 1, no_sim = 3, no_response = 4 };
