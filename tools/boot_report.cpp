@@ -115,6 +115,7 @@ const Rule kRules[] = {
     {Kind::line, "(\\S+ is no XML, line \\d+).*", "$1."},
     {Kind::line, "(\\S+ cannot be (set|written)).*", "$1."},
     {Kind::line, "(\\S+ has \\d+ characters, more than a property holds)", "$1."},
+    {Kind::line, "(\\S+ holds a line break)", "$1."},
     {Kind::line, "Unable to create Single Binary (?:ICCID )?thread : (.*)",
      "A thread cannot be created: $1."},
     {Kind::line, "filehandleHal is NULL!", "The file-handle service is not there."},
