@@ -1,4 +1,3 @@
-// Properties that survive a wipe of the property service, one file each.
 #include <fcntl.h>
 #include <sys/stat.h>
 
@@ -8,7 +7,7 @@
 
 #include "carrier/package.h"
 #include "carrier/properties.h"
-#include "carrier/stored_properties.h"
+#include "carrier/property_cache.h"
 #include "common/files.h"
 #include "common/immortal.h"
 #include "fcx/single_binary.h"
@@ -21,7 +20,10 @@ constexpr char kTemporaryBeginning[] = ".temp.";
 constexpr char kTemporary[] = "/mnt/vendor/persist-qv/property/.temp.XXXXXX";
 
 /// Held while there are temporary files of this process.
-Mutex& turn() { return fcx::immortal<Mutex>(); }
+struct Turn {
+  Mutex mutex;
+};
+Mutex& turn() { return fcx::immortal<Turn>().mutex; }
 
 /// Whether a name is one file's in the directory, and no other place's.
 bool is_cacheable(const char* name) {
@@ -42,6 +44,22 @@ bool is_regular(const fcx::UniqueFd& fd, const char* path) {
   return false;
 }
 
+/// Replaces one file, whose directory is still to be flushed. @return whether it was
+bool replace_cache_file(const char* name, std::string_view value) {
+  const fcx::LongText path = cache_file(name);
+  const std::lock_guard lock(turn());
+  fcx::FileReplacement file(path.c_str(), kTemporary);
+  if (file.write(value.substr(0, fcx::kLongestProperty)) != 0) {
+    SBP_LOG("[QVE][SBP] Unable to write cache property to temp file %s errno: %d\n",
+            file.temporary_path(), errno);
+    return false;
+  }
+  if (file.put_in_place() == 0) return true;
+  SBP_LOG("[QVE][SBP] Unable to rename cache property file %s to %s\n", file.temporary_path(),
+          path.c_str());
+  return false;
+}
+
 }  // namespace
 
 int qve_read_property_persist_cache(const char* name, char* value) {
@@ -58,16 +76,15 @@ int qve_read_property_persist_cache(const char* name, char* value) {
 
 void qve_write_property_persist_cache(const char* name, const char* value) {
   if (!is_cacheable(name) || value == nullptr) return;
-  const fcx::LongText path = cache_file(name);
-  const std::lock_guard lock(turn());
-  fcx::FileReplacement file(path.c_str(), kTemporary);
-  if (file.write(std::string_view(value).substr(0, fcx::kLongestProperty)) != 0) {
-    SBP_LOG("[QVE][SBP] Unable to write cache property to temp file %s errno: %d\n",
-            file.temporary_path(), errno);
-  } else if (file.put_in_place() != 0) {
-    SBP_LOG("[QVE][SBP] Unable to rename cache property file %s to %s\n", file.temporary_path(),
-            path.c_str());
+  fcx::cache_properties({{name, value}});
+}
+
+bool fcx::cache_properties(std::initializer_list<CachedProperty> properties) {
+  bool is_cached = true;
+  for (const CachedProperty& each : properties) {
+    is_cached = replace_cache_file(each.name, each.value) && is_cached;
   }
+  return flush_directory_of(kTemporary) == 0 && is_cached;
 }
 
 void fcx::remove_cut_cache_files() {

@@ -1,8 +1,11 @@
 #include "carrier/sim_profile.h"
 
+#include <optional>
+
 #include "carrier/client_ids.h"
 #include "carrier/package.h"
 #include "carrier/properties.h"
+#include "carrier/property_cache.h"
 #include "carrier/stored_properties.h"
 #include "carrier/xml.h"
 #include "common/files.h"
@@ -94,21 +97,13 @@ const xmlNode* find_profile(const xmlNode* profiles, std::string_view iccid) {
   return found;
 }
 
-/// Sets one of a carrier's properties and keeps it, here and in the cache.
-void set_and_keep(const char* name, const PropertyText& value, fcx::StoredProperties& kept) {
-  fcx::write_property(name, value);
-  qve_write_property_persist_cache(name, value.c_str());
-  kept.add(name, ' ', value.c_str());
-}
-
-void apply(const xmlNode* element, const char* iccid, fcx::SimProfile& profile,
-           fcx::StoredProperties& kept) {
-  PropertyText country;
+/// The profile that an element holds; nothing when a value of it cannot be set.
+std::optional<fcx::SimProfile> read_profile(const xmlNode* element, const char* iccid) {
+  fcx::SimProfile profile;
   if (!XmlAttribute(element, "carrier_code_fast").fits(profile.carrier) ||
       !XmlAttribute(element, "carrier_code_sub").fits(profile.sub_carrier) ||
-      !XmlAttribute(element, "country").fits(country)) {
-    profile = {};
-    return;
+      !XmlAttribute(element, "country").fits(profile.country)) {
+    return std::nullopt;
   }
   SBP_LOG("[QVE][SBP] found matched carrier code : [%s]: [%s]", iccid, profile.carrier.c_str());
   if (profile.sub_carrier.empty()) {
@@ -118,9 +113,21 @@ void apply(const xmlNode* element, const char* iccid, fcx::SimProfile& profile,
         "[%s]: [%s]",
         iccid, profile.sub_carrier.c_str());
   }
-  set_and_keep(fcx::kSimOperatorProperty, profile.carrier, kept);
-  set_and_keep(fcx::kSimCountryProperty, country, kept);
-  set_and_keep(fcx::kSimSubOperatorProperty, profile.sub_carrier, kept);
+  return profile;
+}
+
+/// Sets a carrier's properties, and keeps them here and in the cache. @return whether they are kept
+bool set_and_keep(const fcx::SimProfile& profile, fcx::StoredProperties& kept) {
+  const std::initializer_list<fcx::CachedProperty> properties = {
+      {fcx::kSimOperatorProperty, profile.carrier.c_str()},
+      {fcx::kSimCountryProperty, profile.country.c_str()},
+      {fcx::kSimSubOperatorProperty, profile.sub_carrier.c_str()},
+  };
+  for (const auto& [name, value] : properties) {
+    fcx::write_property(name, value);
+    kept.add(name, ' ', value);
+  }
+  return fcx::cache_properties(properties);
 }
 
 /// Whether an element of feature_code.xml is for that carrier. One without a sub-carrier is for
@@ -165,10 +172,12 @@ bool qve_parse_sim_auto_profile(const char* iccid, SimProfile& profile) {
   }
   const XmlDocument document(get_latest_carrier_code_file(file.c_str()));
   if (document == nullptr) return false;  // the next start may be able to read it
-  StoredProperties kept;
   const xmlNode* element = find_profile(profiles_of(document), iccid);
-  if (element != nullptr) apply(element, iccid, profile, kept);
-  const bool is_kept = kept.store(kCarrierProperties);
+  const auto found = element == nullptr ? std::nullopt : read_profile(element, iccid);
+  profile = found.value_or(SimProfile());
+  StoredProperties lines;
+  const bool is_cached = !found.has_value() || set_and_keep(profile, lines);
+  const bool is_kept = lines.store(kCarrierProperties) && is_cached;
   carrier_state().is_stored_profile_stale = !is_kept;
   if (!is_kept) remove_device_file(kCarrierProperties);
   return is_kept;

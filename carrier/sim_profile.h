@@ -10,6 +10,7 @@ namespace fcx {
 struct SimProfile {
   PropertyText carrier;  ///< empty when the package has none for this SIM
   PropertyText sub_carrier;
+  PropertyText country;
 };
 
 /// A file below the package's root for carrier profiles.

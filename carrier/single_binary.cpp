@@ -5,6 +5,7 @@
 #include <mutex>
 
 #include "carrier/properties.h"
+#include "carrier/property_cache.h"
 #include "carrier/set_up.h"
 #include "carrier/stored_properties.h"
 #include "common/threads.h"

@@ -18,10 +18,6 @@ class StoredProperties {
   std::string lines_;
 };
 
-/// Removes what starts have left of the property cache's temporary files that lost their power
-/// while they wrote one: nobody else would, since each has a name of its own.
-void remove_cut_cache_files();
-
 /// Sets the carrier's properties again, from kelp.prop.
 void restore_sap_feature();
 /// The same during an encrypted start.

@@ -25,17 +25,6 @@ bool may_go_on(const FileFault& fault) {
   return false;
 }
 
-/// Flushes a directory, so that a rename in it survives a power cut. One that may be written but
-/// not read cannot be flushed, which is no failure.
-int flush_directory_of(const char* path) {
-  DevicePath::Buffer directory{};
-  const char* slash = strrchr(path, '/');
-  const size_t length = slash == path ? 1 : static_cast<size_t>(slash - path);
-  memcpy(directory.data(), path, length);
-  const UniqueFd fd(open(directory.data(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
-  return fd.is_open() ? fsync(fd.get()) : 0;
-}
-
 /// Whether a file is not there, or a regular one that may be written; errno says why not.
 bool may_be_replaced(const char* path) {
   struct stat old {};
@@ -184,6 +173,15 @@ int rename_device_file(const char* from, const char* to) {
   return rename(old_path.c_str(), new_path.c_str());
 }
 
+int flush_directory_of(const char* device_path) {
+  DevicePath path(device_path);
+  if (path.c_str() == nullptr) return -1;
+  char* slash = strrchr(path.data(), '/');
+  slash[slash == path.data() ? 1 : 0] = '\0';
+  const UniqueFd fd(open(path.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+  return fd.is_open() ? fsync(fd.get()) : 0;
+}
+
 int remove_device_file(const char* device_path) {
   const DevicePath path(device_path);
   return path.c_str() == nullptr ? -1 : unlink(path.c_str());
@@ -238,11 +236,12 @@ int FileReplacement::write(std::string_view content) {
 int FileReplacement::put_in_place() {
   if (!is_open() || rename(temporary_.c_str(), target_.c_str()) != 0) return -1;
   fd_.reset();
-  return flush_directory_of(target_.c_str());
+  return 0;
 }
 
 int FileReplacement::commit(std::string_view content) {
-  return write(content) == 0 ? put_in_place() : -1;
+  if (write(content) != 0 || put_in_place() != 0) return -1;
+  return flush_directory_of(device_path_);
 }
 
 int replace_device_file(const char* device_path, std::string_view content) {

@@ -92,6 +92,10 @@ class DeviceFileReader {
 /// Whether there is a device file, readable or not.
 bool device_file_exists(const char* device_path);
 
+/// Flushes the directory that a device file is in. One that may be written but not read cannot be
+/// flushed, which is no failure. @return 0 or -1
+int flush_directory_of(const char* device_path);
+
 /// Removes a device file. @return 0 or -1
 int remove_device_file(const char* device_path);
 
@@ -122,10 +126,10 @@ class FileReplacement {
 
   /// Writes `content` to the temporary file; it is on disk when this returns 0. Otherwise -1.
   int write(std::string_view content);
-  /// Gives the temporary file the name of the one that it replaces, and flushes the directory.
-  /// @return 0, or -1: the file is what it was, unless only the flush failed
+  /// Gives the temporary file the name of the one that it replaces. That survives a power cut once
+  /// the directory is flushed. @return 0, or -1: the file is what it was
   int put_in_place();
-  /// Both.
+  /// Both, and flushes the directory.
   int commit(std::string_view content);
 
  private:
