@@ -273,7 +273,7 @@ boot)
   fcx fault property persist.vendor.qve.sim-changed fail >/dev/null
   start 'sim-changed cannot be set' '"complete": true'
   make blank
-  start 'has no IMEI; factory item 13 stays' 'no MCC: the SIM' '"mcc": "FFF"' '"complete": false'
+  start 'has no IMEI; factory item 13 stays' 'no MCC: nothing' '"mcc": "FFF"' '"complete": false'
   # Where the tool runs in little memory at all: no room for a thread's stack.
   in_little_memory() { (ulimit -v 1000000 && ulimit -s 4000000 && exec "${tool[@]}" "$@"); }
   if in_little_memory --version >/dev/null 2>&1; then

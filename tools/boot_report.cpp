@@ -58,7 +58,7 @@ const Rule kRules[] = {
     // The network code.
     {Kind::line, "the network code cannot be read", "The network code cannot be read."},
     {Kind::property, "mcc-list=FFF", nullptr},
-    {Kind::property, "mcc-list=", "The network code has no MCC: the SIM has to give it."},
+    {Kind::property, "mcc-list=", "The network code has no MCC: nothing settles one."},
     {Kind::property, "mcc-list=([^,]*)", "The network code has one MCC: $1."},
     {Kind::property, "mcc-list=(.*)", "The network code has several MCCs: $1."},
     {Kind::line, "2nd NTCODE Matched SUBSET = (\\S*) ",
