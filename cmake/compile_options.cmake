@@ -13,6 +13,10 @@ endif()
 
 add_compile_options(-funsigned-char -Wall -Wextra -Wshadow -Wmissing-declarations -Werror)
 add_compile_definitions(_GNU_SOURCE)
+if(CMAKE_SIZEOF_VOID_P EQUAL 4)
+  # Files and directories of file systems whose numbers need 64 bits.
+  add_compile_definitions(_FILE_OFFSET_BITS=64)
+endif()
 
 set(FCX_SANITIZE "" CACHE STRING "Sanitizers to build with, as for -fsanitize")
 if(FCX_SANITIZE)
