@@ -1,6 +1,6 @@
 #include "carrier/client_ids.h"
 
-#include "carrier/package.h"
+#include "carrier/package/paths.h"
 #include "carrier/properties.h"
 #include "carrier/stored_properties.h"
 #include "common/files.h"

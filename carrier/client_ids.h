@@ -2,8 +2,8 @@
 // they stand, and none of these does anything.
 #pragma once
 
+#include "carrier/package/xml.h"
 #include "carrier/sim_profile.h"
-#include "carrier/xml.h"
 
 namespace fcx {
 

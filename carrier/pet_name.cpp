@@ -3,9 +3,9 @@
 #include <algorithm>
 #include <iterator>
 
-#include "carrier/package.h"
+#include "carrier/package/paths.h"
+#include "carrier/package/xml.h"
 #include "carrier/properties.h"
-#include "carrier/xml.h"
 #include "fcx/customisation.h"
 
 namespace fcx {

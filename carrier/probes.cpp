@@ -5,7 +5,7 @@
 #include <cstring>
 #include <iterator>
 
-#include "carrier/package.h"
+#include "carrier/package/paths.h"
 #include "carrier/properties.h"
 #include "common/lines.h"
 #include "fcx/customisation.h"

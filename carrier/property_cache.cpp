@@ -5,7 +5,7 @@
 #include <cstring>
 #include <mutex>
 
-#include "carrier/package.h"
+#include "carrier/package/paths.h"
 #include "carrier/properties.h"
 #include "carrier/property_cache.h"
 #include "common/files.h"

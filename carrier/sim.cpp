@@ -7,7 +7,7 @@
 #include "fcx/modem_link.h"
 #include "fcx/qvcmd.h"
 #include "fcx/single_binary.h"
-#include "modem/opcodes.h"
+#include "modem/link/requests.h"
 
 namespace {
 
@@ -57,7 +57,7 @@ namespace fcx {
 SimReading read_sim(const char* prefix) {
   AnswerText answer;
   int length = 0;
-  const int error = qve_read_sim(answer.data(), &length, opcode::read_sim);
+  const int error = qve_read_sim(answer.data(), &length, request::read_sim);
   if (error != 0) {
     SBP_LOG("%s Cannot get response. Return error:%d", prefix, error);
     return {SimAnswer::none, {}};

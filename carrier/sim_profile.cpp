@@ -3,11 +3,11 @@
 #include <optional>
 
 #include "carrier/client_ids.h"
-#include "carrier/package.h"
+#include "carrier/package/paths.h"
+#include "carrier/package/xml.h"
 #include "carrier/properties.h"
 #include "carrier/property_cache.h"
 #include "carrier/stored_properties.h"
-#include "carrier/xml.h"
 #include "common/files.h"
 #include "fcx/customisation.h"
 #include "fcx/mcc_lookup.h"

@@ -3,7 +3,7 @@
 #include <cerrno>
 #include <cstring>
 
-#include "carrier/package.h"
+#include "carrier/package/paths.h"
 #include "carrier/properties.h"
 #include "common/lines.h"
 

@@ -11,8 +11,8 @@
 #include "common/log.h"
 #include "common/text.h"
 #include "fcx/factory_items.h"
-#include "modem/command_link.h"
-#include "modem/opcodes.h"
+#include "modem/link/command_link.h"
+#include "modem/link/requests.h"
 
 namespace {
 
@@ -80,7 +80,7 @@ int qve_factory_serial_number_write(const char* serial) {
 int read_kelp_info_model(char* name, int* length) {
   if (name == nullptr || length == nullptr) return -1;
   fcx::ModemAnswer answer;
-  const int code = fcx::ask(fcx::opcode::model_name, {}, answer);
+  const int code = fcx::ask(fcx::request::model_name, {}, answer);
   if (code != 0) return code;
   const size_t copied = answer.text().copy(name, kLongestModelName);
   name[copied] = '\0';
@@ -91,5 +91,5 @@ int read_kelp_info_model(char* name, int* length) {
 int write_kelp_info_model(const char* name, int length) {
   if (name == nullptr || length < 1 || length > static_cast<int>(kLongestModelName)) return -1;
   fcx::ModemAnswer answer;
-  return fcx::ask(fcx::opcode::model_name, {name, static_cast<size_t>(length)}, answer);
+  return fcx::ask(fcx::request::model_name, {name, static_cast<size_t>(length)}, answer);
 }

@@ -4,7 +4,7 @@
 #include "dispatch/handlers.h"
 #include "fcx/device_functions.h"
 #include "fcx/identity_items.h"
-#include "modem/opcodes.h"
+#include "modem/link/requests.h"
 
 namespace fcx {
 namespace {
@@ -38,7 +38,7 @@ Answer read_record(unsigned int (*read_item)(char*, short, char*, int*)) {
 Answer write_imei(std::string_view imei) {
   TextBuffer<QVCMD_DATA_SIZE> sent(imei);
   Answer answer;
-  answer.code = write_qve_imei(opcode::write_imei, sent.data(), static_cast<short>(imei.size()),
+  answer.code = write_qve_imei(request::write_imei, sent.data(), static_cast<short>(imei.size()),
                                answer.bytes.data(), &answer.length);
   return answer;
 }
@@ -92,7 +92,7 @@ int32_t automid_write_imei(std::string_view imei) {
 }
 
 void automid_read_imei(qvcmd_response& response) {
-  const Answer imei = read_imei(opcode::read_imei);
+  const Answer imei = read_imei(request::read_imei);
   if (!imei.is_there() || imei.text() == "IMEI READ ERROR :(") {
     HANDLER_INFO("AutoMID read IMEI Fail :(");
     response.result = QVCMD_FAIL;
@@ -120,15 +120,15 @@ void handle_write_imei(const qvcmd_request& request, qvcmd_response& response) {
 }
 
 void handle_read_imei(qvcmd_response& response) {
-  answer_imei(__func__, read_imei(opcode::read_imei), response);
+  answer_imei(__func__, read_imei(request::read_imei), response);
 }
 
 void handle_midauto_read_imei2(qvcmd_response& response) {
-  answer_imei(__func__, read_imei(opcode::read_imei2), response);
+  answer_imei(__func__, read_imei(request::read_imei2), response);
 }
 
 void handle_midauto_read_imei3(qvcmd_response& response) {
-  answer_imei(__func__, read_imei(opcode::read_imei3), response);
+  answer_imei(__func__, read_imei(request::read_imei3), response);
 }
 
 void handle_get_meid_pesn(int32_t selector, qvcmd_response& response) {

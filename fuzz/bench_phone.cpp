@@ -10,7 +10,7 @@
 
 #include "fcx/factory_items.h"
 #include "platform/device_home.h"
-#include "virtual_phone/phone.h"
+#include "virtual_phone/core/phone.h"
 
 namespace fuzz {
 namespace {

@@ -6,7 +6,7 @@
 #include <string_view>
 #include <vector>
 
-#include "bench/fast_properties.h"
+#include "benchmarks/fast_properties.h"
 #include "fcx/customisation.h"
 #include "fcx/mcc_lookup.h"
 #include "fuzz/bench_phone.h"

@@ -4,7 +4,7 @@
 #include <string>
 #include <string_view>
 
-#include "bench/fast_properties.h"
+#include "benchmarks/fast_properties.h"
 #include "fcx/mcc_lookup.h"
 #include "fcx/single_binary.h"
 #include "fuzz/bench_phone.h"

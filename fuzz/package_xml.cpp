@@ -10,8 +10,8 @@
 #include <string>
 #include <string_view>
 
-#include "bench/empty_modem.h"
-#include "bench/fast_properties.h"
+#include "benchmarks/empty_modem.h"
+#include "benchmarks/fast_properties.h"
 #include "fcx/customisation.h"
 #include "fcx/mcc_lookup.h"
 #include "fcx/network_code.h"

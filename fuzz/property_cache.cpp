@@ -5,7 +5,7 @@
 #include <string>
 #include <string_view>
 
-#include "bench/fast_properties.h"
+#include "benchmarks/fast_properties.h"
 #include "fcx/single_binary.h"
 #include "fuzz/bench_phone.h"
 #include "fuzz/target.h"

@@ -16,8 +16,8 @@
 #include "fcx/modem_link.h"
 #include "fcx/network_code.h"
 #include "fcx/single_binary.h"
-#include "modem/command_link.h"
-#include "modem/opcodes.h"
+#include "modem/link/command_link.h"
+#include "modem/link/requests.h"
 
 namespace {
 
@@ -86,9 +86,9 @@ int reset_dependent_identity() {
 }  // namespace
 
 // The items that are sent and answered as they are, a line each.
-#define FCX_HAND_ON(function, needs, name)                                          \
-  unsigned int function(char* data, short len, char* answer, int* answer_len) {     \
-    return hand_on<Needs::needs>(fcx::opcode::name, data, len, answer, answer_len); \
+#define FCX_HAND_ON(function, needs, name)                                           \
+  unsigned int function(char* data, short len, char* answer, int* answer_len) {      \
+    return hand_on<Needs::needs>(fcx::request::name, data, len, answer, answer_len); \
   }
 
 // clang-format off
@@ -113,11 +113,11 @@ FCX_HAND_ON(read_qve_pid,        answer,          read_pid)
 #undef FCX_HAND_ON
 
 unsigned int read_qve_meid(char* answer, int* answer_len) {
-  return hand_on<Needs::answer>(fcx::opcode::read_meid, nullptr, 0, answer, answer_len);
+  return hand_on<Needs::answer>(fcx::request::read_meid, nullptr, 0, answer, answer_len);
 }
 
 unsigned int read_qve_pesn(char* answer, int* answer_len) {
-  return hand_on<Needs::answer>(fcx::opcode::read_pesn, nullptr, 0, answer, answer_len);
+  return hand_on<Needs::answer>(fcx::request::read_pesn, nullptr, 0, answer, answer_len);
 }
 
 unsigned int write_qve_imei(int opcode, char* data, short len, char* answer, int* answer_len) {
@@ -133,7 +133,7 @@ unsigned int write_qve_imei(int opcode, char* data, short len, char* answer, int
     DOMAIN_INFO("Cannot get response. Return error:%d\n", static_cast<int>(code));
     return code;
   }
-  if (opcode != fcx::opcode::write_imei || !begins_with(answer, answered, kImeiWritten)) return 0;
+  if (opcode != fcx::request::write_imei || !begins_with(answer, answered, kImeiWritten)) return 0;
   DOMAIN_INFO("**SET FTM_ITEM - IMEI**\n");
   if (fcx::write_item(fcx::factory_item<13>(), {sent.data(), sent.size()}) < 0) {
     DOMAIN_ERROR("item %d cannot be written\n", 13);
@@ -152,7 +152,7 @@ unsigned int write_qve_idde(char* data, short len, char* answer, int* answer_len
   int length = 0;
   int& answered = answer_len != nullptr ? *answer_len : length;
   const unsigned int code =
-      hand_on<Needs::data_and_answer>(fcx::opcode::write_idde, data, len, answer, &answered);
+      hand_on<Needs::data_and_answer>(fcx::request::write_idde, data, len, answer, &answered);
   const fcx::TextBuffer<QVCMD_DATA_SIZE> shown(
       {answer, code == 0 ? static_cast<size_t>(answered) : 0});
   DOMAIN_INFO("IDDE response: %s size:%d\n", shown.c_str(), answered);
@@ -164,7 +164,7 @@ unsigned int read_qve_ntcode(char* request, short, char* answer, int* answer_len
   if (request == nullptr || answer == nullptr) return QVCMD_FAIL;
   int length = 0;
   int* received = answer_len != nullptr ? answer_len : &length;
-  for (const int opcode : {fcx::opcode::begin_bulk, fcx::opcode::read_ntcode}) {
+  for (const int opcode : {fcx::request::begin_bulk, fcx::request::read_ntcode}) {
     const int code = request_to_system(opcode, nullptr, 0, answer, received, nullptr);
     if (code == 0) continue;
     DOMAIN_INFO("request_to_system. Return error:%d\n", code);
@@ -180,7 +180,7 @@ unsigned int read_qve_ntcode(char* request, short, char* answer, int* answer_len
 int write_pid(char* pid) {
   if (pid == nullptr) return QVCMD_FAIL;
   fcx::ModemAnswer dropped;
-  const int code = fcx::ask(fcx::opcode::write_pid, pid, dropped);
+  const int code = fcx::ask(fcx::request::write_pid, pid, dropped);
   if (code == QVCMD_FAIL) {
     DOMAIN_INFO("Cannot get response. Return error:%d\n", code);
     return code;
@@ -194,7 +194,7 @@ int write_pid(char* pid) {
 int read_pid(char* out) {
   if (out == nullptr) return QVCMD_FAIL;
   int length = 0;
-  const int code = request_to_system(fcx::opcode::read_pid, nullptr, 0, out, &length, nullptr);
+  const int code = request_to_system(fcx::request::read_pid, nullptr, 0, out, &length, nullptr);
   if (code == 0) {
     if (length < static_cast<int>(QVCMD_DATA_SIZE)) out[length] = '\0';
     return 0;
@@ -236,7 +236,7 @@ void make_imei_chksum(char* imei, int len) {
 
 void imei_check_on_boot() {
   fcx::ModemAnswer answer;
-  int code = fcx::ask(fcx::opcode::read_imei, {}, answer);
+  int code = fcx::ask(fcx::request::read_imei, {}, answer);
   // An error text is no IMEI.
   if (code == 0 && answer.starts_with(kImeiReadError)) code = QVCMD_FAIL;
   if (code != 0) {
@@ -248,7 +248,7 @@ void imei_check_on_boot() {
 
 void meid_check_on_boot() {
   fcx::ModemAnswer answer;
-  if (const int code = fcx::ask(fcx::opcode::read_meid, {}, answer); code != 0) {
+  if (const int code = fcx::ask(fcx::request::read_meid, {}, answer); code != 0) {
     DOMAIN_INFO("Cannot get meid from nv. %d\n", code);
     return;
   }

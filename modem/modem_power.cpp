@@ -9,8 +9,8 @@
 #include "common/log.h"
 #include "common/threads.h"
 #include "fcx/system_control.h"
-#include "modem/command_link.h"
-#include "modem/opcodes.h"
+#include "modem/link/command_link.h"
+#include "modem/link/requests.h"
 #include "platform/device_home.h"
 
 namespace {
@@ -38,7 +38,7 @@ unsigned int qve_reset_modem() {
     DOMAIN_ERROR("EFS SYNC ERROR !!!!!!!!!\n");
     return 1;
   }
-  if (!modem_says_yes(fcx::opcode::reset_modem)) return 1;
+  if (!modem_says_yes(fcx::request::reset_modem)) return 1;
   const int error = fcx::start_detached(testmode_power_reset_wait, nullptr);
   if (error == 0) return 0;
   DOMAIN_INFO("POWER_RESET : Unable to create modem reset thread : %s\n", strerror(error));
@@ -60,5 +60,5 @@ unsigned int qve_check_modem() {
 }
 
 unsigned int qve_check_modem_cmd_ready() {
-  return modem_says_yes(fcx::opcode::check_ready) ? 0 : 1;
+  return modem_says_yes(fcx::request::check_ready) ? 0 : 1;
 }

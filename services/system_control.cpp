@@ -1,12 +1,12 @@
 #include "fcx/system_control.h"
 
 #include "common/log.h"
-#include "modem/command_link.h"
-#include "modem/opcodes.h"
+#include "modem/link/command_link.h"
+#include "modem/link/requests.h"
 
 int system_efs_sync() {
   fcx::ModemAnswer answer;
-  if (fcx::ask(fcx::opcode::sync_efs, {}, answer) != 0) {
+  if (fcx::ask(fcx::request::sync_efs, {}, answer) != 0) {
     DOMAIN_ERROR("system_efs_sync Fail ! return error.");
     return -1;
   }

@@ -9,11 +9,11 @@
 #include "fcx/factory_items.h"
 #include "fcx/service_handler.h"
 #include "fcx/single_binary.h"
-#include "virtual_phone/clock.h"
-#include "virtual_phone/events.h"
-#include "virtual_phone/item_store.h"
-#include "virtual_phone/properties.h"
-#include "virtual_phone/sim.h"
+#include "virtual_phone/core/clock.h"
+#include "virtual_phone/core/events.h"
+#include "virtual_phone/core/item_store.h"
+#include "virtual_phone/core/properties.h"
+#include "virtual_phone/modem/sim.h"
 
 namespace fcx_test {
 

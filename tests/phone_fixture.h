@@ -12,10 +12,10 @@
 #include <vector>
 
 #include "fcx/qvcmd.h"
-#include "virtual_phone/faults.h"
-#include "virtual_phone/log_buffer.h"
-#include "virtual_phone/modem.h"
-#include "virtual_phone/phone.h"
+#include "virtual_phone/core/log_buffer.h"
+#include "virtual_phone/core/phone.h"
+#include "virtual_phone/faults/faults.h"
+#include "virtual_phone/modem/modem.h"
 
 namespace fcx_test {
 

@@ -13,12 +13,12 @@
 #include "fcx/modem_link.h"
 #include "fcx/network_code.h"
 #include "fcx/single_binary.h"
-#include "modem/opcodes.h"
+#include "modem/link/requests.h"
 #include "tools/network_code.h"
-#include "virtual_phone/clock.h"
-#include "virtual_phone/item_store.h"
-#include "virtual_phone/log_buffer.h"
-#include "virtual_phone/properties.h"
+#include "virtual_phone/core/clock.h"
+#include "virtual_phone/core/item_store.h"
+#include "virtual_phone/core/log_buffer.h"
+#include "virtual_phone/core/properties.h"
 
 namespace cli {
 namespace {
@@ -80,8 +80,8 @@ struct Identity {
   void (*check)();
 };
 constexpr Identity kIdentities[] = {
-    {"IMEI", fcx::opcode::read_imei, 13, imei_check_on_boot},
-    {"MEID", fcx::opcode::read_meid, 207, meid_check_on_boot},
+    {"IMEI", fcx::request::read_imei, 13, imei_check_on_boot},
+    {"MEID", fcx::request::read_meid, 207, meid_check_on_boot},
 };
 
 /// Lets the library check one identity. @return what came of it
@@ -154,7 +154,7 @@ BootInputs inputs_of(vp::Phone& phone, const Boot::Properties& properties) {
 std::vector<BootMoment> sim_requests(vp::Phone& phone, int64_t last_request) {
   std::vector<BootMoment> moments;
   for (const vp::ModemRequest& request : vp::modem_requests(phone, last_request)) {
-    if (request.opcode != fcx::opcode::read_sim) continue;
+    if (request.opcode != fcx::request::read_sim) continue;
     const Kind kind = request.code == 0 ? Kind::sim : Kind::no_sim_answer;
     moments.push_back({request.time_us, kind, request.answer});
   }

@@ -7,9 +7,9 @@
 #include <string>
 #include <vector>
 
-#include "virtual_phone/modem.h"
-#include "virtual_phone/phone.h"
-#include "virtual_phone/sim.h"
+#include "virtual_phone/core/phone.h"
+#include "virtual_phone/modem/modem.h"
+#include "virtual_phone/modem/sim.h"
 
 namespace cli {
 

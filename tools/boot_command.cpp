@@ -10,7 +10,7 @@
 
 #include "tools/boot_report.h"
 #include "tools/commands.h"
-#include "virtual_phone/clock.h"
+#include "virtual_phone/core/clock.h"
 
 namespace cli {
 namespace {

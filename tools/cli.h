@@ -11,7 +11,7 @@
 #include <string_view>
 #include <vector>
 
-#include "virtual_phone/phone.h"
+#include "virtual_phone/core/phone.h"
 
 namespace cli {
 

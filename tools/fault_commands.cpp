@@ -3,10 +3,10 @@
 #include <cstring>
 #include <memory>
 
-#include "modem/opcodes.h"
+#include "modem/link/requests.h"
 #include "tools/commands.h"
 #include "tools/item_name.h"
-#include "virtual_phone/faults.h"
+#include "virtual_phone/faults/faults.h"
 
 namespace cli {
 namespace {
@@ -111,7 +111,7 @@ std::string effect_help(vp::Part part) {
 /// The opcode that a word stands for: its number, or its name. Throws UsageError.
 int64_t modem_opcode(const std::string& word) {
   std::vector<std::string> names;
-  for (const fcx::ModemOpcode& row : fcx::kModemOpcodes) {
+  for (const fcx::NamedRequest& row : fcx::kModemRequests) {
     if (word == row.name) return row.number;
     names.push_back(row.name);
   }
@@ -125,7 +125,7 @@ int64_t modem_opcode(const std::string& word) {
 
 std::string opcode_help() {
   std::string help = "Opcodes:\n";
-  for (const fcx::ModemOpcode& row : fcx::kModemOpcodes) {
+  for (const fcx::NamedRequest& row : fcx::kModemRequests) {
     std::string line = "  " + std::to_string(row.number);
     line.resize(8, ' ');
     line += row.name;

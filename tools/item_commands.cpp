@@ -5,8 +5,8 @@
 #include "fcx/factory_items.h"
 #include "tools/commands.h"
 #include "tools/item_name.h"
-#include "virtual_phone/item_store.h"
-#include "virtual_phone/properties.h"
+#include "virtual_phone/core/item_store.h"
+#include "virtual_phone/core/properties.h"
 
 namespace cli {
 namespace {

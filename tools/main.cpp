@@ -4,7 +4,7 @@
 #include <cstdlib>
 
 #include "tools/commands.h"
-#include "virtual_phone/clock.h"
+#include "virtual_phone/core/clock.h"
 
 namespace {
 

@@ -2,9 +2,9 @@
 #include <cstdio>
 #include <memory>
 
-#include "modem/opcodes.h"
+#include "modem/link/requests.h"
 #include "tools/commands.h"
-#include "virtual_phone/modem.h"
+#include "virtual_phone/modem/modem.h"
 
 namespace cli {
 namespace {
@@ -35,12 +35,12 @@ uint16_t nv_number(const std::string& word) {
 }
 
 std::string opcode_name(int32_t number) {
-  const fcx::ModemOpcode* row = fcx::find_modem_opcode(number);
+  const fcx::NamedRequest* row = fcx::find_request(number);
   return row == nullptr ? "" : row->name;
 }
 
 bool is_identity(int32_t number) {
-  const fcx::ModemOpcode* row = fcx::find_modem_opcode(number);
+  const fcx::NamedRequest* row = fcx::find_request(number);
   return row != nullptr && row->is_identity;
 }
 

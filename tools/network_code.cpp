@@ -7,7 +7,7 @@
 #include "fcx/mcc_lookup.h"
 #include "fcx/network_code.h"
 #include "tools/cli.h"
-#include "virtual_phone/properties.h"
+#include "virtual_phone/core/properties.h"
 
 namespace cli {
 namespace {

@@ -4,7 +4,7 @@
 #include <string>
 #include <string_view>
 
-#include "virtual_phone/phone.h"
+#include "virtual_phone/core/phone.h"
 
 namespace cli {
 

@@ -7,7 +7,7 @@
 #include "fcx/single_binary.h"
 #include "tools/commands.h"
 #include "tools/network_code.h"
-#include "virtual_phone/properties.h"
+#include "virtual_phone/core/properties.h"
 
 namespace cli {
 namespace {

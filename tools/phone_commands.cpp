@@ -8,8 +8,8 @@
 #include <thread>
 
 #include "tools/commands.h"
-#include "virtual_phone/events.h"
-#include "virtual_phone/profiles.h"
+#include "virtual_phone/core/events.h"
+#include "virtual_phone/profiles/profiles.h"
 
 namespace cli {
 namespace {

@@ -13,8 +13,8 @@
 #include "tools/boot_report.h"
 #include "tools/command_name.h"
 #include "tools/commands.h"
-#include "virtual_phone/events.h"
-#include "virtual_phone/log_buffer.h"
+#include "virtual_phone/core/events.h"
+#include "virtual_phone/core/log_buffer.h"
 
 namespace cli {
 namespace {

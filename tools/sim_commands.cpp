@@ -3,7 +3,7 @@
 #include <memory>
 
 #include "tools/commands.h"
-#include "virtual_phone/sim.h"
+#include "virtual_phone/modem/sim.h"
 
 namespace cli {
 namespace {

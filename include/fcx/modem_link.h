@@ -6,7 +6,7 @@
 //                  the whole process, without a lock: such requests must not overlap. Commands
 //                  that come one at a time see to that.
 //
-// modem/opcodes.def names the numbers that this library uses. Nothing here throws.
+// modem/link/requests.def names the numbers that this library uses. Nothing here throws.
 #pragma once
 
 namespace vendor::qve::hardware::qvatcmd::V1_0 {

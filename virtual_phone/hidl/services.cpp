@@ -5,7 +5,7 @@
 #include <mutex>
 #include <utility>
 
-#include "virtual_phone/platform_call.h"
+#include "virtual_phone/core/platform_call.h"
 
 namespace virtual_phone {
 namespace {

@@ -24,7 +24,7 @@
 // Callers find it with IQvAtCmd::getService("atservice"). They get hidl-gen's wrapper around it,
 // which answers a null callback with a failed Return as a phone's proxy does, so a service need
 // not. With `getStub` they get the service itself. What a service does to the phone goes through
-// platform_call (virtual_phone/platform_call.h): nothing may throw from a call.
+// platform_call (virtual_phone/core/platform_call.h): nothing may throw from a call.
 #pragma once
 
 #include <android/hidl/base/1.0/IBase.h>
@@ -32,7 +32,7 @@
 #include <functional>
 #include <string>
 
-#include "virtual_phone/phone.h"
+#include "virtual_phone/core/phone.h"
 
 namespace virtual_phone {
 

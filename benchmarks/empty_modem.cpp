@@ -1,0 +1,43 @@
+#include "benchmarks/empty_modem.h"
+
+#include <cstring>
+#include <string>
+
+#include "modem/link/requests.h"
+#include "platform/modem_interface.h"
+
+namespace {
+
+size_t requests = 0;
+std::string sim_answer;
+
+// Where a request for the modem's file system says what to do, and how much of it.
+constexpr char kRead = 6;
+constexpr char kWrite = 7;
+constexpr size_t kReadCount = 8;
+constexpr size_t kWriteCount = 2040;
+
+}  // namespace
+
+size_t bench::modem_requests() { return requests; }
+
+void bench::set_sim_answer(std::string_view answer) { sim_answer = answer; }
+
+int dmi_init() { return 0; }
+
+int dmi_release() { return 0; }
+
+/// Answers nothing but the SIM; a read or write of a file has moved all that was asked for.
+int request_to_modem_via_dmi(qvcmd_request* request, qvcmd_response* response) {
+  ++requests;
+  if (request->opcode == fcx::request::read_sim) {
+    response->data_len = static_cast<int32_t>(sim_answer.copy(response->data, QVCMD_DATA_SIZE));
+    return 0;
+  }
+  if (request->opcode != fcx::request::efs) return 0;
+  const char operation = request->data[0];
+  if (operation != kRead && operation != kWrite) return 0;
+  const size_t count = operation == kRead ? kReadCount : kWriteCount;
+  memcpy(response->data, request->data + count, sizeof(int32_t));
+  return 0;
+}

@@ -1,0 +1,306 @@
+// Files of the customisation package in both modes, and the start-up probes.
+#include "fcx/customisation.h"
+
+#include <libxml/tree.h>
+
+#include <memory>
+#include <sstream>
+
+#include "fcx/mcc_lookup.h"
+#include "tests/carrier/fixture.h"
+
+namespace {
+
+using fcx_test::CarrierTest;
+using testing::Contains;
+using testing::ElementsAre;
+using virtual_phone::Effect;
+using virtual_phone::Part;
+
+namespace fs = std::filesystem;
+
+class Customisation : public CarrierTest {
+ protected:
+  static std::string value_of(const std::string& path, const char* key) {
+    char value[128] = "none";
+    const int result = qve_get_value_from_file(path.c_str(), key, value);
+    return (result == 0 ? "" : "! ") + std::string(value);
+  }
+  static bool parses(const char* path) {
+    const std::unique_ptr<xmlDoc, void (*)(xmlDoc*)> document(getXmlParseFile(path), xmlFreeDoc);
+    return document != nullptr;
+  }
+  /// Lets that many entries of a network code count.
+  static void count_entries(int count) {
+    std::string code = "\"" + std::to_string(count) + "\"";
+    for (int i = 0; i < count; ++i) code += ",\"310,410,F,F,02\"";
+    char mccs[2048];
+    qve_get_mcc_list(code.data(), mccs);
+  }
+  static std::string directory_of(const char* mccmncs, const char* subsets,
+                                  std::vector<std::string>* pieces = nullptr) {
+    std::string path;
+    char out[92] = "none";
+    qve_parse_cust_path(path, mccmncs, subsets, out, pieces);
+    EXPECT_EQ(path.empty() ? "" : path.substr(0, 91), path.empty() ? "" : out);
+    EXPECT_EQ(e_is_overlayfs && out != std::string("none"), !path.empty());
+    return out;
+  }
+};
+
+TEST_F(Customisation, ASystemPathIsOneWhereverItSaysSo) {
+  const std::pair<const char*, int> cases[] = {{"/product/a", 1}, {"/vendor/productx/a.xml", 1},
+                                               {"/a/system", 1},  {"/vendor/etc/a.xml", 0},
+                                               {"product", 0},    {"", 0}};
+  for (const auto& [path, is_one] : cases) EXPECT_EQ(is_one, is_system_path(path)) << path;
+}
+
+TEST_F(Customisation, AnOverlayIsReachedThroughTheServiceAndNothingElseIs) {
+  make_overlay_product();
+  place("/product/a", "over");
+  place("/product/empty", "");
+  place("/oem/b", "plain");
+  EXPECT_EQ("over", get_halData_from_file("/product/a"));
+  EXPECT_EQ(1, fexists("/product/a"));
+  EXPECT_EQ(0, fexists_direct("/product/a"));
+  EXPECT_EQ(0, fexists("/product/empty")) << "reads as absent";
+  EXPECT_EQ(1, fexists("/oem/b"));
+  EXPECT_EQ(0, fexists_hal("/oem/b"));
+  EXPECT_EQ("[QVE][SBP] file path is not system or product path!", log().back());
+  service_fault("filehandle", Effect::absent);
+  EXPECT_EQ(0, fexists("/product/a"));
+  EXPECT_EQ("[QVE][SBP] filehandleHal is NULL!", log().back());
+  clear_faults();
+  service_fault("filehandle", Effect::dies);
+  EXPECT_EQ(0, fexists("/product/a"));
+  EXPECT_EQ(0, fexists(nullptr));
+}
+
+TEST_F(Customisation, AnOverlaysXmlIsCopiedToBeParsedAndACopyThatIsNoXmlStays) {
+  constexpr char kCopy[] = "/mnt/vendor/persist-qv/kelp/a.xml";
+  make_overlay_product();
+  place("/product/x/a.xml", "<whole/>");
+  EXPECT_TRUE(parses("/product/x/a.xml"));
+  EXPECT_EQ("[QVE][SBP] doc parsing finished and temp xml is removed= " + std::string(kCopy),
+            log().back());
+  EXPECT_EQ("(none)", content(kCopy));
+  place("/product/x/a.xml", "<half>");
+  EXPECT_FALSE(parses("/product/x/a.xml"));
+  EXPECT_EQ("<half>", content(kCopy));
+
+  place("/product/x/a.xml", "<whole/>");
+  fs::remove(file(kCopy));
+  fs::create_directory(file(kCopy));  // nothing can be copied there
+  std::string copy = "untouched";
+  EXPECT_EQ(0, get_hal_copied_file("/product/x/a.xml", copy));
+  EXPECT_EQ("untouched", copy);
+  EXPECT_FALSE(parses("/product/x/a.xml")) << "and it cannot be opened itself";
+  place("/oem/b.xml", "<plain/>");
+  EXPECT_TRUE(parses("/oem/b.xml"));
+}
+
+TEST_F(Customisation, APathOfThePackageBeginsAtItsRoot) {
+  char path[2048];
+  EXPECT_STREQ("/oem/OP/petname.xml", qve_get_tamra_file_path("/petname.xml", path));
+  EXPECT_STREQ("/oem/OP", qve_get_tamra_file_path(nullptr, path));
+  EXPECT_EQ(2047U, strlen(qve_get_tamra_file_path(std::string(4000, 'n').c_str(), path)));
+  make_overlay_product();
+  EXPECT_STREQ("/oem/OP/etc/petname.xml", qve_get_tamra_file_path("/petname.xml", path));
+  EXPECT_STREQ("/oem/OP", qve_get_tamra_file_path(nullptr, path));
+}
+
+TEST_F(Customisation, OldPackageVersionsHaveAnotherRoot) {
+  const auto root_of = [&](const char* version) {
+    set_build_property("ro.vendor.qve.sbp.version", version);
+    restart();
+    reload();
+    qve_sbp_verion();
+    char path[2048];
+    return std::string(qve_get_tamra_file_path(nullptr, path));
+  };
+  EXPECT_EQ("/oem/OP", root_of("3")) << "there is none";
+  fs::create_directory(file("/cust"));
+  EXPECT_EQ("/cust", root_of("3"));
+  EXPECT_EQ("/cust", root_of("10"));
+  EXPECT_EQ("/oem/OP", root_of("4"));
+  EXPECT_EQ("/oem/OP", root_of(""));
+}
+
+TEST_F(Customisation, FindsTheFirstLineWithAKey) {
+  const std::string long_value(200, 'v');
+  const std::string lines =
+      "no key\nK=first\r\nK=second\n=empty key\nempty=\nspaced = x \nequals=a=b\n"
+      "nul=a" +
+      std::string(1, '\0') + "b\nlong=" + long_value + "\nbehind=it\nlast=no newline";
+  for (const bool is_overlay : {false, true}) {
+    if (is_overlay) make_overlay_product();
+    const std::string path = is_overlay ? "/product/cust.prop" : "/oem/cust.prop";
+    place(path, lines);
+    const std::pair<const char*, std::string> cases[] = {
+        {"K", "first"},
+        {"", "empty key"},
+        {"empty", ""},
+        {"spaced ", " x "},
+        {"equals", "a=b"},
+        {"nul", "a"},
+        {"behind", "it"},
+        {"last", "no newline"},
+        {"no key", "! none"},
+        {"k", "! none"},
+        {"none", "! none"},
+        {"spaced", "! none"},
+        {"long", long_value.substr(0, is_overlay ? 127 : 122)},
+    };
+    for (const auto& [key, value] : cases) EXPECT_EQ(value, value_of(path, key)) << key;
+    EXPECT_EQ("! none", value_of(path, nullptr));
+    EXPECT_EQ("! none", value_of(path + "x", "K"));
+    fault(Part::file, path, Effect::fail, EIO);
+    EXPECT_EQ("! none", value_of(path, "K"));
+    clear_faults();
+  }
+}
+
+TEST_F(Customisation, ALineThatIsCutGoesOnAsALineOfItsOwn) {
+  place("/oem/cust.prop",
+        std::string(127, '#') + "tail=found\n" + std::string(126, '#') + "\nwhole=found\n");
+  EXPECT_EQ("found", value_of("/oem/cust.prop", "tail"));
+  EXPECT_EQ("found", value_of("/oem/cust.prop", "whole"));
+}
+
+TEST_F(Customisation, TheNetworkCodesOrderDecidesBetweenDirectories) {
+  place("/oem/OP/cust_path_mapping.cfg",
+        "junk\n310410=x\n310410,02\n310410,02=/oem/OP/ATT:x\r\n310410,02=/oem/OP/SECOND\n"
+        "310410,021=/oem/OP/LONG\n23415,21=/oem/OP/" +
+            std::string(100, 'p') + "\n" + std::string(2047, '#') + "310410,04=/oem/OP/TAIL\n");
+  count_entries(2);
+  EXPECT_EQ("/oem/OP/ATT:x", directory_of("310410,23415", "02,21"));
+  EXPECT_EQ("/oem/OP/ATT:x", directory_of("26201,310410", "11,02"));
+  EXPECT_EQ("/oem/OP/LONG", directory_of("310410", "021"));
+  EXPECT_EQ("/oem/OP/" + std::string(83, 'p'), directory_of("23415", "21")) << "91 characters";
+  EXPECT_EQ("none", directory_of("310410", "03"));
+  EXPECT_EQ("/oem/OP/TAIL", directory_of("310410", "04")) << "a line that is cut goes on as one";
+  EXPECT_EQ("none", directory_of("26201,26202,310410", "11,12,02")) << "two entries count";
+  EXPECT_EQ("none", directory_of("26201,310410", "11")) << "no subset";
+  EXPECT_EQ("none", directory_of(nullptr, "11"));
+  count_entries(0);
+  EXPECT_EQ("none", directory_of("310410", "02"));
+
+  count_entries(23);
+  std::string many;
+  for (int i = 0; i < 18; ++i) many += "26201,";  // 108 characters
+  const std::string subsets = "11,11,11,11,11,11,11,11,11,11,11,11,11,11,11,11,11,11,02,02,02,02";
+  EXPECT_EQ("/oem/OP/ATT:x", directory_of((many + "310410").c_str(), subsets.c_str()));
+  many += "26201,26201,26201";  // 125, and one more would be cut in two
+  EXPECT_EQ("none", directory_of((many + ",310410").c_str(), subsets.c_str()));
+}
+
+TEST_F(Customisation, AnOverlaysMappingHasPiecesAndSubsetsOfTwoCharacters) {
+  make_overlay_product();
+  place("/mnt/product/OP/product_ext/etc/cust_path_mapping.cfg",
+        "junk\n310410\n310410,02\n310410,021=x:y\n310410,02=a:b:c\r\n23415,21=only\n");
+  count_entries(2);
+  std::vector<std::string> pieces;
+  EXPECT_EQ("/mnt/product/OP/y", directory_of("310410,23415", "02,21", &pieces))
+      << "what follows the two characters counts for nothing";
+  EXPECT_THAT(pieces, ElementsAre("x", "y"));
+  EXPECT_THAT(log(), Contains("[QVE][SBP] adjusted match_cust_rootDir: /mnt/product/OP/y"));
+  EXPECT_EQ("/mnt/product/OP/only", directory_of("26201,23415", "11,21"));
+  EXPECT_EQ("none", directory_of("310410", "021"));
+
+  std::istringstream mapping("310410,02=a:b:c\n");
+  std::string path;
+  pieces.clear();
+  EXPECT_EQ(1, find_matching_path(path, pieces, mapping, "310410", "02"));
+  EXPECT_EQ("/mnt/product/OP/c", path);
+  EXPECT_THAT(pieces, ElementsAre("a", "b", "c"));
+  EXPECT_EQ(0, find_matching_path(path, pieces, mapping, "310410", "02"));
+}
+
+TEST_F(Customisation, TheSimsTimeDependsOnTheChipsetAndTheFactoryReset) {
+  const struct {
+    const char* vendor;
+    const char* platform;
+    const char* build;
+    char status;
+    const char* timer;
+  } cases[] = {
+      {"qcom", "MT6755", "user", 6, "5000000"},      {"mtk", "MT6765", "user", 6, "15000000"},
+      {"mtk", "MT6755", "user", 6, "20000000"},      {"mtk", "MT6765", "userdebug", 6, "20000000"},
+      {"mtk", "MT6755", "userdebug", 6, "20000000"}, {"mtk", "MT6765", "user", 2, "25000000"},
+      {"MTK", "MT6765", "user", 2, "5000000"},       {"mtk", "MT6765", "", 6, "15000000"},
+  };
+  for (const auto& each : cases) {
+    set_build_property("ro.vendor.qve.chip.vendor", each.vendor);
+    set_build_property("ro.mediatek.platform", each.platform);
+    set_build_property("ro.build.type", each.build);
+    restart();
+    reload();
+    set_item(2, std::string(1, each.status));
+    qve_sbp_set_timer();
+    EXPECT_EQ("[QVE][SBP] Set Timer: " + std::string(each.timer), log().back())
+        << each.vendor << each.platform << each.build << int{each.status};
+  }
+}
+
+TEST_F(Customisation, TheRegionAndThePackageSayWhichProfilesThereAre) {
+  const struct {
+    const char* kelp;
+    const char* nao;
+    const char* product;
+    const char* files;  ///< c: carrier codes, f: feature codes
+    const char* line;
+    const char* type;
+  } cases[] = {
+      {"1", "0", "any", "cf", "NAO: 0, GCID: 1, FASTPROFILE: 1, LATEPROFILE: 1", "both"},
+      {"1", "1", "any", "", "NAO: 0, GCID: 0, FASTPROFILE: 0, LATEPROFILE: 0", "none"},
+      {"0", "1", "any", "c", "NAO: 1, GCID: 0, FASTPROFILE: 1, LATEPROFILE: 0", "fast"},
+      {"0", "1", "any", "f", "NAO: 1, GCID: 1, FASTPROFILE: 0, LATEPROFILE: 0", "none"},
+      {"0", "0", "a_Global_CA", "c", "NAO: 0, GCID: 0, FASTPROFILE: 1, LATEPROFILE: 0", "fast"},
+      {"0", "0", "GLOBAL_COM_x", "c", "NAO: 0, GCID: 0, FASTPROFILE: 0, LATEPROFILE: 1", "late"},
+      {"", "", "global", "c", "NAO: 0, GCID: 0, FASTPROFILE: 0, LATEPROFILE: 0", "none"},
+  };
+  for (const auto& each : cases) {
+    set_build_property("ro.vendor.qve.kelp", each.kelp);
+    set_build_property("ro.vendor.qve.naop", each.nao);
+    set_build_property("ro.product.name", each.product);
+    fs::remove_all(file("/oem/OP"));
+    for (const char* kind = each.files; *kind != '\0'; ++kind) {
+      place(*kind == 'c' ? "/oem/OP/config/carrier_code.xml" : "/oem/OP/config/feature_code.xml",
+            "any");
+    }
+    restart();
+    reload();
+    qve_check_nao_feature();
+    EXPECT_EQ("[QVE][SBP] " + std::string(each.line), log().back()) << each.product;
+    qve_save_profile_type();
+    EXPECT_EQ(each.type, property("persist.vendor.qve.sim.profile"));
+    EXPECT_EQ(each.type == std::string("none") ? "false" : "true",
+              property("ro.vendor.qve.sim.operator.use"));
+  }
+}
+
+TEST_F(Customisation, ASecondTableOfNetworkCodesSettlesTheCarrier) {
+  const struct {
+    const char* mccmncs;
+    const char* subsets;
+    const char* carrier;
+  } cases[] = {
+      {"10010,310410", "03,02", "TMO"},    {"310410,10010", "02,24", "VTR"},
+      {"10010,10010", "99,10", "TRF_VZW"}, {"10010", "03", "(not set)"},  // too short
+      {"310410,10010", "02", "(not set)"}, {"100100,310410", "03,03", "(not set)"},
+  };
+  for (const auto& each : cases) {
+    set_property("persist.vendor.qve.sim.profile", "both");
+    set_property("persist.vendor.qve.sim.operator", "(not set)");
+    qve_check_2nd_ntcode(each.mccmncs, each.subsets);
+    EXPECT_EQ(each.carrier, property("persist.vendor.qve.sim.operator")) << each.mccmncs;
+    EXPECT_EQ(each.carrier == std::string("(not set)") ? "both" : "none",
+              property("persist.vendor.qve.sim.profile"));
+  }
+  EXPECT_EQ("EU", property("persist.vendor.qve.sim.country"));
+  set_build_property("ro.vendor.qve.build.target_country", "");
+  qve_check_2nd_ntcode("10010,310410", "03,02");
+  EXPECT_EQ("XXX", property("persist.vendor.qve.sim.country"));
+}
+
+}  // namespace

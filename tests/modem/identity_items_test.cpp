@@ -1,0 +1,427 @@
+// What the modem keeps of the identity, and its copies among the factory items.
+#include "fcx/identity_items.h"
+
+#include "fcx/network_code.h"
+#include "tests/phone_fixture.h"
+#include "virtual_phone/core/clock.h"
+
+namespace fcx_test {
+namespace {
+
+using testing::ElementsAre;
+using testing::IsEmpty;
+using testing::SizeIs;
+using virtual_phone::Access;
+using virtual_phone::Effect;
+using virtual_phone::Part;
+
+constexpr char kImei[] = "490154203237518";
+constexpr int kImeiItem = 13;
+constexpr int kMeidItem = 207;
+constexpr int kPidItem = 4;
+
+class IdentityItems : public PhoneTest {
+ protected:
+  struct Answer {
+    unsigned code;
+    std::string text;
+  };
+
+  template <typename Function, typename... Opcode>
+  Answer call(Function function, std::string sent, Opcode... opcode) {
+    std::vector<char> answer(QVCMD_DATA_SIZE, '#');
+    int length = 0;
+    const unsigned code =
+        function(opcode..., sent.data(), static_cast<short>(sent.size()), answer.data(), &length);
+    return {code, std::string(answer.data(), static_cast<size_t>(std::max(length, 0)))};
+  }
+};
+
+TEST_F(IdentityItems, EveryFunctionAsksForItsOpcodeAndNeedsItsPointers) {
+  using Form = unsigned (*)(char*, short, char*, int*);
+  enum class Needs { both, data, answer };
+  const struct {
+    Form function;
+    int opcode;
+    Needs needs;
+  } cases[] = {
+      {write_qve_impl, 101, Needs::both},      {read_qve_impl, 102, Needs::both},
+      {write_qve_idde, 105, Needs::both},      {read_qve_idde, 106, Needs::both},
+      {write_qve_fusg, 108, Needs::both},      {read_qve_fusg, 109, Needs::both},
+      {write_qve_pid2, 114, Needs::both},      {read_qve_pid2, 115, Needs::both},
+      {write_qve_suffix, 128, Needs::both},    {read_qve_suffix, 129, Needs::both},
+      {write_qve_gden_flag, 148, Needs::both}, {write_qve_gden, 149, Needs::both},
+      {read_qve_gden, 150, Needs::both},       {write_qve_efsa, 151, Needs::both},
+      {write_qve_rgrv, 152, Needs::both},      {read_qve_rgrv, 153, Needs::both},
+      {read_qve_pid, 202, Needs::answer},      {write_qve_pid, 203, Needs::data},
+  };
+  char data[] = "1";
+  char answer[QVCMD_DATA_SIZE];
+  for (const auto& c : cases) {
+    opcode_fault(c.opcode, Effect::fail, 1);
+    int length = 0;
+    EXPECT_EQ(1U, c.function(data, 1, answer, &length)) << "the link's code";
+    EXPECT_EQ(-1, length);
+    auto sent = requests();
+    ASSERT_THAT(sent, SizeIs(1)) << c.opcode;
+    EXPECT_EQ(c.opcode, sent[0].opcode);
+    EXPECT_EQ("1", sent[0].payload);
+    // The same code, without anything sent.
+    EXPECT_EQ(1U, c.function(nullptr, 1, answer, nullptr));
+    EXPECT_THAT(requests(), SizeIs(c.needs == Needs::answer ? 1 : 0)) << c.opcode;
+    EXPECT_EQ(1U, c.function(data, 1, nullptr, nullptr));
+    EXPECT_THAT(requests(), SizeIs(c.needs == Needs::data ? 1 : 0)) << c.opcode;
+  }
+  log();
+  EXPECT_EQ(1U, read_qve_meid(nullptr, nullptr));
+  EXPECT_EQ(1U, read_qve_pesn(nullptr, nullptr));
+  EXPECT_EQ(1U, write_qve_imei(116, nullptr, 1, answer, nullptr));
+  EXPECT_EQ(1U, write_qve_imei(116, data, 1, nullptr, nullptr));
+  EXPECT_EQ(1U, read_qve_imei(117, nullptr, 0, answer, nullptr));
+  EXPECT_EQ(1U, read_qve_imei(117, data, 0, nullptr, nullptr));
+  EXPECT_EQ(1U, read_qve_ntcode(nullptr, 0, answer, nullptr));
+  EXPECT_EQ(1U, read_qve_ntcode(data, 0, nullptr, nullptr));
+  EXPECT_EQ(1, write_pid(nullptr));
+  EXPECT_EQ(1, read_pid(nullptr));
+  EXPECT_THAT(requests(), IsEmpty());
+  EXPECT_THAT(log(), IsEmpty());
+}
+
+TEST_F(IdentityItems, RecordsReadBackAsTheyWereWritten) {
+  EXPECT_EQ("SUFFIX WRITE OK", call(write_qve_suffix, "AEUROP").text);
+  EXPECT_EQ("AEUROP", call(read_qve_suffix, "").text);
+  EXPECT_EQ("RGRV READ ERROR", call(read_qve_rgrv, "").text);
+  set_modem("meid", "A0000012345678");
+  char answer[QVCMD_DATA_SIZE];
+  int length = 0;
+  EXPECT_EQ(0U, read_qve_meid(answer, &length));
+  EXPECT_EQ("A0000012345678", std::string(answer, static_cast<size_t>(length)));
+  EXPECT_EQ(0U, read_qve_pesn(answer, &length));
+  EXPECT_EQ(0, length);
+}
+
+TEST_F(IdentityItems, AnAcceptedImeiIsMirrored) {
+  set_item(kImeiItem, "old IMEI with a tail");
+  EXPECT_EQ("IMEI WRITE OK", call(write_qve_imei, kImei, 116).text);
+  EXPECT_EQ(std::string(kImei) + std::string(5, '\0'), item(kImeiItem, 20));
+  EXPECT_EQ("I Fcx: **SET FTM_ITEM - IMEI**\n", lines().back());
+  EXPECT_EQ(kImei, call(read_qve_imei, "", 117).text);
+  char sent[] = "490154203237518";
+  char answer[QVCMD_DATA_SIZE];
+  set_item(kImeiItem, "");
+  EXPECT_EQ(0U, write_qve_imei(116, sent, 15, answer, nullptr)) << "no length is wanted";
+  EXPECT_EQ(kImei, item_text(kImeiItem));
+  // As many bytes as were sent, whatever stands behind them.
+  char longer[] = "490154203237518behind";
+  EXPECT_EQ(0U, write_qve_imei(116, longer, 15, answer, nullptr));
+  EXPECT_EQ(kImei, item_text(kImeiItem));
+
+  // The answer may come to where the IMEI was.
+  std::string(kImei).copy(answer, 15);
+  set_item(kImeiItem, "");
+  EXPECT_EQ(0U, write_qve_imei(116, answer, 15, answer, nullptr));
+  EXPECT_EQ(kImei, item_text(kImeiItem));
+
+  item_fails(kImeiItem);
+  EXPECT_EQ(0U, write_qve_imei(116, sent, 15, answer, nullptr));
+  EXPECT_EQ("E Fcx: item 13 cannot be written\n", lines().back());
+}
+
+TEST_F(IdentityItems, WhatTheModemDidNotAcceptIsNotMirrored) {
+  const struct {
+    int opcode;
+    std::string imei;
+    unsigned code;
+    const char* answer;
+  } cases[] = {
+      {116, "490154203237517", 0, "CHECK DIGIT ERROR"},
+      {116, "49015420323751", 0, "IMEI WRITE ERROR"},
+      {116, "4901542032375188", 0, "IMEI WRITE ERROR"},
+      {116, "49015420323751A", 0, "IMEI WRITE ERROR"},
+      {116, "", 0, "IMEI WRITE ERROR"},
+      {118, kImei, 0, "IMEI WRITE OK"},  // another slot's
+      {120, kImei, 0, "IMEI WRITE OK"},
+      {994, kImei, 2, ""},
+  };
+  set_item(kImeiItem, "old");
+  for (const auto& c : cases) {
+    const Answer answer = call(write_qve_imei, c.imei, c.opcode);
+    EXPECT_EQ(c.code, answer.code) << c.opcode << " " << c.imei;
+    EXPECT_EQ(c.answer, answer.text);
+    EXPECT_EQ("old", item_text(kImeiItem)) << c.opcode << " " << c.imei;
+  }
+  EXPECT_EQ("I Fcx: Cannot get response. Return error:2\n", lines().back());
+}
+
+TEST_F(IdentityItems, AnOldAnswerInTheBufferNeverCounts) {
+  std::string imei = kImei;
+  std::vector<char> answer(QVCMD_DATA_SIZE);
+  std::string("IMEI WRITE OK").copy(answer.data(), 13);
+  set_item(kImeiItem, "old");
+  int length = 13;
+  for (const auto& [effect, value] :
+       {std::pair{Effect::empty, 0}, {Effect::shorter, 12}, {Effect::fail, 1}}) {
+    opcode_fault(116, effect, value);
+    write_qve_imei(116, imei.data(), 15, answer.data(), &length);
+    EXPECT_EQ("old", item_text(kImeiItem));
+    clear_faults();
+  }
+}
+
+TEST_F(IdentityItems, EachSlotHasItsImei) {
+  set_modem("imei1", "490154203237518");
+  set_modem("imei2", "490154203237526");
+  EXPECT_EQ("490154203237518", call(read_qve_imei, "", 117).text);
+  EXPECT_EQ("490154203237526", call(read_qve_imei, "", 119).text);
+  log();
+  const Answer none = call(read_qve_imei, "", 121);
+  EXPECT_EQ("IMEI READ ERROR :(", none.text);
+  EXPECT_EQ(0U, none.code);
+  EXPECT_EQ("I Fcx: [PERSO]: id= 121", lines().front());
+}
+
+TEST_F(IdentityItems, TheCheckDigit) {
+  const struct {
+    const char* imei;
+    int len;
+    const char* expected;
+  } cases[] = {
+      {"000000000000000", 0, "000000000000005"},  // characters that are no digits yet
+      {"490154203237518", 14, "490154203237518"}, {"490154203237510", 15, "490154203237518"},
+      {"49015420323751?", 14, "490154203237518"}, {"000000000000009", 14, "000000000000000"},
+      {"100000000000008", 14, "100000000000009"}, {"050000000000000", 14, "050000000000009"},
+      {"999999999999990", 14, "999999999999994"}, {"490154203237518", 100, "490154203237518"},
+  };
+  for (const auto& c : cases) {
+    std::vector<char> imei(c.imei, c.imei + 16);
+    make_imei_chksum(imei.data(), c.len);
+    EXPECT_STREQ(c.expected, imei.data());
+  }
+  std::vector<char> body(15, '#');
+  std::string("49015420323751").copy(body.data(), 14);
+  body[14] = '\0';
+  make_imei_chksum(body.data(), 14);
+  EXPECT_EQ('8', body[14]) << "no terminator is written";
+  make_imei_chksum(nullptr, 14);
+}
+
+TEST_F(IdentityItems, AnImeiOfMoreThan15CharactersEndsTheProcess) {
+  char imei[] = "4901542032375180";
+  EXPECT_DEATH(make_imei_chksum(imei, 14), "");
+}
+
+TEST_F(IdentityItems, BootChecksAlignTheItemsWithTheModem) {
+  const struct {
+    void (*check)();
+    const char* value;
+    int item;
+    int opcode;
+    const char* line;
+  } cases[] = {
+      {imei_check_on_boot, "imei1", kImeiItem, 117, "I Fcx: Cannot get imei from nv. 1\n"},
+      {meid_check_on_boot, "meid", kMeidItem, 157, "I Fcx: Cannot get meid from nv. 1\n"},
+  };
+  for (const auto& c : cases) {
+    set_modem(c.value, "490154203237518");
+    set_item(c.item, std::string("490154203237517\0tail", 20));
+    c.check();
+    EXPECT_EQ("490154203237518" + std::string(5, '\0'), item(c.item, 20));
+
+    // Compared as far as the modem answers: what stands behind it in the item stays.
+    set_item(c.item, "490154203237518more");
+    c.check();
+    EXPECT_EQ("490154203237518more", item_text(c.item));
+
+    opcode_fault(c.opcode, Effect::longer, 2000);
+    c.check();
+    EXPECT_EQ("490154203237518XXXXX", item(c.item, 20)) << "what fits";
+    clear_faults();
+
+    opcode_fault(c.opcode, Effect::fail, 1);
+    c.check();
+    EXPECT_EQ(c.line, lines().back());
+    EXPECT_EQ("490154203237518XXXXX", item(c.item, 20));
+    clear_faults();
+  }
+}
+
+TEST_F(IdentityItems, AnErrorTextIsNoImei) {
+  set_item(kImeiItem, kImei);
+  for (const int length : {18, 20}) {
+    opcode_fault(117, Effect::longer, length);
+    imei_check_on_boot();
+    EXPECT_EQ("I Fcx: Cannot get imei from nv. 1\n", lines().back());
+    EXPECT_EQ(kImei, item_text(kImeiItem));
+    clear_faults();
+  }
+}
+
+TEST_F(IdentityItems, ThePidComesFromTheModemOrElseFromTheItem) {
+  std::vector<char> out(QVCMD_DATA_SIZE, '#');
+  set_modem("pid", "PID-M");
+  set_item(kPidItem, "PIDF");
+  EXPECT_EQ(0, read_pid(out.data()));
+  EXPECT_STREQ("PID-M", out.data());
+  set_modem("pid_supported", "0");
+  log();
+  EXPECT_EQ(2, read_pid(out.data())) << "on purpose: it came from the item";
+  EXPECT_STREQ("PIDF", out.data());
+  const auto written = lines();
+  EXPECT_EQ("I Fcx: read_pid: NOT SUPPORTED", written[written.size() - 2]);
+  EXPECT_EQ("E Fcx: Cannot get response. Return error:2,rsp_len=4\n", written.back());
+  item_fails(kPidItem);
+  EXPECT_EQ(1, read_pid(out.data()));
+  EXPECT_EQ("E Fcx: Cannot get pid in FTM.\n", lines().back());
+  clear_faults();
+  service_fault("dmi", Effect::absent);
+  EXPECT_EQ(1, read_pid(out.data()));
+  EXPECT_EQ("E Fcx: Cannot get response. Return error:1,rsp_len=-1\n", lines().back());
+}
+
+TEST_F(IdentityItems, ThePidIsStoredInTheItemUnlessTheModemFailed) {
+  char pid[] = "PID-1";
+  EXPECT_EQ(0, write_pid(pid));
+  EXPECT_EQ("PID-1", item_text(kPidItem));
+  EXPECT_EQ("PID-1", requests().back().payload);
+  set_modem("pid_supported", "0");
+  char other[] = "PID-2";
+  log();
+  EXPECT_EQ(2, write_pid(other));
+  EXPECT_EQ("I Fcx: [NV]write_pid ret=2, & Deault save to FTM", lines().back());
+  EXPECT_EQ("PID-2", item_text(kPidItem));
+  item_fails(kPidItem);
+  EXPECT_EQ(1, write_pid(pid));
+  EXPECT_EQ("E Fcx: Cannot set pid in FTM.\n", lines().back());
+  clear_faults();
+  opcode_fault(203, Effect::fail, 1);
+  EXPECT_EQ(1, write_pid(pid));
+  EXPECT_EQ("I Fcx: Cannot get response. Return error:1\n", lines().back());
+  EXPECT_EQ("PID-2", item_text(kPidItem));
+}
+
+TEST_F(IdentityItems, AnAcceptedIddeResetsTheIdentity) {
+  set_modem("imei1", kImei);
+  set_item(9, "QV2006A00123");
+  set_ntcode("\"1\",\"310,410\"", 13);
+  set_property("persist.vendor.qve.mccmnc-list", "310410");
+  log();
+  EXPECT_EQ("IDDE OK", call(write_qve_idde, "record").text);
+  EXPECT_EQ("I Fcx: IDDE response: IDDE OK size:7\n", lines()[6]);
+  EXPECT_EQ(std::string("\x02\xFC\x0A\0\0\0", 6), item(8, 6));
+  EXPECT_EQ("000000000000", item_text(9));
+  EXPECT_EQ("", item_text(421));
+  EXPECT_EQ(kImei, item_text(kImeiItem));
+  EXPECT_EQ("", property("persist.vendor.qve.mcc-list")) << "\"0\" first, then emptied";
+  EXPECT_EQ("", property("persist.vendor.qve.mccmnc-list"));
+  EXPECT_EQ("3", property("persist.vendor.qve.ntcode-changed"));
+  EXPECT_EQ("\"0\",\"FFF,FFF,FFFFFFFF,FFFFFFFF,FF\"", property("persist.vendor.qve.tavrin.ntcode"));
+}
+
+// Seen while the boot check waits for the modem: what comes before it, and what behind.
+TEST_F(IdentityItems, AnIddeResetKeepsItsOrder) {
+  set_property("persist.vendor.qve.mccmnc-list", "310410");
+  opcode_fault(117, Effect::late, 1000);
+  virtual_phone::set_clock(virtual_phone::Clock::stopped);
+  std::thread writer([this] { EXPECT_EQ("IDDE OK", call(write_qve_idde, "record").text); });
+  EXPECT_TRUE(eventually([&] { return property("persist.vendor.qve.mcc-list") == "0"; }));
+  EXPECT_EQ("0", item_text(9));
+  EXPECT_EQ("310410", property("persist.vendor.qve.mccmnc-list"));
+  EXPECT_EQ("(not set)", property("persist.vendor.qve.ntcode-changed"));
+  virtual_phone::set_clock(virtual_phone::Clock::fast);
+  writer.join();
+  EXPECT_EQ("", property("persist.vendor.qve.mcc-list"));
+}
+
+TEST_F(IdentityItems, AResetSerialNumberIsAsLongAsTheOldOne) {
+  for (const auto& [old, zeros] :
+       {std::pair{"", "0"}, {"A", "0"}, {"ABC", "000"}, {"ABCDEFGHIJKL", "000000000000"}}) {
+    set_item(9, std::string(12, '\0'));
+    set_item(9, old);
+    call(write_qve_idde, "record");
+    EXPECT_EQ(zeros, item_text(9));
+  }
+}
+
+TEST_F(IdentityItems, AnIddeThatIsNotAcceptedChangesNothing) {
+  set_item(9, "QV2006A00123");
+  const struct {
+    Effect effect;
+    int64_t value;
+    unsigned code;
+  } cases[] = {
+      {Effect::refuse, 0, 0}, {Effect::empty, 0, 0}, {Effect::shorter, 6, 0}, {Effect::fail, 2, 2}};
+  for (const auto& c : cases) {
+    opcode_fault(105, c.effect, c.value);
+    EXPECT_EQ(c.code, call(write_qve_idde, "record").code);
+    EXPECT_THAT(lines().back(), testing::StartsWith("I Fcx: IDDE response: "));
+    EXPECT_EQ("QV2006A00123", item_text(9));
+    EXPECT_EQ(std::string(6, '\0'), item(8, 6));
+    EXPECT_EQ("(not set)", property("persist.vendor.qve.ntcode-changed"));
+    clear_faults();
+  }
+}
+
+TEST_F(IdentityItems, AnIddeResetEndsWithoutTheBluetoothAddress) {
+  set_item(9, "QV2006A00123");
+  fault(Part::item, "8", Effect::fail, -1, Access::write);
+  EXPECT_EQ(1U, call(write_qve_idde, "record").code);
+  EXPECT_EQ("QV2006A00123", item_text(9));
+}
+
+TEST_F(IdentityItems, TheNetworkCodeListComesInPieces) {
+  for (const size_t length : {0, 10, 255, 600, 2048}) {
+    const std::string list(length, 'n');
+    EXPECT_EQ(0, set_ntcode(list.data(), static_cast<int>(length)));
+    requests();
+    const Answer answer = call(read_qve_ntcode, "");
+    EXPECT_EQ(length == 0 ? 1U : 0U, answer.code);
+    EXPECT_EQ(list, answer.text);
+    const auto sent = requests();
+    EXPECT_EQ(154, sent[0].opcode);
+    EXPECT_EQ(127, sent[1].opcode);
+    EXPECT_THAT(sent, SizeIs(3 + length / 255));
+  }
+}
+
+TEST_F(IdentityItems, ANetworkCodeListNeverSaysMoreThanItsBufferHolds) {
+  const std::string list(2048, 'n');
+  set_ntcode(list.data(), 2048);
+  opcode_fault(127, Effect::longer, 2048);
+  EXPECT_EQ(list, call(read_qve_ntcode, "").text);
+  char request[1], answer[QVCMD_DATA_SIZE];
+  EXPECT_EQ(0U, read_qve_ntcode(request, 0, answer, nullptr)) << "no length is wanted";
+}
+
+TEST_F(IdentityItems, ANetworkCodeListThatFailsSaysWhere) {
+  const struct {
+    int opcode;
+    const char* line;
+  } cases[] = {{154, "I Fcx: request_to_system. Return error:2\n"},
+               {127, "I Fcx: request_to_system. Return error:2\n"},
+               {156, "I Fcx: receive_modem_data. Return error:2\n"}};
+  for (const auto& c : cases) {
+    opcode_fault(c.opcode, Effect::fail, 2);
+    EXPECT_EQ(2U, call(read_qve_ntcode, "").code);
+    EXPECT_EQ(c.line, lines().back());
+    clear_faults();
+  }
+}
+
+TEST_F(IdentityItems, ANetworkCodeListIsStoredWhole) {
+  std::vector<char> out(2048, '#');
+  EXPECT_EQ(0, set_ntcode("long list", 9));
+  EXPECT_EQ(0, set_ntcode("list", 4));
+  EXPECT_EQ(0, get_ntcode(out.data()));
+  EXPECT_EQ(std::string("list") + std::string(2044, '\0'), std::string(out.begin(), out.end()));
+  EXPECT_EQ(-1, set_ntcode(nullptr, 0));
+  EXPECT_EQ(-1, set_ntcode("x", -1));
+  EXPECT_EQ(-1, set_ntcode(out.data(), 2049));
+  EXPECT_EQ(-1, get_ntcode(nullptr));
+  item_fails(421);
+  EXPECT_EQ(-1, set_ntcode("x", 1));
+  EXPECT_EQ(-1, get_ntcode(out.data()));
+  EXPECT_STREQ("list", out.data());
+}
+
+}  // namespace
+}  // namespace fcx_test

@@ -1,0 +1,226 @@
+// USB lock, path and mode, and kernel attributes.
+#include "fcx/usb_mode.h"
+
+#include "fcx/background.h"
+#include "fcx/sysfs.h"
+#include "tests/phone_fixture.h"
+#include "virtual_phone/core/clock.h"
+
+namespace fcx_test {
+namespace {
+
+namespace fs = std::filesystem;
+
+using testing::ElementsAre;
+using testing::HasSubstr;
+using virtual_phone::Access;
+using virtual_phone::Effect;
+using virtual_phone::Part;
+
+constexpr char kLock[] = "/sys/class/android_usb/android0/lock";
+constexpr char kState[] = "/sys/class/android_usb/android0/state";
+constexpr char kConfig[] = "vendor.qve.usb.config";
+constexpr char kUsbState[] = "vendor.qve.usb.state";
+
+class UsbMode : public PhoneTest {
+ protected:
+  UsbMode() { set_lock("0"); }
+
+  void set_lock(std::string_view content) { write_file(file(kLock), content); }
+  std::string lock() { return read_file(file(kLock)); }
+};
+
+TEST_F(UsbMode, TheLockIsOneCharacter) {
+  const struct {
+    const char* content;
+    int lock;
+  } cases[] = {{"0", 0}, {"1", 1}, {"1\n", 1}, {"9", 9}, {"", -1}};
+  for (const auto& c : cases) {
+    set_lock(c.content);
+    EXPECT_EQ(c.lock, get_usb_lock()) << c.content;
+  }
+  set_lock("0");
+  EXPECT_EQ(0, set_usb_lock(1));
+  EXPECT_EQ("1", lock());
+}
+
+TEST_F(UsbMode, ALockThatIsNotThereIsZeroAndOneThatFailsIsNot) {
+  fault(Part::file, kLock, Effect::fail, EACCES, Access::open);
+  EXPECT_EQ(-1, get_usb_lock());
+  EXPECT_EQ(-1, set_usb_lock(1));
+  EXPECT_THAT(lines(), ElementsAre("I Fcx: USB PATH : get_usb_lock FAILED\n",
+                                   "I Fcx: USB PATH : set_usb_lock FAILED\n"));
+  EXPECT_EQ("0", lock());
+  clear_faults();
+  fs::remove(file(kLock));
+  EXPECT_EQ(0, get_usb_lock());
+  EXPECT_EQ(0, set_usb_lock(1));
+  const std::string missing = std::string("I Fcx: USB PATH : ") + kLock + " does not exist\n";
+  EXPECT_THAT(lines(), ElementsAre("I Fcx: USB PATH : get_usb_lock FAILED\n", missing,
+                                   "I Fcx: USB PATH : set_usb_lock FAILED\n", missing));
+  EXPECT_FALSE(fs::exists(file(kLock)));
+}
+
+TEST_F(UsbMode, APathChangeReleasesTheLockAndEndsInFactoryMode) {
+  set_lock("1");
+  fault(Part::property, kUsbState, Effect::late, 1000, Access::read);
+  EXPECT_EQ(0, usb_path_change(nullptr));
+  fcx::wait_for_background_work();
+  EXPECT_EQ("0", lock()) << "released";
+  EXPECT_EQ("factory,adb", property(kConfig));
+  EXPECT_EQ("factory,adb", property(kUsbState));
+  EXPECT_EQ("skip", property("vendor.qve.usb.adb_skip_auth"));
+  EXPECT_THAT(lines(), testing::IsEmpty()) << "every state came";
+}
+
+TEST_F(UsbMode, OnlyALockOfOneIsReleased) {
+  set_lock("5");
+  EXPECT_EQ(nullptr, usb_path_change_thread(nullptr));
+  EXPECT_EQ("5", lock());
+}
+
+TEST_F(UsbMode, AStateIsWaitedForAlmostASecond) {
+  EXPECT_EQ(1, wait_for_state("factory,adb"));
+  const int64_t begin = virtual_phone::now_us();
+  EXPECT_EQ(0, wait_for_state("none"));
+  const int64_t waited = virtual_phone::now_us() - begin;
+  EXPECT_GE(waited, 19 * 50'000) << "between 20 reads";
+  EXPECT_LT(waited, 21 * 50'000);
+}
+
+TEST_F(UsbMode, AStateThatDoesNotComeStopsNothing) {
+  fault(Part::property, kUsbState, Effect::fail, 0, Access::read);
+  EXPECT_EQ(nullptr, usb_path_change_thread(nullptr));
+  EXPECT_THAT(lines(), ElementsAre("E Fcx: USB PATH : wait_for_state(none) FAILED\n",
+                                   "E Fcx: USB PATH : wait_for_state(skip) FAILED\n",
+                                   "E Fcx: USB PATH : wait_for_state(factory,adb) FAILED\n"));
+  EXPECT_EQ("factory,adb", property(kConfig));
+}
+
+TEST_F(UsbMode, APathChangeWithoutALockNodeThatOpensChangesNothing) {
+  fault(Part::file, kLock, Effect::fail, EACCES, Access::open);
+  set_property(kConfig, "factory");
+  EXPECT_EQ(nullptr, usb_path_change_thread(nullptr));
+  EXPECT_EQ("factory", property(kConfig));
+}
+
+TEST_F(UsbMode, ASecondPathChangeIsRefused) {
+  fault(Part::property, kUsbState, Effect::fail, 0, Access::read);
+  virtual_phone::set_clock(virtual_phone::Clock::stopped);
+  EXPECT_EQ(0, usb_path_change(nullptr));
+  EXPECT_TRUE(eventually([&] { return property(kConfig) == "none"; }));
+  EXPECT_EQ(reinterpret_cast<void*>(intptr_t{-1}), usb_path_change_thread(nullptr));
+  EXPECT_EQ("I Fcx: USB PATH : usb_path_change_thread is already running\n", lines().back());
+  virtual_phone::set_clock(virtual_phone::Clock::fast);
+  fcx::wait_for_background_work();
+  EXPECT_EQ("factory,adb", property(kConfig));
+  EXPECT_EQ(nullptr, usb_path_change_thread(nullptr)) << "and it can be done again";
+}
+
+TEST_F(UsbMode, ModesSetTheLockAndTheConfiguration) {
+  const struct {
+    int (*change)();
+    const char* lock;
+    const char* config;
+    const char* lock_when_refused;
+  } cases[] = {{usb_mode_change_user, "0", "factory,adb", "0"},
+               {usb_mode_change_factory, "1", "factory", "x"},
+               {usb_mode_change_cpdm, "0", "qmicm,adb", "0"}};
+  for (const auto& c : cases) {
+    set_lock("x");
+    EXPECT_EQ(0, c.change());
+    EXPECT_EQ(c.lock, lock());
+    EXPECT_EQ(c.config, property(kConfig));
+    set_lock("x");
+    fault(Part::property, kConfig, Effect::fail, 0, Access::write);
+    EXPECT_EQ(1, c.change());
+    EXPECT_EQ(c.lock_when_refused, lock());
+    clear_faults();
+  }
+}
+
+// Seen while the switch sleeps: the first step is done, the second is not.
+TEST_F(UsbMode, ModesPauseBetweenTheirTwoSteps) {
+  const struct {
+    int (*change)();
+    bool lock_first;
+  } cases[] = {
+      {usb_mode_change_user, true}, {usb_mode_change_factory, false}, {usb_mode_change_cpdm, true}};
+  for (const auto& c : cases) {
+    set_lock("x");
+    set_property(kConfig, "before");
+    virtual_phone::set_clock(virtual_phone::Clock::stopped);
+    const int64_t begin = virtual_phone::now_us();
+    std::thread changer([&] { EXPECT_EQ(0, c.change()); });
+    EXPECT_TRUE(
+        eventually([&] { return c.lock_first ? lock() == "0" : property(kConfig) == "factory"; }));
+    EXPECT_EQ(c.lock_first ? "before" : "factory", property(kConfig));
+    EXPECT_EQ(c.lock_first ? "0" : "x", lock());
+    virtual_phone::set_clock(virtual_phone::Clock::fast);
+    changer.join();
+    EXPECT_GE(virtual_phone::now_us() - begin, 100'000);
+  }
+}
+
+TEST_F(UsbMode, TheStateIsAPrefix) {
+  const struct {
+    std::string content;
+    int state;
+  } cases[] = {
+      {"DISCONNECTED\n", 1}, {"CONNECTED\n", 2}, {"CONFIGURED", 3},
+      {"CONFIGUREDX", 3},    {"connected", 0},   {"", 0},
+      {" CONNECTED", 0},     {"CONNECTE", 0},    {"CONFIGURED" + std::string(3000, 'x'), 3}};
+  for (const auto& c : cases) {
+    write_file(file(kState), c.content);
+    log();
+    EXPECT_EQ(c.state, get_usbstate_from_sys()) << c.content;
+    const auto written = lines();
+    EXPECT_EQ("I Fcx: USB State: " + c.content.substr(0, 1000), written.front().substr(0, 1018));
+    EXPECT_EQ(c.state == 0 ? 3U : 2U, written.size());
+    EXPECT_EQ("I Fcx: The value returned from " + std::string(kState) + " is " +
+                  std::to_string(c.state) + " ",
+              written.back());
+  }
+}
+
+TEST_F(UsbMode, AStateThatCannotBeReadIsNone) {
+  const struct {
+    Access access;
+    const char* line;
+  } cases[] = {{Access::open, "I Fcx: Error while opening the file %s : Input/output error \n"},
+               {Access::read, "I Fcx: Error while reading the file %s : Input/output error\n"}};
+  for (const auto& c : cases) {
+    fault(Part::file, kState, Effect::fail, EIO, c.access);
+    write_file(file(kState), "CONFIGURED");
+    EXPECT_EQ(0, get_usbstate_from_sys());
+    std::string line = c.line;
+    line.replace(line.find("%s"), 2, kState);
+    EXPECT_THAT(lines(), ElementsAre(line));
+    clear_faults();
+  }
+}
+
+TEST_F(UsbMode, AnAttributeIsWrittenInPlace) {
+  const char* attribute = "/data/vendor/factory/attribute";
+  EXPECT_EQ(0, write_sysfs(attribute, "mem", 3));
+  EXPECT_EQ("mem", read_file(file(attribute)));
+  EXPECT_EQ(0, write_sysfs(attribute, "on", 2));
+  EXPECT_EQ("on", read_file(file(attribute)));
+  EXPECT_EQ(-1, write_sysfs("/no/such/attribute", "1", 1));
+  EXPECT_EQ("E Fcx: write_sysfs: Open Error(No such file or directory): /no/such/attribute",
+            lines().back());
+  fault(Part::file, attribute, Effect::shorter, 1, Access::write);
+  EXPECT_EQ(-1, write_sysfs(attribute, "mem", 3));
+  for (const char* outside : {"/../../fcx-out", "../fcx-out", "/data/./../..//../fcx-out", "/.."}) {
+    write_sysfs(outside, "1", 1);
+    EXPECT_FALSE(fs::exists(directory().parent_path() / "fcx-out")) << outside;
+    EXPECT_FALSE(fs::exists(directory() / "fcx-out")) << outside;
+  }
+  EXPECT_EQ("1", read_file(file("/fcx-out"))) << "the device's root has no parent";
+  EXPECT_EQ(-1, write_sysfs(nullptr, "1", 1));
+  EXPECT_EQ(-1, write_sysfs(attribute, nullptr, 1));
+  EXPECT_EQ(-1, write_sysfs(attribute, "1", -1));
+}
+
+}  // namespace
+}  // namespace fcx_test

@@ -1,0 +1,307 @@
+#!/usr/bin/env bash
+# The tool as its users type it: tool_test.sh CASE, with $FCX_TOOL the command that runs it.
+set -u
+read -r -a tool <<<"$FCX_TOOL"
+work=$(mktemp -d)
+trap 'rm -rf "$work"' EXIT
+export FCX_PHONE=$work/phone HOME=$work
+failures=0
+
+fcx() { "${tool[@]}" "$@"; }
+
+to_full_disk() { "$@" >/dev/full; }
+
+# expect STATUS PATTERN COMMAND...: the exit status, and an extended regular expression in the output.
+expect() {
+  local status=$1 pattern=$2
+  shift 2
+  output=$("$@" 2>&1)
+  local got=$?
+  if [ "$got" -ne "$status" ] || ! grep -qE -- "$pattern" <<<"$output"; then
+    printf 'FAILED: %s\n  status %s, expected %s; output, expected /%s/:\n%s\n' \
+      "$*" "$got" "$status" "$pattern" "$output"
+    failures=$((failures + 1))
+  fi
+}
+
+case $1 in
+exchange)
+  expect 0 'profile single' fcx init --profile single
+  expect 0 '"data": "QV2006A00123"' fcx send get_serial_number --json
+  expect 0 '^result +0$' fcx send 4018 123456789012345
+  expect 0 '^data +123456789012345$' fcx send 4018
+  expect 0 '^data +off$' fcx send 3171
+  expect 0 '^data +0xFFFFFFFF$' fcx send 4409
+  expect 0 'opcode 4999 is unknown' fcx send 4999
+  expect 0 '"known": false' fcx --json send 4999
+  expect 0 '^value +3$' fcx item set 2 hex:03
+  expect 0 '^value +3$' fcx item get 2
+  expect 0 ' I Diag_Lib: service_handler: opcode = 4018$' fcx log
+  expect 0 '^result +0$' fcx send set_teal_ime --hex 02
+  expect 0 '^data +hex:02$' fcx send get_teal_ime
+  expect 0 '"data_hex": "02"' fcx send get_teal_ime --json
+  expect 3 '^result +1$' fcx send 3170 fast
+  expect 0 'get_csn, set_csn' fcx commands
+  expect 0 'rpc_threadpool: 5 threads' fcx send 4056
+  expect 0 'rpc_threadpool +5 threads' fcx events
+  ;;
+usage)
+  expect 0 'Exit status' fcx --help
+  expect 2 'subcommand is required' fcx
+  expect 2 'no command "sned". Near it: send' fcx sned 4010
+  expect 2 'no command "clear".*fcx item --help' fcx item clear
+  expect 2 'no command is called ""' fcx send ""
+  expect 2 'FCX_CLOCK is' env FCX_CLOCK=slow "${tool[@]}" --version
+  expect 1 'Set FCX_PHONE' env -u FCX_PHONE -u HOME -u XDG_STATE_HOME "${tool[@]}" log
+  expect 1 'could not be written' to_full_disk fcx commands
+  fcx init >/dev/null
+  expect 2 'Near it: get_serial_number' fcx send get_seril_number
+  expect 2 '4410  read the second' fcx send get_midauto_crc
+  expect 2 "'g' is no hexadecimal digit" fcx send 3201 --hex 0g
+  expect 2 'odd number' fcx send 3201 --hex 012
+  expect 2 'at most 2047' fcx send 4018 "$(printf '%02048d' 0)"
+  expect 0 'data_len' fcx send 4018 "$(printf '%02047d' 0)"
+  expect 2 'not both' fcx send 4018 a --hex 61
+  expect 2 'more than 32 bits' fcx send 99999999999
+  expect 2 '4294 read_imei takes no text' fcx send 4294 490154203237518
+  expect 2 'holds 1$' fcx item set 2 hex:0304
+  expect 2 '0 to 255' fcx item set 2 256
+  expect 2 'holds 12$' fcx item set serial_number 1234567890123
+  expect 2 'no item is called' fcx item get serial_nummer
+  expect 2 'no negative' fcx log -n -1
+  expect 2 'names no file' fcx fault file / fail
+  expect 2 'at most 91' fcx prop set a.b "$(printf '%092d' 0)"
+  expect 2 'read-only' fcx prop set ro.build.type user
+  expect 2 'needs a number' fcx fault item 9 late
+  expect 2 'is no fault of files' fcx fault file /proc/meminfo garbage
+  expect 2 'Near it: read_imei' fcx fault opcode read_ime refuse
+  expect 2 'no request has the opcode 994' fcx fault opcode 994 fail
+  expect 2 'is no fault of opcodes: fail, late, refuse' fcx fault opcode 117 absent
+  expect 2 'Services: dmi, diag, atservice, filehandle' fcx fault service modem absent
+  expect 2 'not expected: --on' fcx fault opcode 117 refuse --on read
+  expect 2 'check digit is 8, not 1' fcx modem set imei1 490154203237511
+  expect 2 'an IMEI has 15 digits' fcx modem set imei2 49015420323751
+  expect 2 'Near it: imei1, imei2, imei3' fcx modem set imei 490154203237518
+  expect 2 'Near it: suffix' fcx modem clear sufix
+  expect 2 'has 1 to 30 bytes, not 31' fcx modem set pid "$(printf '%031d' 0)"
+  expect 2 'NV items are 0 to 65535' fcx modem nv 65536
+  expect 2 '1 to 128 bytes, not 129' fcx modem nv 1 "$(printf '%0258d' 0)"
+  expect 2 'give the bytes' fcx modem nv 1 active
+  expect 2 'no negative' fcx modem -n -1
+  expect 2 'an ICCID has 18 to 20 digits' fcx sim insert 89014100000000000
+  expect 2 'an ICCID has 18 to 20 digits' fcx sim insert 89014100000000000FF
+  expect 2 'at most 2048 bytes, not 2049' fcx sim insert --any "$(printf '%02049d' 0)"
+  expect 2 'a delay takes no negative' fcx sim delay -1
+  expect 2 'in double quotes' fcx ntcode set 310410
+  expect 2 'in double quotes' fcx ntcode set '"1",'
+  expect 2 'one digit or two' fcx ntcode set '"100","310,410,FFFFFFFF,FFFFFFFF,FF"'
+  expect 2 'announces 2 entries, and has 1' fcx ntcode set '"2","310,410,FFFFFFFF,FFFFFFFF,FF"'
+  expect 2 'entry 1 .* 4 fields' fcx ntcode set '"1","310,410,FFFFFFFF,FF"'
+  expect 2 'entry 2 .* empty field' fcx ntcode set '"2","1,2,3,4,5","1,2,,4,5"'
+  expect 2 'at most 2048 bytes, not 2049' fcx ntcode set --any "$(printf '%02049d' 0)"
+  expect 2 'no profile "triple". Profiles: single, open, mtk, overlay, blank' fcx init --profile triple --force
+  ;;
+phone)
+  expect 1 'Make one with `fcx init`' fcx send 4010
+  expect 0 'made a phone' fcx init
+  expect 1 'fcx init --force' fcx init
+  expect 0 'profile blank' fcx init --profile blank --force
+  expect 0 '^data +0$' fcx send 4010
+  expect 0 '^data +0$' fcx --phone "$FCX_PHONE" send 4010
+  expect 1 'no phone in /nonexistent' fcx send 4010 --phone /nonexistent
+  head -c 20000 /dev/urandom >"$FCX_PHONE/phone.db"
+  rm -f "$FCX_PHONE"/phone.db-*
+  expect 1 'damaged' fcx send 4010
+  ;;
+state)
+  fcx init >/dev/null
+  expect 0 '^item +9$' fcx item set 9 QV2006A00999
+  expect 0 'QV2006A00999' fcx item get serial_number
+  expect 0 '\*{8}0999' fcx item list
+  expect 0 'QV2006A00999' fcx item list --full
+  expect 0 '"value": "\*+0999"' fcx item list --json
+  fcx prop set persist.a 1
+  fcx prop set vendor.a 1
+  expect 0 'restarted' fcx reboot
+  expect 0 '^1$' fcx prop get persist.a
+  expect 0 '"value": null' fcx prop get vendor.a --json
+  expect 0 '\[ro.build.type\]: \[userdebug\]' fcx prop list
+  expect 0 'restart +by hand' fcx events
+  ;;
+faults)
+  fcx init >/dev/null
+  expect 0 'item +9 +any +fail -1 +1$' fcx fault item serial_number fail --times 1
+  expect 3 'item 9 cannot be read' fcx send 4010
+  expect 0 '^data +QV2006A00123$' fcx send 4010
+  expect 0 'write +fail ENOSPC +until cleared' \
+    fcx fault file mnt/vendor//persist-qv/./startday/date fail ENOSPC --on write
+  expect 0 '^data +ERROR$' fcx send 4295 '2020/06/01 09:30:00'
+  expect 0 '"value": 28' fcx fault list --json
+  expect 2 'no fault 99' fcx fault clear 99
+  expect 0 'no fault is set' fcx fault clear
+  expect 0 '^data +OK$' fcx send 4295 '2020/06/01 09:30:00'
+  ;;
+modem)
+  fcx init >/dev/null
+  expect 0 '^imei1 +\*{11}7518 +IMEI of the first' fcx modem
+  expect 0 '^imei1 +490154203237518 ' fcx modem --full
+  expect 0 '"value": "\*{11}7518"' fcx modem --json
+  expect 0 '^453 +active +00000000$' fcx modem
+  expect 0 '^/qv/factory/rf_cal_date +8$' fcx modem
+  expect 0 '^none yet$' fcx modem
+  expect 0 '^imei3  490154203237518$' fcx modem set imei3 490154203237518
+  expect 0 '^idde  hex:00ff$' fcx modem set idde hex:00ff
+  expect 0 '"value": null' fcx modem clear imei3 --json
+  expect 0 '^7  active  0102$' fcx modem nv 7 01:02
+  expect 0 '^7  failing$' fcx modem nv 7 failing
+  expect 0 '"state": "failing"' fcx modem nv 7 --json
+  expect 0 'does not hold' fcx modem nv 8
+  expect 0 'does not hold' fcx modem nv 7 none
+  expect 0 'opcode +117 +any +short 4 +2$' fcx fault opcode read_imei short 4 --times 2
+  expect 0 'service +dmi +call +dies +until' fcx fault service dmi dies
+  expect 0 '"value": -5' fcx fault opcode 200 length -5 --json
+  ;;
+identity)
+  fcx init --profile blank >/dev/null
+  expect 0 '^data +IMEI WRITE OK$' fcx send 4293 490154203237518
+  expect 0 '490154203237518' fcx item get 13
+  expect 0 '^data +490154203237518$' fcx send 4294
+  expect 0 '^data +490154203237518$' fcx send 4064
+  expect 0 '^data +CHECK DIGIT ERROR$' fcx send 4293 490154203237517
+  expect 0 '490154203237518' fcx item get 13
+  expect 0 '^data +IMEI WRITE ERROR$' fcx send 4293 --hex 3439
+  expect 2 'an IMEI has 15 digits, not "4901"' fcx send write_imei 4901
+  expect 2 'an IMEI has 15 digits' fcx send automid_imei 49015420323751A
+  expect 2 'an IMEI has 15 digits' fcx send 4293
+  expect 0 '116 write_imei +\*{11}7518 +0 +IMEI WRITE OK$' fcx modem
+  expect 0 '117 read_imei +0 +\*{11}7518$' fcx modem
+  expect 0 '117 read_imei +0 +490154203237518$' fcx modem --full
+  expect 0 'opcode +117 +any +fail 1 +1$' fcx fault opcode read_imei fail --times 1
+  expect 3 '^result +1$' fcx send 4294
+  expect 0 '^data +490154203237518$' fcx send 4294
+  expect 3 'fcx log` shows' fcx send 4068
+  expect 0 'meid  A0000012345678' fcx modem set meid A0000012345678
+  expect 0 '^data +A0000012345678$' fcx send 4400
+  expect 0 '^result +0$' fcx send 4063 QV-100
+  expect 0 '^data +QV-100$' fcx send 4063
+  fcx fault opcode sync_efs fail >/dev/null
+  expect 0 'system_efs_sync Fail ! return error.' fcx send 4020
+  expect 0 ' E Fcx +: system_efs_sync Fail ! return error.$' fcx log
+  ;;
+sim)
+  fcx init >/dev/null
+  expect 0 '^iccid +\*{15}0001$' fcx sim
+  expect 0 '"iccid": "8901410000000000001"' fcx sim --full --json
+  expect 0 '^iccid +89490200001234567890$' fcx sim insert 89490200001234567890
+  expect 0 '^iccid +894902000012345678ff$' fcx sim insert 894902000012345678ff
+  expect 0 '^polls to wait +3$' fcx sim delay 3
+  expect 0 '"state": "error"' fcx sim error --json
+  expect 0 '"iccid": null' fcx sim remove --json
+  expect 0 '^iccid +hex:00ff$' fcx sim insert --any hex:00ff
+  expect 0 '^delay +3 polls' fcx sim
+  expect 0 '^$' fcx prop get vendor.ril.iccid.sim1
+  fcx prop set ro.vendor.qve.chip.vendor mtk
+  fcx sim delay 0 >/dev/null
+  fcx sim remove >/dev/null
+  expect 0 '^NODEF$' fcx prop get vendor.ril.iccid.sim1
+  expect 0 'service +filehandle +any +absent' fcx fault service filehandle absent
+
+  expect 0 '^ntcode +"1","310,410,FFFFFFFF,FFFFFFFF,FF"$' fcx ntcode get
+  two='"2","310,410,FFFFFFFF,FFFFFFFF,FF","262,01F,FFFFFFFF,FFFFFFFF,A1"'
+  expect 0 'mcc-list +310,262$' fcx ntcode set "$two"
+  expect 0 'mccmnc-list": "310410,26201"' fcx ntcode get --json
+  expect 0 'subset-list +FF,A1$' fcx ntcode get
+  expect 0 'ntcode-changed +1$' fcx ntcode get
+  expect 0 '^ntcode +"0","FFF,' fcx ntcode set '"0","FFF,FFF,FFFFFFFF,FFFFFFFF,FF"'
+  expect 0 '^ntcode +no list$' fcx ntcode set --any 'no list'
+  fcx fault item 421 fail --on write >/dev/null
+  expect 1 'was not stored' fcx ntcode set "$two"
+  fcx fault item 421 fail --on read >/dev/null
+  expect 1 'cannot be read' fcx ntcode get
+  ;;
+boot)
+  # start PATTERN...: a start of the phone, all of which its report says.
+  start() {
+    local pattern
+    expect 0 '"phone"' fcx boot --json
+    printf '%s\n' "$output" >"$work/report"
+    for pattern in "$@"; do expect 0 "$pattern" cat "$work/report"; done
+  }
+  decision() { sed -n '/"decision": {/,/}/p' "$work/report"; }
+  make() { fcx init --profile "$1" --force >/dev/null; }
+
+  make open
+  start '"mccmnc_list": "26201,23415,22210"' '"carrier_code_date": "2020-06-01"' 'No start has been' \
+    'the modem.s' 'several MCCs: 262,234,222' 'with the ICCID \*{16}2349' 'The carrier is CR2' \
+    'after 1 poll of the SIM' '"name": "persist.vendor.qve.iccid"' '"after": "\*{16}2349"' \
+    '"carrier": "CR2"' '"sub_carrier": "CR2_GB"' '"country": "GB"' '"mcc": "234"' \
+    '"first_boot": "1"' '"sim_changed": "1"' '"pet_name": "QV 100 EU"' \
+    '"client_id": "android-qve-eu"' '"complete": true'
+  expect 1 '^$' grep 8944 "$work/report"
+  opened=$(decision)
+  start 'An earlier start has' 'the SIM of the last' '"sim_changed": "0"' '"android-qve-cr2"'
+  expect 0 'inserted, ICCID 89449800000000012349' fcx boot --full
+  expect 0 '^carrier +CR2 +persist.vendor.qve.sim.operator$' fcx boot
+
+  fcx sim insert 89499770000000008157 >/dev/null
+  fcx sim delay 2 >/dev/null
+  start 'another SIM' '"polls": 2' 'complete, after 3 polls of the SIM' '"carrier": "CR1"' \
+    '"sub_carrier": "CR1_BIZ"' '"country": "DE"' '"mcc": "234"' '"before": "\*{16}2349"'
+  fcx sim insert 8934990000000000007 >/dev/null
+  start 'no profile for this SIM' '"carrier": "CR1"' '"complete": true'
+  fcx sim remove >/dev/null
+  start 'There is no SIM' 'over, after 10 polls' '"sim_changed": "2"' '"complete": false'
+  fcx ntcode set '"1","262,01F,FFFFFFFF,FFFFFFFF,11"' >/dev/null
+  start 'rewritten: this is a first start again' 'one MCC: 262' '"mcc": "262"'
+
+  make overlay
+  start '"access": "overlay"' '"complete": true'
+  diff <(printf '%s\n' "$opened") <(decision) || failures=1
+  make mtk
+  start 'waits 25 s' 'fast' 'another SIM' 'Set-up is complete, after [0-9.]* s' '"carrier": "NA1"' \
+    '"sub_carrier": "NA1_PRE"' '"mcc": "310"' '"android-qve-us"' '"complete": true'
+  fcx sim remove >/dev/null
+  start 'no SIM, or it does not answer' 'is over, after [0-9.]* s' '"complete": false'
+  make single
+  fcx fault opcode read_imei fail >/dev/null
+  fcx fault opcode read_sim fail >/dev/null
+  start 'IMEI could not be read' 'no answer about the SIM' 'network code.s MCC stands' '"mcc": "310"' \
+    '"complete": true'
+  fcx item set 13 490154203237526 >/dev/null
+  fcx fault clear >/dev/null
+  start 'The IMEI in factory item 13 was not the modem.s, which it has now'
+  fcx fault property persist.vendor.qve.sim-changed fail >/dev/null
+  start 'sim-changed cannot be set' '"complete": true'
+  make blank
+  start 'has no IMEI; factory item 13 stays' 'no MCC: nothing' '"mcc": "FFF"' '"complete": false'
+  # Where the tool runs in little memory at all: no room for a thread's stack.
+  in_little_memory() { (ulimit -v 1000000 && ulimit -s 4000000 && exec "${tool[@]}" "$@"); }
+  if in_little_memory --version >/dev/null 2>&1; then
+    expect 3 'Set-up could not be started' in_little_memory boot
+  fi
+  ;;
+demo)
+  expect 0 'get_serial_number +0 +QV2006A00123' fcx demo
+  expect 0 '"answers"' fcx demo --json
+  expect 0 '^carrier +CR2 ' fcx demo
+  if [ -e "$FCX_PHONE" ]; then failures=1; fi
+  ;;
+docs)
+  here=$(cd "$(dirname "$0")/../.." && pwd)
+  fcx commands --markdown | diff "$here/docs/commands.md" - || failures=1
+  fcx demo | diff <(sed -n '/^Factory commands, answered/,/^```$/p' "$here/README.md" | sed '$d') - ||
+    failures=1
+  # The package that docs/customisation.md shows is the one that a phone has.
+  awk -v to="$work/shown" '/^`\/.*`$/ { file = to substr($0, 2, length($0) - 2) }
+    /^```/ { is_inside = !is_inside && file != ""; if (!is_inside) file = ""; next }
+    is_inside { system("mkdir -p $(dirname " file ")"); print >file }' "$here/docs/customisation.md"
+  fcx init --profile mtk >/dev/null
+  diff -r "$work/shown/oem" "$FCX_PHONE/root/oem" || failures=1
+  ;;
+*)
+  echo "no case $1"
+  failures=1
+  ;;
+esac
+
+exit "$((failures > 0))"

@@ -1,0 +1,218 @@
+// The bench's overlay: who can read its files, and who says that the product has one.
+#include <sys/stat.h>
+#include <unistd.h>
+#include <vendor/qve/hardware/filehandle/1.0/IFileHandle.h>
+
+#include <cstdlib>
+
+#include "fcx/customisation.h"
+#include "platform/features.h"
+#include "tests/phone_fixture.h"
+#include "virtual_phone/core/clock.h"
+#include "virtual_phone/core/properties.h"
+
+namespace fcx_test {
+namespace {
+
+using com::qve::config::Features2;
+using vendor::qve::hardware::filehandle::V1_0::Error;
+using vendor::qve::hardware::filehandle::V1_0::IFileHandle;
+using virtual_phone::Access;
+using virtual_phone::Effect;
+using virtual_phone::Part;
+
+namespace fs = std::filesystem;
+namespace vp = virtual_phone;
+
+constexpr size_t kLargest = 4 << 20;
+
+class VirtualOverlay : public PhoneTest {
+ protected:
+  /// A file in the phone's tree of that name.
+  void place(const char* tree, const std::string& path, std::string_view content) {
+    const fs::path target = directory() / tree / path.substr(1);
+    fs::create_directories(target.parent_path());
+    write_file(target, content);
+  }
+
+  /// What the service says of a file: its contents, or the error's number behind a "!".
+  static std::string read(const std::string& path) {
+    const auto service = IFileHandle::getService("default");
+    if (service == nullptr) return "absent";
+    std::string said = "dead";
+    const auto called = service->readFile(path, [&](const auto& contents, Error error) {
+      said = error == Error::NONE ? std::string(contents)
+                                  : "!" + std::to_string(static_cast<int>(error)) +
+                                        (contents.empty() ? "" : " with contents");
+    });
+    EXPECT_EQ(called.isDeadObject(), said == "dead");
+    return said;
+  }
+
+  static std::string denied() { return "!" + std::to_string(static_cast<int>(Error::DENIED)); }
+  static std::string missing() { return "!" + std::to_string(static_cast<int>(Error::NOT_FOUND)); }
+  static std::string broken() { return "!" + std::to_string(static_cast<int>(Error::IO)); }
+};
+
+TEST_F(VirtualOverlay, OnlyTheServiceSeesWhatLiesOverTheTree) {
+  const std::string bytes("\0\xFF\r\n<", 5);
+  place("overlay", "/product/OP/a.xml", bytes);
+  place("root", "/product/OP/a.xml", "below");
+  place("root", "/product/OP/b.xml", "only below");
+  EXPECT_EQ(bytes, read("/product/OP/a.xml"));
+  EXPECT_EQ("only below", read("/product/OP/b.xml"));
+  place("root", "/product/OP/empty", "");
+  EXPECT_EQ("", read("/product/OP/empty"));
+
+  EXPECT_EQ("below", read_file(file("/product/OP/a.xml"))) << "who opens it himself";
+  fs::remove(file("/product/OP/a.xml"));
+  EXPECT_EQ(0, fexists_direct("/product/OP/a.xml"));
+  EXPECT_EQ(bytes, get_halData_from_file("/product/OP/a.xml"));
+}
+
+TEST_F(VirtualOverlay, OnlySystemAndProductTreesAreRead) {
+  for (const char* path : {"/system/etc/a", "/product/a", "/mnt/product/OP/a", "/oem/OP/a",
+                           "/mnt/vendor/product/a", "/data/a", "/productx/a"}) {
+    place("overlay", path, path);
+  }
+  write_file(directory() / "overlay/outside", "o");
+  struct Case {
+    std::string path;
+    std::string said;
+  };
+  const Case cases[] = {
+      {"/system/etc/a", "/system/etc/a"},
+      {"/product/a", "/product/a"},
+      {"/mnt/product/OP/a", "/mnt/product/OP/a"},
+      {"//product/./x/..//a", "/product/a"},
+      {"/../../product/a", "/product/a"},
+      {std::string("/product/a\0/b", 13), "/product/a"},
+      {"/oem/OP/a", denied()},
+      {"/mnt/vendor/product/a", denied()},
+      {"/data/a", denied()},
+      {"/productx/a", denied()},
+      {"/product/../data/a", denied()},
+      {"/product/../outside", denied()},
+      {"product/a", denied()},
+      {"/product", denied()},
+      {"", denied()},
+      {"/product/b", missing()},
+      {"/product/a/b", missing()},
+      {"/product/../../product/b", missing()},
+      {"/mnt/product/OP", broken()},
+  };
+  for (const Case& each : cases) EXPECT_EQ(each.said, read(each.path)) << each.path;
+}
+
+TEST_F(VirtualOverlay, AnAnswerHasFourMebibytesAtMost) {
+  place("overlay", "/product/large", std::string(kLargest, 'l'));
+  EXPECT_EQ(kLargest, read("/product/large").size());
+  fs::resize_file(directory() / "overlay/product/large", kLargest + 1);
+  EXPECT_EQ("!" + std::to_string(static_cast<int>(Error::TOO_LARGE)), read("/product/large"));
+  ASSERT_EQ(0, mkfifo((directory() / "overlay/product/pipe").c_str(), 0600));
+  EXPECT_EQ(broken(), read("/product/pipe")) << "and does not wait for a writer";
+}
+
+TEST_F(VirtualOverlay, TheServiceAndItsFilesFailAsTheFaultsSay) {
+  place("overlay", "/product/a", "abcdef");
+  struct Case {
+    Access access;
+    Effect effect;
+    int64_t value;
+    std::string said;
+  };
+  const Case cases[] = {
+      {Access::any, Effect::fail, EIO, broken()},   {Access::open, Effect::fail, ENOENT, missing()},
+      {Access::read, Effect::fail, EIO, broken()},  {Access::any, Effect::shorter, 4, "abcd"},
+      {Access::any, Effect::shorter, 0, ""},        {Access::any, Effect::shorter, 7, "abcdef"},
+      {Access::write, Effect::fail, EIO, "abcdef"},
+  };
+  for (const Case& each : cases) {
+    fault(Part::file, "/product/a", each.effect, each.value, each.access);
+    EXPECT_EQ(each.said, read("/product/x/../a")) << vp::name_of(each.effect) << each.value;
+    clear_faults();
+  }
+  fault(Part::service, "filehandle", Effect::late, 60'000);
+  const int64_t before = vp::now_us();
+  EXPECT_EQ("abcdef", read("/product/a"));
+  EXPECT_GE(vp::now_us() - before, 60'000'000);
+  clear_faults();
+  service_fault("filehandle", Effect::dies);
+  EXPECT_EQ("dead", read("/product/a"));
+  clear_faults();
+  service_fault("filehandle", Effect::absent);
+  EXPECT_EQ("absent", read("/product/a"));
+}
+
+TEST_F(VirtualOverlay, EveryPhoneHasThePlaces) {
+  EXPECT_TRUE(fs::is_directory(directory() / "overlay"));
+  EXPECT_NO_THROW(vp::create(directory(), "single", true)) << "part of a phone";
+  for (const char* path : {"/mnt/vendor/persist-qv/kelp", "/mnt/vendor/persist-qv/property", "/oem",
+                           "/system/etc", "/product"}) {
+    EXPECT_TRUE(fs::is_directory(file(path))) << path;
+  }
+}
+
+TEST_F(VirtualOverlay, TheProductSaysWhetherItHasOne) {
+  const std::pair<const char*, std::optional<bool>> cases[] = {
+      {"true", true},         {"1", true},           {"false", false},   {"0", false},
+      {"TRUE", std::nullopt}, {"yes", std::nullopt}, {"", std::nullopt},
+  };
+  EXPECT_EQ(std::nullopt, Features2::product_overlayfs());
+  for (const auto& [value, has_one] : cases) {
+    set_build_property("ro.vendor.qve.product.overlayfs", value);
+    EXPECT_EQ(has_one, Features2::product_overlayfs()) << value;
+    restart();
+    EXPECT_EQ(has_one.value_or(false), e_is_overlayfs) << "as the library finds it";
+  }
+}
+
+/// As the library asks while it is being loaded: a process that has selected no phone.
+TEST(VirtualOverlayAtLoad, TheDefaultPhoneIsOnlyLookedAt) {
+  ASSERT_EQ(nullptr, vp::selected_so_far()) << "each test is a process of its own";
+  const fs::path home = fs::temp_directory_path() / ("fcx-load-" + std::to_string(getpid()));
+  const fs::path phone = home / "a?b#c%41";
+  const auto files = [&] { return std::distance(fs::recursive_directory_iterator(home), {}); };
+  const auto ask = [&] {
+    const auto before = files();
+    testing::internal::CaptureStderr();
+    const auto has_overlay = Features2::product_overlayfs();
+    EXPECT_EQ("", testing::internal::GetCapturedStderr());
+    EXPECT_EQ(nullptr, vp::selected_so_far());
+    EXPECT_EQ(before, files()) << "nothing is made";
+    return has_overlay;
+  };
+  fs::create_directories(home);
+  ASSERT_EQ(0, setenv("FCX_PHONE", phone.c_str(), 1));
+  EXPECT_EQ(std::nullopt, ask());
+  vp::create(phone, "blank", false);
+  EXPECT_EQ(std::nullopt, ask()) << "a product that does not say";
+  {
+    vp::Phone other(phone);
+    vp::set_property(other, "ro.vendor.qve.product.overlayfs", "true");
+    EXPECT_EQ(true, ask()) << "what another program has written just now";
+  }
+  EXPECT_EQ(true, ask());
+
+  const auto set_version = [&](const char* sql) {
+    vp::Database(phone / vp::kDatabaseName, vp::Database::Survives::kill).execute(sql);
+  };
+  set_version("DROP TABLE sim; DROP TABLE sim_run; PRAGMA user_version=2");
+  EXPECT_EQ(true, ask());
+  {
+    auto database = vp::Database::to_look_at(phone / vp::kDatabaseName);
+    vp::Query version = database.query("PRAGMA user_version");
+    ASSERT_TRUE(version.step());
+    EXPECT_EQ(2, version.number(0)) << "none is raised";
+  }
+  write_file(phone / vp::kDatabaseName, "no database");
+  EXPECT_EQ(std::nullopt, ask());
+  unsetenv("FCX_PHONE");
+  unsetenv("XDG_STATE_HOME");
+  unsetenv("HOME");
+  EXPECT_EQ(std::nullopt, ask()) << "nobody says where a phone would be";
+  fs::remove_all(home);
+}
+
+}  // namespace
+}  // namespace fcx_test

@@ -1,0 +1,359 @@
+// The bench's phone: what a real one enforces, and what it must outlive.
+#include "virtual_phone/core/phone.h"
+
+#include <cutils/android_reboot.h>
+#include <cutils/properties.h>
+#include <hardware_legacy/power.h>
+#include <log/log.h>
+#include <selinux/android.h>
+#include <signal.h>
+#include <sys/prctl.h>
+#include <sys/resource.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <random>
+#include <thread>
+
+#include "fcx/factory_items.h"
+#include "platform/device_home.h"
+#include "platform/factory_item_library.h"
+#include "tests/phone_fixture.h"
+#include "virtual_phone/core/clock.h"
+#include "virtual_phone/core/events.h"
+#include "virtual_phone/core/item_store.h"
+#include "virtual_phone/core/properties.h"
+#include "virtual_phone/core/schema.h"
+
+namespace fcx_test {
+namespace {
+
+using testing::ElementsAre;
+using testing::HasSubstr;
+using testing::ThrowsMessage;
+using virtual_phone::Access;
+using virtual_phone::Effect;
+using virtual_phone::Error;
+using virtual_phone::Part;
+using virtual_phone::Refused;
+
+namespace vp = virtual_phone;
+
+class VirtualPhone : public PhoneTest {
+ protected:
+  std::string get(const char* name, const char* default_value = nullptr) {
+    char value[PROPERTY_VALUE_MAX];
+    const int length = property_get(name, value, default_value);
+    EXPECT_EQ(static_cast<size_t>(length), strlen(value));
+    return value;
+  }
+};
+
+TEST_F(VirtualPhone, PropertiesEnforceWhatAPhoneDoes) {
+  const std::string longest(91, 'v');
+  EXPECT_EQ("", get("a.b"));
+  EXPECT_EQ("d", get("a.b", "d"));
+  EXPECT_EQ(0, property_set("a.b", longest.c_str()));
+  EXPECT_EQ(-1, property_set("a.b", (longest + "v").c_str()));
+  EXPECT_EQ(longest, get("a.b", "d")) << "a refused value leaves the old one";
+  EXPECT_EQ(0, property_set("a.b", ""));
+  EXPECT_EQ("d", get("a.b", "d")) << "the default stands in for an empty value too";
+  EXPECT_EQ(longest, get("a.b", (longest + "cut").c_str()));
+  EXPECT_EQ(0, property_set("ro.x", "1"));
+  EXPECT_EQ(-1, property_set("ro.x", "2"));
+  EXPECT_EQ(-1, property_set("ro.build.type", "user"));
+  EXPECT_EQ("1", get("ro.x"));
+  for (const char* name : {"", ".a", "a.", "a..b", "a b", "a=b"}) {
+    EXPECT_EQ(-1, property_set(name, "1")) << name;
+  }
+}
+
+TEST_F(VirtualPhone, AnObserverHearsOfPropertiesInTheirOrder) {
+  std::vector<std::string> heard;
+  vp::observe_properties([&](const vp::PropertyChange& change) {
+    heard.push_back(change.name + ": " + change.before.value_or("-") + " > " + change.after + " " +
+                    get(change.name.c_str()));
+  });
+  property_set("a.b", "1");
+  property_set("a.b", "1");
+  property_set("persist.a", nullptr);
+  property_set("ro.build.type", "user");
+  property_set("a.b", std::string(92, 'v').c_str());
+  fault(Part::property, "a.b", Effect::fail, 0);
+  property_set("a.b", "3");
+  EXPECT_THAT(heard, ElementsAre("a.b: - > 1 1", "a.b: 1 > 1 1", "persist.a: - >  "))
+      << "none that was refused";
+  clear_faults();
+
+  heard.clear();
+  std::vector<std::thread> setters;
+  for (const char* value : {"x", "y"}) {
+    setters.emplace_back([value] {
+      for (int i = 0; i < 50; ++i) property_set("c.d", value);
+    });
+  }
+  for (std::thread& setter : setters) setter.join();
+  ASSERT_EQ(100U, heard.size());
+  std::string before = "-";
+  for (const std::string& change : heard) {
+    const std::string after = change.substr(change.find('>') + 2, 1);
+    EXPECT_EQ("c.d: " + before + " > " + after + " " + after, change);
+    before = after;
+  }
+  vp::observe_properties({});
+  property_set("a.b", "4");
+  EXPECT_EQ(100U, heard.size());
+}
+
+TEST_F(VirtualPhone, ARestartKeepsWhatPersists) {
+  property_set("persist.a", "1");
+  property_set("persisted.a", "1");
+  property_set("vendor.a", "1");
+  property_set("ro.a", "1");
+  android_reboot(ANDROID_RB_RESTART2, 0, "fcx");
+  EXPECT_EQ("1", get("persist.a"));
+  EXPECT_EQ("", get("persisted.a"));
+  EXPECT_EQ("", get("vendor.a"));
+  EXPECT_EQ("userdebug", get("ro.build.type"));
+  EXPECT_EQ(0, property_set("ro.a", "2"));
+  acquire_wake_lock(PARTIAL_WAKE_LOCK, "off");
+  selinux_android_restorecon("/data/vendor", 0);
+  EXPECT_THAT(events(), ElementsAre("reboot: restart fcx", "restart: restart fcx",
+                                    "wake_lock: acquire off", "restorecon: /data/vendor flags 0"));
+}
+
+TEST_F(VirtualPhone, ItemsAreBlocksThatKeepWhatIsNotWritten) {
+  char buffer[2049];
+  EXPECT_EQ(0, set_ftm_item(5, 6, "abcdef"));
+  EXPECT_EQ(0, set_ftm_item(5, 2, "XY"));
+  EXPECT_EQ(0, get_ftm_item(5, 8, buffer));
+  EXPECT_EQ(std::string("XYcdef\0\0", 8), std::string(buffer, 8));
+  const std::string block(2048, 'b');
+  EXPECT_EQ(0, set_ftm_item(231, 2048, block.data()));
+  EXPECT_EQ(0, set_ftm_item(232, 1, "c"));
+  std::string many(4098, '#');
+  EXPECT_EQ(0, get_ftm_multi_item(231, 4098, many.data()));
+  EXPECT_EQ(block + "c" + std::string(2049, '\0'), many);
+  for (const auto& [index, length] : {std::pair(-1, 1), {5, 0}, {5, -1}, {5, 2049}}) {
+    EXPECT_LT(get_ftm_item(index, length, buffer), 0) << index << " " << length;
+    EXPECT_LT(set_ftm_item(index, length, buffer), 0) << index << " " << length;
+  }
+  EXPECT_LT(get_ftm_item(5, 1, nullptr), 0);
+}
+
+TEST_F(VirtualPhone, FaultsStrikeWhereAndAsOftenAsTheyAreSet) {
+  vp::set_fault(phone(), {0, Part::item, "9", Access::read, Effect::fail, -5, 2});
+  char byte = 0;
+  EXPECT_EQ(0, set_ftm_item(9, 1, "a"));
+  EXPECT_EQ(0, get_ftm_item(10, 1, &byte));
+  EXPECT_EQ(-5, get_ftm_item(9, 1, &byte));
+  EXPECT_EQ(-5, get_ftm_item(9, 1, &byte));
+  EXPECT_EQ(0, get_ftm_item(9, 1, &byte));
+  EXPECT_EQ(0U, vp::faults(phone()).size());
+
+  fault(Part::item, "9", Effect::late, 60'000);
+  const int64_t before = vp::now_us();
+  EXPECT_EQ(0, get_ftm_item(9, 1, &byte));
+  EXPECT_GE(vp::now_us() - before, 60'000'000) << "on the phone's clock";
+  item_fails(9);
+  EXPECT_EQ(-1, get_ftm_item(9, 1, &byte)) << "late, and then failing too";
+
+  fault(Part::property, "a.b", Effect::garbage, 0);
+  EXPECT_EQ(std::string(91, '\xFF'), get("a.b", "d"));
+  EXPECT_EQ(3, vp::clear_faults(phone()));
+}
+
+TEST_F(VirtualPhone, FaultsThatMakeNoSenseAreRefused) {
+  const vp::Fault refused[] = {
+      {0, Part::property, "a", Access::any, Effect::returns, 1, {}},
+      {0, Part::item, "1", Access::open, Effect::fail, -1, {}},
+      {0, Part::item, "1", Access::write, Effect::shorter, 1, {}},
+      {0, Part::item, "1", Access::any, Effect::fail, 0, {}},
+      {0, Part::item, "1", Access::any, Effect::fail, -4294967295, {}},
+      {0, Part::item, "1", Access::any, Effect::late, -1, {}},
+      {0, Part::item, "1", Access::any, Effect::late, 3'600'001, {}},
+      {0, Part::item, "1", Access::any, Effect::returns, 0, {}},
+      {0, Part::item, "1", Access::any, Effect::returns, 4294967295, {}},
+      {0, Part::file, "/a", Access::open, Effect::shorter, 1, {}},
+      {0, Part::property, "", Access::any, Effect::fail, 0, {}},
+      {0, Part::item, "1", Access::any, Effect::fail, -1, 0},
+  };
+  for (const vp::Fault& fault : refused) {
+    EXPECT_THROW(vp::set_fault(phone(), fault), Refused);
+  }
+  EXPECT_EQ(0U, vp::faults(phone()).size());
+}
+
+TEST_F(VirtualPhone, TheLogIsOneLineAnEntry) {
+  __android_log_buf_write(3, 6, "Fcx", "two\nlines\n");
+  __android_log_buf_write(3, 4, "", "no tag");
+  const std::string text = read_file(phone().log_file());
+  EXPECT_THAT(text, testing::ContainsRegex(
+                        "^[0-9-]{5} [0-9:]{8}[.][0-9]{3} +[0-9]+ +[0-9]+ E Fcx     : two.nlines\n"
+                        "[^\n]* I         : no tag\n$"));
+  EXPECT_EQ("two\nlines\n", entries().front().message) << "observers see it letter for letter";
+}
+
+TEST_F(VirtualPhone, ADirectoryThatIsNoUsablePhoneSaysWhatToDo) {
+  const auto other = directory() / "other";
+  EXPECT_THAT([&] { vp::select(other); }, ThrowsMessage<Error>(HasSubstr("fcx init")));
+  vp::create(other, "single", false);
+  EXPECT_THAT([&] { vp::create(other, "single", false); },
+              ThrowsMessage<Error>(HasSubstr("--force")));
+  EXPECT_THAT([&] { vp::create(other, "triple", true); },
+              ThrowsMessage<Refused>(HasSubstr("single, open, mtk, overlay, blank")));
+  for (const auto& [version, why] :
+       {std::pair(vp::kPhoneVersion + 1, "newer"), {0, "damaged"}, {-1, "damaged"}}) {
+    vp::Database database(other / "phone.db", vp::Database::Survives::kill);
+    database.execute(("PRAGMA user_version=" + std::to_string(version)).c_str());
+    EXPECT_THAT([&] { vp::select(other); }, ThrowsMessage<Error>(HasSubstr(why))) << version;
+  }
+  write_file(other / "phone.db", std::string(8192, 'x'));
+  EXPECT_THAT([&] { vp::select(other); }, ThrowsMessage<Error>(HasSubstr("damaged")));
+  vp::create(other, "blank", true);
+  EXPECT_NO_THROW(vp::Phone{other});
+
+  const auto foreign = directory() / "foreign";
+  vp::create(foreign, "blank", true);
+  write_file(foreign / "thesis.txt", "ten years");
+  EXPECT_THAT([&] { vp::create(foreign, "blank", true); },
+              ThrowsMessage<Error>(HasSubstr("left alone")));
+  EXPECT_THAT([&] { vp::create(foreign / "thesis.txt", "blank", true); },
+              ThrowsMessage<Error>(HasSubstr("left alone")));
+  EXPECT_EQ("ten years", read_file(foreign / "thesis.txt"));
+}
+
+TEST_F(VirtualPhone, OnlyAPhoneIsReplaced) {
+  const auto other = directory() / "other";
+  const auto refused = [&] {
+    EXPECT_THAT([&] { vp::create(other, "blank", true); },
+                ThrowsMessage<Error>(HasSubstr("left alone")));
+    std::filesystem::remove_all(other);
+  };
+  std::filesystem::create_directories(other / "root");
+  std::filesystem::create_directories(other / "log");
+  refused();
+  vp::create(other, "blank", false);
+  write_file(other / "phone.db-backup.tar", "kept");
+  refused();
+  std::filesystem::create_directories(other);
+  {
+    vp::Database(other / "phone.db", vp::Database::Survives::kill, true)
+        .execute("CREATE TABLE a(b)");
+  }
+  refused();
+  std::filesystem::create_symlink(directory() / "nowhere", other);
+  refused();
+
+  vp::create(directory() / "real", "blank", false);
+  std::filesystem::create_directory_symlink(directory() / "real", other);
+  vp::create(other, "single", true);
+  EXPECT_TRUE(std::filesystem::is_symlink(other)) << "the phone behind the link";
+  EXPECT_EQ("single", vp::Phone(directory() / "real").profile());
+  std::filesystem::current_path(directory() / "real" / "root");
+  EXPECT_THAT([&] { vp::create(other, "blank", true); },
+              ThrowsMessage<Error>(HasSubstr("current directory")));
+}
+
+TEST_F(VirtualPhone, AWriteToAPhoneThatIsGoneFails) {
+  EXPECT_EQ(0, set_ftm_item(9, 1, "a"));
+  vp::create(directory(), "blank", true);
+  EXPECT_LT(set_ftm_item(9, 1, "b"), 0);
+  EXPECT_EQ(-1, property_set("persist.a", "b"));
+  std::filesystem::remove_all(directory());
+  EXPECT_LT(set_ftm_item(9, 1, "b"), 0);
+}
+
+TEST_F(VirtualPhone, AFullDiskFailsAWriteAndChangesNothing) {
+  set_item(9, "before");
+  // Files cannot grow any more; what SQLite would append is refused.
+  signal(SIGXFSZ, SIG_IGN);
+  const rlimit full{1, RLIM_INFINITY};
+  ASSERT_EQ(0, setrlimit(RLIMIT_FSIZE, &full));
+  const std::string large(2048, 'x');
+  EXPECT_LT(set_ftm_item(9, 2048, large.data()), 0);
+  EXPECT_EQ(-1, property_set("persist.a", "1"));
+  EXPECT_EQ("before", item_text(9));
+  const rlimit unlimited{RLIM_INFINITY, RLIM_INFINITY};
+  ASSERT_EQ(0, setrlimit(RLIMIT_FSIZE, &unlimited));
+  EXPECT_EQ(0, set_ftm_item(9, 2048, large.data()));
+}
+
+/// A process of its own that does `work` with the phone, and ends with this object at the latest.
+class OtherProcess {
+ public:
+  template <typename Work>
+  OtherProcess(const std::filesystem::path& directory, Work work) : process_(fork()) {
+    if (process_ != 0) return;
+    prctl(PR_SET_PDEATHSIG, SIGKILL);
+    vp::select(directory);
+    init_ftm_item();
+    work();
+    _exit(0);
+  }
+  ~OtherProcess() { kill_now(); }
+  OtherProcess(const OtherProcess&) = delete;
+  OtherProcess& operator=(const OtherProcess&) = delete;
+
+  bool is_running() { return process_ > 0 && waitpid(process_, nullptr, WNOHANG) == 0; }
+  void kill_now() {
+    if (!is_running()) return;
+    kill(process_, SIGKILL);
+    waitpid(std::exchange(process_, -1), nullptr, 0);
+  }
+
+ private:
+  pid_t process_;
+};
+
+TEST_F(VirtualPhone, AKilledProcessLosesNoCompletedWriteAndLeavesNoHalfOne) {
+  std::mt19937 random(20200601);
+  for (int round = 0; round < 12; ++round) {
+    int pipe_ends[2];
+    ASSERT_EQ(0, pipe(pipe_ends));
+    OtherProcess writer(directory(), [&] {
+      for (uint8_t value = 1;; value = value == 250 ? 1 : value + 1) {
+        const std::string bytes(2048, static_cast<char>(value));
+        if (set_ftm_item(9, 2048, bytes.data()) == 0 &&
+            property_set("persist.count", std::to_string(value).c_str()) == 0) {
+          static_cast<void>(write(pipe_ends[1], &value, 1) == 1);
+        }
+      }
+    });
+    close(pipe_ends[1]);
+    const size_t wait_for = 1 + random() % 40;
+    uint8_t reported = 0;
+    for (size_t i = 0; i < wait_for; ++i) ASSERT_EQ(1, read(pipe_ends[0], &reported, 1));
+    writer.kill_now();
+    while (read(pipe_ends[0], &reported, 1) == 1) {
+    }
+    close(pipe_ends[0]);
+
+    const std::string stored = item(9, 2048);
+    const auto value = static_cast<uint8_t>(stored[0]);
+    EXPECT_EQ(std::string(2048, stored[0]), stored) << "half an item";
+    const uint8_t next = reported == 250 ? 1 : reported + 1;
+    EXPECT_TRUE(value == reported || value == next) << int{value} << " after " << int{reported};
+    const std::string count = property("persist.count");
+    EXPECT_TRUE(count == std::to_string(reported) || count == std::to_string(next)) << count;
+  }
+}
+
+TEST_F(VirtualPhone, TwoProcessesWriteOneItem) {
+  // The other writes the item's first half, this one both: nobody else changes the second half.
+  OtherProcess other(directory(), [] {
+    while (set_ftm_item(9, 4, "aaaa") == 0) {
+    }
+  });
+  for (int count = 1000; count < 1100; ++count) {
+    const std::string half = std::to_string(count);
+    ASSERT_EQ(0, set_ftm_item(9, 8, ("bbbb" + half).c_str()));
+    // Once the other has written too, its copy of the second half must have been this one.
+    std::string stored;
+    while (stored.substr(0, 4) != "aaaa" && other.is_running()) stored = item_text(9);
+    ASSERT_EQ("aaaa" + half, stored);
+  }
+}
+
+}  // namespace
+}  // namespace fcx_test

@@ -1,0 +1,66 @@
+#include "virtual_phone/core/clock.h"
+
+#include <atomic>
+#include <chrono>
+#include <condition_variable>
+#include <cstdlib>
+#include <memory>
+#include <mutex>
+#include <string_view>
+#include <thread>
+
+namespace virtual_phone {
+namespace {
+
+constexpr uint64_t kFasterBy = 1000;
+
+Clock clock_of_environment() {
+  const char* wanted = getenv("FCX_CLOCK");
+  return wanted != nullptr && std::string_view(wanted) == "fast" ? Clock::fast : Clock::real;
+}
+
+struct Chosen {
+  std::mutex mutex;
+  std::condition_variable changed;
+  Clock clock = clock_of_environment();
+};
+
+Chosen& chosen() {
+  // Never destroyed: threads may sleep until the process is gone.
+  static Chosen* const instance = std::make_unique<Chosen>().release();
+  return *instance;
+}
+
+/// The clock that is chosen, once it is not the stopped one.
+Clock running_clock() {
+  std::unique_lock lock(chosen().mutex);
+  chosen().changed.wait(lock, [] { return chosen().clock != Clock::stopped; });
+  return chosen().clock;
+}
+
+/// How far the fast clock has run ahead.
+std::atomic<int64_t> ahead_us = 0;
+
+}  // namespace
+
+void set_clock(Clock wanted) {
+  const std::lock_guard lock(chosen().mutex);
+  chosen().clock = wanted;
+  chosen().changed.notify_all();
+}
+
+int64_t now_us() {
+  const auto since_1970 = std::chrono::system_clock::now().time_since_epoch();
+  return std::chrono::duration_cast<std::chrono::microseconds>(since_1970).count() + ahead_us;
+}
+
+void sleep_us(uint64_t microseconds) {
+  if (running_clock() == Clock::fast) {
+    const uint64_t slept = microseconds / kFasterBy;
+    ahead_us += static_cast<int64_t>(microseconds - slept);
+    microseconds = slept;
+  }
+  std::this_thread::sleep_for(std::chrono::microseconds(microseconds));
+}
+
+}  // namespace virtual_phone

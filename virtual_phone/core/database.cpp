@@ -1,0 +1,170 @@
+#include "virtual_phone/core/database.h"
+
+#include <sqlite3.h>
+
+#include <chrono>
+#include <thread>
+
+#include "virtual_phone/core/error.h"
+
+namespace virtual_phone {
+namespace {
+
+/// How a writer waits for another process's write: often at first, so that a process which writes
+/// without a pause cannot keep it out, then about five seconds in longer steps.
+int wait_for_writer(void*, int attempt) {
+  constexpr int kOften = 200;
+  constexpr int kMost = kOften + 5000;
+  if (attempt >= kMost) return 0;
+  // Steps of different lengths, so that the two do not fall into step.
+  const int step_us = attempt < kOften ? 100 + attempt * 37 % 100 : 1000;
+  std::this_thread::sleep_for(std::chrono::microseconds(step_us));
+  return 1;
+}
+
+/// A file's name as a URI, whose own marks would else be taken for the URI's.
+std::string uri_of(const std::filesystem::path& file) {
+  constexpr char kDigits[] = "0123456789ABCDEF";
+  std::string uri = "file:";
+  for (const char c : file.string()) {
+    if (c == '%' || c == '?' || c == '#') {
+      uri += '%';
+      uri += kDigits[c >> 4];
+      uri += kDigits[c & 15];
+    } else {
+      uri += c;
+    }
+  }
+  return uri;
+}
+
+[[noreturn]] void fail(sqlite3* database) {
+  const char* file = sqlite3_db_filename(database, "main");
+  const std::string name = file == nullptr || *file == '\0' ? "phone.db" : file;
+  const std::string reason = sqlite3_errmsg(database);
+  switch (sqlite3_errcode(database)) {
+    case SQLITE_BUSY:
+    case SQLITE_LOCKED:
+      throw Error(name + " is locked by another process. Wait for it, or end it.");
+    case SQLITE_CORRUPT:
+    case SQLITE_NOTADB:
+      throw Error(name + " is damaged (" + reason +
+                  "). Keep a copy if its content matters; `fcx init --force` makes a new phone.");
+    default:
+      throw Error(name + ": " + reason);
+  }
+}
+
+}  // namespace
+
+Query::~Query() {
+  sqlite3_reset(statement_);
+  sqlite3_clear_bindings(statement_);
+}
+
+Query& Query::bind(int64_t number) {
+  sqlite3_bind_int64(statement_, ++bound_, number);
+  return *this;
+}
+
+Query& Query::bind(std::string_view text) {
+  sqlite3_bind_text(statement_, ++bound_, text.data() == nullptr ? "" : text.data(),
+                    static_cast<int>(text.size()), SQLITE_TRANSIENT);
+  return *this;
+}
+
+Query& Query::bind_blob(std::string_view bytes) {
+  // A null pointer would be no blob but NULL.
+  sqlite3_bind_blob(statement_, ++bound_, bytes.data() == nullptr ? "" : bytes.data(),
+                    static_cast<int>(bytes.size()), SQLITE_TRANSIENT);
+  return *this;
+}
+
+bool Query::step() {
+  const int result = sqlite3_step(statement_);
+  if (result != SQLITE_ROW && result != SQLITE_DONE) fail(sqlite3_db_handle(statement_));
+  return result == SQLITE_ROW;
+}
+
+int64_t Query::number(int column) const { return sqlite3_column_int64(statement_, column); }
+
+std::string Query::text(int column) const { return std::string(blob(column)); }
+
+std::string_view Query::blob(int column) const {
+  const auto* bytes = static_cast<const char*>(sqlite3_column_blob(statement_, column));
+  return {bytes, static_cast<size_t>(sqlite3_column_bytes(statement_, column))};
+}
+
+void Database::Close::operator()(sqlite3* database) const { sqlite3_close(database); }
+
+void Database::Finalize::operator()(sqlite3_stmt* statement) const { sqlite3_finalize(statement); }
+
+Database::Database(const std::filesystem::path& file, const std::string& opened_as, int flags) {
+  sqlite3* opened = nullptr;
+  const int result =
+      sqlite3_open_v2(opened_as.c_str(), &opened, flags | SQLITE_OPEN_NOMUTEX, nullptr);
+  database_.reset(opened);
+  if (opened == nullptr) throw Error(file.string() + ": out of memory");
+  if (result != SQLITE_OK) throw Error(file.string() + ": " + sqlite3_errmsg(opened));
+  sqlite3_busy_handler(opened, wait_for_writer, nullptr);
+}
+
+Database::Database(const std::filesystem::path& file, Survives survives, bool create)
+    : Database(file, file.string(), SQLITE_OPEN_READWRITE | (create ? SQLITE_OPEN_CREATE : 0)) {
+  execute(create ? "PRAGMA journal_mode=WAL" : "PRAGMA schema_version");
+  // FULL flushes each commit to disk; NORMAL leaves it to the system, which outlives a killed
+  // process.
+  execute(survives == Survives::power_cut ? "PRAGMA synchronous=FULL"
+                                          : "PRAGMA synchronous=NORMAL");
+}
+
+Database Database::to_look_at(const std::filesystem::path& file) {
+  // SQLite makes its files beside a database even to read it, unless it is told that nobody writes.
+  // Nobody does where none of them is there.
+  const bool is_in_use = std::filesystem::exists(file.string() + "-wal");
+  return {file, uri_of(file) + (is_in_use ? "" : "?immutable=1"),
+          SQLITE_OPEN_READONLY | SQLITE_OPEN_URI};
+}
+
+Query Database::query(const char* sql) {
+  auto& statement = statements_[sql];
+  if (statement == nullptr) {
+    sqlite3_stmt* prepared = nullptr;
+    if (sqlite3_prepare_v3(database_.get(), sql, -1, SQLITE_PREPARE_PERSISTENT, &prepared,
+                           nullptr) != SQLITE_OK) {
+      fail(database_.get());
+    }
+    statement.reset(prepared);
+  }
+  return Query(statement.get());
+}
+
+void Database::execute(const char* sql) {
+  if (sqlite3_exec(database_.get(), sql, nullptr, nullptr, nullptr) != SQLITE_OK) {
+    fail(database_.get());
+  }
+}
+
+int Database::changes() const { return sqlite3_changes(database_.get()); }
+
+int64_t Database::last_id() const { return sqlite3_last_insert_rowid(database_.get()); }
+
+Transaction::Transaction(Database& database) : database_(database) {
+  database_.execute("BEGIN IMMEDIATE");
+}
+
+Transaction::~Transaction() {
+  if (!open_) return;
+  try {
+    database_.execute("ROLLBACK");
+  } catch (const Error&) {
+    // The failure that led here has rolled back already.
+  }
+}
+
+void Transaction::commit() {
+  database_.execute("COMMIT");
+  open_ = false;
+}
+
+}  // namespace virtual_phone

@@ -1,0 +1,28 @@
+// What happened to the phone: reboots, wake locks, restored file labels, prepared thread pools.
+#pragma once
+
+#include <cstdint>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "virtual_phone/core/phone.h"
+
+namespace virtual_phone {
+
+struct Event {
+  int64_t id;
+  int64_t time_us;     ///< since 1970, on the phone's clock
+  std::string kind;    ///< reboot, restart, wake_lock, restorecon, rpc_threadpool
+  std::string detail;  ///< what exactly
+};
+
+void record_event(Phone& phone, std::string_view kind, std::string_view detail);
+
+/// The id of the last event, 0 before the first.
+int64_t last_event(Phone& phone);
+
+/// The events behind the one with the id `after`, oldest first.
+std::vector<Event> events(Phone& phone, int64_t after = 0);
+
+}  // namespace virtual_phone

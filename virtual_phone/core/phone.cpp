@@ -1,0 +1,164 @@
+#include "virtual_phone/core/phone.h"
+
+#include <sys/stat.h>
+
+#include <cstdio>
+#include <cstdlib>
+#include <memory>
+
+#include "virtual_phone/core/events.h"
+#include "virtual_phone/core/schema.h"
+#include "virtual_phone/modem/sim.h"
+
+namespace virtual_phone {
+namespace {
+
+namespace fs = std::filesystem;
+
+/// The phone's directory, or Error when there is no phone in it.
+fs::path existing(const fs::path& directory) {
+  std::error_code error;
+  if (fs::exists(directory / kDatabaseName, error)) return directory;
+  if (error) throw Error((directory / kDatabaseName).string() + ": " + error.message());
+  throw Error("no phone in " + directory.string() + ". Make one with `fcx init`.");
+}
+
+int64_t pragma(Database& database, const char* sql) {
+  Query query = database.query(sql);
+  return query.step() ? query.number(0) : 0;
+}
+
+/// Refuses what is not a phone, or one of a newer version.
+void check_version(Database& database, const fs::path& directory) {
+  if (pragma(database, "PRAGMA application_id") != kApplicationId) {
+    throw Error((directory / kDatabaseName).string() + " is not a phone's database.");
+  }
+  const int64_t version = pragma(database, "PRAGMA user_version");
+  if (version < 1) {
+    throw Error((directory / kDatabaseName).string() + " is damaged (phone version " +
+                std::to_string(version) + "); `fcx init --force` makes a new phone.");
+  }
+  if (version > kPhoneVersion) {
+    throw Error(directory.string() + " was made by a newer fcx (phone version " +
+                std::to_string(version) + ", this one knows " + std::to_string(kPhoneVersion) +
+                "). Update this one, or use another directory.");
+  }
+}
+
+/// Raises an older phone to this version.
+void upgrade(Database& database, const fs::path& directory) {
+  check_version(database, directory);
+  if (pragma(database, "PRAGMA user_version") == kPhoneVersion) return;
+  Transaction transaction(database);
+  // Looked at again under the write lock: another process may have been faster, or newer.
+  check_version(database, directory);
+  for (int64_t version = pragma(database, "PRAGMA user_version"); version < kPhoneVersion;
+       ++version) {
+    database.execute(kSchemaSteps[version]);
+  }
+  database.execute(("PRAGMA user_version=" + std::to_string(kPhoneVersion)).c_str());
+  transaction.commit();
+}
+
+struct Selection {
+  std::mutex mutex;
+  std::unique_ptr<Phone> phone;
+  std::atomic<Phone*> current = nullptr;
+  bool failed = false;
+};
+
+Selection& selection() {
+  // Never destroyed: threads may write to the log until the process is gone.
+  static Selection* const instance = std::make_unique<Selection>().release();
+  return *instance;
+}
+
+}  // namespace
+
+fs::path default_directory() {
+  const auto variable = [](const char* name) {
+    const char* value = getenv(name);
+    return std::string(value == nullptr ? "" : value);
+  };
+  if (const std::string phone = variable("FCX_PHONE"); !phone.empty()) return phone;
+  // A relative one counts as not set.
+  if (const std::string state = variable("XDG_STATE_HOME"); state.substr(0, 1) == "/") {
+    return fs::path(state) / "fcx" / "phone";
+  }
+  if (const std::string home = variable("HOME"); !home.empty()) {
+    return fs::path(home) / ".local" / "state" / "fcx" / "phone";
+  }
+  throw Error("it is not said where the phone is. Set FCX_PHONE, or give --phone.");
+}
+
+fs::path normal(const fs::path& directory) {
+  const fs::path path = fs::absolute(directory).lexically_normal();
+  return path.has_filename() ? path : path.parent_path();
+}
+
+Phone::Phone(const std::filesystem::path& directory)
+    : directory_(existing(normal(directory))),
+      root_((directory_ / "root").string()),
+      durable_(directory_ / kDatabaseName, Database::Survives::power_cut),
+      fleeting_(directory_ / kDatabaseName, Database::Survives::kill),
+      log_((upgrade(fleeting_, directory_), log_file())) {
+  struct stat database {};
+  if (stat((directory_ / kDatabaseName).c_str(), &database) == 0) inode_ = database.st_ino;
+}
+
+void Phone::check_is_there() const {
+  struct stat database {};
+  const fs::path file = directory_ / kDatabaseName;
+  if (stat(file.c_str(), &database) == 0 && database.st_ino == inode_) return;
+  throw Error(file.string() + " was removed or replaced meanwhile: nothing was written.");
+}
+
+std::string Phone::profile() {
+  const std::lock_guard lock(mutex_);
+  Query query = fleeting_.query("SELECT value FROM phone WHERE key = 'profile'");
+  return query.step() ? query.text(0) : "";
+}
+
+void select(const fs::path& directory) {
+  auto phone = std::make_unique<Phone>(directory);
+  Selection& selected = selection();
+  const std::lock_guard lock(selected.mutex);
+  selected.current = phone.get();
+  selected.phone = std::move(phone);
+}
+
+Phone& selected() {
+  if (selection().current == nullptr) select(default_directory());
+  return *selection().current;
+}
+
+Phone* selected_or_null() noexcept {
+  Selection& known = selection();
+  if (Phone* phone = known.current; phone != nullptr) return phone;
+  const std::lock_guard lock(known.mutex);
+  if (known.current == nullptr && !known.failed) {
+    try {
+      known.phone = std::make_unique<Phone>(default_directory());
+      known.current = known.phone.get();
+    } catch (const std::exception& error) {
+      known.failed = true;  // said once
+      fprintf(stderr, "virtual phone: %s\n", error.what());
+    }
+  }
+  return known.current;
+}
+
+Phone* selected_so_far() noexcept { return selection().current; }
+
+void restart(Phone& phone, std::string_view reason) {
+  record_event(phone, "restart", reason);
+  const std::lock_guard lock(phone.mutex());
+  Transaction transaction(phone.fleeting());
+  phone.fleeting().execute("DELETE FROM property WHERE substr(name, 1, 8) <> 'persist.'");
+  phone.fleeting().execute("INSERT OR IGNORE INTO property SELECT name, value FROM build_property");
+  phone.fleeting().execute("DELETE FROM modem_run");
+  start_sim(phone.fleeting());
+  transaction.commit();
+}
+
+}  // namespace virtual_phone

@@ -1,0 +1,93 @@
+// A virtual phone: a directory with the phone's state (phone.db), its file tree (root/) and what an
+// overlay lays over it (overlay/), its modem's file tree (efs/) and its log (log/system.log).
+// Several processes may use one phone at once; within a process, any thread may.
+// docs/virtual_phone.md describes it for its users.
+#pragma once
+
+#include <atomic>
+#include <filesystem>
+#include <mutex>
+#include <string>
+#include <string_view>
+
+#include "virtual_phone/core/database.h"
+#include "virtual_phone/core/error.h"
+#include "virtual_phone/core/log_file.h"
+
+namespace virtual_phone {
+
+constexpr char kDatabaseName[] = "phone.db";
+constexpr char kOverlayName[] = "overlay";
+constexpr char kEfsName[] = "efs";
+constexpr char kGoldenCopyName[] = "efs-golden";
+
+/// $FCX_PHONE, else $XDG_STATE_HOME/fcx/phone, else ~/.local/state/fcx/phone. Throws Error when
+/// none of these is set.
+std::filesystem::path default_directory();
+
+/// The directory as an absolute path without anything superfluous.
+std::filesystem::path normal(const std::filesystem::path& directory);
+
+/// Makes a phone in `directory`, whole or not at all.
+/// @param profile   one of profiles()
+/// @param overwrite whether a phone that is there may go; anything else there never does
+/// Throws Error.
+void create(const std::filesystem::path& directory, std::string_view profile, bool overwrite);
+
+class Phone {
+ public:
+  /// Opens the phone in `directory`, and raises one of an older version to this one. Throws Error
+  /// when there is none, or none that can be used.
+  explicit Phone(const std::filesystem::path& directory);
+
+  const std::filesystem::path& directory() const { return directory_; }
+  const std::string& root() const { return root_; }
+  std::filesystem::path log_file() const { return directory_ / "log" / "system.log"; }
+  std::string profile();
+  /// Throws Error when the phone's directory was removed or replaced since it was opened: what is
+  /// written now would be lost.
+  void check_is_there() const;
+
+  /// Holds other threads off the two connections below.
+  std::mutex& mutex() { return mutex_; }
+  /// For what must be on disk when the call returns: items, persistent properties, what the modem
+  /// keeps.
+  Database& durable() { return durable_; }
+  /// For everything else. A killed process loses none of it; a power cut may.
+  Database& fleeting() { return fleeting_; }
+  const LogFile& log() const { return log_; }
+
+  /// Whether this process has opened the factory item store.
+  std::atomic<bool> items_open = false;
+  /// Whether this process has opened the direct interface to the modem.
+  std::atomic<bool> modem_open = false;
+
+ private:
+  std::filesystem::path directory_;
+  std::string root_;
+  std::mutex mutex_;
+  Database durable_;
+  Database fleeting_;
+  LogFile log_;
+  uint64_t inode_ = 0;  ///< of phone.db
+};
+
+/// The phone of this process from now on. Not while another thread uses the one before. Throws
+/// Error when it cannot be used.
+void select(const std::filesystem::path& directory);
+
+/// The selected phone, or the one in default_directory() when none was selected. Throws Error.
+Phone& selected();
+
+/// The same for the platform functions, which cannot throw: null when there is no usable phone.
+Phone* selected_or_null() noexcept;
+
+/// The phone that is selected already, or null: none is opened for the answer.
+Phone* selected_so_far() noexcept;
+
+/// The phone is switched off and on: properties that do not persist are gone, build properties are
+/// back, the modem has forgotten its bulk transfer and any reset, and the SIM starts anew. Recorded
+/// as an event of kind "restart".
+void restart(Phone& phone, std::string_view reason);
+
+}  // namespace virtual_phone

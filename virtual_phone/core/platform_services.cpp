@@ -1,0 +1,97 @@
+// The platform's services that leave a mark on the phone: reboot, wake locks, file labels, the HIDL
+// thread pool; and what a home supplies beside them.
+#include <cutils/android_reboot.h>
+#include <hardware_legacy/power.h>
+#include <hidl/HidlTransportSupport.h>
+#include <selinux/android.h>
+
+#include <filesystem>
+#include <string>
+
+#include "platform/device_home.h"
+#include "virtual_phone/core/clock.h"
+#include "virtual_phone/core/events.h"
+#include "virtual_phone/core/platform_call.h"
+#include "virtual_phone/faults/faults.h"
+
+namespace vp = virtual_phone;
+
+namespace {
+
+int record(const char* function, const char* kind, const std::string& detail) {
+  return vp::platform_call(function, -1, [&](vp::Phone& phone) {
+    vp::record_event(phone, kind, detail);
+    return 0;
+  });
+}
+
+std::string reboot_detail(unsigned command, const char* reason) {
+  std::string detail = command == ANDROID_RB_POWEROFF   ? "power off"
+                       : command == ANDROID_RB_THERMOFF ? "thermal power off"
+                                                        : "restart";
+  if (reason != nullptr) detail += std::string(" ") + reason;
+  return detail;
+}
+
+}  // namespace
+
+int android_reboot(unsigned command, int, const char* reason) {
+  return vp::platform_call("android_reboot", -1, [&](vp::Phone& phone) {
+    const std::string detail = reboot_detail(command, reason);
+    vp::record_event(phone, "reboot", detail);
+    vp::restart(phone, detail);
+    return 0;
+  });
+}
+
+int acquire_wake_lock(int, const char* id) {
+  return record("acquire_wake_lock", "wake_lock", std::string("acquire ") + id);
+}
+
+int release_wake_lock(const char* id) {
+  return record("release_wake_lock", "wake_lock", std::string("release ") + id);
+}
+
+int selinux_android_restorecon(const char* path, unsigned int flags) {
+  return record("selinux_android_restorecon", "restorecon",
+                std::string(path) + " flags " + std::to_string(flags));
+}
+
+namespace android::hardware {
+
+void configureRpcThreadpool(size_t maxThreads, bool callerWillJoin) {
+  record("configureRpcThreadpool", "rpc_threadpool",
+         std::to_string(maxThreads) + (callerWillJoin ? " threads, caller joins" : " threads"));
+}
+
+}  // namespace android::hardware
+
+namespace fcx {
+
+const char* device_root() {
+  const vp::Phone* phone = vp::selected_or_null();
+  // Without a phone there are no device files; never the developer's own.
+  return phone == nullptr ? "/nonexistent" : phone->root().c_str();
+}
+
+void platform_sleep_us(uint64_t microseconds) { vp::sleep_us(microseconds); }
+
+FileFault platform_file_fault(const char* device_path, FileOperation operation) {
+  FileFault met;
+  vp::platform_call("platform_file_fault", 0, [&](vp::Phone& phone) {
+    constexpr vp::Access kAccess[] = {vp::Access::open, vp::Access::read, vp::Access::write};
+    const std::string path = (std::filesystem::path("/") / device_path).lexically_normal();
+    const auto fault =
+        vp::strike(phone, vp::Part::file, path, kAccess[static_cast<size_t>(operation)]);
+    if (!fault.has_value()) return 0;
+    if (fault->effect == vp::Effect::fail) {
+      met.error = static_cast<int>(fault->value);
+    } else {
+      met.limit = static_cast<size_t>(fault->value);
+    }
+    return 0;
+  });
+  return met;
+}
+
+}  // namespace fcx

@@ -1,0 +1,142 @@
+#include "virtual_phone/core/properties.h"
+
+#include <cutils/properties.h>
+
+#include <algorithm>
+#include <atomic>
+#include <cstring>
+#include <mutex>
+
+#include "virtual_phone/core/platform_call.h"
+#include "virtual_phone/faults/faults.h"
+#include "virtual_phone/modem/sim.h"
+
+namespace virtual_phone {
+namespace {
+
+constexpr size_t kLongestValue = PROPERTY_VALUE_MAX - 1;
+
+bool starts_with(std::string_view text, std::string_view start) {
+  return text.substr(0, start.size()) == start;
+}
+
+/// Letters, digits and the marks that the property service allows; dots only between them.
+bool is_property_name(std::string_view name) {
+  constexpr std::string_view kAllowed =
+      "abcdefghijklmnopqrstuvwxyzABCDEFGHIJKLMNOPQRSTUVWXYZ0123456789._-@:";
+  return !name.empty() && name.front() != '.' && name.back() != '.' &&
+         name.find("..") == std::string_view::npos &&
+         name.find_first_not_of(kAllowed) == std::string_view::npos;
+}
+
+std::mutex observer_mutex;
+std::function<void(const PropertyChange&)> property_observer;
+std::atomic<bool> is_observed = false;
+
+/// A property that changes when another is set.
+struct Follower {
+  std::string_view name;
+  std::string_view value;  ///< when it is set to this; to anything when empty
+  std::string_view follower;
+  std::string_view becomes;  ///< the same value when empty
+};
+
+/// On a phone the USB driver's service does this; the state says what it has switched to.
+constexpr Follower kFollowers[] = {
+    {"vendor.qve.usb.config", "", "vendor.qve.usb.state", ""},
+    {"vendor.qve.usb.adb_skip_auth", "skip", "vendor.qve.usb.state", "skip"},
+};
+
+/// Sets a property and tells the observer. Setters take turns, so that it hears of them in order.
+void set_observed(Phone& phone, std::string_view name, std::string_view value) {
+  if (!is_observed) return set_property(phone, name, value);
+  const std::lock_guard lock(observer_mutex);
+  const auto before = get_property(phone, name);
+  set_property(phone, name, value);
+  if (property_observer) property_observer({std::string(name), before, std::string(value)});
+}
+
+/// The value that the library finds.
+std::optional<std::string> found_property(Phone& phone, std::string_view name) {
+  auto value = get_property(phone, name);
+  if (!value.has_value() && radio_layer_answers(phone, name)) value = get_property(phone, name);
+  return value;
+}
+
+}  // namespace
+
+std::optional<std::string> get_property(Phone& phone, std::string_view name) {
+  const std::lock_guard lock(phone.mutex());
+  Query query = phone.fleeting().query("SELECT value FROM property WHERE name = ?");
+  query.bind(name);
+  if (!query.step()) return std::nullopt;
+  return query.text(0);
+}
+
+void set_property(Phone& phone, std::string_view name, std::string_view value) {
+  const std::string shown(name);
+  if (!is_property_name(name)) throw Refused("\"" + shown + "\" is no property name");
+  if (value.size() > kLongestValue) {
+    throw Refused(shown + ": the value has " + std::to_string(value.size()) +
+                  " characters, a property holds at most " + std::to_string(kLongestValue));
+  }
+  const std::lock_guard lock(phone.mutex());
+  phone.check_is_there();
+  Database& database = starts_with(name, "persist.") ? phone.durable() : phone.fleeting();
+  const char* sql = starts_with(name, "ro.")
+                        ? "INSERT OR IGNORE INTO property(name, value) VALUES(?, ?)"
+                        : "INSERT OR REPLACE INTO property(name, value) VALUES(?, ?)";
+  database.query(sql).bind(name).bind(value).run();
+  if (database.changes() == 0) {
+    throw Refused(shown + " is set already, and read-only until the next restart");
+  }
+  for (const Follower& row : kFollowers) {
+    if (row.name != name || (!row.value.empty() && row.value != value)) continue;
+    database.query(sql).bind(row.follower).bind(row.becomes.empty() ? value : row.becomes).run();
+  }
+}
+
+void observe_properties(std::function<void(const PropertyChange&)> observer) {
+  const std::lock_guard lock(observer_mutex);
+  property_observer = std::move(observer);
+  is_observed = static_cast<bool>(property_observer);
+}
+
+std::vector<std::pair<std::string, std::string>> properties(Phone& phone) {
+  const std::lock_guard lock(phone.mutex());
+  std::vector<std::pair<std::string, std::string>> found;
+  Query query = phone.fleeting().query("SELECT name, value FROM property ORDER BY name");
+  while (query.step()) found.emplace_back(query.text(0), query.text(1));
+  return found;
+}
+
+}  // namespace virtual_phone
+
+namespace vp = virtual_phone;
+
+int property_get(const char* key, char* value, const char* default_value) {
+  std::string found;
+  vp::platform_call("property_get", -1, [&](vp::Phone& phone) {
+    const auto fault = vp::strike(phone, vp::Part::property, key, vp::Access::read);
+    if (!fault.has_value()) {
+      found = vp::found_property(phone, key).value_or("");
+    } else if (fault->effect == vp::Effect::garbage) {
+      found.assign(vp::kLongestValue, '\xFF');
+    }
+    return 0;
+  });
+  // The default stands in for an empty value too, as on a phone.
+  if (found.empty() && default_value != nullptr) found = default_value;
+  const size_t length = std::min(found.size(), vp::kLongestValue);
+  memcpy(value, found.data(), length);
+  value[length] = '\0';
+  return static_cast<int>(length);
+}
+
+int property_set(const char* key, const char* value) {
+  return vp::platform_call("property_set", -1, [&](vp::Phone& phone) {
+    if (vp::strike(phone, vp::Part::property, key, vp::Access::write).has_value()) return -1;
+    vp::set_observed(phone, key, value == nullptr ? "" : value);
+    return 0;
+  });
+}

@@ -1,0 +1,80 @@
+#include "virtual_phone/modem/exchange.h"
+
+#include <android/log.h>
+
+#include <algorithm>
+
+#include "virtual_phone/faults/faults.h"
+
+namespace virtual_phone {
+namespace {
+
+/// Changes an answer on its way as the fault has it.
+void spoil(ModemAnswer& answer, const Fault& fault) {
+  const auto set_bytes = [&](size_t size, char filling) {
+    answer.bytes.resize(size, filling);
+    answer.length = static_cast<int32_t>(size);
+  };
+  const size_t size = answer.bytes.size();
+  switch (fault.effect) {
+    case Effect::status:
+      answer.status = static_cast<int32_t>(fault.value);
+      break;
+    case Effect::empty:
+      set_bytes(0, '\0');
+      break;
+    case Effect::shorter:
+      set_bytes(std::min(size, static_cast<size_t>(fault.value)), '\0');
+      break;
+    case Effect::longer:
+      set_bytes(std::max(size, static_cast<size_t>(fault.value)), 'X');
+      break;
+    case Effect::length:
+      answer.length = static_cast<int32_t>(fault.value);
+      break;
+    case Effect::garbage:
+      answer.bytes.assign(size, static_cast<char>(fault.value));
+      answer.is_garbled = true;
+      break;
+    default:
+      break;  // struck before there was an answer
+  }
+}
+
+}  // namespace
+
+ModemAnswer answer_of(std::string bytes) {
+  ModemAnswer answer;
+  answer.length = static_cast<int32_t>(bytes.size());
+  answer.bytes = std::move(bytes);
+  return answer;
+}
+
+ModemAnswer answer_code(int32_t code) {
+  ModemAnswer answer;
+  answer.code = code;
+  return answer;
+}
+
+std::string_view text_of(std::string_view payload) { return payload.substr(0, payload.find('\0')); }
+
+ModemAnswer answer_or_fail(int32_t opcode, const std::function<ModemAnswer()>& work) {
+  try {
+    return work();
+  } catch (const std::exception& error) {
+    __android_log_print(ANDROID_LOG_WARN, "VirtualPhone", "opcode %d: %s", opcode, error.what());
+    return answer_code(kLinkFailed);
+  }
+}
+
+ModemAnswer answer_request(Phone& phone, int32_t opcode, const Answering& answering) {
+  const auto fault = strike(phone, Part::opcode, std::to_string(opcode), Access::any);
+  if (!fault.has_value()) return answering.carry_out();
+  if (fault->effect == Effect::fail) return answer_code(static_cast<int32_t>(fault->value));
+  if (fault->effect == Effect::refuse) return answering.refuse();
+  ModemAnswer answer = answering.carry_out();
+  if (answer.code == 0) spoil(answer, *fault);
+  return answer;
+}
+
+}  // namespace virtual_phone

@@ -1,0 +1,203 @@
+#include "virtual_phone/profiles/profiles.h"
+
+#include <algorithm>
+
+#include "virtual_phone/profiles/packages.h"
+
+namespace virtual_phone {
+namespace {
+
+using std::string_view_literals::operator""sv;
+
+constexpr char kMemoryInfo[] =
+    "MemTotal:        3809036 kB\n"
+    "MemFree:          412876 kB\n"
+    "MemAvailable:    1893320 kB\n";
+
+const std::vector<ProfileProperty> kBuild = {
+    {"ro.bootmode", "unknown"},
+    {"ro.build.date", "Mon Jun  1 09:00:00 KST 2020"},
+    {"ro.build.type", "userdebug"},
+    {"ro.build.version.release", "10"},
+    {"ro.product.model", "QV-100"},
+    {"vendor.qve.ril.modembsp.bootup", "1"},
+    {"vendor.qve.usb.config", "factory,adb"},
+    {"vendor.qve.usb.state", "factory,adb"},
+};
+
+/// What the kernel shows of itself, on any phone.
+const std::vector<ProfileFile> kKernelFiles = {
+    {"/proc/meminfo", kMemoryInfo},
+    {"/sys/class/android_usb/android0/lock", "0"},
+    {"/sys/class/android_usb/android0/state", "CONFIGURED\n"},
+};
+
+template <typename Row>
+void append(std::vector<Row>& rows, const std::vector<Row>& more) {
+  rows.insert(rows.end(), more.begin(), more.end());
+}
+
+/// Sets build properties in place of those of the same name.
+void set_properties(Profile& profile, const std::vector<ProfileProperty>& wanted) {
+  for (const ProfileProperty& row : wanted) {
+    auto& all = profile.properties;
+    const auto same = [&](const auto& old) { return std::string_view(old.name) == row.name; };
+    all.erase(std::remove_if(all.begin(), all.end(), same), all.end());
+    all.push_back(row);
+  }
+}
+
+Profile blank() {
+  return {"blank", "nothing written yet: every item is empty", kBuild, {}, kKernelFiles, {}, {},
+          {}};
+}
+
+// What the factory has written, apart from the carriers.
+
+const std::vector<ProfileItem> kFactoryItems = {
+    {2, "\x02"sv},
+    {4, "QV100AAAAAA0012345"sv},
+    {9, "QV2006A00123"sv},
+    {13, "490154203237518"sv},
+    {14, "QV100AT-00-V10a-OPEN-EU-JUN-01-2020+0"sv},
+    {15, "QV100AT-00-V10a-OPEN-EU-JUN-01-2020+0"sv},
+    {18, "006QVAB000123"sv},
+    {19, "20200601"sv},
+    {31, "QV100AT-00-V10a-FIXED"sv},
+    {32, "OPEN_EU"sv},
+    {36, "A01"sv},
+    {37, "006QVCS000456"sv},
+    {49, "0"sv},
+    {73, "AEUROP"sv},
+    {79, "2"sv},
+    {80, "\x01"sv},
+    {207, "A0000012345678"sv},
+    {211, "1"sv},
+    {212, "PASS"sv},
+    {213, "1"sv},
+    {214, "0001"sv},
+    {215, "QV100-OPEN"sv},
+    {251, "1111111111"sv},
+    {300, "1A2B"sv},
+    {420, "QV100EAW.AEUROPBK"sv},
+};
+
+const std::vector<ProfileFile> kFactoryFiles = {
+    {"/mnt/vendor/persist-qv/startday/isValid", "0"},
+    {"/mnt/vendor/persist-qv/startday/date", "0000/00/00 00:00:00"},
+    {"/mnt/vendor/persist-qv/camera/front_tof_cal", "offset=12;gain=1.02"},
+};
+
+const std::vector<ProfileModemValue> kModemValues = {
+    {"fusg", "1"sv},        {"imei1", "490154203237518"sv},  {"imei2", "490154203237526"sv},
+    {"impl", "1"sv},        {"meid", "A0000012345678"sv},    {"model_name", "QV-100"sv},
+    {"pesn", "80A1B2C3"sv}, {"pid", "QV100AAAAAA0012345"sv}, {"suffix", "AEUROP"sv},
+};
+
+const std::vector<ProfileFile> kModemFiles = {
+    {"/nv/item_files/modem/mmode/sms_only", "0"},
+    {"/qv/factory/rf_cal_date", "20200601"},
+};
+
+/// A phone that has left the factory.
+Profile written(const char* name, const char* meaning, std::string_view network_code,
+                std::string_view sim_iccid) {
+  constexpr int kNetworkCode = 421;
+  Profile profile = {name,
+                     meaning,
+                     kBuild,
+                     kFactoryItems,
+                     kKernelFiles,
+                     kModemValues,
+                     {{453, "\0\0\0\0"sv}},
+                     kModemFiles,
+                     {},
+                     sim_iccid};
+  profile.items.push_back({kNetworkCode, network_code});
+  append(profile.files, kFactoryFiles);
+  return profile;
+}
+
+Profile single() {
+  return written("single", "one carrier, all factory data written",
+                 R"("1","310,410,FFFFFFFF,FFFFFFFF,FF")", "8901410000000000001");
+}
+
+/// A phone for several carriers of Europe, but for where its package lies.
+Profile european(const char* name, const char* meaning) {
+  Profile profile = written(name, meaning,
+                            R"("3","262,01F,FFFFFFFF,FFFFFFFF,11",)"
+                            R"("234,15F,FFFFFFFF,FFFFFFFF,12","222,10F,FFFFFFFF,FFFFFFFF,13")",
+                            "89449800000000012349");
+  set_properties(profile, {
+                              {"ro.crypto.state", "encrypted"},
+                              {"ro.crypto.type", "file"},
+                              {"ro.product.name", "qv100_global_com"},
+                              {"ro.vendor.qve.build.target_country", "EU"},
+                              {"ro.vendor.qve.build.target_operator", "OPEN"},
+                              {"ro.vendor.qve.build.target_region", "EU"},
+                              {"ro.vendor.qve.kelp", "1"},
+                          });
+  return profile;
+}
+
+Profile open() {
+  Profile profile = european("open", "several carriers and countries, chosen by the SIM");
+  set_properties(profile, {{"ro.vendor.qve.capp_tamra.rootdir", root_in_place(open_europe())}});
+  append(profile.files, files_in_place(open_europe()));
+  return profile;
+}
+
+Profile overlay() {
+  Profile profile =
+      european("overlay", "as open, its package read through the file-handle service");
+  set_properties(profile, {{"ro.vendor.qve.capp_tamra.rootdir", root_on_overlay(open_europe())},
+                           {"ro.vendor.qve.product.overlayfs", "true"}});
+  profile.overlay_files = files_on_overlay(open_europe());
+  return profile;
+}
+
+Profile mtk() {
+  Profile profile = written("mtk", "two countries, a MediaTek chipset, a user build",
+                            R"("2","310,410,FFFFFFFF,FFFFFFFF,31","302,720,FFFFFFFF,FFFFFFFF,32")",
+                            "8901970000000042421");
+  set_properties(profile, {
+                              {"ro.build.type", "user"},
+                              {"ro.mediatek.platform", "MT6755"},
+                              {"ro.product.name", "qv100_nao_us"},
+                              {"ro.vendor.qve.build.target_country", "US"},
+                              {"ro.vendor.qve.build.target_operator", "OPEN"},
+                              {"ro.vendor.qve.build.target_region", "NA"},
+                              {"ro.vendor.qve.capp_tamra.rootdir", root_in_place(north_america())},
+                              {"ro.vendor.qve.chip.vendor", "mtk"},
+                              {"ro.vendor.qve.naop", "1"},
+                              {"ro.vendor.qve.simbase", "1"},
+                          });
+  append(profile.files, files_in_place(north_america()));
+  return profile;
+}
+
+}  // namespace
+
+const std::vector<Profile>& profiles() {
+  static const std::vector<Profile> all = {single(), open(), mtk(), overlay(), blank()};
+  return all;
+}
+
+const std::vector<const char*>& device_directories() {
+  static const std::vector<const char*> all = {
+      "/data/vendor/factory",
+      "/dev/block/by-name",
+      "/mnt/vendor/persist-qv/camera",
+      "/mnt/vendor/persist-qv/kelp",
+      "/mnt/vendor/persist-qv/property",
+      "/mnt/vendor/persist-qv/startday",
+      "/oem",
+      "/proc",
+      "/product",
+      "/system/etc",
+  };
+  return all;
+}
+
+}  // namespace virtual_phone

@@ -1,0 +1,205 @@
+// The AT-command service of the system side, instance "atservice": what it does to the phone,
+// opcode by opcode.
+#include <utils/Errors.h>
+#include <vendor/qve/hardware/qvatcmd/1.0/IQvAtCmd.h>
+
+#include <algorithm>
+#include <fstream>
+#include <new>
+
+#include "fcx/qvcmd.h"
+#include "modem/link/requests.h"
+#include "virtual_phone/core/clock.h"
+#include "virtual_phone/core/events.h"
+#include "virtual_phone/core/platform_call.h"
+#include "virtual_phone/faults/faults.h"
+#include "virtual_phone/hidl/services.h"
+#include "virtual_phone/modem/exchange.h"
+#include "virtual_phone/modem/modem.h"
+#include "virtual_phone/services/base64.h"
+
+namespace virtual_phone {
+namespace {
+
+namespace fs = std::filesystem;
+namespace request = fcx::request;
+
+using android::hardware::Return;
+using android::hardware::Status;
+using android::hardware::Void;
+using vendor::qve::hardware::qvatcmd::V1_0::IQvAtCmd;
+using vendor::qve::hardware::qvatcmd::V1_0::QVATCMDRequest;
+using vendor::qve::hardware::qvatcmd::V1_0::QVATCMDResponse;
+
+constexpr char kName[] = "atservice";
+constexpr int32_t kFailed = 1;
+
+constexpr char kLogs[] = "/data/logger";
+constexpr char kSavedLogs[] = "/data/vendor/factory/logsave";
+constexpr char kBrightness[] = "/proc/qve_power/lcd/brightness";
+
+struct Row;
+
+struct Call {
+  Phone& phone;
+  const Row& row;
+  std::string_view payload;
+};
+
+struct Row {
+  int32_t opcode;
+  ModemAnswer (*carry_out)(const Call&);
+  const char* event;   ///< the kind that is recorded, or null
+  const char* detail;  ///< of the event
+};
+
+fs::path device_file(Phone& phone, const char* device_path) { return phone.root() + device_path; }
+
+/// One folder's name, which leads nowhere else.
+bool is_folder_name(std::string_view name) {
+  return !name.empty() && name != "." && name.find('/') == std::string_view::npos &&
+         name.find("..") == std::string_view::npos;
+}
+
+void copy_into(const fs::path& file, const fs::path& target) {
+  fs::create_directories(target.parent_path());
+  fs::copy_file(file, target, fs::copy_options::overwrite_existing);
+}
+
+ModemAnswer copy_logs(const Call& call) {
+  const std::string_view date = text_of(call.payload);
+  if (!is_folder_name(date)) throw Refused("\"" + std::string(date) + "\" names no log folder");
+  const fs::path logs = device_file(call.phone, kLogs);
+  const fs::path target = device_file(call.phone, kSavedLogs) / date;
+  if (fs::exists(logs)) {
+    for (const fs::directory_entry& entry : fs::recursive_directory_iterator(logs)) {
+      if (entry.symlink_status().type() != fs::file_type::regular) continue;
+      copy_into(entry.path(), target / entry.path().lexically_relative(logs));
+    }
+  }
+  copy_into(call.phone.log_file(), target / call.phone.log_file().filename());
+  return answer_of("");
+}
+
+ModemAnswer erase_logs(const Call& call) {
+  const fs::path logs = device_file(call.phone, kLogs);
+  if (!fs::exists(logs)) return answer_of("");
+  for (const fs::directory_entry& entry : fs::directory_iterator(logs)) {
+    fs::remove_all(entry.path());
+  }
+  return answer_of("");
+}
+
+/// The row's detail is the brightness.
+ModemAnswer set_brightness(const Call& call) {
+  const fs::path node = device_file(call.phone, kBrightness);
+  fs::create_directories(node.parent_path());
+  std::ofstream out(node, std::ios::binary);
+  out << call.row.detail;
+  out.close();
+  if (!out) throw Error(node.string() + ": cannot be written");
+  return answer_of("");
+}
+
+ModemAnswer leave_mark(const Call&) { return answer_of(""); }
+
+ModemAnswer model_name(const Call& call) {
+  constexpr char kValue[] = "model_name";
+  const std::string_view name = text_of(call.payload);
+  if (name.empty()) return answer_of(modem_value(call.phone, kValue).value_or(""));
+  check_modem_value(kValue, name);
+  set_modem_value(call.phone, kValue, name);
+  return answer_of("");
+}
+
+constexpr Row kRows[] = {
+    {request::copy_logs, copy_logs, nullptr, nullptr},
+    {request::erase_logs, erase_logs, nullptr, nullptr},
+    {request::sleep, set_brightness, "sleep", "0"},
+    {request::wake_up, set_brightness, "wake_up", "183"},
+    {request::run_omadm_1, leave_mark, "omadm", "1"},
+    {request::run_omadm_2, leave_mark, "omadm", "2"},
+    {request::run_omadm_3, leave_mark, "omadm", "3"},
+    {request::run_omadm_other, leave_mark, "omadm", "other"},
+    {request::model_name, model_name, nullptr, nullptr},
+};
+
+ModemAnswer carry_out(Phone& phone, int32_t number, std::string_view payload) {
+  const auto* row = std::find_if(std::begin(kRows), std::end(kRows),
+                                 [&](const Row& each) { return each.opcode == number; });
+  if (row == std::end(kRows)) return answer_code(kUnknownOpcode);
+  const ModemAnswer answer = row->carry_out({phone, *row, payload});
+  if (row->event != nullptr) record_event(phone, row->event, row->detail);
+  return answer;
+}
+
+/// The bytes that a request carries. Throws Refused for one that does not say what it carries, or
+/// carries more than a request can.
+std::string payload_of(const QVATCMDRequest& request) {
+  const auto bytes = from_base64({request.data.c_str(), request.data.size()});
+  if (!bytes.has_value()) throw Refused("the request's data is no base64");
+  if (request.data_len < 0 || static_cast<size_t>(request.data_len) != bytes->size()) {
+    throw Refused("the request carries " + std::to_string(bytes->size()) + " bytes, and claims " +
+                  std::to_string(request.data_len));
+  }
+  if (bytes->size() > QVCMD_DATA_SIZE) {
+    throw Refused("a request carries at most " + std::to_string(QVCMD_DATA_SIZE) + " bytes");
+  }
+  return *bytes;
+}
+
+/// The text in which an answer's bytes travel.
+std::string data_of(const ModemAnswer& answer) {
+  constexpr char kNoBase64 = '#';
+  return answer.is_garbled ? std::string(answer.bytes.size(), kNoBase64) : to_base64(answer.bytes);
+}
+
+/// Fills `response`. @return whether the call gets through
+bool answer_call(Phone& phone, const QVATCMDRequest& request, QVATCMDResponse& response) {
+  constexpr int32_t kBrokenOff = -1;
+  ModemRequest record{0, now_us(), request.opcode, "", kBrokenOff, 0, 0, "", false};
+  const bool gets_through = !strike(phone, Part::service, kName, Access::call).has_value();
+  if (gets_through) {
+    const ModemAnswer answer = answer_or_fail(request.opcode, [&] {
+      const std::string payload = payload_of(request);
+      record.payload = payload;
+      return answer_request(phone, request.opcode,
+                            {[&] { return carry_out(phone, request.opcode, payload); },
+                             [] { return answer_code(kFailed); }});
+    });
+    response.result = answer.code;
+    response.data_len = answer.length;
+    response.status = answer.status;
+    response.data = data_of(answer);
+    record.code = answer.code;
+    record.status = answer.status;
+    record.answer_length = answer.length;
+    if (!answer.is_garbled) record.answer = answer.bytes;
+  }
+  record_modem_request(phone, record);
+  return gets_through;
+}
+
+class AtService : public IQvAtCmd {
+ public:
+  Return<void> request(const QVATCMDRequest& request, request_cb give) override {
+    QVATCMDResponse response{};
+    const int failed = platform_call(
+        kName, -1, [&](Phone& phone) { return answer_call(phone, request, response) ? 0 : -1; });
+    if (failed != 0) return Status::fromStatusT(android::DEAD_OBJECT);
+    give(response);
+    return Void();
+  }
+};
+
+Service at_service(Phone& phone) {
+  static const android::sp<AtService> service(new (std::nothrow) AtService);
+  if (strike(phone, Part::service, kName, Access::any).has_value()) return nullptr;
+  return service;
+}
+
+[[maybe_unused]] const bool is_registered =
+    (register_service(IQvAtCmd::descriptor, kName, at_service), true);
+
+}  // namespace
+}  // namespace virtual_phone
