@@ -13,7 +13,8 @@ const char* device_root();
 /// Sleeps for `microseconds` of the device's time.
 void platform_sleep_us(uint64_t microseconds);
 
-enum class FileOperation { open, read, write };
+/// What is done to a device file, or to a directory of them.
+enum class FileOperation { open, read, write, sync, sync_directory, rename, remove, stat, chmod };
 
 /// What a file operation meets before it reaches the file system.
 struct FileFault {
@@ -21,8 +22,9 @@ struct FileFault {
   size_t limit = SIZE_MAX;  ///< bytes after which a read ends, or a write finds the disk full
 };
 
-/// Asked before a device file is opened, read or written. Nothing on the phone; on the bench a
-/// fault that somebody has set on that file.
+/// Asked before every operation on a device file. Nothing on the phone; on the bench a fault that
+/// somebody has set on that file. A directory is flushed under its own name; a file takes another's
+/// name under both.
 FileFault platform_file_fault(const char* device_path, FileOperation operation);
 
 }  // namespace fcx

@@ -79,7 +79,10 @@ void platform_sleep_us(uint64_t microseconds) { vp::sleep_us(microseconds); }
 FileFault platform_file_fault(const char* device_path, FileOperation operation) {
   FileFault met;
   vp::platform_call("platform_file_fault", 0, [&](vp::Phone& phone) {
-    constexpr vp::Access kAccess[] = {vp::Access::open, vp::Access::read, vp::Access::write};
+    using vp::Access;
+    constexpr Access kAccess[] = {Access::open,   Access::read,           Access::write,
+                                  Access::sync,   Access::sync_directory, Access::rename,
+                                  Access::remove, Access::stat,           Access::chmod};
     const std::string path = (std::filesystem::path("/") / device_path).lexically_normal();
     const auto fault =
         vp::strike(phone, vp::Part::file, path, kAccess[static_cast<size_t>(operation)]);

@@ -11,7 +11,8 @@ namespace virtual_phone {
 namespace {
 
 constexpr const char* kParts[] = {"item", "property", "file", "opcode", "service"};
-constexpr const char* kAccesses[] = {"any", "open", "read", "write", "call"};
+constexpr const char* kAccesses[] = {"any",    "open",   "read", "write", "sync", "syncdir",
+                                     "rename", "remove", "stat", "chmod", "call"};
 constexpr const char* kEffects[] = {"fail",   "late",  "short", "return", "garbage", "status",
                                     "refuse", "empty", "long",  "length", "absent",  "dies"};
 

@@ -14,8 +14,21 @@ namespace virtual_phone {
 /// What a fault can stand on. Its target is an item's number, a property's name, a device path, the
 /// number of an opcode of the modem link, or one of kServices.
 enum class Part { item, property, file, opcode, service };
-/// When it strikes. Opening counts for files only. A service is found or called; no other part is.
-enum class Access { any, open, read, write, call };
+/// When it strikes. Items and properties are read and written; files are opened, too, and so on; a
+/// service is found or called.
+enum class Access {
+  any,
+  open,
+  read,
+  write,
+  sync,
+  sync_directory,
+  rename,
+  remove,
+  stat,
+  chmod,
+  call
+};
 /// What happens. Which parts know it, and what the value means, is in fault_effects().
 enum class Effect {
   fail,
