@@ -1,23 +1,36 @@
 #include "carrier/client_ids.h"
 
+#include "carrier/package/files.h"
 #include "carrier/package/paths.h"
 #include "carrier/properties.h"
 #include "carrier/stored_properties.h"
-#include "common/files.h"
 #include "common/lines.h"
 #include "fcx/customisation.h"
 
 namespace fcx {
 namespace {
 
-/// The package's identifiers; null when there are none, or perm.prop has settled them.
-XmlDocument open_identifiers() {
-  if (device_file_exists(kPermanentProperties)) {
-    SBP_LOG("[QVE][SBP] %s already exists.", kPermanentProperties);
-    return nullptr;
+/// The package's identifiers. None where perm.prop has settled them.
+XmlReading read_identifiers() {
+  switch (presence_of(kPermanentProperties)) {
+    case Presence::present:
+      SBP_LOG("[QVE][SBP] %s already exists.", kPermanentProperties);
+      return {XmlFound::absent, nullptr};
+    case Presence::unknown:
+      return {XmlFound::failed, nullptr};
+    case Presence::absent:
+      break;
   }
   const std::string file = profile_file(kClientIds);
-  return XmlDocument(fexists(file.c_str()) == 0 ? nullptr : getXmlParseFile(file.c_str()));
+  switch (find_package_file(file.c_str())) {
+    case Presence::absent:
+      return {XmlFound::absent, nullptr};
+    case Presence::unknown:
+      return {XmlFound::failed, nullptr};
+    case Presence::present:
+      break;
+  }
+  return read_package_xml(file.c_str());
 }
 
 /// Calls `use` with the first element that `is_wanted`. @return whether there is one
@@ -31,7 +44,7 @@ bool use_first(const XmlDocument& document, IsWanted is_wanted, Use use) {
   });
 }
 
-void publish_strings(const xmlNode* element) { for_each_string(element, publish_property); }
+void publish_strings(const xmlNode* element) { for_each_string(element, publish_once); }
 
 /// Whether an attribute is not given, or is that text.
 bool allows(const xmlNode* element, const char* name, std::string_view text) {
@@ -42,7 +55,7 @@ bool allows(const xmlNode* element, const char* name, std::string_view text) {
 }  // namespace
 
 void qve_define_googleID_base_ntcode() {
-  const XmlDocument document = open_identifiers();
+  const XmlDocument document = read_identifiers().document;
   if (document == nullptr) return;
   const PropertyText mccmnc_list = read_property(kMccMncListProperty);
   const PropertyText subset_list = read_property(kSubsetListProperty);
@@ -65,7 +78,7 @@ void qve_define_googleID_base_sim(const char* iccid) {
     return !prefix.view().empty() &&
            std::string_view(iccid).substr(0, prefix.view().size()) == prefix.view();
   };
-  use_first(open_identifiers(), is_wanted, publish_strings);
+  use_first(read_identifiers().document, is_wanted, publish_strings);
 }
 
 bool qve_define_googleID_base_carrier(const SimProfile& profile) {
@@ -74,9 +87,11 @@ bool qve_define_googleID_base_carrier(const SimProfile& profile) {
     return XmlAttribute(element, "fast").view() == profile.carrier.view() &&
            allows(element, "sub", profile.sub_carrier.view());
   };
-  use_first(open_identifiers(), is_wanted, [&](const xmlNode* element) {
+  const XmlReading reading = read_identifiers();
+  if (reading.has_failed()) return false;
+  use_first(reading.document, is_wanted, [&](const xmlNode* element) {
     for_each_string(element, [&](const char* name, const char* value) {
-      publish_property(name, value);
+      publish_once(name, value);
       kept.add(name, '=', value);
     });
   });

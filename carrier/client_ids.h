@@ -15,8 +15,9 @@ void qve_define_googleID_base_ntcode();
 /// Sets those of the SIM.
 void qve_define_googleID_base_sim(const char* iccid);
 
-/// Sets those of a carrier, and keeps them in perm.prop. @return false when they could not be kept
-bool qve_define_googleID_base_carrier(const SimProfile& profile);
+/// Sets those of a carrier, and keeps them in perm.prop. @return false when they could not be read
+/// or kept
+[[nodiscard]] bool qve_define_googleID_base_carrier(const SimProfile& profile);
 
 /// Calls `use(name, value)` for each "string" element of `parent` with a name and a value that fit
 /// a property.

@@ -6,6 +6,7 @@
 
 #include "carrier/calling_codes.h"
 #include "carrier/properties.h"
+#include "carrier/state.h"
 
 namespace {
 
@@ -120,7 +121,7 @@ const char* searchCountryByMcc(const char* mcc) {
 int is_cota_ntcode() {
   return fcx::read_property(fcx::kTargetOperatorProperty).view() == "OPEN" &&
                  fcx::read_property(fcx::kTargetCountryProperty).view() == "EU" &&
-                 fcx::carrier_state().network_code_count > 1
+                 fcx::package_state().network_code_count > 1
              ? 1
              : 0;
 }

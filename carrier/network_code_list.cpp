@@ -4,6 +4,7 @@
 #include <cstring>
 #include <string_view>
 
+#include "carrier/package/state.h"
 #include "carrier/properties.h"
 #include "common/text.h"
 #include "fcx/mcc_lookup.h"
@@ -106,7 +107,7 @@ enum class Outcome { complete, damaged };
 template <typename Add>
 Outcome for_each_entry(char* ntcode, int most, Add add) {
   const bool has_regions = fcx::read_property(fcx::kTargetCountryProperty).view() != "KR";
-  std::atomic<int>& count = fcx::carrier_state().network_code_count;
+  std::atomic<int>& count = fcx::package_state().network_code_count;
   Fields fields(ntcode);
   const int entries = announced(text_of(fields.take()), most);
   count = entries;
@@ -149,7 +150,7 @@ void qve_get_mcc_list(char* ntcode, char* out) {
   }
   if (mccs.empty()) return;
   SBP_LOG("[QVE][SBP] ntcode_count: %d, mcc-list: [%s]\n",
-          fcx::carrier_state().network_code_count.load(), out);
+          fcx::package_state().network_code_count.load(), out);
 }
 
 void qve_parse_ntcode(char* ntcode, char* mccmnc, char* subset) {
@@ -170,5 +171,5 @@ void qve_parse_ntcode(char* ntcode, char* mccmnc, char* subset) {
   if (operators.empty()) return;
   subsets.drop_last_comma();
   SBP_LOG("[QVE][SBP] ntcode_count: %d, mccmnc-list: [%s], subset-list: [%s]\n",
-          fcx::carrier_state().network_code_count.load(), mccmnc, subset);
+          fcx::package_state().network_code_count.load(), mccmnc, subset);
 }

@@ -1,6 +1,7 @@
 // A network code that somebody rewrites: the entry points of the factory daemon.
 #include <cstring>
 
+#include "carrier/package/state.h"
 #include "carrier/properties.h"
 #include "common/text.h"
 #include "fcx/mcc_lookup.h"
@@ -27,8 +28,10 @@ fcx::PropertyText delegated(std::string_view ntcode) {
 void notice_change(const fcx::PropertyText& code) {
   const auto before = fcx::read_property(fcx::kDelegatedCodeProperty, kEmptyNetworkCode);
   if (before.empty() || code.empty() || before.view() == code.view()) return;
-  fcx::write_property(fcx::kCodeChangedProperty, "1");
-  fcx::write_property(fcx::kDelegatedCodeProperty, code);
+  // Not known as the last code before the change is noted: the next rewrite may note it then.
+  if (fcx::set_property(fcx::kCodeChangedProperty, "1")) {
+    fcx::publish(fcx::kDelegatedCodeProperty, code);
+  }
 }
 
 }  // namespace
@@ -46,8 +49,8 @@ void sbpWriteNTCode(const char* ntcode, char* mcc_list) {
   }
   qve_get_mcc_list(code.data(), mcc_list);
   // Twice, on purpose.
-  fcx::write_property(fcx::kMccListProperty, mcc_list);
-  fcx::write_property(fcx::kMccListProperty, mcc_list);
+  fcx::publish(fcx::kMccListProperty, mcc_list);
+  fcx::publish(fcx::kMccListProperty, mcc_list);
 }
 
 int sbpWriteBuyer(FILE* file, int size, const char* key) {
@@ -76,11 +79,11 @@ void sbpSetOtpe() {
 }
 
 void sbpSetDefaultMCCLists() {
-  fcx::write_property(fcx::kMccListProperty, "");
-  fcx::write_property(fcx::kMccMncListProperty, "");
+  fcx::publish(fcx::kMccListProperty, "");
+  fcx::publish(fcx::kMccMncListProperty, "");
 }
 
 void sbpSetDefaultNTcode() {
-  fcx::write_property(fcx::kCodeChangedProperty, "3");
-  fcx::write_property(fcx::kDelegatedCodeProperty, kEmptyNetworkCode);
+  fcx::publish(fcx::kCodeChangedProperty, "3");
+  fcx::publish(fcx::kDelegatedCodeProperty, kEmptyNetworkCode);
 }

@@ -3,8 +3,8 @@
 #include <algorithm>
 #include <iterator>
 
+#include "carrier/package/files.h"
 #include "carrier/package/paths.h"
-#include "carrier/package/xml.h"
 #include "carrier/properties.h"
 #include "fcx/customisation.h"
 
@@ -37,14 +37,14 @@ bool is_for_this_device(const xmlNode* element) {
 /// @return whether the file has a name for this device
 bool publish_name_of(const char* file) {
   if (fexists(file) == 0) return false;
-  const XmlDocument document(getXmlParseFile(file));
+  const XmlDocument document = read_package_xml(file).document;
   if (document == nullptr) return false;
   return any_child(xmlDocGetRootElement(document.get()), "petname", [](const xmlNode* element) {
     PropertyText name;
     if (!is_for_this_device(element) || !XmlAttribute(element, "name").fits(name) || name.empty()) {
       return false;
     }
-    write_property(kPetNameProperty, name);
+    publish(kPetNameProperty, name);
     return true;
   });
 }

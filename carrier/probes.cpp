@@ -5,8 +5,10 @@
 #include <cstring>
 #include <iterator>
 
+#include "carrier/package/files.h"
 #include "carrier/package/paths.h"
 #include "carrier/properties.h"
+#include "carrier/state.h"
 #include "common/lines.h"
 #include "fcx/customisation.h"
 #include "fcx/factory_items.h"
@@ -35,10 +37,10 @@ bool contains_ignoring_case(const fcx::PropertyText& text, const char* part) {
   return strcasestr(text.c_str(), part) != nullptr;
 }
 
-bool exists_below(const fcx::PropertyText& root, const char* file) {
+fcx::Presence find_below(const fcx::PropertyText& root, const char* file) {
   fcx::LongText path(root.view());
   path.append(file);
-  return fexists(path.c_str()) != 0;
+  return fcx::find_package_file(path.c_str());
 }
 
 int32_t mtk_wait_us(int factory_status) {
@@ -66,10 +68,9 @@ void settle_carrier(const char* carrier) {
   fcx::CarrierState& state = fcx::carrier_state();
   state.has_fast_profile = false;
   state.has_late_profile = false;
-  fcx::write_property(fcx::kSimProfileProperty, "none");
-  fcx::write_property(fcx::kSimOperatorProperty, carrier);
-  fcx::write_property(fcx::kSimCountryProperty,
-                      fcx::read_property(fcx::kTargetCountryProperty, "XXX"));
+  fcx::publish(fcx::kSimProfileProperty, "none");
+  fcx::publish(fcx::kSimOperatorProperty, carrier);
+  fcx::publish(fcx::kSimCountryProperty, fcx::read_property(fcx::kTargetCountryProperty, "XXX"));
 }
 
 }  // namespace
@@ -79,8 +80,8 @@ void qve_sbp_verion() {
   SBP_LOG("[QVE][SBP] SBP Ver: %s", version.c_str());
   const char first = version.c_str()[0];
   // One character only, on purpose: "10" counts as version 1.
-  if (first != '\0' && first <= '3' && fexists(kOldRoot) != 0) fcx::carrier_state().root = kOldRoot;
-  SBP_LOG("[QVE][SBP] TAMRA-ROOT: %s", fcx::carrier_state().root.load());
+  if (first != '\0' && first <= '3' && fexists(kOldRoot) != 0) fcx::package_state().root = kOldRoot;
+  SBP_LOG("[QVE][SBP] TAMRA-ROOT: %s", fcx::package_state().root.load());
 }
 
 void qve_sbp_set_timer() {
@@ -115,11 +116,13 @@ void qve_check_kelp() {
 void qve_check_nao_feature() {
   fcx::CarrierState& state = fcx::carrier_state();
   const auto region = fcx::read_property("ro.vendor.qve.naop");
-  const auto root = fcx::read_property(fcx::kPackageRootProperty, state.root);
+  const auto root = fcx::read_property(fcx::kPackageRootProperty, fcx::package_state().root);
   qve_check_kelp();
-  if (exists_below(root, fcx::kFeatureCodes)) state.has_feature_codes = true;
+  const fcx::Presence features = find_below(root, fcx::kFeatureCodes);
+  if (features == fcx::Presence::present) state.has_feature_codes = true;
+  state.is_feature_file_unknown = features == fcx::Presence::unknown;
   if (!state.is_kelp && region.c_str()[0] == '1') state.is_nao = true;
-  if (exists_below(root, fcx::kCarrierCodes)) {
+  if (find_below(root, fcx::kCarrierCodes) == fcx::Presence::present) {
     if (state.is_kelp) {
       state.has_fast_profile = true;
       state.has_late_profile = true;
@@ -136,9 +139,9 @@ void qve_save_profile_type() {
   const fcx::CarrierState& state = fcx::carrier_state();
   constexpr const char* kTypes[2][2] = {{"none", "late"}, {"fast", "both"}};
   const char* type = kTypes[state.has_fast_profile ? 1 : 0][state.has_late_profile ? 1 : 0];
-  fcx::write_property(fcx::kSimProfileProperty, type);
-  fcx::publish_property("ro.vendor.qve.sim.operator.use",
-                        state.has_fast_profile || state.has_late_profile ? "true" : "false");
+  fcx::publish(fcx::kSimProfileProperty, type);
+  fcx::publish_once("ro.vendor.qve.sim.operator.use",
+                    state.has_fast_profile || state.has_late_profile ? "true" : "false");
   SBP_LOG("[QVE][SBP] USE SIM PROFILE: %s", type);
 }
 
@@ -162,7 +165,7 @@ int qve_check_fboot_status() {
   state.revenue_share_version =
       fcx::decimal_number(fcx::read_property("ro.vendor.qve.revshare.version", "20150101").view());
   if (build_type.view() == "user") {
-    state.stops_log = true;
+    fcx::package_state().stops_log = true;
   } else {
     SBP_LOG("[QVE][SBP] BUILD: %s, DEBUG: %d", build_type.c_str(), 1);
     SBP_LOG("[QVE][SBP] Firstboot status: %s, First mcc: %s", first_boot.c_str(),

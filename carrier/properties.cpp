@@ -1,28 +1,28 @@
 #include "carrier/properties.h"
 
-#include <cutils/properties.h>
-
-static_assert(fcx::kLongestProperty == PROPERTY_VALUE_MAX - 1);
+#include "carrier/package/state.h"
 
 namespace fcx {
 
-PropertyText read_property(const char* name, const char* default_value) {
-  PropertyText value;
-  property_get(name, value.data(), default_value);
-  return value;
+bool set_property(const char* name, const char* value) {
+  if (write_property(name, value).ok()) return true;
+  SBP_LOG("[QVE][SBP] %s cannot be set\n", name);
+  return false;
 }
 
-void write_property(const char* name, const char* value) {
-  if (property_set(name, value) != 0) SBP_LOG("[QVE][SBP] %s cannot be set\n", name);
+bool set_property(const char* name, const PropertyText& value) {
+  return set_property(name, value.c_str());
 }
 
-void write_property(const char* name, const PropertyText& value) {
-  write_property(name, value.c_str());
+void publish(const char* name, const char* value) {
+  static_cast<void>(set_property(name, value));  // a refusal has been logged
 }
 
-void publish_property(const char* name, const char* value) {
+void publish(const char* name, const PropertyText& value) { publish(name, value.c_str()); }
+
+void publish_once(const char* name, const char* value) {
   const bool is_read_only = std::string_view(name).substr(0, 3) == "ro.";
-  if (!is_read_only || read_property(name).empty()) write_property(name, value);
+  if (!is_read_only || read_property(name).empty()) publish(name, value);
 }
 
 PropertyText decrypt_status() { return read_property("vold.decrypt"); }

@@ -3,7 +3,7 @@
 
 #include <string_view>
 
-#include "carrier/state.h"
+#include "common/properties.h"
 
 namespace fcx {
 
@@ -26,15 +26,16 @@ inline constexpr char kTargetOperatorProperty[] = "ro.vendor.qve.build.target_op
 inline constexpr char kTargetCountryProperty[] = "ro.vendor.qve.build.target_country";
 inline constexpr char kPackageRootProperty[] = "ro.vendor.qve.capp_tamra.rootdir";
 
-/// A property's value, or the default for one that is empty or not set.
-PropertyText read_property(const char* name, const char* default_value = "");
+/// Sets a property. @return false, and a line in the log, when it is refused
+[[nodiscard]] bool set_property(const char* name, const char* value);
+[[nodiscard]] bool set_property(const char* name, const PropertyText& value);
 
-/// Sets a property, or logs that it cannot be set.
-void write_property(const char* name, const char* value);
-void write_property(const char* name, const PropertyText& value);
+/// The same for what the next start sets again, or nobody waits for: a refusal is only logged.
+void publish(const char* name, const char* value);
+void publish(const char* name, const PropertyText& value);
 
 /// The same, but leaves a "ro." property alone that has a value: it takes one only once.
-void publish_property(const char* name, const char* value);
+void publish_once(const char* name, const char* value);
 
 /// What the encryption service has the framework do; empty without encryption.
 PropertyText decrypt_status();

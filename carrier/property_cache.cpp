@@ -1,29 +1,16 @@
-#include <fcntl.h>
-#include <sys/stat.h>
-
-#include <cerrno>
-#include <cstring>
-#include <mutex>
-
-#include "carrier/package/paths.h"
-#include "carrier/properties.h"
 #include "carrier/property_cache.h"
-#include "common/files.h"
-#include "common/immortal.h"
+
+#include <fcntl.h>
+
+#include <cstring>
+
+#include "carrier/package/state.h"
 #include "fcx/single_binary.h"
-#include "fcx/sync.h"
 
 namespace {
 
 constexpr char kDirectory[] = "/mnt/vendor/persist-qv/property";
-constexpr char kTemporaryBeginning[] = ".temp.";
-constexpr char kTemporary[] = "/mnt/vendor/persist-qv/property/.temp.XXXXXX";
-
-/// Held while there are temporary files of this process.
-struct Turn {
-  Mutex mutex;
-};
-Mutex& turn() { return fcx::immortal<Turn>().mutex; }
+constexpr mode_t kCacheFileMode = 0600;
 
 /// Whether a name is one file's in the directory, and no other place's.
 bool is_cacheable(const char* name) {
@@ -37,24 +24,18 @@ fcx::LongText cache_file(const char* name) {
   return path;
 }
 
-bool is_regular(const fcx::UniqueFd& fd, const char* path) {
-  struct stat found {};
-  if (fstat(fd.get(), &found) == 0) return S_ISREG(found.st_mode);
-  SBP_LOG("[QVE][SBP] fstat on cache file \"%s\" failed errno: %d\n", path, errno);
-  return false;
-}
-
 /// Replaces one file, whose directory is still to be flushed. @return whether it was
 bool replace_cache_file(const char* name, std::string_view value) {
   const fcx::LongText path = cache_file(name);
-  const std::lock_guard lock(turn());
-  fcx::FileReplacement file(path.c_str(), kTemporary);
-  if (file.write(value.substr(0, fcx::kLongestProperty)) != 0) {
+  fcx::FileReplacement file(path.c_str(), fcx::FileReplacement::Unwritable::is_replaced,
+                            kCacheFileMode);
+  const fcx::Result written = file.write(value.substr(0, fcx::kLongestProperty));
+  if (!written.ok()) {
     SBP_LOG("[QVE][SBP] Unable to write cache property to temp file %s errno: %d\n",
-            file.temporary_path(), errno);
+            file.temporary_path(), written.error());
     return false;
   }
-  if (file.put_in_place() == 0) return true;
+  if (file.put_in_place().ok()) return true;
   SBP_LOG("[QVE][SBP] Unable to rename cache property file %s to %s\n", file.temporary_path(),
           path.c_str());
   return false;
@@ -63,20 +44,30 @@ bool replace_cache_file(const char* name, std::string_view value) {
 }  // namespace
 
 int qve_read_property_persist_cache(const char* name, char* value) {
-  if (!is_cacheable(name) || value == nullptr) return 1;
-  const fcx::LongText path = cache_file(name);
-  // Without blocking: what has that name may be no file.
-  const fcx::UniqueFd fd = fcx::open_device_file(path.c_str(), O_RDONLY | O_NONBLOCK);
-  if (!fd.is_open() || !is_regular(fd, path.c_str())) return 1;
   fcx::PropertyText found;
-  if (fcx::read_device_file(fd, path.c_str(), found.data(), fcx::kLongestProperty) < 0) return 1;
+  if (value == nullptr || !fcx::read_cached_property(name, found).has_content()) return 1;
   memcpy(value, found.c_str(), found.view().size() + 1);
   return 0;
 }
 
 void qve_write_property_persist_cache(const char* name, const char* value) {
   if (!is_cacheable(name) || value == nullptr) return;
-  fcx::cache_properties({{name, value}});
+  static_cast<void>(fcx::cache_properties({{name, value}}));  // a failure has been logged
+}
+
+fcx::ReadResult fcx::read_cached_property(const char* name, PropertyText& value) {
+  if (!is_cacheable(name)) return ReadResult::failed(ENOENT);
+  const LongText path = cache_file(name);
+  DeviceFile file(path.c_str(), O_RDONLY);
+  if (!file.is_open()) return ReadResult::failed(file.error());
+  struct stat found {};
+  if (const Result status = file.status(found); !status.ok()) {
+    SBP_LOG("[QVE][SBP] fstat on cache file \"%s\" failed errno: %d\n", path.c_str(),
+            status.error());
+    return ReadResult::failed(EIO);
+  }
+  if (!S_ISREG(found.st_mode)) return ReadResult::failed(EISDIR);
+  return file.read(value.data(), kLongestProperty);
 }
 
 bool fcx::cache_properties(std::initializer_list<CachedProperty> properties) {
@@ -84,10 +75,11 @@ bool fcx::cache_properties(std::initializer_list<CachedProperty> properties) {
   for (const CachedProperty& each : properties) {
     is_cached = replace_cache_file(each.name, each.value) && is_cached;
   }
-  return flush_directory_of(kTemporary) == 0 && is_cached;
+  const Result flushed = flush_directory_of(cache_file("any").c_str());
+  if (!flushed.ok()) {
+    SBP_LOG("[QVE][SBP] %s cannot be flushed: %s\n", kDirectory, flushed.reason());
+  }
+  return flushed.ok() && is_cached;
 }
 
-void fcx::remove_cut_cache_files() {
-  const std::lock_guard lock(turn());
-  remove_device_files(kDirectory, kTemporaryBeginning);
-}
+void fcx::clear_property_cache() { clear_temporaries(kDirectory); }

@@ -3,7 +3,13 @@
 
 #include <initializer_list>
 
+#include "common/files.h"
+#include "common/properties.h"
+
 namespace fcx {
+
+/// What the cache holds for a property, cut at 91 characters. A name that is no file's is absent.
+ReadResult read_cached_property(const char* name, PropertyText& value);
 
 struct CachedProperty {
   const char* name;
@@ -12,10 +18,9 @@ struct CachedProperty {
 
 /// Writes properties as qve_write_property_persist_cache() does, and flushes their directory once.
 /// @return whether all of them are on disk
-bool cache_properties(std::initializer_list<CachedProperty> properties);
+[[nodiscard]] bool cache_properties(std::initializer_list<CachedProperty> properties);
 
-/// Removes what starts have left of temporary files that lost their power while they wrote one:
-/// nobody else would, since each has a name of its own.
-void remove_cut_cache_files();
+/// Removes what interrupted writes have left.
+void clear_property_cache();
 
 }  // namespace fcx

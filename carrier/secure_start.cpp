@@ -3,6 +3,7 @@
 #include <mutex>
 
 #include "carrier/properties.h"
+#include "carrier/property_cache.h"
 #include "carrier/set_up.h"
 #include "carrier/sim.h"
 #include "carrier/sim_profile.h"
@@ -15,12 +16,12 @@ namespace {
 /// Sets the carrier that the property cache holds, if it holds one.
 void restore_from_cache() {
   fcx::PropertyText carrier;
-  if (qve_read_property_persist_cache(fcx::kSimOperatorProperty, carrier.data()) != 0) return;
-  fcx::write_property(fcx::kSimOperatorProperty, carrier);
+  if (!fcx::read_cached_property(fcx::kSimOperatorProperty, carrier).has_content()) return;
+  fcx::publish(fcx::kSimOperatorProperty, carrier);
   for (const char* name : {fcx::kSimSubOperatorProperty, fcx::kSimCountryProperty}) {
     fcx::PropertyText value;
-    qve_read_property_persist_cache(name, value.data());
-    fcx::write_property(name, value);
+    // What cannot be read stays what it is; what is not there is nothing.
+    if (!fcx::read_cached_property(name, value).has_failed()) fcx::publish(name, value);
   }
 }
 
@@ -29,7 +30,8 @@ void apply_profile(const fcx::CarrierState& state) {
   qve_check_nao_feature();
   if (!state.has_fast_profile || fcx::read_sim_profile_permission() != 0) return;
   fcx::SimProfile profile;
-  fcx::qve_parse_sim_auto_profile(state.restored_iccid.c_str(), profile);
+  // One that could not be read or kept is tried again by set-up, after the encrypted start.
+  static_cast<void>(fcx::qve_parse_sim_auto_profile(state.restored_iccid.c_str(), profile));
 }
 
 }  // namespace

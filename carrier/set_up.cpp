@@ -20,19 +20,19 @@ using fcx::CarrierState;
 using fcx::FirstBoot;
 using fcx::LongText;
 using fcx::PropertyText;
+using fcx::publish;
 using fcx::read_property;
 using fcx::SimAnswer;
 using fcx::SimRead;
-using fcx::write_property;
 
 constexpr char kLog[] = "[QVE][SBP]";
 constexpr char kUnknownMcc[] = "FFF";
 constexpr char kUnknownMccMnc[] = "FFFFF";
 
-/// "1" from when a first start has published what it knows without the SIM until set-up ends. A
-/// start that finds it was interrupted before, and is a first one again: otherwise the SIM could
-/// never settle the MCC of a device that lost its power in between.
-constexpr char kUnfinishedProperty[] = "persist.vendor.qve.sbp.unfinished";
+/// "1" from when a first start is published as done although the SIM may still settle its MCC,
+/// until set-up ends. It lets the SIM do so in a later pass, or after a power cut, and nothing
+/// else.
+constexpr char kLeftWaitingProperty[] = "persist.vendor.qve.sbp.unfinished";
 
 constexpr char kCountryProperty[] = "vendor.qve.sim_country";
 constexpr char kCountryChangedProperty[] = "vendor.qve.sim_country_changed";
@@ -52,36 +52,35 @@ bool contains(const LongText& list, std::string_view part) {
 
 bool is_set(const char* property) { return read_property(property).view() == "1"; }
 
-void mark_unfinished() {
-  if (!is_set(kUnfinishedProperty)) write_property(kUnfinishedProperty, "1");
+void mark_left_waiting(CarrierState& state) {
+  if (!is_set(kLeftWaitingProperty)) publish(kLeftWaitingProperty, "1");
+  state.is_left_waiting = true;
 }
 
-void check_laot_mode_enabled(const CarrierState& state) {
+void check_laot_mode_enabled(CarrierState& state) {
   if (!state.is_test_mode) return;
   SBP_LOG("[QVE][SBP] LAOT MODE ENABLED! \n");
-  write_property(fcx::kFirstBootProperty, "0");
-  write_property(fcx::kIccidProperty, state.default_iccid);
-  write_property(fcx::kSimChangedProperty, "F");
+  state.decision.first_boot.set("0");
+  publish(fcx::kIccidProperty, state.default_iccid);
+  publish(fcx::kSimChangedProperty, "F");
 }
 
 void qve_set_sap_default_property(const CarrierState& state) {
   SBP_LOG("[QVE][SBP] qve_set_sap_default_property");
-  write_property(fcx::kSimOperatorProperty, state.default_operator);
-  write_property(fcx::kIccidProperty, state.default_iccid);
-  write_property(fcx::kLastIccidProperty, state.default_iccid);
+  publish(fcx::kSimOperatorProperty, state.default_operator);
+  publish(fcx::kIccidProperty, state.default_iccid);
+  publish(fcx::kLastIccidProperty, state.default_iccid);
   if (!state.has_late_profile) return;
-  write_property(fcx::kSimCountryProperty, state.default_country);
+  publish(fcx::kSimCountryProperty, state.default_country);
   if (qve_get_dualsim_appendix() == 0) return;
-  write_property("persist.vendor.qve.sim2.operator", state.default_operator);
-  write_property("persist.vendor.qve.sim2.country", state.default_country);
+  publish("persist.vendor.qve.sim2.operator", state.default_operator);
+  publish("persist.vendor.qve.sim2.country", state.default_country);
 }
 
 /// Step 1: what earlier starts left, and what the device is.
 void prepare(CarrierState& state) {
   state.first_boot = static_cast<FirstBoot>(qve_check_fboot_status());
-  if (state.first_boot == FirstBoot::settled && is_set(kUnfinishedProperty)) {
-    state.first_boot = FirstBoot::open;
-  }
+  state.is_left_waiting = state.is_left_waiting || is_set(kLeftWaitingProperty);
   state.sim_profile_permission = fcx::read_sim_profile_permission();
   qve_sbp_verion();
   qve_check_nao_feature();
@@ -91,13 +90,13 @@ void prepare(CarrierState& state) {
 }
 
 /// Step 2: a device that has never completed a start gets the defaults.
-void set_defaults(const CarrierState& state) {
+void set_defaults(CarrierState& state) {
   if (state.first_boot != FirstBoot::open) return;
   SBP_LOG("[QVE][SBP] SETUP default setting");
-  write_property(fcx::kFirstMccProperty, kUnknownMcc);
-  write_property(fcx::kFirstBootProperty, "0");
-  write_property(fcx::kMccListProperty, kUnknownMcc);
-  write_property(fcx::kSimChangedProperty, "F");
+  state.decision.first_mcc.set(kUnknownMcc);
+  state.decision.first_boot.set("0");
+  state.decision.mcc_list.set(kUnknownMcc);
+  publish(fcx::kSimChangedProperty, "F");
   if (state.has_fast_profile || state.has_late_profile) qve_set_sap_default_property(state);
 }
 
@@ -125,24 +124,24 @@ void notice_network_code_change(CarrierState& state) {
   SBP_LOG("[QVE][SBP] NTCODE changed status");
   state.first_boot = FirstBoot::open;
   state.is_network_code_changed = true;
-  write_property(fcx::kFirstBootProperty, "0");
-  write_property(fcx::kFirstMccProperty, kUnknownMcc);
-  write_property(fcx::kFirstMccMncProperty, kUnknownMccMnc);
+  state.decision.first_boot.set("0");
+  state.decision.first_mcc.set(kUnknownMcc);
+  state.decision.first_mccmnc.set(kUnknownMccMnc);
 }
 
 /// The user interface has confirmed an operator: it stands.
 void qve_update_cust_items(CarrierState& state, const PropertyText& mccmnc) {
   SBP_LOG("[QVE][SBP] CUST confirmed UI mccmnc: %s", mccmnc.c_str());
-  write_property(fcx::kFirstBootProperty, "1");
-  write_property(fcx::kFirstMccMncProperty, mccmnc);
-  write_property(fcx::kFirstMccProperty, PropertyText(mccmnc.view().substr(0, 3)));
+  state.decision.first_boot.set("1");
+  state.decision.first_mccmnc.set(mccmnc);
+  state.decision.first_mcc.set(PropertyText(mccmnc.view().substr(0, 3)));
   state.first_boot = FirstBoot::by_user_interface;
 }
 
 /// Step 3: which MCCs the device may belong to.
 void settle_mcc_list(CarrierState& state, Lists& lists) {
   decide_mcc_list(state, lists.mcc);
-  write_property(fcx::kMccListProperty, lists.mcc.c_str());
+  state.decision.mcc_list.set(lists.mcc.c_str());
   lists.mccmnc = LongText(read_property(fcx::kMccMncListProperty).view());
   lists.subset = LongText(read_property(fcx::kSubsetListProperty).view());
   qve_check_2nd_ntcode(lists.mccmnc.c_str(), lists.subset.c_str());
@@ -160,9 +159,9 @@ void settle_mcc_list(CarrierState& state, Lists& lists) {
 void complete_by_network_code(CarrierState& state, const Lists& lists) {
   SBP_LOG("[QVE][SBP] Only one MCC-list");
   if (state.first_boot == FirstBoot::by_user_interface) return;
-  write_property(fcx::kFirstMccProperty, lists.mcc.c_str());
-  write_property(fcx::kFirstMccMncProperty, lists.mccmnc.c_str());
-  write_property(fcx::kFirstBootProperty, "1");
+  state.decision.first_mcc.set(lists.mcc.c_str());
+  state.decision.first_mccmnc.set(lists.mccmnc.c_str());
+  state.decision.complete_first_boot();
   state.first_boot = FirstBoot::by_network_code;
 }
 
@@ -171,11 +170,11 @@ void leave_to_the_sim(CarrierState& state, const Lists& lists) {
   SBP_LOG("[QVE][SBP] 2 More MCC-lists");
   const PropertyText sim_operator = read_property(fcx::kSimOperatorProperty);
   if (state.first_boot == FirstBoot::by_user_interface) return;
-  write_property(fcx::kFirstMccProperty, kUnknownMcc);
-  write_property(fcx::kFirstMccMncProperty, kUnknownMccMnc);
+  state.decision.first_mcc.set(kUnknownMcc);
+  state.decision.first_mccmnc.set(kUnknownMccMnc);
   if (!contains(lists.mccmnc, kUnknownMccMnc) && sim_operator.empty()) return;
-  mark_unfinished();
-  write_property(fcx::kFirstBootProperty, "1");
+  mark_left_waiting(state);
+  state.decision.complete_first_boot();
   state.first_boot = FirstBoot::by_network_code;
 }
 
@@ -186,7 +185,7 @@ void decide_by_network_code(CarrierState& state, const Lists& lists) {
   SBP_LOG("[QVE][SBP] MCC-list: %s, length: %zu", lists.mcc.c_str(), length);
   if (length < 3) {
     SBP_LOG("[QVE][SBP] DO Not have NT-CODE list!!");
-    write_property(fcx::kMccListProperty, "");
+    state.decision.mcc_list.set("");
   } else if (!contains(lists.mccmnc, kUnknownMccMnc) && !contains(lists.mcc, ",")) {
     complete_by_network_code(state, lists);
   } else {
@@ -204,7 +203,10 @@ void read_saved_iccid(CarrierState& state) {
 
 /// Step 6: steps 1 to 5 are done until the first read of the SIM that fails.
 void prepare_for_the_sim(CarrierState& state) {
-  if (state.sim_read != SimRead::none_failed) return;
+  if (state.sim_read != SimRead::none_failed) {
+    state.decision.publish();
+    return;
+  }
   Lists lists;
   prepare(state);
   set_defaults(state);
@@ -213,34 +215,52 @@ void prepare_for_the_sim(CarrierState& state) {
   read_saved_iccid(state);
 }
 
-/// Nothing answered. @return whether set-up is complete without the SIM
-bool go_on_without_answer(CarrierState& state) {
-  if (state.sim_read == SimRead::none_failed) {
-    SBP_LOG("[QVE][SBP] Set to default about SIM property");
-    write_property(fcx::kSimChangedProperty, "2");
-    state.sim_read = SimRead::no_response;
-  }
-  if (state.first_boot != FirstBoot::by_network_code) return false;
-  SBP_LOG("[QVE][SBP] 1st Boot is completed with NT Code MCC");
-  return true;
-}
-
 /// Publishes the country that an earlier SIM has settled. @return the country; empty when none has
 PropertyText publish_fixed_country() {
   const PropertyText fixed = read_property(kCountryFixedProperty, kCountryNotFixed);
   if (fixed.view() == kCountryNotFixed) return {};
-  write_property(kCountryProperty, fixed);
-  write_property(kCountryChangedProperty, "1");
+  publish(kCountryProperty, fixed);
+  publish(kCountryChangedProperty, "1");
   return fixed;
 }
 
-void go_on_without_sim(CarrierState& state) {
-  write_property(fcx::kSimChangedProperty, "2");
-  state.sim_read = SimRead::no_sim;
-  if (!fcx::is_sim_base()) return;
-  const PropertyText country = publish_fixed_country();
-  if (country.empty()) return;
-  SBP_LOG("[QVE][SBP][SIMBASE] NO SIM sim country already fixed as [%s]", country.c_str());
+/// What a read of the SIM leads to.
+enum class Next { accept, complete, poll_again };
+
+/// Step 7: reads the SIM.
+Next read_the_sim(CarrierState& state, fcx::IccidText& iccid) {
+  const fcx::SimReading sim = fcx::read_sim(kLog);
+  switch (sim.answer) {
+    case SimAnswer::iccid:
+      iccid = sim.iccid;
+      return Next::accept;
+    case SimAnswer::none:
+      if (state.sim_read == SimRead::none_failed) {
+        SBP_LOG("[QVE][SBP] Set to default about SIM property");
+        publish(fcx::kSimChangedProperty, "2");
+        state.sim_read = SimRead::no_response;
+      }
+      if (state.first_boot != FirstBoot::by_network_code) return Next::poll_again;
+      SBP_LOG("[QVE][SBP] 1st Boot is completed with NT Code MCC");
+      return Next::complete;
+    case SimAnswer::no_sim:
+      publish(fcx::kSimChangedProperty, "2");
+      state.sim_read = SimRead::no_sim;
+      if (fcx::is_sim_base()) {
+        const PropertyText country = publish_fixed_country();
+        if (!country.empty()) {
+          SBP_LOG("[QVE][SBP][SIMBASE] NO SIM sim country already fixed as [%s]", country.c_str());
+        }
+      }
+      return Next::poll_again;
+    case SimAnswer::read_error:
+      state.sim_read = SimRead::read_error;
+      return Next::poll_again;
+    case SimAnswer::too_short:
+    case SimAnswer::not_ready:
+      return Next::poll_again;
+  }
+  return Next::poll_again;
 }
 
 /// Step 8: the ICCID is this device's SIM.
@@ -255,8 +275,8 @@ fcx::IccidText accept(CarrierState& state, const fcx::IccidText& read) {
   if (is_changed) SBP_LOG("[QVE][SBP] SIM CHANGED!");
   // Before the ICCID: a start that is interrupted in between is followed by one that tells it
   // again.
-  write_property(fcx::kSimChangedProperty, is_changed || state.is_test_mode ? "1" : "0");
-  write_property(fcx::kIccidProperty, iccid.c_str());
+  publish(fcx::kSimChangedProperty, is_changed || state.is_test_mode ? "1" : "0");
+  publish(fcx::kIccidProperty, iccid.c_str());
   return iccid;
 }
 
@@ -267,9 +287,7 @@ void profile_sim(const CarrierState& state, const fcx::IccidText& iccid) {
   if (last.view() == iccid.view()) return;
   // Noted last: a start that is interrupted before, or cannot keep the profile, is followed by one
   // that does it all again.
-  if (fcx::apply_sim_profile(iccid.c_str())) {
-    write_property(fcx::kLastIccidProperty, iccid.c_str());
-  }
+  if (fcx::apply_sim_profile(iccid.c_str())) publish(fcx::kLastIccidProperty, iccid.c_str());
 }
 
 void publish_sim_country(const char* mcc, const char* iccid) {
@@ -282,59 +300,32 @@ void publish_sim_country(const char* mcc, const char* iccid) {
   } else {
     PropertyText country(searchCountryByMcc(mcc));
     if (country.view() == "XX") country = read_property(fcx::kTargetCountryProperty, "XXX");
-    write_property(kCountryProperty, country);
-    write_property(kCountryFixedProperty, country);
-    write_property(kCountryChangedProperty, "1");
+    publish(kCountryProperty, country);
+    publish(kCountryFixedProperty, country);
+    publish(kCountryChangedProperty, "1");
     SBP_LOG("[QVE][SBP][SIMBASE] first SIM booting.");
   }
   fcx::qve_define_googleID_base_sim(iccid);
 }
 
-/// The SIM's MCC settles a first start when the network code has it.
+/// Step 9, its end: the SIM's MCC settles a first start when the network code has it.
 void settle_by_sim(CarrierState& state, std::string_view mcc) {
-  if (state.first_boot == FirstBoot::settled && !state.is_network_code_changed) return;
-  const PropertyText list = read_property(fcx::kMccListProperty);
+  const bool is_settled = state.first_boot == FirstBoot::settled;
+  if (is_settled && !state.is_network_code_changed && !state.is_left_waiting) return;
+  const PropertyText list = state.decision.mcc_list.value();
   if (mcc.empty() || list.view().find(mcc) == std::string_view::npos ||
       state.first_boot == FirstBoot::by_user_interface) {
     return;
   }
-  write_property(fcx::kFirstMccProperty, PropertyText(mcc));
+  state.decision.first_mcc.set(PropertyText(mcc));
   state.first_boot = FirstBoot::settled;
 }
 
-/// Step 10.
-void complete_first_boot() { write_property(fcx::kFirstBootProperty, "1"); }
-
-/// Steps 8 to 10.
-void set_up_with(CarrierState& state, const fcx::IccidText& read) {
-  const fcx::IccidText iccid = accept(state, read);
-  profile_sim(state, iccid);
-  fcx::parse_iccid(state, iccid.c_str());
-  if (state.first_boot == FirstBoot::settled) complete_first_boot();
-}
-
-/// Step 7: reads the SIM. @return as qve_single_binary_init()
-int read_sim_and_go_on(CarrierState& state) {
-  const fcx::SimReading sim = fcx::read_sim(kLog);
-  switch (sim.answer) {
-    case SimAnswer::iccid:
-      set_up_with(state, sim.iccid);
-      return 0;
-    case SimAnswer::none:
-      if (!go_on_without_answer(state)) return 1;
-      complete_first_boot();
-      return 0;
-    case SimAnswer::no_sim:
-      go_on_without_sim(state);
-      return 1;
-    case SimAnswer::read_error:
-      state.sim_read = SimRead::read_error;
-      return 1;
-    case SimAnswer::too_short:
-    case SimAnswer::not_ready:
-      return 1;
-  }
-  return 1;
+/// Step 10: what was decided completes the first start.
+void complete(CarrierState& state, Next next) {
+  const bool completes = state.first_boot == FirstBoot::settled || next == Next::complete;
+  if (completes) state.decision.complete_first_boot();
+  state.is_decided = true;
 }
 
 }  // namespace
@@ -344,10 +335,19 @@ int qve_single_binary_init() {
   const std::lock_guard lock(state.pass);
   if (state.default_iccid.empty()) fcx::read_defaults();
   SBP_LOG("[QVE][SBP] qve_single_binary_init");
-  prepare_for_the_sim(state);
-  const int result = read_sim_and_go_on(state);
-  if (result == 0) fcx::close_first_boot();
-  return result;
+  if (!state.is_decided) {
+    prepare_for_the_sim(state);
+    fcx::IccidText read;
+    const Next next = read_the_sim(state, read);
+    if (next == Next::poll_again) return 1;
+    if (next == Next::accept) {
+      const fcx::IccidText iccid = accept(state, read);
+      profile_sim(state, iccid);
+      fcx::parse_iccid(state, iccid.c_str());
+    }
+    complete(state, next);
+  }
+  return fcx::close_first_boot() ? 0 : 1;
 }
 
 void qve_parse_iccid(const char* iccid) {
@@ -357,6 +357,7 @@ void qve_parse_iccid(const char* iccid) {
   fcx::parse_iccid(state, iccid);
 }
 
+/// Step 9: the MCC, and where the SIM decides it the country, of the SIM's calling code.
 void fcx::parse_iccid(CarrierState& state, const char* iccid) {
   constexpr size_t kIndustryPrefix = 2;
   const std::string_view digits = iccid;
@@ -365,7 +366,7 @@ void fcx::parse_iccid(CarrierState& state, const char* iccid) {
   publish_sim_country(mcc, iccid);
   if (mcc == nullptr) return;
   SBP_LOG("[QVE][SBP] MCC from Calling Code : %s", mcc);
-  write_property("persist.vendor.qve.iccid-mcc", mcc);
+  publish("persist.vendor.qve.iccid-mcc", mcc);
   settle_by_sim(state, mcc);
 }
 
@@ -377,6 +378,11 @@ void fcx::read_defaults() {
                                         read_property(kTargetCountryProperty).c_str());
 }
 
-void fcx::close_first_boot() {
-  if (is_set(kUnfinishedProperty)) write_property(kUnfinishedProperty, "0");
+bool fcx::close_first_boot() {
+  CarrierState& state = carrier_state();
+  if (!state.decision.publish()) return false;
+  if (is_set(kLeftWaitingProperty)) publish(kLeftWaitingProperty, "0");
+  state.is_left_waiting = false;
+  state.is_decided = false;
+  return true;
 }

@@ -11,7 +11,8 @@ void read_defaults();
 /// qve_parse_iccid().
 void parse_iccid(CarrierState& state, const char* iccid);
 
-/// The time for the SIM is over, or set-up is complete: what is decided stands.
-void close_first_boot();
+/// Set-up has come to its end: what is decided stands, and no SIM settles it any more. @return
+/// false when that could not be published, and nothing was closed
+bool close_first_boot();
 
 }  // namespace fcx

@@ -3,12 +3,12 @@
 #include <optional>
 
 #include "carrier/client_ids.h"
+#include "carrier/package/files.h"
 #include "carrier/package/paths.h"
-#include "carrier/package/xml.h"
 #include "carrier/properties.h"
 #include "carrier/property_cache.h"
+#include "carrier/stored_carrier_codes.h"
 #include "carrier/stored_properties.h"
-#include "common/files.h"
 #include "fcx/customisation.h"
 #include "fcx/mcc_lookup.h"
 #include "fcx/single_binary.h"
@@ -18,60 +18,42 @@ namespace {
 using fcx::PropertyText;
 using fcx::XmlAttribute;
 using fcx::XmlDocument;
+using fcx::XmlReading;
 
 constexpr size_t kDateLength = 10;
-
-/// Where the stored file waits while a copy of the package's passes through its name.
-constexpr char kStoredAside[] = "/mnt/vendor/persist-qv/kelp/carrier_code.xml.stored";
 
 const xmlNode* profiles_of(const XmlDocument& document) {
   const xmlNode* root = document == nullptr ? nullptr : xmlDocGetRootElement(document.get());
   return root != nullptr && fcx::is_element(root, "profiles") ? root : nullptr;
 }
 
-/// Whether the package's file is copied over the stored one to be read.
-bool passes_through_stored_name(const char* package_file) {
-  return e_is_overlayfs && is_system_path(package_file) != 0;
+/// The stored file, wherever it is now. That there is none is no reason for a line in the log.
+XmlReading read_stored(const char* file) {
+  if (fcx::presence_of(file) == fcx::Presence::absent) return {fcx::XmlFound::absent, nullptr};
+  return fcx::read_device_xml(file);
 }
 
-/// Keeps the stored file out of the way of the copy, by a file aside that is there as long as the
-/// copy may be: the stored file itself, or an empty one when nothing was stored. A start that finds
-/// one was interrupted before, and what has the stored file's name is a left-over copy.
-class StoredCarrierCodes {
- public:
-  explicit StoredCarrierCodes(const char* package_file) {
-    if (!passes_through_stored_name(package_file)) return;
-    file_ = kStoredAside;
-    if (fcx::device_file_exists(kStoredAside)) {
-      fcx::remove_device_file(fcx::kStoredCarrierCodes);
-    } else if (fcx::device_file_exists(fcx::kStoredCarrierCodes)) {
-      fcx::rename_device_file(fcx::kStoredCarrierCodes, kStoredAside);
-    } else {
-      fcx::replace_device_file(kStoredAside, "");
-    }
-  }
-  ~StoredCarrierCodes() {
-    if (file_ != kStoredAside) return;
-    if (is_empty()) {
-      fcx::remove_device_file(kStoredAside);
-    } else {
-      fcx::rename_device_file(kStoredAside, fcx::kStoredCarrierCodes);
-    }
-  }
-  StoredCarrierCodes(const StoredCarrierCodes&) = delete;
-  StoredCarrierCodes& operator=(const StoredCarrierCodes&) = delete;
-
-  XmlDocument parse() const { return is_empty() ? nullptr : fcx::parse_device_xml(file_); }
-
- private:
-  /// Or not there.
-  bool is_empty() const {
-    char first;
-    return fcx::DeviceFileReader(file_).read(&first, 1) < 1;
-  }
-
-  const char* file_ = fcx::kStoredCarrierCodes;
+struct BothFiles {
+  XmlReading stored;
+  XmlReading package;
 };
+
+/// Reads the package's file through the stored one's name. Nothing when that could not be prepared,
+/// or not be ended: the next start ends it.
+std::optional<BothFiles> read_through_stored_name(const char* package_file) {
+  if (const fcx::Result aside = fcx::set_stored_codes_aside(); !aside.ok()) {
+    SBP_LOG("[QVE][SBP] %s cannot be set aside: %s\n", fcx::kStoredCarrierCodes, aside.reason());
+    return std::nullopt;
+  }
+  BothFiles both{read_stored(fcx::kStoredAside), fcx::read_package_xml(package_file)};
+  // A copy that is no XML stays, on purpose: it can be looked at.
+  const fcx::Result back = both.package.found == fcx::XmlFound::no_xml
+                               ? fcx::put_stored_codes_back_or_keep_copy()
+                               : fcx::put_stored_codes_back();
+  if (back.ok()) return both;
+  SBP_LOG("[QVE][SBP] %s cannot be put back: %s\n", fcx::kStoredCarrierCodes, back.reason());
+  return std::nullopt;
+}
 
 bool is_newer(const xmlNode* stored, const xmlNode* package) {
   if (package == nullptr) return true;
@@ -116,18 +98,20 @@ std::optional<fcx::SimProfile> read_profile(const xmlNode* element, const char* 
   return profile;
 }
 
-/// Sets a carrier's properties, and keeps them here and in the cache. @return whether they are kept
+/// Sets a carrier's properties, and keeps them here and in the cache. @return whether all of it
+/// worked
 bool set_and_keep(const fcx::SimProfile& profile, fcx::StoredProperties& kept) {
   const std::initializer_list<fcx::CachedProperty> properties = {
       {fcx::kSimOperatorProperty, profile.carrier.c_str()},
       {fcx::kSimCountryProperty, profile.country.c_str()},
       {fcx::kSimSubOperatorProperty, profile.sub_carrier.c_str()},
   };
+  bool is_set = true;
   for (const auto& [name, value] : properties) {
-    fcx::write_property(name, value);
+    is_set = fcx::set_property(name, value) && is_set;
     kept.add(name, ' ', value);
   }
-  return fcx::cache_properties(properties);
+  return fcx::cache_properties(properties) && is_set;
 }
 
 /// Whether an element of feature_code.xml is for that carrier. One without a sub-carrier is for
@@ -142,9 +126,16 @@ bool is_for(const xmlNode* element, const fcx::SimProfile& profile) {
 
 _xmlDoc* get_latest_carrier_code_file(const char* package_file) {
   if (package_file == nullptr) return nullptr;
-  const StoredCarrierCodes stored_file(package_file);
-  XmlDocument stored = stored_file.parse();
-  XmlDocument package(getXmlParseFile(package_file));
+  std::optional<BothFiles> both;
+  if (fcx::passes_as_copy(package_file)) {
+    both = read_through_stored_name(package_file);
+  } else {
+    both = BothFiles{read_stored(fcx::kStoredCarrierCodes), fcx::read_package_xml(package_file)};
+  }
+  // Which is the newer one nobody knows unless both could be read: the next start may.
+  if (!both.has_value() || both->stored.has_failed() || both->package.has_failed()) return nullptr;
+  XmlDocument& stored = both->stored.document;
+  XmlDocument& package = both->package.document;
   const bool takes_stored =
       profiles_of(stored) != nullptr && is_newer(profiles_of(stored), profiles_of(package));
   XmlDocument latest = std::move(takes_stored ? stored : package);
@@ -152,7 +143,7 @@ _xmlDoc* get_latest_carrier_code_file(const char* package_file) {
   if (profiles == nullptr) return nullptr;
   PropertyText date;
   if (XmlAttribute(profiles, "date").fits(date)) {
-    fcx::write_property("persist.vendor.qve.carriercode.date", date);
+    fcx::publish("persist.vendor.qve.carriercode.date", date);
   }
   return latest.release();
 }
@@ -166,9 +157,15 @@ std::string profile_file(const char* name) {
 bool qve_parse_sim_auto_profile(const char* iccid, SimProfile& profile) {
   profile = {};
   const std::string file = profile_file(kCarrierCodes);
-  if (fexists(file.c_str()) == 0) {
-    SBP_LOG("[QVE][SBP] carrier_code.xml does not exist");
-    return true;
+  switch (find_package_file(file.c_str())) {
+    case Presence::absent:
+      SBP_LOG("[QVE][SBP] carrier_code.xml does not exist");
+      return true;
+    case Presence::unknown:
+      SBP_LOG("[QVE][SBP] %s cannot be read\n", file.c_str());
+      return false;
+    case Presence::present:
+      break;
   }
   const XmlDocument document(get_latest_carrier_code_file(file.c_str()));
   if (document == nullptr) return false;  // the next start may be able to read it
@@ -176,22 +173,33 @@ bool qve_parse_sim_auto_profile(const char* iccid, SimProfile& profile) {
   const auto found = element == nullptr ? std::nullopt : read_profile(element, iccid);
   profile = found.value_or(SimProfile());
   StoredProperties lines;
-  const bool is_cached = !found.has_value() || set_and_keep(profile, lines);
-  const bool is_kept = lines.store(kCarrierProperties) && is_cached;
+  const bool is_set = !found.has_value() || set_and_keep(profile, lines);
+  const bool is_kept = lines.store(kCarrierProperties) && is_set;
   carrier_state().is_stored_profile_stale = !is_kept;
-  if (!is_kept) remove_device_file(kCarrierProperties);
-  return is_kept;
+  if (is_kept) return true;
+  // What it holds is an earlier SIM's.
+  if (const Result removed = remove_device_file(kCarrierProperties); !removed.ok()) {
+    SBP_LOG("[QVE][SBP] %s cannot be removed: %s\n", kCarrierProperties, removed.reason());
+  }
+  return false;
 }
 
 bool qve_parse_sim_auto_feature_profile(const SimProfile& profile) {
-  if (device_file_exists(kPermanentProperties)) {
-    SBP_LOG("[QVE][SBP] %s already exists.", kPermanentProperties);
-    return true;
+  switch (presence_of(kPermanentProperties)) {
+    case Presence::present:
+      SBP_LOG("[QVE][SBP] %s already exists.", kPermanentProperties);
+      return true;
+    case Presence::unknown:
+      return false;
+    case Presence::absent:
+      break;
   }
   const std::string file = profile_file(kFeatureCodes);
-  if (fexists(file.c_str()) == 0) return true;
-  const XmlDocument document(getXmlParseFile(file.c_str()));
-  if (document == nullptr) return true;
+  const Presence presence = find_package_file(file.c_str());
+  if (presence != Presence::present) return presence == Presence::absent;
+  const XmlReading reading = read_package_xml(file.c_str());
+  if (reading.document == nullptr) return !reading.has_failed();
+  const XmlDocument& document = reading.document;
   StoredProperties features;
   StoredProperties permanent;
   any_child(xmlDocGetRootElement(document.get()), "carrier_property", [&](const xmlNode* element) {
@@ -214,11 +222,14 @@ bool qve_parse_sim_auto_feature_profile(const SimProfile& profile) {
 bool apply_sim_profile(const char* iccid) {
   SimProfile profile;
   if (!qve_parse_sim_auto_profile(iccid, profile)) return false;
-  if (profile.carrier.empty() || device_file_exists(kPermanentProperties)) return true;
-  // Features that were not kept come first: a perm.prop would keep them from being tried again.
-  if (carrier_state().has_feature_codes && !qve_parse_sim_auto_feature_profile(profile)) {
-    return false;
+  if (profile.carrier.empty()) return true;
+  if (const Presence settled = presence_of(kPermanentProperties); settled != Presence::absent) {
+    return settled == Presence::present;
   }
+  // Features that were not kept come first: a perm.prop would keep them from being tried again.
+  const CarrierState& state = carrier_state();
+  if (state.is_feature_file_unknown) return false;
+  if (state.has_feature_codes && !qve_parse_sim_auto_feature_profile(profile)) return false;
   return qve_define_googleID_base_carrier(profile);
 }
 

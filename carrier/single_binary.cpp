@@ -4,10 +4,13 @@
 #include <cstring>
 #include <mutex>
 
+#include "carrier/package/paths.h"
 #include "carrier/properties.h"
 #include "carrier/property_cache.h"
 #include "carrier/set_up.h"
+#include "carrier/stored_carrier_codes.h"
 #include "carrier/stored_properties.h"
+#include "common/files.h"
 #include "common/threads.h"
 #include "fcx/customisation.h"
 #include "platform/device_home.h"
@@ -83,10 +86,26 @@ int start_when_decrypted() {
   return result;
 }
 
+/// The time for the SIM may be over. What could not be published is left to the next start.
+void close_set_up() {
+  fcx::CarrierState& state = fcx::carrier_state();
+  const std::lock_guard lock(state.pass);
+  static_cast<void>(fcx::close_first_boot());  // the refusal has been logged
+}
+
+/// Ends what a start that lost its power has left in the middle.
+void make_up_for_interrupted_starts() {
+  fcx::clear_property_cache();
+  fcx::clear_temporaries(fcx::kStoredFilesDirectory);
+  const fcx::Result back = fcx::put_stored_codes_back();
+  if (!back.ok())
+    SBP_LOG("[QVE][SBP] %s cannot be put back: %s\n", fcx::kStoredCarrierCodes, back.reason());
+}
+
 }  // namespace
 
 int sbpCreateThread() {
-  fcx::remove_cut_cache_files();
+  make_up_for_interrupted_starts();
   const fcx::PropertyText state = fcx::read_property("ro.crypto.state");
   const fcx::PropertyText type = fcx::read_property("ro.crypto.type");
   const fcx::PropertyText decrypt = fcx::decrypt_status();
@@ -105,7 +124,7 @@ int sbpCreateThread() {
 void* single_binary_event(void*) {
   read_and_log_defaults();
   poll(qve_single_binary_init);
-  fcx::close_first_boot();
+  close_set_up();
   if (fcx::carrier_state().has_fast_profile) {
     fcx::restore_sap_feature();
     fcx::qve_app_property_copy();

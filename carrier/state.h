@@ -5,17 +5,13 @@
 #include <atomic>
 #include <cstdint>
 
-#include "common/log.h"
-#include "common/text.h"
+#include "carrier/decision.h"
+#include "carrier/package/state.h"
 #include "fcx/sync.h"
 
 namespace fcx {
 
-constexpr size_t kLongestProperty = 91;
-using PropertyText = TextBuffer<kLongestProperty>;
 using IccidText = TextBuffer<20>;
-/// A list or a path as the exported functions hand it over: with its NUL in 2048 bytes.
-using LongText = TextBuffer<2047>;
 
 /// How the last read of the SIM failed. The values are the system's.
 enum class SimRead { none_failed = 0, read_error = 1, no_sim = 3, no_response = 4 };
@@ -33,8 +29,6 @@ struct CarrierState {
   Mutex pass;
 
   // Found by the probes.
-  std::atomic<const char*> root = "/oem/OP";  ///< directory of the package, one of two, never empty
-  std::atomic<bool> stops_log = false;        ///< on a "user" build
   std::atomic<int32_t> sim_wait_us = 5'000'000;
   std::atomic<int32_t> revenue_share_version = 20150101;
   std::atomic<bool> is_mtk = false;
@@ -43,15 +37,20 @@ struct CarrierState {
   std::atomic<bool> has_feature_codes = false;  ///< GCID
   std::atomic<bool> has_fast_profile = false;   ///< SIM auto profile at the first read of the SIM
   std::atomic<bool> has_late_profile = false;   ///< SIM auto profile later
-  /// Entries of the network code that count. Whoever parses a network code sets it.
-  std::atomic<int> network_code_count = 0;
-
+  /// Nobody could find out whether there is a file with features.
+  std::atomic<bool> is_feature_file_unknown = false;
   /// Whether kelp.prop is of an earlier SIM, since it could not be replaced.
   std::atomic<bool> is_stored_profile_stale = false;
 
   // Of this start.
   SimRead sim_read = SimRead::none_failed;
   FirstBoot first_boot = FirstBoot::open;
+  Decision decision;
+  /// All is decided but for what could not be published.
+  bool is_decided = false;
+  /// An earlier pass, or a start that lost its power, has published the first start as done while
+  /// the SIM could still settle its MCC.
+  bool is_left_waiting = false;
   bool is_network_code_changed = false;
   int sim_profile_permission = 0;  ///< 0 granted, 1 denied, negative when it could not be read
   bool is_test_mode = false;
@@ -65,7 +64,3 @@ struct CarrierState {
 CarrierState& carrier_state();
 
 }  // namespace fcx
-
-/// A line of carrier set-up, unless the build type stops them.
-#define SBP_LOG(...) \
-  (fcx::carrier_state().stops_log ? static_cast<void>(0) : DOMAIN_INFO(__VA_ARGS__))

@@ -1,10 +1,8 @@
 #include "carrier/stored_properties.h"
 
-#include <cerrno>
-#include <cstring>
-
 #include "carrier/package/paths.h"
 #include "carrier/properties.h"
+#include "carrier/state.h"
 #include "common/lines.h"
 
 namespace fcx {
@@ -42,28 +40,29 @@ void StoredProperties::add(const char* name, char separator, const char* value) 
 }
 
 bool StoredProperties::store(const char* device_path) const {
-  if (replace_device_file(device_path, lines_) == 0) return true;
-  SBP_LOG("[QVE][SBP] %s cannot be written: %s\n", device_path, strerror(errno));
+  const Result stored = replace_device_file(device_path, lines_);
+  if (stored.ok()) return true;
+  SBP_LOG("[QVE][SBP] %s cannot be written: %s\n", device_path, stored.reason());
   return false;
 }
 
 void restore_sap_feature() {
   for_each_pair([](const char* name, const char* value) {
-    write_property(name, value);
+    publish(name, value);
     SBP_LOG("[QVE][SBP] restored property [%s]: [%s]\n", name, value);
   });
 }
 
 void restore_carrier_properties() {
   for_each_pair([](const char* name, const char* value) {
-    write_property(name, value);
+    publish(name, value);
     SBP_LOG("[QVE][SBP] secure boot :  restored property [%s]: [%s]\n", name, value);
   });
 }
 
 void qve_app_property_copy() {
   for (const char* file : {kPermanentProperties, kFeatureProperties}) {
-    for_each_property(file, '=', publish_property);
+    for_each_property(file, '=', publish_once);
   }
 }
 

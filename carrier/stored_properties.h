@@ -12,7 +12,7 @@ class StoredProperties {
   void add(const char* name, char separator, const char* value);
   bool empty() const { return lines_.empty(); }
   /// Replaces the file by these lines. False, and a line in the log, when that did not work.
-  bool store(const char* device_path) const;
+  [[nodiscard]] bool store(const char* device_path) const;
 
  private:
   std::string lines_;

@@ -2,64 +2,130 @@
 
 #include <dirent.h>
 #include <fcntl.h>
-#include <sys/stat.h>
+#include <sys/file.h>
 #include <unistd.h>
 
 #include <algorithm>
+#include <atomic>
 #include <cerrno>
 #include <cstdio>
-#include <cstdlib>
 #include <cstring>
+#include <ctime>
 #include <memory>
 
 namespace fcx {
 namespace {
 
-constexpr char kTemporarySuffix[] = ".tmp";
-constexpr mode_t kNewFileMode = 0664;
+using android::base::unique_fd;
 
-/// False, with errno set, when a fault says that the operation fails.
-bool may_go_on(const FileFault& fault) {
-  if (fault.error == 0) return true;
-  errno = fault.error;
-  return false;
+constexpr std::string_view kTemporary = ".temp.";
+constexpr size_t kUniqueLength = 6;
+
+/// What every file is opened with: nothing waits, and no child inherits it.
+constexpr int kAlways = O_CLOEXEC | O_NONBLOCK | O_NOCTTY;
+
+/// Does `work` on a path, unless it is too long or a fault says that the operation fails.
+template <typename Work>
+Result operate(const char* device_path, const DevicePath& path, FileOperation operation,
+               Work work) {
+  if (path.c_str() == nullptr) return Result::failed(ENAMETOOLONG);
+  const FileFault fault = platform_file_fault(device_path, operation);
+  return fault.error != 0 ? Result::failed(fault.error) : Result::of(work(path.c_str()));
 }
 
-/// Whether a file is not there, or a regular one that may be written; errno says why not.
-bool may_be_replaced(const char* path) {
-  struct stat old {};
-  if (stat(path, &old) != 0) return true;
-  if (S_ISREG(old.st_mode)) return access(path, W_OK) == 0;
-  errno = EISDIR;
-  return false;
+/// Characters for a name that no other temporary file has now; who is as quick tries again.
+std::array<char, kUniqueLength> unique_characters() {
+  constexpr char kAlphabet[] = "0123456789abcdefghijklmnopqrstuvwxyz";
+  static std::atomic<uint32_t> serial = 0;
+  timespec now{};
+  static_cast<void>(
+      clock_gettime(CLOCK_MONOTONIC, &now));  // one of three sources; needs no success
+  uint64_t number = static_cast<uint64_t>(now.tv_nsec) * 1'000'003 +
+                    static_cast<uint64_t>(getpid()) * 7919 + ++serial;
+  std::array<char, kUniqueLength> characters;
+  for (char& each : characters) {
+    each = kAlphabet[number % (sizeof kAlphabet - 1)];
+    number /= sizeof kAlphabet - 1;
+  }
+  return characters;
 }
 
-/// Whoever could read the old file can read the new one. The owner is kept where that is allowed.
-void keep_access(const UniqueFd& fd, const char* old_path) {
-  struct stat old {};
-  if (!fd.is_open() || stat(old_path, &old) != 0) return;
-  static_cast<void>(fchmod(fd.get(), old.st_mode & 07777) == 0 &&
-                    fchown(fd.get(), old.st_uid, old.st_gid) == 0);
+/// Takes a temporary file for its maker, as long as that lives. False when it is another's.
+bool take(const unique_fd& fd) { return flock(fd.get(), LOCK_EX | LOCK_NB) == 0; }
+
+/// Makes a temporary file in the directory and adds its name to the path.
+unique_fd make_temporary(DevicePath& path, mode_t mode) {
+  constexpr int kTries = 100;
+  const DevicePath directory = path;
+  for (int i = 0; i < kTries; ++i) {
+    const auto unique = unique_characters();
+    path = directory;
+    path.append("/");
+    path.append(kTemporary);
+    path.append({unique.data(), unique.size()});
+    if (path.c_str() == nullptr) {
+      errno = ENAMETOOLONG;
+      return {};
+    }
+    // Exclusive: a link or a file that somebody has planted there is never written to.
+    unique_fd fd(open(path.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | kAlways, mode));
+    if (!fd.ok() && errno != EEXIST) return {};
+    if (!fd.ok()) continue;
+    // Between making and taking it another process may have taken it for a left-over and removed
+    // it.
+    struct stat made {};
+    if (take(fd) && fstat(fd.get(), &made) == 0 && made.st_nlink > 0) return fd;
+  }
+  errno = EEXIST;
+  return {};
+}
+
+/// Writes all of a device file's content; `device_path` is its name.
+Result write_all(const char* device_path, const unique_fd& fd, std::string_view content) {
+  const FileFault fault = platform_file_fault(device_path, FileOperation::write);
+  if (fault.error != 0) return Result::failed(fault.error);
+  const size_t allowed = std::min(content.size(), fault.limit);
+  for (size_t done = 0; done < allowed;) {
+    const ssize_t put = write(fd.get(), content.data() + done, allowed - done);
+    if (put < 0 && errno == EINTR) continue;
+    // A kernel attribute that takes nothing would be asked for ever.
+    if (put <= 0) return Result::failed(put == 0 ? EIO : errno);
+    done += static_cast<size_t>(put);
+  }
+  return allowed == content.size() ? Result() : Result::failed(ENOSPC);
+}
+
+/// Gives a new file the access that the old one has. The owner is kept where that is allowed.
+Result keep_access(const char* device_path, const unique_fd& fd, const struct stat& old) {
+  const FileFault fault = platform_file_fault(device_path, FileOperation::chmod);
+  if (fault.error != 0) return Result::failed(fault.error);
+  // Only a privileged process may; the others' new files are their own.
+  if (fchown(fd.get(), old.st_uid, old.st_gid) != 0 && errno != EPERM) return Result::of(-1);
+  return Result::of(fchmod(fd.get(), old.st_mode & 07777));
+}
+
+/// Removes the temporary files of a directory that nobody holds any more.
+void clear_temporaries_in(const DevicePath& directory) {
+  struct Close {
+    void operator()(DIR* open) const { closedir(open); }
+  };
+  const std::unique_ptr<DIR, Close> open(directory.c_str() == nullptr ? nullptr
+                                                                      : opendir(directory.c_str()));
+  if (open == nullptr) return;
+  while (const dirent* entry = readdir(open.get())) {
+    const std::string_view name = entry->d_name;
+    if (name.substr(0, kTemporary.size()) != kTemporary) continue;
+    const unique_fd fd(openat(dirfd(open.get()), entry->d_name, O_RDONLY | O_NOFOLLOW | kAlways));
+    // Nobody makes links: one was planted.
+    const bool is_left_over = fd.ok() ? take(fd) : errno == ELOOP;
+    // One that stays is in nobody's way, and is tried again.
+    if (is_left_over) static_cast<void>(unlinkat(dirfd(open.get()), entry->d_name, 0));
+  }
 }
 
 }  // namespace
 
-int UniqueFd::release() {
-  const int fd = fd_;
-  fd_ = -1;
-  return fd;
-}
-
-void UniqueFd::reset(int fd) {
-  if (fd_ >= 0) {
-    const int error = errno;
-    close(fd_);
-    errno = error;
-  }
-  fd_ = fd;
-}
-
-DevicePath::DevicePath(std::string_view device_path, std::string_view suffix) {
+DevicePath::DevicePath(std::string_view device_path) {
   append(device_root());
   if (length_ > 0) {
     append_below_root(device_path);
@@ -67,7 +133,6 @@ DevicePath::DevicePath(std::string_view device_path, std::string_view suffix) {
     if (device_path.substr(0, 1) != "/") append("/");
     append(device_path);
   }
-  append(suffix);
 }
 
 void DevicePath::append(std::string_view text) {
@@ -92,132 +157,145 @@ void DevicePath::append_below_root(std::string_view device_path) {
       append(part);
     }
   }
-  // With a NUL behind it, also where parts were taken away.
+  // With a NUL after it, also where parts were taken away.
   append(length_ == root ? "/" : "");
 }
 
-const char* DevicePath::c_str() const {
-  if (fits_) return path_.data();
-  errno = ENAMETOOLONG;
-  return nullptr;
+DevicePath DevicePath::directory() const {
+  DevicePath parent = *this;
+  while (parent.length_ > 0 && parent.path_[--parent.length_] != '/') {
+  }
+  parent.length_ = std::max<size_t>(parent.length_, 1);
+  parent.path_[parent.length_] = '\0';
+  return parent;
 }
 
-UniqueFd open_device_file(const char* device_path, int flags, mode_t mode) {
-  const DevicePath path(device_path);
-  if (path.c_str() == nullptr) return {};
-  if (!may_go_on(platform_file_fault(device_path, FileOperation::open))) return {};
-  return UniqueFd(open(path.c_str(), flags | O_CLOEXEC, mode));
+DeviceFile::DeviceFile(const char* device_path, int flags, mode_t mode)
+    : device_path_(device_path) {
+  const Result opened =
+      operate(device_path, DevicePath(device_path), FileOperation::open, [&](const char* path) {
+        fd_.reset(open(path, flags | kAlways, mode));
+        return fd_.get();
+      });
+  struct stat found {};
+  if (!opened.ok()) {
+    error_ = opened.error();
+  } else if (fstat(fd_.get(), &found) != 0) {
+    error_ = errno;
+  } else if (!S_ISREG(found.st_mode) && !S_ISDIR(found.st_mode) && !S_ISBLK(found.st_mode)) {
+    error_ = ENOTSUP;
+  }
+  is_regular_ = S_ISREG(found.st_mode);
+  size_ = static_cast<size_t>(found.st_size);
 }
 
-ssize_t read_device_file(const char* device_path, char* buffer, size_t size) {
-  const UniqueFd fd = open_device_file(device_path, O_RDONLY);
-  if (!fd.is_open()) return -1;
-  return read_device_file(fd, device_path, buffer, size);
+Result DeviceFile::status(struct stat& found) const {
+  if (!is_open()) return Result::failed(error_);
+  const FileFault fault = platform_file_fault(device_path_, FileOperation::stat);
+  if (fault.error != 0) return Result::failed(fault.error);
+  return Result::of(fstat(fd_.get(), &found));
 }
 
-ssize_t read_device_file(const UniqueFd& fd, const char* device_path, char* buffer, size_t size) {
-  const FileFault fault = platform_file_fault(device_path, FileOperation::read);
-  if (!may_go_on(fault)) return -1;
-  const size_t wanted = std::min(size, fault.limit);
+ReadResult DeviceFile::read(char* buffer, size_t size) {
+  if (!is_open()) return ReadResult::failed(error_);
+  if (!read_fault_.has_value()) {
+    read_fault_ = platform_file_fault(device_path_, FileOperation::read);
+  }
+  if (read_fault_->error != 0) return ReadResult::failed(read_fault_->error);
+  const size_t wanted = std::min(size, read_fault_->limit);
   size_t done = 0;
   while (done < wanted) {
-    const ssize_t got = read(fd.get(), buffer + done, wanted - done);
+    const ssize_t got = ::read(fd_.get(), buffer + done, wanted - done);
     if (got < 0 && errno == EINTR) continue;
-    if (got < 0) return -1;
+    // A descriptor that is open: whatever the reason, this is no absence.
+    if (got < 0) return ReadResult::failed(ReadResult::is_absence(errno) ? EIO : errno);
     if (got == 0) break;
     done += static_cast<size_t>(got);
   }
-  return static_cast<ssize_t>(done);
+  read_fault_->limit -= done;
+  return ReadResult::content(done);
 }
 
-int write_device_file(const UniqueFd& fd, const char* device_path, std::string_view content) {
-  const FileFault fault = platform_file_fault(device_path, FileOperation::write);
-  if (!may_go_on(fault)) return -1;
-  const size_t allowed = std::min(content.size(), fault.limit);
-  for (size_t done = 0; done < allowed;) {
-    const ssize_t put = write(fd.get(), content.data() + done, allowed - done);
-    if (put < 0 && errno == EINTR) continue;
-    if (put == 0) errno = EIO;  // a kernel attribute that takes nothing would be asked for ever
-    if (put <= 0) return -1;
-    done += static_cast<size_t>(put);
-  }
-  if (allowed == content.size()) return 0;
-  errno = ENOSPC;
-  return -1;
+Result DeviceFile::write(std::string_view content) {
+  return is_open() ? write_all(device_path_, fd_, content) : Result::failed(error_);
 }
 
-DeviceFileReader::DeviceFileReader(const char* device_path)
-    : fd_(open_device_file(device_path, O_RDONLY | O_NONBLOCK)) {
-  if (is_open()) fault_ = platform_file_fault(device_path, FileOperation::read);
+ReadResult read_device_file(const char* device_path, char* buffer, size_t size) {
+  return DeviceFile(device_path, O_RDONLY).read(buffer, size);
 }
 
-ssize_t DeviceFileReader::read(char* buffer, size_t size) {
-  if (!may_go_on(fault_)) return -1;
-  ssize_t got = -1;
-  do {
-    got = ::read(fd_.get(), buffer, std::min(size, fault_.limit));
-  } while (got < 0 && errno == EINTR);
-  if (got > 0) fault_.limit -= static_cast<size_t>(got);
-  return got;
+Presence presence_of(const char* device_path) {
+  const Result found = operate(device_path, DevicePath(device_path), FileOperation::stat,
+                               [](const char* path) { return access(path, F_OK); });
+  if (found.ok()) return Presence::present;
+  return ReadResult::is_absence(found.error()) ? Presence::absent : Presence::unknown;
 }
 
-bool device_file_exists(const char* device_path) {
-  const DevicePath path(device_path);
-  return path.c_str() != nullptr && access(path.c_str(), F_OK) == 0;
+Result flush_directory_of(const char* device_path) {
+  // The device's name of the directory, under which a fault stands on it.
+  const std::string_view path = device_path;
+  const size_t slash = path.rfind('/');
+  const std::string_view parent =
+      slash == std::string_view::npos || slash == 0 ? "/" : path.substr(0, slash);
+  std::array<char, PATH_MAX> directory{};
+  if (parent.size() >= directory.size()) return Result::failed(ENAMETOOLONG);
+  parent.copy(directory.data(), parent.size());
+  return operate(directory.data(), DevicePath(parent), FileOperation::sync_directory,
+                 [](const char* opened) {
+                   const unique_fd fd(open(opened, O_RDONLY | O_DIRECTORY | kAlways));
+                   return fd.ok() ? fsync(fd.get()) : 0;
+                 });
 }
 
-int rename_device_file(const char* from, const char* to) {
+Result remove_device_file(const char* device_path) {
+  const Result removed = operate(device_path, DevicePath(device_path), FileOperation::remove,
+                                 [](const char* path) { return unlink(path); });
+  return ReadResult::is_absence(removed.error()) ? Result() : removed;
+}
+
+Result rename_device_file(const char* from, const char* to) {
   const DevicePath old_path(from);
-  const DevicePath new_path(to);
-  if (old_path.c_str() == nullptr || new_path.c_str() == nullptr) return -1;
-  return rename(old_path.c_str(), new_path.c_str());
+  return operate(from, old_path, FileOperation::rename, [&](const char* old_name) {
+    const Result renamed =
+        operate(to, DevicePath(to), FileOperation::rename,
+                [&](const char* new_name) { return rename(old_name, new_name); });
+    errno = renamed.error();
+    return renamed.ok() ? 0 : -1;
+  });
 }
 
-int flush_directory_of(const char* device_path) {
-  DevicePath path(device_path);
-  if (path.c_str() == nullptr) return -1;
-  char* slash = strrchr(path.data(), '/');
-  slash[slash == path.data() ? 1 : 0] = '\0';
-  const UniqueFd fd(open(path.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
-  return fd.is_open() ? fsync(fd.get()) : 0;
-}
+void clear_temporaries(const char* directory) { clear_temporaries_in(DevicePath(directory)); }
 
-int remove_device_file(const char* device_path) {
-  const DevicePath path(device_path);
-  return path.c_str() == nullptr ? -1 : unlink(path.c_str());
-}
+FileReplacement::FileReplacement(const char* device_path, Unwritable unwritable,
+                                 mode_t new_file_mode)
+    : device_path_(device_path),
+      target_(device_path),
+      temporary_(target_.directory()),
+      begun_(begin(unwritable, new_file_mode)) {}
 
-void remove_device_files(const char* directory, std::string_view beginning) {
-  struct Close {
-    void operator()(DIR* open) const { closedir(open); }
-  };
-  const DevicePath path(directory);
-  const std::unique_ptr<DIR, Close> open(path.c_str() == nullptr ? nullptr : opendir(path.c_str()));
-  if (open == nullptr) return;
-  while (const dirent* entry = readdir(open.get())) {
-    const std::string_view name = entry->d_name;
-    if (name.substr(0, beginning.size()) != beginning) continue;
-    unlinkat(dirfd(open.get()), entry->d_name, 0);
-  }
-}
-
-FileReplacement::FileReplacement(const char* device_path)
-    : device_path_(device_path), target_(device_path), temporary_(device_path, kTemporarySuffix) {
-  if (!can_begin() || !may_be_replaced(target_.c_str())) return;
-  fd_.reset(open(temporary_.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, kNewFileMode));
-  keep_access(fd_, target_.c_str());
-}
-
-FileReplacement::FileReplacement(const char* device_path, const char* temporary_template)
-    : device_path_(device_path), target_(device_path), temporary_(temporary_template) {
-  if (!can_begin()) return;
-  fd_.reset(mkostemp(temporary_.data(), O_CLOEXEC));
-  keep_access(fd_, target_.c_str());
-}
-
-bool FileReplacement::can_begin() const {
-  if (target_.c_str() == nullptr || temporary_.c_str() == nullptr) return false;
-  return may_go_on(platform_file_fault(device_path_, FileOperation::open));
+Result FileReplacement::begin(Unwritable unwritable, mode_t new_file_mode) {
+  std::optional<struct stat> old;
+  // Opened, so that all that could keep the file from being written has its say.
+  opened_ = operate(device_path_, target_, FileOperation::open, [&](const char* path) -> int {
+    const unique_fd fd(open(path, O_WRONLY | kAlways));
+    if (!fd.ok() && errno == ENOENT) return 0;
+    struct stat found {};
+    if (!fd.ok() || fstat(fd.get(), &found) != 0) return -1;
+    if (S_ISREG(found.st_mode)) {
+      old = found;
+      return 0;
+    }
+    errno = ENOTSUP;
+    return -1;
+  });
+  const bool is_refused = !opened_.ok() && unwritable == Unwritable::is_refused;
+  if (is_refused) return opened_;
+  clear_temporaries_in(temporary_);
+  fd_ = make_temporary(temporary_, new_file_mode);
+  if (fd_.ok()) return old.has_value() ? keep_access(device_path_, fd_, *old) : Result();
+  const Result made = Result::of(-1);
+  if (!old.has_value()) opened_ = made;
+  return made;
 }
 
 const char* FileReplacement::temporary_path() const {
@@ -225,26 +303,33 @@ const char* FileReplacement::temporary_path() const {
 }
 
 FileReplacement::~FileReplacement() {
-  if (is_open()) unlink(temporary_.c_str());
+  // One that stays is cleared away by the next replacement in its directory.
+  if (fd_.ok()) static_cast<void>(unlink(temporary_.c_str()));
 }
 
-int FileReplacement::write(std::string_view content) {
-  if (!is_open() || write_device_file(fd_, device_path_, content) != 0) return -1;
-  return fsync(fd_.get());
+Result FileReplacement::write(std::string_view content) {
+  if (!begun_.ok()) return begun_;
+  const Result written = write_all(device_path_, fd_, content);
+  if (!written.ok()) return written;
+  return operate(device_path_, temporary_, FileOperation::sync,
+                 [&](const char*) { return fsync(fd_.get()); });
 }
 
-int FileReplacement::put_in_place() {
-  if (!is_open() || rename(temporary_.c_str(), target_.c_str()) != 0) return -1;
-  fd_.reset();
-  return 0;
+Result FileReplacement::put_in_place() {
+  if (!begun_.ok()) return begun_;
+  const Result renamed = operate(device_path_, temporary_, FileOperation::rename,
+                                 [&](const char* path) { return rename(path, target_.c_str()); });
+  if (renamed.ok()) fd_.reset();
+  return renamed;
 }
 
-int FileReplacement::commit(std::string_view content) {
-  if (write(content) != 0 || put_in_place() != 0) return -1;
+Result FileReplacement::commit(std::string_view content) {
+  if (const Result written = write(content); !written.ok()) return written;
+  if (const Result placed = put_in_place(); !placed.ok()) return placed;
   return flush_directory_of(device_path_);
 }
 
-int replace_device_file(const char* device_path, std::string_view content) {
+Result replace_device_file(const char* device_path, std::string_view content) {
   FileReplacement file(device_path);
   return file.commit(content);
 }

@@ -1,148 +1,147 @@
 // Device files. The library names files as the phone does; these functions find them below
-// device_root(), and are the only ones that open, write or remove a file. A relative device path is
-// relative to the device's "/". Errors are left in errno.
+// device_root(), and are the only ones that open, write, look up or remove a file. A relative
+// device path is relative to the device's "/". None of them waits: a pipe or the like in a file's
+// place is refused.
 #pragma once
 
+#include <android-base/unique_fd.h>
+#include <sys/stat.h>
 #include <sys/types.h>
 
 #include <array>
 #include <climits>
 #include <cstddef>
+#include <optional>
 #include <string_view>
 
+#include "common/result.h"
 #include "platform/device_home.h"
 
 namespace fcx {
 
-/// An open file descriptor, closed with its owner.
-class UniqueFd {
- public:
-  UniqueFd() = default;
-  explicit UniqueFd(int fd) : fd_(fd) {}
-  ~UniqueFd() { reset(); }
-  UniqueFd(UniqueFd&& other) noexcept : fd_(other.release()) {}
-  UniqueFd& operator=(UniqueFd&& other) noexcept {
-    reset(other.release());
-    return *this;
-  }
-
-  int get() const { return fd_; }
-  bool is_open() const { return fd_ >= 0; }
-  int release();
-  /// Closes what is held, keeping errno, and takes `fd`.
-  void reset(int fd = -1);
-  bool operator!() const = delete;  // would read as "is 0"
-
- private:
-  int fd_ = -1;
-};
+/// The largest file that is read as a whole, in bytes. What claims to be larger, or never ends, is
+/// none of the package's.
+constexpr size_t kLargestFile = 16 << 20;
 
 /// Where a device file lies in this home.
 class DevicePath {
  public:
-  using Buffer = std::array<char, PATH_MAX>;
+  explicit DevicePath(std::string_view device_path);
 
-  /// @param suffix goes behind the path
-  explicit DevicePath(std::string_view device_path, std::string_view suffix = "");
-
-  /// To be changed without growing.
-  char* data() { return path_.data(); }
-  /// Null, with errno ENAMETOOLONG, for a path too long.
-  const char* c_str() const;
+  /// Null for a path too long.
+  const char* c_str() const { return fits_ ? path_.data() : nullptr; }
+  /// The directory that the file is in. "/" is in itself.
+  DevicePath directory() const;
+  /// Adds text as it is.
+  void append(std::string_view text);
 
  private:
-  void append(std::string_view text);
   /// Part by part: where the device's "/" is a directory of this machine, ".." must not lead out of
   /// it.
   void append_below_root(std::string_view device_path);
 
-  Buffer path_;
+  std::array<char, PATH_MAX> path_;
   size_t length_ = 0;
   bool fits_ = true;
 };
 
-/// Opens a device file, close-on-exec.
-UniqueFd open_device_file(const char* device_path, int flags, mode_t mode = 0);
-
-/// Reads a device file from its start, `size` bytes at most.
-/// @return the bytes read, or -1
-ssize_t read_device_file(const char* device_path, char* buffer, size_t size);
-/// The same from a file that is open already; `device_path` is its name.
-ssize_t read_device_file(const UniqueFd& fd, const char* device_path, char* buffer, size_t size);
-
-/// Writes to an open device file, in place; `device_path` is its name.
-/// @return 0, or -1 when not all of it could be written
-int write_device_file(const UniqueFd& fd, const char* device_path, std::string_view content);
-
-/// A device file that is read from its start to its end, piece by piece. Never waits: what has that
-/// name may be no file.
-class DeviceFileReader {
+/// An open device file, or the reason why it is not open.
+class DeviceFile {
  public:
-  explicit DeviceFileReader(const char* device_path);
+  /// Opens a file without waiting, close-on-exec. Regular files, directories and block devices are
+  /// opened; anything else gives ENOTSUP.
+  /// @param device_path must outlive this
+  /// @param flags, mode as for open()
+  DeviceFile(const char* device_path, int flags, mode_t mode = 0);
 
-  bool is_open() const { return fd_.is_open(); }
-  /// @return the bytes read, 0 at the end, or -1
-  ssize_t read(char* buffer, size_t size);
+  bool is_open() const { return error_ == 0; }
+  bool is_absent() const { return ReadResult::is_absence(error_); }
+  bool is_regular() const { return is_regular_; }
+  /// Why it is not open; 0 when it is.
+  int error() const { return error_; }
+  const char* reason() const { return strerror(error_); }
+  /// What the file system says of the size; what the kernel makes up has none.
+  size_t size() const { return size_; }
+
+  /// What the file system says of it.
+  Result status(struct stat& found) const;
+  /// Reads on, until `size` bytes or the end.
+  ReadResult read(char* buffer, size_t size);
+  /// Writes on, in place.
+  Result write(std::string_view content);
 
  private:
-  UniqueFd fd_;
-  FileFault fault_;
+  const char* device_path_;
+  android::base::unique_fd fd_;
+  int error_ = 0;
+  bool is_regular_ = false;
+  size_t size_ = 0;
+  std::optional<FileFault> read_fault_;  ///< of all reads of this file
 };
 
-/// Whether there is a device file, readable or not.
-bool device_file_exists(const char* device_path);
+/// Reads a device file from its start, `size` bytes at most.
+ReadResult read_device_file(const char* device_path, char* buffer, size_t size);
+
+/// Whether there is a device file, readable or not; what cannot be found out is unknown.
+enum class Presence { absent, present, unknown };
+[[nodiscard]] Presence presence_of(const char* device_path);
 
 /// Flushes the directory that a device file is in. One that may be written but not read cannot be
-/// flushed, which is no failure. @return 0 or -1
-int flush_directory_of(const char* device_path);
+/// flushed, which is no failure.
+Result flush_directory_of(const char* device_path);
 
-/// Removes a device file. @return 0 or -1
-int remove_device_file(const char* device_path);
-
-/// Removes those files of a directory whose names begin so.
-void remove_device_files(const char* directory, std::string_view beginning);
+/// Removes a device file. That there is none is no failure.
+Result remove_device_file(const char* device_path);
 
 /// Gives a device file another name in the same file system, in place of what has it.
-/// @return 0 or -1
-int rename_device_file(const char* from, const char* to);
+Result rename_device_file(const char* from, const char* to);
+
+/// Removes from a directory what interrupted replacements of its files have left: temporary files
+/// that nobody holds any more. One that stays is in nobody's way.
+void clear_temporaries(const char* directory);
 
 /// A device file's new content, which takes the old one's place at once or not at all: it is
-/// written beside it, flushed, and renamed. What is not committed is removed again.
+/// written to a temporary file beside it, flushed, and renamed. Whoever could read the old file can
+/// read the new one. What is not put in place is removed again; what a killed process leaves, by
+/// the next replacement in that directory.
 class FileReplacement {
  public:
-  /// Written to a file of the same name and ".tmp". What may not be written is not replaced.
-  explicit FileReplacement(const char* device_path);
-  /// Written to a file of its own. `temporary_template` ends in "XXXXXX", which becomes a name that
-  /// is still free.
-  FileReplacement(const char* device_path, const char* temporary_template);
+  /// Whether a file that may not be written is replaced all the same.
+  enum class Unwritable { is_refused, is_replaced };
+
+  /// @param device_path   must outlive this
+  /// @param new_file_mode of a file that is not there yet; the process's mask decides
+  explicit FileReplacement(const char* device_path, Unwritable unwritable = Unwritable::is_refused,
+                           mode_t new_file_mode = 0664);
   ~FileReplacement();
   FileReplacement(const FileReplacement&) = delete;
   FileReplacement& operator=(const FileReplacement&) = delete;
 
-  /// Whether the file can be written at all.
-  bool is_open() const { return fd_.is_open(); }
-  /// Device path of the temporary file. Owned by this.
+  /// Whether the file itself can be opened for writing, or made.
+  Result opened() const { return opened_; }
+  /// Device path of the temporary file.
   const char* temporary_path() const;
 
-  /// Writes `content` to the temporary file; it is on disk when this returns 0. Otherwise -1.
-  int write(std::string_view content);
-  /// Gives the temporary file the name of the one that it replaces. That survives a power cut once
-  /// the directory is flushed. @return 0, or -1: the file is what it was
-  int put_in_place();
+  /// Writes `content` to the temporary file, where it is on disk when this is done.
+  Result write(std::string_view content);
+  /// Gives the temporary file the name of the one that it replaces; otherwise that is what it was.
+  /// Outlives a power cut once the directory is flushed.
+  Result put_in_place();
   /// Both, and flushes the directory.
-  int commit(std::string_view content);
+  Result commit(std::string_view content);
 
  private:
-  /// Whether there are paths to work with, and no fault; errno says why not.
-  bool can_begin() const;
+  Result begin(Unwritable unwritable, mode_t new_file_mode);
 
   const char* device_path_;
   DevicePath target_;
   DevicePath temporary_;
-  UniqueFd fd_;
+  android::base::unique_fd fd_;  ///< of the temporary file, until it is in place
+  Result opened_;
+  Result begun_;
 };
 
-/// Replaces a device file's content. @return as FileReplacement::commit()
-int replace_device_file(const char* device_path, std::string_view content);
+/// Replaces a device file's content, as FileReplacement::commit().
+Result replace_device_file(const char* device_path, std::string_view content);
 
 }  // namespace fcx

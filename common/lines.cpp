@@ -1,5 +1,7 @@
 #include "common/lines.h"
 
+#include <fcntl.h>
+
 #include <algorithm>
 
 #include "common/text.h"
@@ -7,20 +9,17 @@
 namespace fcx {
 
 DeviceFileLines::DeviceFileLines(const char* device_path, size_t longest)
-    : file_(device_path), longest_(std::min(longest, kLongest)) {}
+    : file_(device_path, O_RDONLY), longest_(std::min(longest, kLongest)) {}
 
 void DeviceFileLines::fill() {
   if (is_at_end_ || unread_.size() >= longest_) return;
   std::copy(unread_.begin(), unread_.end(), buffer_.begin());
   size_t filled = unread_.size();
-  while (filled < longest_) {
-    const ssize_t got = file_.read(buffer_.data() + filled, buffer_.size() - filled);
-    is_at_end_ = got <= 0;
-    // What a failure has cut short is no line.
-    if (got < 0) filled = std::string_view(buffer_.data(), filled).rfind('\n') + 1;
-    if (is_at_end_) break;
-    filled += static_cast<size_t>(got);
-  }
+  const ReadResult got = file_.read(buffer_.data() + filled, buffer_.size() - filled);
+  is_at_end_ = got.size() < buffer_.size() - filled;
+  filled += got.size();
+  // What a failure has cut short is no line.
+  if (!got.has_content()) filled = std::string_view(buffer_.data(), filled).rfind('\n') + 1;
   unread_ = {buffer_.data(), filled};
 }
 

@@ -26,7 +26,7 @@ class DeviceFileLines {
   /// Reads on until a whole piece is there, or the file ends.
   void fill();
 
-  DeviceFileReader file_;
+  DeviceFile file_;
   size_t longest_;
   std::array<char, 4 * (kLongest + 1)> buffer_;
   std::string_view unread_;

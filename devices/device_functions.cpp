@@ -1,14 +1,11 @@
 #include "fcx/device_functions.h"
 
-#include <cutils/properties.h>
-
 #include <array>
-#include <cerrno>
-#include <cstring>
 #include <string_view>
 
 #include "common/files.h"
 #include "common/log.h"
+#include "common/properties.h"
 #include "common/text.h"
 #include "fcx/factory_items.h"
 #include "modem/link/command_link.h"
@@ -25,7 +22,7 @@ constexpr size_t kLongestModelName = 255;
 
 int tof_cal_file_check() {
   char first = 0;
-  return fcx::read_device_file(kTofCalibrationFile, &first, 1) == 1 ? 0 : -1;
+  return fcx::read_device_file(kTofCalibrationFile, &first, 1).size() == 1 ? 0 : -1;
 }
 
 int tof_cal_write(const char* text) {
@@ -33,24 +30,25 @@ int tof_cal_write(const char* text) {
     DOMAIN_ERROR("tof_cal_write: no calibration given\n");
     return -1;
   }
-  if (fcx::replace_device_file(kTofCalibrationFile, text) == 0) return 0;
-  DOMAIN_ERROR("tof_cal_write: %s: %s\n", kTofCalibrationFile, strerror(errno));
+  const fcx::Result stored = fcx::replace_device_file(kTofCalibrationFile, text);
+  if (stored.ok()) return 0;
+  DOMAIN_ERROR("tof_cal_write: %s: %s\n", kTofCalibrationFile, stored.reason());
   return -1;
 }
 
 int midauto_status_set(const char* status) {
-  return status != nullptr && property_set(kMidautoStatusProperty, status) == 0 ? 0 : -1;
+  return status != nullptr && fcx::write_property(kMidautoStatusProperty, status).ok() ? 0 : -1;
 }
 
 int ram_memory_size() {
   constexpr std::string_view kTotal = "MemTotal:";
   std::array<char, 1024> bytes;
-  const ssize_t length = fcx::read_device_file(kMemoryInfoFile, bytes.data(), bytes.size());
-  if (length < 0) {
-    DOMAIN_ERROR("ram_memory_size: %s: %s\n", kMemoryInfoFile, strerror(errno));
+  const fcx::ReadResult read = fcx::read_device_file(kMemoryInfoFile, bytes.data(), bytes.size());
+  if (!read.has_content()) {
+    DOMAIN_ERROR("ram_memory_size: %s: %s\n", kMemoryInfoFile, read.reason());
     return 0;
   }
-  std::string_view text(bytes.data(), static_cast<size_t>(length));
+  std::string_view text(bytes.data(), read.size());
   const size_t total = text.find(kTotal);
   if (total == std::string_view::npos) {
     DOMAIN_ERROR("ram_memory_size: %s has no MemTotal\n", kMemoryInfoFile);

@@ -1,13 +1,12 @@
 #include "fcx/factory_items.h"
 
-#include <cutils/properties.h>
-
 #include <array>
 #include <cstdio>
 #include <cstring>
 
 #include "common/files.h"
 #include "common/log.h"
+#include "common/properties.h"
 #include "common/text.h"
 #include "platform/factory_item_library.h"
 
@@ -55,6 +54,12 @@ char first_digit(int number) {
   std::array<char, 2> text{};
   snprintf(text.data(), text.size(), "%d", number);
   return text[0];
+}
+
+void remove_agree_factory_file() {
+  const fcx::Result removed = fcx::remove_device_file(kAgreeFactoryFile);
+  if (removed.ok()) return;
+  DOMAIN_ERROR("set_factory_status: %s: %s\n", kAgreeFactoryFile, removed.reason());
 }
 
 /// How a trace is shown: 236 as 2>3>6>.
@@ -165,9 +170,11 @@ int set_midauto_crc_list(const char* bytes) {
 int set_factory_status(int status) {
   const char digit[] = {first_digit(status), '\0'};
   // The property comes first and stays set when the item cannot be written, on purpose.
-  property_set(kFactoryStatusProperty, digit);
+  if (!fcx::write_property(kFactoryStatusProperty, digit).ok()) {
+    DOMAIN_ERROR("%s: %s cannot be set\n", __func__, kFactoryStatusProperty);
+  }
   DOMAIN_INFO("set_factory_status:[%d] \n", status);
-  if (status == 3) fcx::remove_device_file(kAgreeFactoryFile);
+  if (status == 3) remove_agree_factory_file();
   if (write_flag(2, status) != 0) {
     DOMAIN_INFO("Set ftm Error! Item : %d", 2);
     return -1;

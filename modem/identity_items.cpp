@@ -1,7 +1,5 @@
 #include "fcx/identity_items.h"
 
-#include <cutils/properties.h>
-
 #include <algorithm>
 #include <array>
 #include <cstring>
@@ -9,6 +7,7 @@
 
 #include "common/company_oui.h"
 #include "common/log.h"
+#include "common/properties.h"
 #include "common/text.h"
 #include "fcx/bt_address.h"
 #include "fcx/device_functions.h"
@@ -75,8 +74,9 @@ int reset_dependent_identity() {
   if (handle_testmode_bt_write_request(fcx::kDefaultBtAddress) == 1) return QVCMD_FAIL;
   reset_serial_number();
   if (set_ntcode("", 0) != 0) DOMAIN_ERROR("the network-code list cannot be emptied\n");
-  if (property_set(kMccListProperty, "0") != 0)
+  if (!fcx::write_property(kMccListProperty, "0").ok()) {
     DOMAIN_ERROR("%s cannot be set\n", kMccListProperty);
+  }
   imei_check_on_boot();
   sbpSetDefaultMCCLists();
   sbpSetDefaultNTcode();

@@ -1,12 +1,10 @@
 #include "fcx/modem_power.h"
 
-#include <cutils/properties.h>
-
-#include <array>
 #include <atomic>
 #include <cstring>
 
 #include "common/log.h"
+#include "common/properties.h"
 #include "common/threads.h"
 #include "fcx/system_control.h"
 #include "modem/link/command_link.h"
@@ -54,9 +52,7 @@ void* testmode_power_reset_wait(void*) {
 }
 
 unsigned int qve_check_modem() {
-  std::array<char, PROPERTY_VALUE_MAX> booted{};
-  property_get(kBootProperty, booted.data(), "0");
-  return booted[0] == '1' ? 0 : 1;
+  return fcx::read_property(kBootProperty, "0").c_str()[0] == '1' ? 0 : 1;
 }
 
 unsigned int qve_check_modem_cmd_ready() {

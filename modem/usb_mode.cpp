@@ -1,16 +1,14 @@
 #include "fcx/usb_mode.h"
 
-#include <cutils/properties.h>
 #include <fcntl.h>
 
-#include <array>
-#include <cerrno>
 #include <cstring>
 #include <string_view>
 
 #include "common/files.h"
 #include "common/immortal.h"
 #include "common/log.h"
+#include "common/properties.h"
 #include "common/text.h"
 #include "common/threads.h"
 #include "fcx/sync.h"
@@ -27,10 +25,9 @@ constexpr char kSkipProperty[] = "vendor.qve.usb.adb_skip_auth";
 constexpr uint64_t kModeChangeUs = 100'000;
 
 /// What a failed open of the lock node means, with its log lines.
-int lock_node_failed(const char* function) {
-  const int error = errno;
+int lock_node_failed(const char* function, const fcx::DeviceFile& node) {
   DOMAIN_INFO("USB PATH : %s FAILED\n", function);
-  if (error != ENOENT) return -1;
+  if (!node.is_absent()) return -1;
   DOMAIN_INFO("USB PATH : %s does not exist\n", kLockNode);
   return 0;
 }
@@ -43,14 +40,17 @@ int lock_access_failed(const char* function) {
 /// Sets a property of the USB connection and waits for the state that it brings, which does not
 /// stop anything by not coming.
 void switch_usb(const char* property, const char* value) {
-  property_set(property, value);
-  static_cast<void>(wait_for_state(value));
+  if (!fcx::write_property(property, value).ok()) {
+    DOMAIN_ERROR("usb_path_change_thread: %s cannot be set\n", property);
+  }
+  static_cast<void>(wait_for_state(value));  // it has logged that the state has not come
 }
 
 void change_path() {
   const int lock = get_usb_lock();
   if (lock == -1) return;
-  if (lock == 1) set_usb_lock(0);
+  if (lock == 1)
+    static_cast<void>(set_usb_lock(0));  // it has logged its failure, and the rest goes on
   switch_usb(kConfigProperty, "none");
   // "skip" is waited for as a state, too, on purpose.
   switch_usb(kSkipProperty, "skip");
@@ -62,9 +62,11 @@ struct PathChange {
 };
 
 /// Writes the lock node as a kernel attribute. A failure is logged there and stops nothing.
-void write_lock(const char* digit) { write_sysfs(kLockNode, digit, 1); }
+void write_lock(const char* digit) { static_cast<void>(write_sysfs(kLockNode, digit, 1)); }
 
-int set_config(const char* config) { return property_set(kConfigProperty, config) == 0 ? 0 : 1; }
+int set_config(const char* config) {
+  return fcx::write_property(kConfigProperty, config).ok() ? 0 : 1;
+}
 
 int unlock_and_configure(const char* config) {
   write_lock("0");
@@ -91,9 +93,7 @@ int wait_for_state(const char* state) {
   constexpr uint64_t kPauseUs = 50'000;
   if (state == nullptr) return 0;
   for (int read = 1;; ++read) {
-    std::array<char, PROPERTY_VALUE_MAX> now{};
-    property_get(kStateProperty, now.data(), "");
-    if (std::string_view(now.data()) == state) return 1;
+    if (fcx::read_property(kStateProperty).view() == state) return 1;
     if (read == kReads) break;
     fcx::platform_sleep_us(kPauseUs);
   }
@@ -102,19 +102,18 @@ int wait_for_state(const char* state) {
 }
 
 int get_usb_lock() {
-  const fcx::UniqueFd node = fcx::open_device_file(kLockNode, O_RDWR);
-  if (!node.is_open()) return lock_node_failed(__func__);
+  fcx::DeviceFile node(kLockNode, O_RDWR);
+  if (!node.is_open()) return lock_node_failed(__func__, node);
   char lock = 0;
-  if (fcx::read_device_file(node, kLockNode, &lock, 1) != 1) return lock_access_failed(__func__);
+  if (node.read(&lock, 1).size() != 1) return lock_access_failed(__func__);
   return lock - '0';
 }
 
 int set_usb_lock(int v) {
-  const fcx::UniqueFd node = fcx::open_device_file(kLockNode, O_RDWR);
-  if (!node.is_open()) return lock_node_failed(__func__);
+  fcx::DeviceFile node(kLockNode, O_RDWR);
+  if (!node.is_open()) return lock_node_failed(__func__, node);
   const char lock = static_cast<char>('0' + static_cast<uint8_t>(v));
-  if (fcx::write_device_file(node, kLockNode, {&lock, 1}) != 0) return lock_access_failed(__func__);
-  return 0;
+  return node.write({&lock, 1}).ok() ? 0 : lock_access_failed(__func__);
 }
 
 int usb_path_change(void* arg) {
@@ -131,7 +130,7 @@ void* usb_path_change_thread(void*) {
     return reinterpret_cast<void*>(intptr_t{-1});
   }
   change_path();
-  mutex.unlock();
+  static_cast<void>(mutex.unlock());  // held: nothing else can be said
   return nullptr;
 }
 
@@ -148,13 +147,13 @@ int usb_mode_change_cpdm() { return unlock_and_configure("qmicm,adb"); }
 
 int get_usbstate_from_sys() {
   fcx::TextBuffer<1024> text;
-  const fcx::UniqueFd node = fcx::open_device_file(kStateNode, O_RDONLY);
+  fcx::DeviceFile node(kStateNode, O_RDONLY);
   if (!node.is_open()) {
-    DOMAIN_INFO("Error while opening the file %s : %s \n", kStateNode, strerror(errno));
+    DOMAIN_INFO("Error while opening the file %s : %s \n", kStateNode, node.reason());
     return 0;
   }
-  if (fcx::read_device_file(node, kStateNode, text.data(), text.capacity()) < 0) {
-    DOMAIN_INFO("Error while reading the file %s : %s\n", kStateNode, strerror(errno));
+  if (const fcx::ReadResult read = node.read(text.data(), text.capacity()); !read.has_content()) {
+    DOMAIN_INFO("Error while reading the file %s : %s\n", kStateNode, read.reason());
     return 0;
   }
   DOMAIN_INFO("USB State: %s", text.c_str());

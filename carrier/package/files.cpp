@@ -1,40 +1,107 @@
 // Where the files of the customisation package are, and both ways of reaching them.
+#include "carrier/package/files.h"
+
 #include <fcntl.h>
 #include <vendor/qve/hardware/filehandle/1.0/IFileHandle.h>
 
-#include <cerrno>
 #include <cstring>
 
 #include "carrier/package/paths.h"
-#include "carrier/package/xml.h"
-#include "carrier/state.h"
-#include "common/files.h"
 #include "fcx/customisation.h"
 
 namespace {
 
 using android::hardware::hidl_string;
+using fcx::Presence;
+using fcx::XmlFound;
+using fcx::XmlReading;
 using vendor::qve::hardware::filehandle::V1_0::Error;
 using vendor::qve::hardware::filehandle::V1_0::IFileHandle;
 
 constexpr char kFileHandleService[] = "default";
 constexpr mode_t kCopyMode = 0664;
 
+/// What the service has of a file. Contents that are not empty are a success, whatever the status
+/// says, on purpose; an empty file is none. Without contents the status tells an absent file from
+/// one that could not be read.
+struct ServiceAnswer {
+  Presence presence;
+  std::string contents;
+};
+
+ServiceAnswer read_through_service(const std::string& path) {
+  if (is_system_path(path) == 0) {
+    SBP_LOG("[QVE][SBP] file path is not system or product path!");
+    return {Presence::absent, {}};
+  }
+  const android::sp<IFileHandle> service = IFileHandle::getService(kFileHandleService, false);
+  if (service == nullptr) {
+    SBP_LOG("[QVE][SBP] filehandleHal is NULL!");
+    return {Presence::unknown, {}};
+  }
+  ServiceAnswer answer{Presence::unknown, {}};
+  Error status = Error::IO;
+  const auto call = service->readFile(path, [&](const hidl_string& found, Error given) {
+    answer.contents.assign(found.c_str(), found.size());
+    status = given;
+  });
+  if (!call.isOk()) {
+    SBP_LOG("[QVE][SBP] the file-handle service did not answer\n");
+    return {Presence::unknown, {}};
+  }
+  if (!answer.contents.empty()) {
+    answer.presence = Presence::present;
+  } else if (status == Error::NONE || status == Error::NOT_FOUND) {
+    answer.presence = Presence::absent;
+  }
+  return answer;
+}
+
 bool goes_through_service(const char* path) { return e_is_overlayfs && is_system_path(path) != 0; }
 
-/// Writes the copy's content. @return whether the copy could be opened
-bool write_copy(const char* copy, std::string_view contents) {
-  // Without blocking: what has that name may be no file.
-  const fcx::UniqueFd fd =
-      fcx::open_device_file(copy, O_WRONLY | O_CREAT | O_TRUNC | O_NONBLOCK, kCopyMode);
-  if (!fd.is_open()) {
-    SBP_LOG("[QVE][SBP] %s cannot be opened: %s\n", copy, strerror(errno));
-    return false;
+/// A copy of a file that only the service can read.
+struct Copy {
+  std::string path;       ///< empty when none was made
+  bool is_whole = false;  ///< all of the contents could be written
+  /// What the service has of the file itself.
+  Presence original = Presence::absent;
+};
+
+Copy copy_from_service(const std::string& path) {
+  if (is_system_path(path) == 0) return {};
+  const ServiceAnswer answer = read_through_service(path);
+  if (answer.presence != Presence::present) {
+    SBP_LOG("[QVE][SBP] Fail to open HAL file");
+    return {{}, false, answer.presence};
   }
-  if (fcx::write_device_file(fd, copy, contents) != 0) {
-    SBP_LOG("[QVE][SBP] %s cannot be written: %s\n", copy, strerror(errno));
+  std::string made = fcx::kStoredFilesDirectory;
+  made.append(path, path.rfind('/'), std::string::npos);
+  fcx::DeviceFile file(made.c_str(), O_WRONLY | O_CREAT | O_TRUNC, kCopyMode);
+  if (!file.is_open()) {
+    SBP_LOG("[QVE][SBP] %s cannot be opened: %s\n", made.c_str(), file.reason());
+    return {{}, false, answer.presence};
   }
-  return true;
+  const fcx::Result written = file.write(answer.contents);
+  if (!written.ok()) {
+    SBP_LOG("[QVE][SBP] %s cannot be written: %s\n", made.c_str(), written.reason());
+  }
+  return {made, written.ok(), answer.presence};
+}
+
+XmlReading read_copy(const Copy& copy) {
+  XmlReading reading = fcx::read_device_xml(copy.path.c_str());
+  if (reading.document == nullptr) {
+    // The copy stays, on purpose: it can be looked at. Whatever became of it says nothing of the
+    // file.
+    if (!copy.is_whole || reading.found == XmlFound::absent) reading.found = XmlFound::failed;
+    return reading;
+  }
+  if (fcx::remove_device_file(copy.path.c_str()).ok()) {
+    SBP_LOG("[QVE][SBP] doc parsing finished and temp xml is removed= %s", copy.path.c_str());
+  } else {
+    SBP_LOG("[QVE][SBP] temp xml remove failed= %s", copy.path.c_str());
+  }
+  return reading;
 }
 
 }  // namespace
@@ -46,72 +113,52 @@ int is_system_path(const std::string& path) {
 }
 
 std::string get_halData_from_file(const std::string& path) {
-  if (is_system_path(path) == 0) {
-    SBP_LOG("[QVE][SBP] file path is not system or product path!");
-    return {};
-  }
-  const android::sp<IFileHandle> service = IFileHandle::getService(kFileHandleService, false);
-  if (service == nullptr) {
-    SBP_LOG("[QVE][SBP] filehandleHal is NULL!");
-    return {};
-  }
-  std::string contents;
-  // The status is not consulted, on purpose: contents that are not empty are a success.
-  const auto answer = service->readFile(
-      path, [&](const hidl_string& found, Error) { contents.assign(found.c_str(), found.size()); });
-  if (!answer.isOk()) {
-    SBP_LOG("[QVE][SBP] the file-handle service did not answer\n");
-    return {};
-  }
-  return contents;
+  return read_through_service(path).contents;
 }
 
 int get_hal_copied_file(const std::string& path, std::string& copy) {
-  if (is_system_path(path) == 0) return 0;
-  const std::string contents = get_halData_from_file(path);
-  if (contents.empty()) {
-    SBP_LOG("[QVE][SBP] Fail to open HAL file");
-    return 0;
-  }
-  std::string made = fcx::kStoredFilesDirectory;
-  made.append(path, path.rfind('/'), std::string::npos);
-  if (!write_copy(made.c_str(), contents)) return 0;
-  copy = made;
+  const Copy made = copy_from_service(path);
+  if (made.path.empty()) return 0;
+  copy = made.path;
   return 1;
 }
 
+bool fcx::passes_as_copy(const char* path) { return goes_through_service(path); }
+
+fcx::XmlReading fcx::read_package_xml(const char* path) {
+  if (!e_is_overlayfs) return read_device_xml(path);
+  const Copy copy = copy_from_service(path);
+  if (!copy.path.empty()) return read_copy(copy);
+  XmlReading reading = read_device_xml(path);
+  // The service may have what cannot be opened here.
+  const bool is_there = copy.original != Presence::absent;
+  if (is_there && reading.found == XmlFound::absent) reading.found = XmlFound::failed;
+  return reading;
+}
+
 _xmlDoc* getXmlParseFile(const char* name) {
-  if (name == nullptr) return nullptr;
-  std::string copy;
-  if (!e_is_overlayfs || get_hal_copied_file(name, copy) == 0) {
-    return fcx::parse_device_xml(name).release();
-  }
-  fcx::XmlDocument document = fcx::parse_device_xml(copy.c_str());
-  if (document == nullptr) return nullptr;  // the copy stays, on purpose: it can be looked at
-  if (fcx::remove_device_file(copy.c_str()) == 0) {
-    SBP_LOG("[QVE][SBP] doc parsing finished and temp xml is removed= %s", copy.c_str());
-  } else {
-    SBP_LOG("[QVE][SBP] temp xml remove failed= %s", copy.c_str());
-  }
-  return document.release();
+  return name == nullptr ? nullptr : fcx::read_package_xml(name).document.release();
+}
+
+fcx::Presence fcx::find_package_file(const char* path) {
+  return goes_through_service(path) ? read_through_service(path).presence : presence_of(path);
 }
 
 int fexists_hal(const char* path) {
-  return path != nullptr && !get_halData_from_file(path).empty() ? 1 : 0;
+  return path != nullptr && read_through_service(path).presence == Presence::present ? 1 : 0;
 }
 
 int fexists_direct(const char* path) {
-  return path != nullptr && fcx::device_file_exists(path) ? 1 : 0;
+  return path != nullptr && fcx::presence_of(path) == Presence::present ? 1 : 0;
 }
 
 int fexists(const char* path) {
-  if (path == nullptr) return 0;
-  return goes_through_service(path) ? fexists_hal(path) : fexists_direct(path);
+  return path != nullptr && fcx::find_package_file(path) == Presence::present ? 1 : 0;
 }
 
 char* qve_get_tamra_file_path(const char* name, char* out) {
   if (out == nullptr) return nullptr;
-  fcx::LongText path(fcx::carrier_state().root.load());
+  fcx::LongText path(fcx::package_state().root.load());
   if (name != nullptr) {
     if (e_is_overlayfs) path.append("/etc");
     path.append(name);

@@ -3,7 +3,7 @@
 #include <sstream>
 
 #include "carrier/package/paths.h"
-#include "carrier/state.h"
+#include "carrier/package/state.h"
 #include "common/lines.h"
 #include "fcx/customisation.h"
 
@@ -46,7 +46,7 @@ template <typename Use>
 void any_entry(const char* mccmnc_list, const char* subset_list, Use use) {
   std::string_view mccmncs = whole_entries(mccmnc_list, kLongestMccMncList);
   std::string_view subsets = whole_entries(subset_list, kLongestSubsetList);
-  for (int i = fcx::carrier_state().network_code_count; i > 0; --i) {
+  for (int i = fcx::package_state().network_code_count; i > 0; --i) {
     const std::string_view mccmnc = fcx::take_until(mccmncs, ',');
     const std::string_view subset = fcx::take_until(subsets, ',');
     if (mccmnc.empty() || subset.empty() || use(mccmnc, subset)) return;

@@ -1,19 +1,38 @@
 #include "carrier/package/xml.h"
 
+#include <fcntl.h>
 #include <libxml/parser.h>
-#include <libxml/xmlerror.h>
+#include <strings.h>
 
-#include <cerrno>
+#include <algorithm>
 #include <cstring>
+#include <iterator>
 
 #include "common/files.h"
 
 namespace fcx {
 namespace {
 
-int read_xml(void* context, char* buffer, int length) {
-  auto* file = static_cast<DeviceFileReader*>(context);
-  return static_cast<int>(file->read(buffer, static_cast<size_t>(length)));
+/// A file on its way to the parser.
+struct Source {
+  DeviceFile file;
+  size_t taken = 0;
+  int error = 0;  ///< with which reading has ended
+};
+
+/// libxml2 asks for the next bytes. @return their number, 0 at the end, -1 for no more
+int read_on(void* context, char* buffer, int length) {
+  auto& source = *static_cast<Source*>(context);
+  const ReadResult read = source.file.read(buffer, static_cast<size_t>(length));
+  source.taken += read.size();
+  if (!read.has_content()) {
+    source.error = read.error();
+  } else if (source.taken > kLargestFile) {
+    source.error = EFBIG;
+  } else if (read.size() < static_cast<size_t>(length) && source.taken < source.file.size()) {
+    source.error = EIO;  // it has more than could be read
+  }
+  return source.error == 0 ? static_cast<int>(read.size()) : -1;
 }
 
 void log_error(const char* device_path) {
@@ -25,18 +44,41 @@ void log_error(const char* device_path) {
   }
 }
 
+/// Whether every libxml2 reads this encoding: the phone's has no others.
+bool is_everywhere(const xmlChar* encoding) {
+  constexpr const char* kEverywhere[] = {"UTF-8",      "UTF-16",      "UTF-16LE", "UTF-16BE",
+                                         "ISO-8859-1", "ISO-8859-15", "US-ASCII", "ASCII"};
+  if (encoding == nullptr) return true;  // UTF-8, when nothing is declared
+  return std::any_of(std::begin(kEverywhere), std::end(kEverywhere), [&](const char* known) {
+    return strcasecmp(reinterpret_cast<const char*>(encoding), known) == 0;
+  });
+}
+
 }  // namespace
 
-XmlDocument parse_device_xml(const char* device_path) {
-  DeviceFileReader file(device_path);
-  if (!file.is_open()) {
-    SBP_LOG("[QVE][SBP] %s cannot be opened: %s\n", device_path, strerror(errno));
-    return nullptr;
+XmlReading read_device_xml(const char* device_path) {
+  Source source{DeviceFile(device_path, O_RDONLY)};
+  if (!source.file.is_open()) {
+    SBP_LOG("[QVE][SBP] %s cannot be opened: %s\n", device_path, source.file.reason());
+    return {source.file.is_absent() ? XmlFound::absent : XmlFound::failed, nullptr};
   }
+  if (source.file.size() > kLargestFile) source.error = EFBIG;
   constexpr int kOptions = XML_PARSE_NONET | XML_PARSE_NOERROR | XML_PARSE_NOWARNING;
-  XmlDocument document(xmlReadIO(read_xml, nullptr, &file, device_path, nullptr, kOptions));
-  if (document == nullptr) log_error(device_path);
-  return document;
+  XmlDocument document(xmlReadIO(read_on, nullptr, &source, device_path, nullptr, kOptions));
+  if (source.error != 0) {
+    SBP_LOG("[QVE][SBP] %s cannot be read: %s\n", device_path, strerror(source.error));
+    return {XmlFound::failed, nullptr};
+  }
+  if (document == nullptr) {
+    log_error(device_path);
+    return {XmlFound::no_xml, nullptr};
+  }
+  if (!is_everywhere(document->encoding)) {
+    SBP_LOG("[QVE][SBP] %s has the encoding %s, which no phone reads\n", device_path,
+            reinterpret_cast<const char*>(document->encoding));
+    return {XmlFound::no_xml, nullptr};
+  }
+  return {XmlFound::document, std::move(document)};
 }
 
 XmlAttribute::XmlAttribute(const xmlNode* element, const char* name)

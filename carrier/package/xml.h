@@ -6,7 +6,7 @@
 #include <memory>
 #include <string_view>
 
-#include "carrier/state.h"
+#include "carrier/package/state.h"
 
 namespace fcx {
 
@@ -16,9 +16,24 @@ struct FreeXml {
 };
 using XmlDocument = std::unique_ptr<xmlDoc, FreeXml>;
 
-/// Parses a device file. Nothing is fetched and no external entity loaded. Null, and a line in the
-/// log, for what is no XML.
-XmlDocument parse_device_xml(const char* device_path);
+/// What a read of an XML file found.
+enum class XmlFound {
+  document,
+  no_xml,  ///< a file that could be read, and holds something else
+  absent,
+  failed,  ///< nobody knows what there is: it is to be tried again
+};
+
+struct XmlReading {
+  XmlFound found;
+  XmlDocument document;  ///< null unless it was found
+
+  bool has_failed() const { return found == XmlFound::failed; }
+};
+
+/// Reads and parses a device file. Nothing is fetched and no external entity loaded. Without a
+/// document there is a line in the log.
+XmlReading read_device_xml(const char* device_path);
 
 /// An attribute's text; empty when there is none. It lives as long as this.
 class XmlAttribute {

@@ -722,15 +722,6 @@ TEST_F(SetUp, ProfilesHaveAnotherRootThanTheProbeWhereNoneIsSet) {
   EXPECT_EQ("DTM DTM_B DE", carrier());
 }
 
-TEST_F(SetUp, ARefusedPropertyStopsNothing) {
-  set_network_code(kOneMcc);
-  insert_sim(kGermanIccid);
-  fault(Part::property, "persist.vendor.qve.first-mcc", Effect::fail, 0, Access::write);
-  boot();
-  EXPECT_EQ("(not set) 310410 1 1", decision());
-  EXPECT_THAT(log(), Contains("[QVE][SBP] persist.vendor.qve.first-mcc cannot be set\n"));
-}
-
 TEST_F(SetUp, TheCacheKeepsAPropertyInAFileOfItsName) {
   constexpr char kName[] = "persist.vendor.qve.sim.operator";
   constexpr char kFile[] = "/mnt/vendor/persist-qv/property/persist.vendor.qve.sim.operator";
