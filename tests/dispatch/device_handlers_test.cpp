@@ -1,17 +1,24 @@
 // Commands about what is kept in files.
+#include <fcntl.h>
+#include <sys/file.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <cstring>
+
 #include "tests/phone_fixture.h"
 
 namespace fcx_test {
 namespace {
 
 using testing::ElementsAre;
-using testing::HasSubstr;
 using virtual_phone::Access;
 using virtual_phone::Effect;
 using virtual_phone::Part;
 
 class DeviceHandlers : public PhoneTest {};
 
+constexpr char kStartday[] = "/mnt/vendor/persist-qv/startday";
 constexpr char kValid[] = "/mnt/vendor/persist-qv/startday/isValid";
 constexpr char kDate[] = "/mnt/vendor/persist-qv/startday/date";
 constexpr char kAgree[] = "/mnt/vendor/persist-qv/agree_factory";
@@ -26,14 +33,14 @@ TEST_F(DeviceHandlers, StartdayIsKeptInTwoFiles) {
 
   EXPECT_THAT(send(4295, kNoDay), Answers(0, "OK"));
   EXPECT_EQ("0", read_file(file(kValid)));
-  log();
+  lines();
   EXPECT_THAT(send(4295), Answers(0, kNoDay));
-  EXPECT_EQ("get startday RETURN : startday is not initialized", log().back());
+  EXPECT_EQ("I Diag_Lib: get startday RETURN : startday is not initialized", lines().back());
 }
 
 TEST_F(DeviceHandlers, StartdayAnswersErrorForEveryFailure) {
   EXPECT_THAT(send(4295), Answers(0, "ERROR")) << "no files yet";
-  EXPECT_EQ("handle_set_get_startday fail", entries().back().message);
+  EXPECT_EQ("E Diag_Lib: handle_set_get_startday fail", lines().back());
   for (const std::string& text :
        {std::string(kDay) + "0", std::string(kDay, 18), std::string(3000, '1')}) {
     EXPECT_THAT(send(4295, text), Answers(0, "ERROR")) << text;
@@ -51,21 +58,47 @@ TEST_F(DeviceHandlers, StartdayAnswersErrorForEveryFailure) {
   EXPECT_THAT(send(4295), Answers(0, "ERROR"));
 }
 
-TEST_F(DeviceHandlers, AStartdayThatDoesNotFitLeavesTheOldOne) {
-  send(4295, kDay);
-  for (const char* full : {kValid, kDate}) {
-    fault(Part::file, full, Effect::fail, ENOSPC, Access::write);
-    EXPECT_THAT(send(4295, kNoDay), Answers(0, "ERROR")) << full;
-    virtual_phone::clear_faults(phone());
-    const std::string answer = data(send(4295));
-    EXPECT_TRUE(answer == kDay || answer == kNoDay) << answer;
-    send(4295, kDay);
+/// What is done to a file that is replaced, and to its directory.
+constexpr struct {
+  const char* path;
+  Access access;
+} kStartdayFaults[] = {
+    {kValid, Access::open},
+    {kValid, Access::write},
+    {kValid, Access::sync},
+    {kValid, Access::chmod},
+    {kValid, Access::rename},
+    {kDate, Access::open},
+    {kDate, Access::write},
+    {kDate, Access::sync},
+    {kDate, Access::chmod},
+    {kDate, Access::rename},
+    {kStartday, Access::sync_directory},
+};
+
+TEST_F(DeviceHandlers, AStartdayThatCannotBeStoredLeavesBothFilesAsTheyWere) {
+  for (const bool is_set : {true, false}) {
+    for (const auto& each : kStartdayFaults) {
+      if (!is_set && each.access == Access::chmod) continue;  // a new file has none to keep
+      if (is_set) send(4295, kDay);
+      fault(Part::file, each.path, Effect::fail, EIO, each.access);
+      EXPECT_THAT(send(4295, is_set ? kNoDay : kDay), Answers(0, "ERROR")) << each.path;
+      clear_faults();
+      EXPECT_THAT(send(4295), Answers(0, is_set ? kDay : "ERROR"))
+          << each.path << " on " << virtual_phone::name_of(each.access);
+      EXPECT_EQ(is_set ? 2 : 0,
+                std::distance(std::filesystem::directory_iterator(file(kStartday)), {}))
+          << "no file is left over";
+      std::filesystem::remove(file(kValid));
+      std::filesystem::remove(file(kDate));
+    }
   }
 }
 
 TEST_F(DeviceHandlers, AgreeFactoryIsOneTextFile) {
   EXPECT_THAT(send(4418), Answers(QVCMD_OK, "")) << "absent is no failure, on purpose";
-  EXPECT_EQ("AGREE_FACTORY not exist = mnt/vendor/persist-qv/agree_factory\n", log().back());
+  EXPECT_EQ("I Diag_Lib: AGREE_FACTORY not exist = mnt/vendor/persist-qv/agree_factory\n",
+            lines().back());
   EXPECT_THAT(send(4419, "agreed, all of it"), Answers(QVCMD_OK, ""));
   EXPECT_EQ("agreed, all of it", read_file(file(kAgree)));
   EXPECT_THAT(send(4419, "agreed"), Answers(QVCMD_OK, ""));
@@ -74,18 +107,91 @@ TEST_F(DeviceHandlers, AgreeFactoryIsOneTextFile) {
   EXPECT_THAT(send(4418), Answers(QVCMD_OK, std::string(2047, 'a')));
 }
 
-TEST_F(DeviceHandlers, AgreeFactoryDistinguishesOpeningFromTheRest) {
+TEST_F(DeviceHandlers, AgreeFactoryIsDoneWhenTheFileItselfCanBeOpened) {
   send(4419, "old");
-  fault(Part::file, kAgree, Effect::fail, ENOSPC, Access::write);
-  EXPECT_THAT(send(4419, "new"), Answers(QVCMD_OK, "")) << "the opening decides, on purpose";
-  EXPECT_THAT(log().back(), HasSubstr("No space left"));
-  EXPECT_EQ("old", read_file(file(kAgree)));
+  const struct {
+    const char* path;
+    Access access;
+    int error;
+  } cases[] = {{kAgree, Access::write, ENOSPC},
+               {kAgree, Access::sync, EIO},
+               {kAgree, Access::chmod, EPERM},
+               {kAgree, Access::rename, EIO}};
+  for (const auto& each : cases) {
+    lines();
+    fault(Part::file, each.path, Effect::fail, each.error, each.access);
+    EXPECT_THAT(send(4419, "new"), Answers(QVCMD_OK, "")) << "the opening decides, on purpose";
+    EXPECT_THAT(lines(), ElementsAre("I Diag_Lib: service_handler: opcode = 4419\n",
+                                     "E Diag_Lib: handle_write_agree_factory: "
+                                     "mnt/vendor/persist-qv/agree_factory: " +
+                                         std::string(strerror(each.error)) + "\n"));
+    EXPECT_EQ("old", read_file(file(kAgree))) << virtual_phone::name_of(each.access);
+    clear_faults();
+  }
   fault(Part::file, kAgree, Effect::fail, EIO, Access::read);
   EXPECT_THAT(send(4418), Answers(QVCMD_FAIL, ""));
   fault(Part::file, kAgree, Effect::fail, EACCES, Access::open);
   EXPECT_THAT(send(4419, "new"), Answers(QVCMD_FAIL, ""));
+  lines();
   EXPECT_THAT(send(4418), Answers(QVCMD_OK, ""));
-  EXPECT_EQ("Cannot open path : mnt/vendor/persist-qv/agree_factory", log().back());
+  EXPECT_EQ("I Diag_Lib: Cannot open path : mnt/vendor/persist-qv/agree_factory", lines().back());
+}
+
+TEST_F(DeviceHandlers, TemporariesAreTheirMakersAndFollowNoLink) {
+  namespace fs = std::filesystem;
+  const fs::path directory = file(kAgree).parent_path();
+  const fs::path outside = this->directory() / "outside";
+  write_file(outside, "untouched");
+  fs::create_symlink(outside, directory / ".temp.000000");
+  write_file(directory / ".temp.111111", "left by a process that was killed");
+  ASSERT_EQ(0, mkfifo((directory / ".temp.222222").c_str(), 0666));
+  write_file(directory / ".temp.333333", "being written");
+  const int living = open((directory / ".temp.333333").c_str(), O_RDONLY);
+  ASSERT_EQ(0, flock(living, LOCK_EX));
+  write_file(directory / "agree_factory.tmp", "nobody's");
+  fs::permissions(directory / "agree_factory.tmp", fs::perms::owner_read);
+  send(4419, "agreed");
+  EXPECT_EQ("agreed", read_file(file(kAgree)));
+  EXPECT_EQ("untouched", read_file(outside));
+  std::vector<std::string> left;
+  for (const auto& each : fs::directory_iterator(directory)) {
+    if (!each.is_directory()) left.push_back(each.path().filename());
+  }
+  EXPECT_THAT(left,
+              testing::UnorderedElementsAre("agree_factory", "agree_factory.tmp", ".temp.333333"));
+  close(living);
+}
+
+TEST_F(DeviceHandlers, AReplacedFileKeepsItsAccess) {
+  send(4419, "old");
+  std::filesystem::permissions(file(kAgree), std::filesystem::perms(0640));
+  send(4419, "new");
+  EXPECT_EQ("new", read_file(file(kAgree)));
+  EXPECT_EQ(std::filesystem::perms(0640), std::filesystem::status(file(kAgree)).permissions());
+}
+
+TEST_F(DeviceHandlers, NothingWaitsForAPipeInAFilesPlace) {
+  const struct {
+    const char* path;
+    int32_t opcode;
+    const char* text;
+    int32_t result;
+    const char* answer;
+  } cases[] = {
+      {kValid, 4295, "", 0, "ERROR"},
+      {kDate, 4295, kDay, 0, "ERROR"},
+      {kAgree, 4418, "", QVCMD_OK, ""},
+      {kAgree, 4419, "text", QVCMD_FAIL, ""},
+      {"/proc/meminfo", 4402, "", QVCMD_FAIL, ""},
+      {"/mnt/vendor/persist-qv/camera/front_tof_cal", 4231, "[FRONT_TOF]1", -1, ""},
+      {"/mnt/vendor/persist-qv/camera/front_tof_cal", 4230, "[FRONT_TOF_CHECK]", QVCMD_FAIL, ""},
+  };
+  for (const auto& each : cases) {
+    std::filesystem::remove(file(each.path));
+    ASSERT_EQ(0, mkfifo(file(each.path).c_str(), 0666));
+    EXPECT_THAT(send(each.opcode, each.text), Answers(each.result, each.answer)) << each.path;
+    std::filesystem::remove(file(each.path));
+  }
 }
 
 TEST_F(DeviceHandlers, AFaultCountsOnlyWhatItCanStrike) {

@@ -1,0 +1,345 @@
+// Starts in which something fails: what could not be read, kept or published is made up for by the
+// next ones, and nothing is taken for absent because it could not be read.
+#include <libxml/tree.h>
+#include <sys/stat.h>
+
+#include "fcx/background.h"
+#include "fcx/customisation.h"
+#include "fcx/factory_items.h"
+#include "fcx/modem_link.h"
+#include "fcx/network_code.h"
+#include "fcx/single_binary.h"
+#include "tests/carrier/fixture.h"
+#include "virtual_phone/core/properties.h"
+#include "virtual_phone/modem/sim.h"
+
+namespace {
+
+using fcx_test::CarrierTest;
+using testing::Contains;
+using testing::Not;
+using virtual_phone::Access;
+using virtual_phone::Effect;
+using virtual_phone::Part;
+
+namespace fs = std::filesystem;
+
+constexpr char kKelp[] = "/mnt/vendor/persist-qv/kelp";
+constexpr char kCache[] = "/mnt/vendor/persist-qv/property";
+constexpr char kStoredCodes[] = "/mnt/vendor/persist-qv/kelp/carrier_code.xml";
+constexpr char kNewerCodes[] = R"(<profiles date="2021-01-01">
+  <profile iccid="8944" carrier_code_fast="CR2" carrier_code_sub="CR2_GB" country="IE"/>
+</profiles>)";
+constexpr char kMark[] = "persist.vendor.qve.sbp.unfinished";
+constexpr char kTwoNetworks[] =
+    R"("2","234,15F,FFFFFFFF,FFFFFFFF,12","262,01F,FFFFFFFF,FFFFFFFF,11")";
+
+constexpr Access kFileAccesses[] = {Access::open,   Access::read,           Access::write,
+                                    Access::sync,   Access::sync_directory, Access::rename,
+                                    Access::remove, Access::stat,           Access::chmod};
+
+/// A ready-made phone in place of the blank one.
+class Faults : public CarrierTest {
+ protected:
+  void use_profile(const char* profile) {
+    const fs::path made = directory() / "ready-made";
+    virtual_phone::create(made, profile, true);
+    virtual_phone::select(made);
+    ASSERT_EQ(0, init_factory_item());
+    ASSERT_EQ(0, init_modem_interface());
+    publish_lists();
+  }
+
+  /// As another component of the phone does.
+  void publish_lists() {
+    std::string code(2049, '\0');
+    ASSERT_EQ(0, get_ntcode(code.data()));
+    set_network_code(code.c_str());
+  }
+
+  /// All that outlives a start: properties, and the files that starts write.
+  std::map<std::string, std::string> kept() {
+    std::map<std::string, std::string> all;
+    for (const auto& [name, value] : virtual_phone::properties(phone())) {
+      // The mark that is "0" says no more than none.
+      const bool is_mark = name == kMark && value == "0";
+      if (name.compare(0, 8, "persist.") == 0 && !is_mark) all[name] = value;
+    }
+    const fs::path root = file("/mnt/vendor/persist-qv");
+    for (const auto& entry : fs::recursive_directory_iterator(root)) {
+      if (!entry.is_regular_file()) continue;
+      all[entry.path().lexically_relative(root)] = fcx_test::read_file(entry.path());
+    }
+    return all;
+  }
+
+  /// A start with a fault, and two without.
+  std::map<std::string, std::string> kept_after(Part part, const std::string& target,
+                                                Access access) {
+    virtual_phone::set_fault(phone(), {0, part, target, access, Effect::fail,
+                                       part == Part::file ? EIO : 0, std::nullopt});
+    boot();
+    clear_faults();
+    boot();
+    boot();
+    return kept();
+  }
+
+  std::string carrier() {
+    return property("persist.vendor.qve.sim.operator") + " " +
+           property("persist.vendor.qve.sim.operator.sub") + " " +
+           property("persist.vendor.qve.sim.country");
+  }
+};
+
+/// What only one of two phones has, or both have in two ways.
+std::string difference(const std::map<std::string, std::string>& a,
+                       const std::map<std::string, std::string>& b) {
+  std::string all;
+  const auto value = [](const auto& of, const std::string& name) {
+    const auto found = of.find(name);
+    return found == of.end() ? "-" : "[" + found->second + "]";
+  };
+  std::map<std::string, std::string> names = a;
+  names.insert(b.begin(), b.end());
+  for (const auto& [name, ignored] : names) {
+    if (value(a, name) == value(b, name)) continue;
+    all += name + ": " + value(a, name) + " and " + value(b, name) + "\n";
+  }
+  return all;
+}
+
+struct ReadyMade {
+  const char* profile;
+  const char* package;
+  const char* petnames;
+};
+constexpr ReadyMade kPhones[] = {
+    {"open", "/oem/OP/OPEN_EU/config/", "/oem/OP/petname.xml"},
+    {"overlay", "/mnt/product/OP/OPEN_EU/config/", "/system/etc/petname.xml"}};
+
+/// What a start of that phone touches.
+std::vector<std::string> files_of(const ReadyMade& each) {
+  std::vector<std::string> files = {kKelp, kCache, each.petnames};
+  for (const char* name : {"carrier_code.xml", "feature_code.xml", "client_id.xml"}) {
+    files.push_back(std::string(each.package) + name);
+    files.push_back(std::string(kKelp) + "/" + name);
+  }
+  for (const char* name : {"carrier_code.xml.stored", "carrier_code.xml.none", "kelp.prop",
+                           "perm.prop", "feature.prop"}) {
+    files.push_back(std::string(kKelp) + "/" + name);
+  }
+  for (const char* name : {"operator", "operator.sub", "country"}) {
+    files.push_back(std::string(kCache) + "/persist.vendor.qve.sim." + name);
+  }
+  return files;
+}
+
+TEST_F(Faults, AnyFileThatFailsInAFirstStartIsMadeUpForByTheNext) {
+  for (const ReadyMade& each : kPhones) {
+    for (const bool is_stored : {true, false}) {
+      if (!is_stored && each.profile == kPhones[0].profile) continue;  // nothing new to see
+      const auto begin = [&] {
+        use_profile(each.profile);
+        if (is_stored) fcx_test::write_file(file(kStoredCodes), kNewerCodes);
+      };
+      begin();
+      boot();
+      boot();
+      boot();
+      const auto undisturbed = kept();
+      ASSERT_EQ(is_stored ? "CR2 CR2_GB IE" : "CR2 CR2_GB GB", carrier());
+      for (const std::string& path : files_of(each)) {
+        for (const Access access : kFileAccesses) {
+          begin();
+          auto kept = kept_after(Part::file, path, access);
+          // A copy that could not be removed stays until the next one, and is read by nobody.
+          if (access == Access::remove) {
+            kept.erase("kelp/feature_code.xml");
+            kept.erase("kelp/client_id.xml");
+          }
+          EXPECT_EQ("", difference(undisturbed, kept))
+              << each.profile << (is_stored ? ", stored: " : ": ") << path << " on "
+              << virtual_phone::name_of(access);
+        }
+      }
+    }
+  }
+}
+
+TEST_F(Faults, TheFileHandleServiceThatDiesOnceIsAskedAgain) {
+  use_profile("overlay");
+  boot();
+  boot();
+  const auto undisturbed = kept();
+  use_profile("overlay");
+  virtual_phone::set_fault(phone(),
+                           {0, Part::service, "filehandle", Access::any, Effect::dies, 0, 1});
+  boot();
+  boot();
+  boot();
+  EXPECT_EQ("", difference(undisturbed, kept()));
+}
+
+TEST_F(Faults, ADecisionThatCouldNotBePublishedIsNotDone) {
+  constexpr const char* kDecision[] = {
+      "persist.vendor.qve.mcc-list",     "persist.vendor.qve.first-mcc",
+      "persist.vendor.qve.first-mccmnc", "persist.vendor.qve.first-boot",
+      "persist.vendor.qve.sim.operator", "persist.vendor.qve.sim.operator.sub",
+      "persist.vendor.qve.sim.country"};
+  for (const bool has_one_mcc : {true, false}) {
+    const auto begin = [&] {
+      use_profile("open");
+      if (has_one_mcc) set_network_code(R"("1","234,15F,FFFFFFFF,FFFFFFFF,12")");
+    };
+    begin();
+    boot();
+    boot();
+    boot();
+    const auto undisturbed = kept();
+    ASSERT_EQ("234", property("persist.vendor.qve.first-mcc"));
+    for (const char* name : kDecision) {
+      begin();
+      EXPECT_EQ("", difference(undisturbed, kept_after(Part::property, name, Access::write)))
+          << name << (has_one_mcc ? ", one MCC" : ", several");
+      // Refused all the time but for its last write: the same start makes up for it.
+      begin();
+      virtual_phone::set_fault(phone(),
+                               {0, Part::property, name, Access::write, Effect::fail, 0, 1});
+      boot();
+      EXPECT_EQ("1", property("persist.vendor.qve.first-boot")) << name;
+      EXPECT_EQ("234", property("persist.vendor.qve.first-mcc")) << name;
+    }
+  }
+}
+
+TEST_F(Faults, ARefusedDecisionIsTriedAtEveryPollAndTellsNoLie) {
+  use_profile("open");
+  lines();
+  fault(Part::property, "persist.vendor.qve.first-mcc", Effect::fail, 0, Access::write);
+  boot();
+  EXPECT_EQ("(not set)", property("persist.vendor.qve.first-mcc"));
+  EXPECT_EQ("0", property("persist.vendor.qve.first-boot")) << "a start that is not done";
+  EXPECT_EQ("1", property("persist.vendor.qve.sim-changed")) << "told once, as it was";
+  EXPECT_EQ(1U, polls()) << "the SIM has had its say";
+  const auto all = lines();
+  EXPECT_EQ(1, std::count(all.begin(), all.end(), "I Fcx: [QVE][SBP] SETUP default setting"));
+  EXPECT_LT(10, std::count(all.begin(), all.end(),
+                           "I Fcx: [QVE][SBP] persist.vendor.qve.first-mcc cannot be set\n"));
+}
+
+/// A phone whose network code was rewritten: it waits for its SIM at every start.
+class LeftWaiting : public Faults {
+ protected:
+  LeftWaiting() {
+    use_profile("open");
+    boot();
+    set_property("persist.vendor.qve.ntcode-changed", "1");
+    set_network_code(kTwoNetworks);
+    boot();
+    lines();
+    polls();
+  }
+
+  size_t times(const std::string& line) {
+    const auto all = lines();
+    return static_cast<size_t>(std::count(all.begin(), all.end(), "I Fcx: [QVE][SBP] " + line));
+  }
+};
+
+TEST_F(LeftWaiting, TheSameSimIsTheSameWhenItComesLater) {
+  virtual_phone::Sim late = virtual_phone::sim(phone());
+  late.not_yet = 3;
+  virtual_phone::set_sim(phone(), late);
+  boot();
+  EXPECT_EQ("0", property("persist.vendor.qve.sim-changed"));
+  EXPECT_EQ("234", property("persist.vendor.qve.first-mcc"));
+  EXPECT_EQ(4U, polls());
+  EXPECT_EQ(0U, times("SETUP default setting"));
+}
+
+TEST_F(LeftWaiting, ASimThatNeverAnswersIsWaitedForAsLongAsEver) {
+  virtual_phone::Sim late = virtual_phone::sim(phone());
+  late.not_yet = 1;
+  virtual_phone::set_sim(phone(), late);
+  virtual_phone::set_property(phone(), "persist.vendor.qve.ntcode-changed", "3");
+  set_property(kMark, "1");
+  opcode_fault(14, Effect::fail, 1);
+  boot();
+  EXPECT_EQ(10U, polls()) << "an earlier start is done: no answer completes nothing";
+  EXPECT_EQ("2", property("persist.vendor.qve.sim-changed"));
+}
+
+TEST_F(LeftWaiting, AfterAPowerCutTheSimSettlesTheMccAndNothingElseIsDifferent) {
+  remove_sim();
+  set_property("persist.vendor.qve.first-mcc", "FFF");
+  set_property("persist.vendor.qve.ntcode-changed", "3");
+  set_property(kMark, "1");
+  insert_sim("89449800000000012349");
+  boot();
+  EXPECT_EQ("234", property("persist.vendor.qve.first-mcc"));
+  EXPECT_EQ("0", property("persist.vendor.qve.sim-changed"));
+  EXPECT_EQ("0", property(kMark));
+  EXPECT_EQ(0U, times("SETUP default setting"));
+  // A start that was not left waiting keeps what it has.
+  set_property("persist.vendor.qve.first-mcc", "FFF");
+  boot();
+  EXPECT_EQ("FFF", property("persist.vendor.qve.first-mcc"));
+}
+
+/// Puts something that is no file in a device file's place.
+void make_pipe(const fs::path& path) {
+  fs::create_directories(path.parent_path());
+  fs::remove(path);
+  ASSERT_EQ(0, mkfifo(path.c_str(), 0666));
+}
+
+TEST_F(Faults, NothingWaitsForWhatIsNoFile) {
+  for (const ReadyMade& each : kPhones) {
+    for (const std::string& path : files_of(each)) {
+      use_profile(each.profile);
+      if (fs::is_directory(file(path.c_str()))) continue;
+      const fs::path overlaid = (phone().directory() / "overlay").string() + path;
+      make_pipe(fs::exists(overlaid) ? overlaid : file(path.c_str()));
+      boot();
+      EXPECT_EQ("234", property("persist.vendor.qve.first-mcc")) << each.profile << path;
+    }
+  }
+}
+
+TEST_F(Faults, AnEndlessOrHugeFileIsNoPackage) {
+  constexpr char kCodes[] = "/oem/OP/OPEN_EU/config/carrier_code.xml";
+  const auto what_is_said = [&] {
+    lines();
+    EXPECT_EQ(nullptr, getXmlParseFile(kCodes));
+    return lines();
+  };
+  use_profile("open");
+  fs::resize_file(file(kCodes), (16 << 20) + 1);
+  EXPECT_THAT(what_is_said(),
+              testing::ElementsAre("I Fcx: [QVE][SBP] /oem/OP/OPEN_EU/config/carrier_code.xml "
+                                   "cannot be read: File too large\n"));
+  fs::remove(file(kCodes));
+  fs::create_symlink("/dev/zero", file(kCodes));
+  EXPECT_THAT(what_is_said(),
+              testing::ElementsAre(
+                  "I Fcx: [QVE][SBP] /oem/OP/OPEN_EU/config/carrier_code.xml cannot be opened: "
+                  "Operation not supported\n"));
+}
+
+TEST_F(Faults, AnEncodingThatNoPhoneReadsIsRefusedEverywhere) {
+  const struct {
+    const char* encoding;
+    bool is_read;
+  } cases[] = {{"UTF-8", true},         {"utf-8", true},      {"ISO-8859-1", true},
+               {"iso-8859-15", true},   {"US-ASCII", true},   {"ISO-8859-2", false},
+               {"windows-1252", false}, {"Shift_JIS", false}, {"no-such-thing", false}};
+  constexpr char kFile[] = "/oem/OP/a.xml";
+  for (const auto& each : cases) {
+    place(kFile, std::string("<?xml version=\"1.0\" encoding=\"") + each.encoding + "\"?><a/>");
+    const std::unique_ptr<xmlDoc, void (*)(xmlDoc*)> document(getXmlParseFile(kFile), xmlFreeDoc);
+    EXPECT_EQ(each.is_read, document != nullptr) << each.encoding;
+  }
+}
+
+}  // namespace
