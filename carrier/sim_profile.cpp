@@ -150,6 +150,12 @@ _xmlDoc* get_latest_carrier_code_file(const char* package_file) {
 
 namespace fcx {
 
+std::string carrier_code_date(std::string_view text) {
+  const XmlDocument document = parse_xml(text);
+  const xmlNode* profiles = profiles_of(document);
+  return profiles == nullptr ? "" : std::string(XmlAttribute(profiles, "date").view());
+}
+
 std::string profile_file(const char* name) {
   return std::string(read_property(kPackageRootProperty, "/OP").view()).append(name);
 }

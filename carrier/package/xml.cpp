@@ -13,6 +13,8 @@
 namespace fcx {
 namespace {
 
+constexpr int kOptions = XML_PARSE_NONET | XML_PARSE_NOERROR | XML_PARSE_NOWARNING;
+
 /// A file on its way to the parser.
 struct Source {
   DeviceFile file;
@@ -63,7 +65,6 @@ XmlReading read_device_xml(const char* device_path) {
     return {source.file.is_absent() ? XmlFound::absent : XmlFound::failed, nullptr};
   }
   if (source.file.size() > kLargestFile) source.error = EFBIG;
-  constexpr int kOptions = XML_PARSE_NONET | XML_PARSE_NOERROR | XML_PARSE_NOWARNING;
   XmlDocument document(xmlReadIO(read_on, nullptr, &source, device_path, nullptr, kOptions));
   if (source.error != 0) {
     SBP_LOG("[QVE][SBP] %s cannot be read: %s\n", device_path, strerror(source.error));
@@ -79,6 +80,14 @@ XmlReading read_device_xml(const char* device_path) {
     return {XmlFound::no_xml, nullptr};
   }
   return {XmlFound::document, std::move(document)};
+}
+
+XmlDocument parse_xml(std::string_view text) {
+  if (text.size() > kLargestFile) return nullptr;
+  XmlDocument document(
+      xmlReadMemory(text.data(), static_cast<int>(text.size()), nullptr, nullptr, kOptions));
+  const bool is_refused = document != nullptr && !is_everywhere(document->encoding);
+  return is_refused ? nullptr : std::move(document);
 }
 
 XmlAttribute::XmlAttribute(const xmlNode* element, const char* name)

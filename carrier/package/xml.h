@@ -35,6 +35,9 @@ struct XmlReading {
 /// document there is a line in the log.
 XmlReading read_device_xml(const char* device_path);
 
+/// Parses a text in the same way. Null for one that is no XML, or in an encoding that is refused.
+XmlDocument parse_xml(std::string_view text);
+
 /// An attribute's text; empty when there is none. It lives as long as this.
 class XmlAttribute {
  public:

@@ -1,6 +1,9 @@
 // Mobile country codes: from the network code, from a SIM's calling code, and to a country.
 #pragma once
 
+#include <string>
+#include <string_view>
+
 struct _xmlDoc;  // libxml2's document, xmlDoc
 
 #pragma GCC visibility push(default)
@@ -60,7 +63,17 @@ int qve_get_dualsim_appendix();
 /// and keeps its date in "persist.vendor.qve.carriercode.date". Dates of 10 characters are compared
 /// as text; the package's file counts when they are equal, or either has none.
 /// @param package_file device path of the package's
-/// @return the document, to be freed with xmlFreeDoc(), or null when neither has profiles
+/// @return the document, to be freed with xmlFreeDoc(); null when neither has profiles, or when one
+///         of them could not be read
 _xmlDoc* get_latest_carrier_code_file(const char* package_file);
+
+namespace fcx {
+
+/// The date of a carrier_code.xml, read as set-up reads it.
+/// @param text what the file holds
+/// @return empty when it has none
+std::string carrier_code_date(std::string_view text);
+
+}  // namespace fcx
 
 #pragma GCC visibility pop
