@@ -54,7 +54,7 @@ class Fields {
  public:
   explicit Fields(char* ntcode) : next_(ntcode) {}
 
-  /// The next field; null behind the last.
+  /// The next field; null after the last.
   const char* take() {
     const char* field = strtok_r(next_, ",", &rest_);
     next_ = nullptr;
@@ -88,7 +88,7 @@ bool take_entry(Fields& fields, Entry& entry) {
   return !entry.mcc.empty() && !entry.mnc.empty();
 }
 
-/// NUL behind the end.
+/// NUL after the end.
 char character(std::string_view text, size_t index) {
   return index < text.size() ? text[index] : '\0';
 }

@@ -20,7 +20,7 @@ void for_each_property(const char* device_path, char separator, Use use) {
   }
 }
 
-/// The words of kelp.prop are separated by blanks: what stands behind the second counts for
+/// The words of kelp.prop are separated by blanks: what stands after the second counts for
 /// nothing.
 template <typename Use>
 void for_each_pair(Use use) {

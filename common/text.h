@@ -23,12 +23,12 @@ class TextBuffer {
   explicit TextBuffer(std::string_view text) { text.copy(bytes_.data(), Capacity); }
 
   static constexpr size_t capacity() { return Capacity; }
-  /// Adds text behind what is there; what does not fit is cut.
+  /// Adds text after what is there; what does not fit is cut.
   void append(std::string_view text) {
     const size_t length = view().size();
     text.copy(bytes_.data() + length, Capacity - length);
   }
-  /// Capacity bytes to be filled; the NUL behind them stays.
+  /// Capacity bytes to be filled; the NUL after them stays.
   char* data() { return bytes_.data(); }
   const char* c_str() const { return bytes_.data(); }
   std::string_view view() const { return bounded_text(bytes_.data(), Capacity); }

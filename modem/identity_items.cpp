@@ -215,7 +215,7 @@ int read_pid(char* out) {
 }
 
 void make_imei_chksum(char* imei, int len) {
-  constexpr size_t kBody = 14;  // digits; the check digit stands behind them
+  constexpr size_t kBody = 14;  // digits; the check digit follows
   constexpr size_t kLongest = 15;
   if (imei == nullptr) return;
   std::array<uint8_t, kLongest + 1> digits{};

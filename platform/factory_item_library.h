@@ -16,7 +16,7 @@ int get_ftm_item(int index, int length, void* buffer);
 /// Writes the first `length` bytes of item `index`; they are on disk when it returns.
 int set_ftm_item(int index, int length, const void* buffer);
 
-/// Reads `length` bytes that begin at item `index` and go on through the items behind it.
+/// Reads `length` bytes that begin at item `index` and go on through the items after it.
 int get_ftm_multi_item(int index, int length, void* buffer);
 
 /// Bytes in a block of the factory item partition; an item is one block.

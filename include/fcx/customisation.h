@@ -66,7 +66,7 @@ int qve_get_value_from_file_hal(const char* path, const char* key, char* value);
 /// Finds the customisation directory of this device in "cust_path_mapping.cfg", whose lines are
 /// MCCMNC,SUBSET=PATH. The network code's order decides between its entries, as many as the
 /// network-code count says; the file's order between lines. Overlay mode compares the two
-/// characters behind the comma only, direct mode everything up to "=", on purpose.
+/// characters after the comma only, direct mode everything up to "=", on purpose.
 /// @param path        overlay mode: the directory found; empty otherwise
 /// @param mccmnc_list comma-separated, parallel to `subset_list`; 127 characters of it count
 /// @param subset_list comma-separated; 63 characters of it count
@@ -77,7 +77,7 @@ void qve_parse_cust_path(std::string& path, const char* mccmnc_list, const char*
 
 /// One scan of the mapping file in overlay mode.
 /// @param path   on a match "/mnt/product/OP/" and the value's last piece
-/// @param pieces on a match its pieces, between ":", behind what is there
+/// @param pieces on a match its pieces, between ":", after what is there
 /// @return 1 on a match, else 0
 int find_matching_path(std::string& path, std::vector<std::string>& pieces, std::istream& mapping,
                        const std::string& mccmnc, const std::string& subset);

@@ -11,7 +11,7 @@ struct _xmlDoc;  // libxml2's document, xmlDoc
 /// The MCC of the international calling code that a SIM's number holds. A device that settles its
 /// carrier by the first SIM has "302" when it is built for "OPEN" and "CA", and "310" when it is
 /// built for "US", whatever the code.
-/// @param code the three characters behind "89", with their NUL: 4 bytes. Cut where it was looked
+/// @param code the three characters after "89", with their NUL: 4 bytes. Cut where it was looked
 ///             up in a shorter form, on purpose
 /// @return an MCC; "" for a code that belongs to no country; null for a code that is not known.
 ///         Owned by the library, never freed

@@ -41,10 +41,10 @@ void qve_parse_iccid(const char* iccid);
 /// @param mcc_list 2048 bytes, see qve_get_mcc_list()
 void sbpWriteNTCode(const char* ntcode, char* mcc_list);
 
-/// Stores the network code that stands behind a key in a file of KEY=NTCODE lines. A carriage
+/// Stores the network code of a key in a file of KEY=NTCODE lines. A carriage
 /// return at a line's end belongs to the code, on purpose.
 /// @param file open for reading, and left open
-/// @return `size`, or 1 when storing failed; the lines behind such a failure are searched on
+/// @return `size`, or 1 when storing failed; after such a failure the search goes on
 int sbpWriteBuyer(FILE* file, int size, const char* key);
 
 /// Empties the properties "persist.vendor.qve.mcc-list" and "persist.vendor.qve.mccmnc-list".
