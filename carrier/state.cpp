@@ -2,8 +2,8 @@
 
 #include <optional>
 
-#include "common/immortal.h"
 #include "fcx/single_binary.h"
+#include "platform/immortal.h"
 
 namespace {
 

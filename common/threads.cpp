@@ -7,7 +7,7 @@
 #include <mutex>
 #include <new>
 
-#include "common/immortal.h"
+#include "platform/immortal.h"
 #include "fcx/background.h"
 #include "fcx/sync.h"
 

@@ -6,7 +6,7 @@
 #include <string_view>
 
 #include "common/files.h"
-#include "common/immortal.h"
+#include "platform/immortal.h"
 #include "common/log.h"
 #include "common/properties.h"
 #include "common/text.h"

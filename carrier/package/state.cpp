@@ -2,9 +2,9 @@
 
 #include <optional>
 
-#include "common/immortal.h"
 #include "fcx/customisation.h"
 #include "platform/features.h"
+#include "platform/immortal.h"
 
 namespace {
 

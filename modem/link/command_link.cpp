@@ -8,7 +8,7 @@
 #include <cstring>
 #include <mutex>
 
-#include "common/immortal.h"
+#include "platform/immortal.h"
 #include "common/log.h"
 #include "common/text.h"
 #include "fcx/modem_link.h"

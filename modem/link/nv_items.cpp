@@ -5,7 +5,7 @@
 #include <mutex>
 #include <string_view>
 
-#include "common/immortal.h"
+#include "platform/immortal.h"
 #include "fcx/modem_link.h"
 #include "fcx/modem_nv.h"
 #include "fcx/qvcmd.h"

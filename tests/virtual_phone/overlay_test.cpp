@@ -35,7 +35,7 @@ class VirtualOverlay : public PhoneTest {
     write_file(target, content);
   }
 
-  /// What the service says of a file: its contents, or the error's number behind a "!".
+  /// What the service says of a file: its contents, or "!" and the error's number.
   static std::string read(const std::string& path) {
     const auto service = IFileHandle::getService("default");
     if (service == nullptr) return "absent";

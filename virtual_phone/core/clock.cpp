@@ -4,10 +4,11 @@
 #include <chrono>
 #include <condition_variable>
 #include <cstdlib>
-#include <memory>
 #include <mutex>
 #include <string_view>
 #include <thread>
+
+#include "platform/immortal.h"
 
 namespace virtual_phone {
 namespace {
@@ -25,11 +26,8 @@ struct Chosen {
   Clock clock = clock_of_environment();
 };
 
-Chosen& chosen() {
-  // Never destroyed: threads may sleep until the process is gone.
-  static Chosen* const instance = std::make_unique<Chosen>().release();
-  return *instance;
-}
+/// Threads may sleep until the process is gone.
+Chosen& chosen() { return fcx::immortal<Chosen>(); }
 
 /// The clock that is chosen, once it is not the stopped one.
 Clock running_clock() {

@@ -1,10 +1,10 @@
 #include "virtual_phone/hidl/services.h"
 
 #include <map>
-#include <memory>
 #include <mutex>
 #include <utility>
 
+#include "platform/immortal.h"
 #include "virtual_phone/core/platform_call.h"
 
 namespace virtual_phone {
@@ -15,12 +15,9 @@ struct Registry {
   std::map<std::pair<std::string, std::string>, ServiceFactory> factories;
 };
 
-/// Made by the first who asks: services are registered while libraries are being loaded. Never
-/// destroyed: threads may look for one until the process is gone.
-Registry& registry() {
-  static Registry* const instance = std::make_unique<Registry>().release();
-  return *instance;
-}
+/// Made by the first who asks: services are registered while libraries are being loaded. Threads
+/// may look for one until the process is gone.
+Registry& registry() { return fcx::immortal<Registry>(); }
 
 ServiceFactory find_factory(const std::string& descriptor, const std::string& instance) {
   Registry& services = registry();

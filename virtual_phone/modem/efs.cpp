@@ -1,5 +1,6 @@
 #include "virtual_phone/modem/efs.h"
 
+#include <android-base/unique_fd.h>
 #include <fcntl.h>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -10,13 +11,13 @@
 #include <cstring>
 #include <map>
 
-#include "virtual_phone/core/host_file.h"
 #include "virtual_phone/modem/modem.h"
 
 namespace virtual_phone {
 namespace {
 
 namespace fs = std::filesystem;
+using android::base::unique_fd;
 
 constexpr size_t kPathSize = 128;
 constexpr size_t kPieceSize = 2032;
@@ -25,7 +26,7 @@ constexpr int kMostDescriptors = 64;
 /// The descriptors of this process.
 struct Descriptors {
   std::mutex mutex;
-  std::map<int32_t, HostFile> files;
+  std::map<int32_t, unique_fd> files;
 
   static Descriptors& instance() {
     static Descriptors descriptors;
@@ -48,7 +49,7 @@ std::string_view path_of(std::string_view payload) {
 /// Where a path leads: its last part, in the open directory that holds it.
 struct Place {
   int error = 0;  ///< errno value, when it leads nowhere
-  HostFile directory;
+  unique_fd directory;
   std::string name;
 };
 
@@ -58,24 +59,24 @@ bool is_link(int directory, const std::string& name) {
          S_ISLNK(found.st_mode);
 }
 
-HostFile open_directory(int parent, const std::string& name, bool make) {
+unique_fd open_directory(int parent, const std::string& name, bool make) {
   if (make) mkdirat(parent, name.c_str(), 0775);  // when it fails, so does the opening
-  return HostFile(openat(parent, name.c_str(), O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC));
+  return unique_fd(openat(parent, name.c_str(), O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC));
 }
 
 /// Walks part by part and follows no link, so that nothing leads out of the tree.
 Place find_place(Phone& phone, std::string_view path, bool make_directories) {
   Place place{0, open_directory(AT_FDCWD, (phone.directory() / kEfsName).string(), true), ""};
-  if (!place.directory.is_open()) return {errno, HostFile(), ""};
+  if (!place.directory.ok()) return {errno, unique_fd(), ""};
   for (const fs::path& each : fs::path(path)) {
     const std::string part = each.string();
     if (part.empty() || part == "." || part.find_first_not_of('/') == std::string::npos) continue;
-    if (part == "..") return {EACCES, HostFile(), ""};
+    if (part == "..") return {EACCES, unique_fd(), ""};
     if (!place.name.empty()) {
-      HostFile next = open_directory(place.directory.get(), place.name, make_directories);
-      if (!next.is_open()) {
+      unique_fd next = open_directory(place.directory.get(), place.name, make_directories);
+      if (!next.ok()) {
         const int error = errno;
-        return {is_link(place.directory.get(), place.name) ? EACCES : error, HostFile(), ""};
+        return {is_link(place.directory.get(), place.name) ? EACCES : error, unique_fd(), ""};
       }
       place.directory = std::move(next);
     }
@@ -96,9 +97,9 @@ int32_t efs_open(Phone& phone, std::string_view path, int flags, int mode) {
   constexpr int kPassed = O_ACCMODE | O_CREAT | O_EXCL | O_TRUNC | O_APPEND;
   // The bench's owner keeps access to what the modem makes.
   const mode_t permissions = (static_cast<mode_t>(mode) & 0777) | S_IRUSR | S_IWUSR;
-  HostFile file(openat(place.directory.get(), place.name.c_str(),
-                       (flags & kPassed) | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC, permissions));
-  if (!file.is_open()) return errno == ELOOP ? -EACCES : -errno;
+  unique_fd file(openat(place.directory.get(), place.name.c_str(),
+                        (flags & kPassed) | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC, permissions));
+  if (!file.ok()) return errno == ELOOP ? -EACCES : -errno;
   struct stat found {};
   if (fstat(file.get(), &found) != 0) return -errno;
   if (S_ISDIR(found.st_mode)) return -EISDIR;
@@ -179,8 +180,8 @@ constexpr OperationRow kOperations[] = {
 };
 
 void flush(const fs::path& path) {
-  const HostFile file(open(path.c_str(), O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC));
-  if (!file.is_open() || fsync(file.get()) != 0) {
+  const unique_fd file(open(path.c_str(), O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC));
+  if (!file.ok() || fsync(file.get()) != 0) {
     throw Error(path.string() + ": " + strerror(errno));
   }
 }

@@ -1,5 +1,6 @@
 // The file-handle service, instance "default": reads files of the system and product trees for
 // processes that may not. Only it sees what an overlay lays over them.
+#include <android-base/unique_fd.h>
 #include <fcntl.h>
 #include <sys/stat.h>
 #include <utils/Errors.h>
@@ -10,7 +11,6 @@
 #include <new>
 
 #include "platform/device_home.h"
-#include "virtual_phone/core/host_file.h"
 #include "virtual_phone/core/platform_call.h"
 #include "virtual_phone/faults/faults.h"
 #include "virtual_phone/hidl/services.h"
@@ -20,6 +20,7 @@ namespace {
 
 namespace fs = std::filesystem;
 
+using android::base::unique_fd;
 using android::hardware::hidl_string;
 using android::hardware::Return;
 using android::hardware::Status;
@@ -56,7 +57,7 @@ fs::path place_of(const Phone& phone, const std::string& path) {
   return fs::exists(overlaid, ignored) ? overlaid : fs::path(phone.root() + path);
 }
 
-Answer read_whole(const HostFile& file, size_t limit) {
+Answer read_whole(const unique_fd& file, size_t limit) {
   struct stat found {};
   if (fstat(file.get(), &found) != 0) return failure_of(errno);
   if (!S_ISREG(found.st_mode)) return failure(Error::IO);
@@ -81,8 +82,8 @@ Answer read_for_others(Phone& phone, const std::string& asked) {
   if (!is_readable_for_others(path)) return failure(Error::DENIED);
   const int met = fcx::platform_file_fault(path.c_str(), fcx::FileOperation::open).error;
   if (met != 0) return failure_of(met);
-  const HostFile file(open(place_of(phone, path).c_str(), O_RDONLY | O_NONBLOCK | O_CLOEXEC));
-  if (!file.is_open()) return failure_of(errno);
+  const unique_fd file(open(place_of(phone, path).c_str(), O_RDONLY | O_NONBLOCK | O_CLOEXEC));
+  if (!file.ok()) return failure_of(errno);
   const fcx::FileFault fault = fcx::platform_file_fault(path.c_str(), fcx::FileOperation::read);
   return fault.error != 0 ? failure_of(fault.error) : read_whole(file, fault.limit);
 }

@@ -61,7 +61,7 @@ class hidl_string {
   hidl_string& operator=(hidl_string&& other) noexcept;
 
   /// Refers to `text` without copying it: it must outlive this object and stay as it is.
-  /// @param size without the NUL that must stand behind it; the process aborts when there is none
+  /// @param size without the NUL that must follow it; the process aborts when there is none
   void setToExternal(const char* text, size_t size);
   void clear();
 

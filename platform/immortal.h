@@ -5,7 +5,7 @@
 
 namespace fcx {
 
-/// The one `T` of this process. It is never destroyed: detached threads may outlive the statics.
+/// The one `T` of this process. It is never destroyed: threads may outlive the statics.
 template <typename T>
 T& immortal() {
   alignas(T) static char storage[sizeof(T)];
