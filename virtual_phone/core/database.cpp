@@ -38,11 +38,14 @@ std::string uri_of(const std::filesystem::path& file) {
   return uri;
 }
 
-[[noreturn]] void fail(sqlite3* database) {
+/// Throws what `result`, the code of a call that has just failed, stands for.
+[[noreturn]] void fail(sqlite3* database, int result) {
   const char* file = sqlite3_db_filename(database, "main");
   const std::string name = file == nullptr || *file == '\0' ? "phone.db" : file;
-  const std::string reason = sqlite3_errmsg(database);
-  switch (sqlite3_errcode(database)) {
+  // The connection knows more than the code says, unless it has not heard of the failure.
+  const bool is_known = sqlite3_errcode(database) == result;
+  const std::string reason = is_known ? sqlite3_errmsg(database) : sqlite3_errstr(result);
+  switch (result) {
     case SQLITE_BUSY:
     case SQLITE_LOCKED:
       throw Error(name + " is locked by another process. Wait for it, or end it.");
@@ -55,34 +58,39 @@ std::string uri_of(const std::filesystem::path& file) {
   }
 }
 
+/// A null pointer would be neither text nor blob but NULL.
+const char* not_null(std::string_view bytes) { return bytes.data() == nullptr ? "" : bytes.data(); }
+
 }  // namespace
 
 Query::~Query() {
-  sqlite3_reset(statement_);
-  sqlite3_clear_bindings(statement_);
+  // What the last step met is told again: step() has thrown it.
+  static_cast<void>(sqlite3_reset(statement_));
+  static_cast<void>(sqlite3_clear_bindings(statement_));
+}
+
+Query& Query::is_bound(int result) {
+  if (result != SQLITE_OK) fail(sqlite3_db_handle(statement_), result);
+  return *this;
 }
 
 Query& Query::bind(int64_t number) {
-  sqlite3_bind_int64(statement_, ++bound_, number);
-  return *this;
+  return is_bound(sqlite3_bind_int64(statement_, ++bound_, number));
 }
 
 Query& Query::bind(std::string_view text) {
-  sqlite3_bind_text(statement_, ++bound_, text.data() == nullptr ? "" : text.data(),
-                    static_cast<int>(text.size()), SQLITE_TRANSIENT);
-  return *this;
+  return is_bound(sqlite3_bind_text64(statement_, ++bound_, not_null(text), text.size(),
+                                      SQLITE_TRANSIENT, SQLITE_UTF8));
 }
 
 Query& Query::bind_blob(std::string_view bytes) {
-  // A null pointer would be no blob but NULL.
-  sqlite3_bind_blob(statement_, ++bound_, bytes.data() == nullptr ? "" : bytes.data(),
-                    static_cast<int>(bytes.size()), SQLITE_TRANSIENT);
-  return *this;
+  return is_bound(
+      sqlite3_bind_blob64(statement_, ++bound_, not_null(bytes), bytes.size(), SQLITE_TRANSIENT));
 }
 
 bool Query::step() {
   const int result = sqlite3_step(statement_);
-  if (result != SQLITE_ROW && result != SQLITE_DONE) fail(sqlite3_db_handle(statement_));
+  if (result != SQLITE_ROW && result != SQLITE_DONE) fail(sqlite3_db_handle(statement_), result);
   return result == SQLITE_ROW;
 }
 
@@ -92,12 +100,20 @@ std::string Query::text(int column) const { return std::string(blob(column)); }
 
 std::string_view Query::blob(int column) const {
   const auto* bytes = static_cast<const char*>(sqlite3_column_blob(statement_, column));
+  // Null is an empty value, too.
+  sqlite3* database = sqlite3_db_handle(statement_);
+  if (bytes == nullptr && sqlite3_errcode(database) == SQLITE_NOMEM) fail(database, SQLITE_NOMEM);
   return {bytes, static_cast<size_t>(sqlite3_column_bytes(statement_, column))};
 }
 
-void Database::Close::operator()(sqlite3* database) const { sqlite3_close(database); }
+// A destructor cannot throw. Every statement is gone before its connection, so that it closes.
+void Database::Close::operator()(sqlite3* database) const {
+  static_cast<void>(sqlite3_close(database));
+}
 
-void Database::Finalize::operator()(sqlite3_stmt* statement) const { sqlite3_finalize(statement); }
+void Database::Finalize::operator()(sqlite3_stmt* statement) const {
+  static_cast<void>(sqlite3_finalize(statement));
+}
 
 Database::Database(const std::filesystem::path& file, const std::string& opened_as, int flags) {
   sqlite3* opened = nullptr;
@@ -106,7 +122,8 @@ Database::Database(const std::filesystem::path& file, const std::string& opened_
   database_.reset(opened);
   if (opened == nullptr) throw Error(file.string() + ": out of memory");
   if (result != SQLITE_OK) throw Error(file.string() + ": " + sqlite3_errmsg(opened));
-  sqlite3_busy_handler(opened, wait_for_writer, nullptr);
+  const int set = sqlite3_busy_handler(opened, wait_for_writer, nullptr);
+  if (set != SQLITE_OK) fail(opened, set);
 }
 
 Database::Database(const std::filesystem::path& file, Survives survives, bool create)
@@ -130,19 +147,22 @@ Query Database::query(const char* sql) {
   auto& statement = statements_[sql];
   if (statement == nullptr) {
     sqlite3_stmt* prepared = nullptr;
-    if (sqlite3_prepare_v3(database_.get(), sql, -1, SQLITE_PREPARE_PERSISTENT, &prepared,
-                           nullptr) != SQLITE_OK) {
-      fail(database_.get());
-    }
+    const int result =
+        sqlite3_prepare_v3(database_.get(), sql, -1, SQLITE_PREPARE_PERSISTENT, &prepared, nullptr);
+    if (result != SQLITE_OK) fail(database_.get(), result);
     statement.reset(prepared);
   }
   return Query(statement.get());
 }
 
 void Database::execute(const char* sql) {
-  if (sqlite3_exec(database_.get(), sql, nullptr, nullptr, nullptr) != SQLITE_OK) {
-    fail(database_.get());
-  }
+  const int result = sqlite3_exec(database_.get(), sql, nullptr, nullptr, nullptr);
+  if (result != SQLITE_OK) fail(database_.get(), result);
+}
+
+bool Database::is_empty() {
+  Query tables = query("SELECT count(*) FROM sqlite_master");
+  return tables.step() && tables.number(0) == 0;
 }
 
 int Database::changes() const { return sqlite3_changes(database_.get()); }
@@ -157,7 +177,7 @@ Transaction::~Transaction() {
   if (!open_) return;
   try {
     database_.execute("ROLLBACK");
-  } catch (const Error&) {
+  } catch (const std::exception&) {
     // The failure that led here has rolled back already.
   }
 }

@@ -1,4 +1,5 @@
-// SQLite with owners. Every function throws Error when the database cannot do its work.
+// SQLite with owners. Every function throws Error, which says what happened, when the database
+// cannot do its work.
 #pragma once
 
 #include <cstdint>
@@ -22,6 +23,7 @@ class Query {
   Query(const Query&) = delete;
   Query& operator=(const Query&) = delete;
 
+  // What is larger than a value can be (10^9 bytes), or more than the statement takes, is an Error.
   Query& bind(int64_t number);
   Query& bind(std::string_view text);
   Query& bind_blob(std::string_view bytes);
@@ -37,6 +39,8 @@ class Query {
   std::string_view blob(int column) const;
 
  private:
+  Query& is_bound(int result);
+
   sqlite3_stmt* statement_;
   int bound_ = 0;
 };
@@ -58,6 +62,8 @@ class Database {
   /// Rows that the last statement changed.
   int changes() const;
   int64_t last_id() const;
+  /// Whether it has no table at all, as one whose making was interrupted.
+  bool is_empty();
 
  private:
   Database(const std::filesystem::path& file, const std::string& opened_as, int flags);
