@@ -1,15 +1,13 @@
 #include "virtual_phone/core/log_buffer.h"
 
 #include <android/log.h>
-#include <fcntl.h>
-#include <sys/stat.h>
 #include <unistd.h>
 
 #include <array>
-#include <cerrno>
+#include <atomic>
 #include <cstdio>
-#include <cstring>
 #include <ctime>
+#include <exception>
 #include <mutex>
 #include <string_view>
 
@@ -20,7 +18,6 @@
 namespace virtual_phone {
 namespace {
 
-constexpr off_t kFullLog = 8 << 20;
 constexpr std::string_view kPriorities = "??VDIWEFS";
 
 std::mutex observer_mutex;
@@ -78,19 +75,34 @@ std::string line_of(const LogEntry& entry) {
   return line;
 }
 
-/// liblog's way out: every message of this process comes here.
-void write_entry(const __android_logger_data* data, const char* message) {
+void write_and_tell(Phone& phone, const LogEntry& entry) {
+  phone.log().append(line_of(entry));
+  if (!is_observed) return;
+  const std::lock_guard lock(observer_mutex);
+  if (log_observer) log_observer(entry);
+}
+
+/// Says once that an entry is lost, without memory for it.
+void tell_of_loss() {
+  static std::atomic<bool> is_told = false;
+  if (is_told.exchange(true)) return;
+  constexpr std::string_view kLost = "virtual phone: log entries are lost: out of memory\n";
+  static_cast<void>(write(STDERR_FILENO, kLost.data(), kLost.size()) >= 0);
+}
+
+/// liblog's way out: every message of this process comes here. liblog is C: nothing may throw.
+void write_entry(const __android_logger_data* data, const char* message) noexcept {
   Phone* phone = selected_or_null();
   if (phone == nullptr) {
     __android_log_stderr_logger(data, message);
     return;
   }
-  const LogEntry entry{now_us(), data->buffer_id, data->priority,
-                       data->tag == nullptr ? "" : data->tag, message};
-  phone->log().append(line_of(entry));
-  if (!is_observed) return;
-  const std::lock_guard lock(observer_mutex);
-  if (log_observer) log_observer(entry);
+  try {
+    write_and_tell(*phone, {now_us(), data->buffer_id, data->priority,
+                            data->tag == nullptr ? "" : data->tag, message});
+  } catch (const std::exception&) {
+    tell_of_loss();
+  }
 }
 
 /// From the moment this home is loaded.
@@ -102,26 +114,6 @@ void observe_log(std::function<void(const LogEntry&)> observer) {
   const std::lock_guard lock(observer_mutex);
   log_observer = std::move(observer);
   is_observed = static_cast<bool>(log_observer);
-}
-
-LogFile::LogFile(const std::filesystem::path& file) {
-  struct stat old {};
-  if (stat(file.c_str(), &old) == 0 && old.st_size > kFullLog) {
-    std::error_code ignored;
-    std::filesystem::rename(file, file.string() + ".1", ignored);
-  }
-  fd_ = open(file.c_str(), O_WRONLY | O_CREAT | O_APPEND | O_CLOEXEC, 0664);
-  if (fd_ < 0) {
-    throw Error(file.string() + ": " + strerror(errno) +
-                ". A phone is for users who may write to its directory.");
-  }
-}
-
-LogFile::~LogFile() { close(fd_); }
-
-void LogFile::append(std::string_view line) const {
-  // One write an entry: entries of several processes do not mix. A full disk loses the entry.
-  static_cast<void>(write(fd_, line.data(), line.size()) >= 0);
 }
 
 }  // namespace virtual_phone

@@ -28,9 +28,11 @@ std::filesystem::path default_directory();
 /// The directory as an absolute path without anything superfluous.
 std::filesystem::path normal(const std::filesystem::path& directory);
 
-/// Makes a phone in `directory`, whole or not at all.
+/// Makes a phone in `directory`, whole or not at all, after whatever a killed maker has left there.
 /// @param profile   one of profiles()
-/// @param overwrite whether a phone that is there may go; anything else there never does
+/// @param overwrite whether a phone that is there, or the beginning of one, may go; anything else
+/// there
+///                  never does
 /// Throws Error.
 void create(const std::filesystem::path& directory, std::string_view profile, bool overwrite);
 
@@ -55,7 +57,7 @@ class Phone {
   Database& durable() { return durable_; }
   /// For everything else. A killed process loses none of it; a power cut may.
   Database& fleeting() { return fleeting_; }
-  const LogFile& log() const { return log_; }
+  LogFile& log() { return log_; }
 
   /// Whether this process has opened the factory item store.
   std::atomic<bool> items_open = false;
