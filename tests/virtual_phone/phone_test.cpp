@@ -248,7 +248,7 @@ TEST_F(VirtualPhone, OnlyAPhoneIsReplaced) {
   vp::create(directory() / "real", "blank", false);
   std::filesystem::create_directory_symlink(directory() / "real", other);
   vp::create(other, "single", true);
-  EXPECT_TRUE(std::filesystem::is_symlink(other)) << "the phone behind the link";
+  EXPECT_TRUE(std::filesystem::is_symlink(other)) << "the phone that it leads to";
   EXPECT_EQ("single", vp::Phone(directory() / "real").profile());
   std::filesystem::current_path(directory() / "real" / "root");
   EXPECT_THAT([&] { vp::create(other, "blank", true); },

@@ -1,9 +1,8 @@
 // Making a phone: whole or not at all, and never in place of anything else.
+#include <android-base/unique_fd.h>
 #include <fcntl.h>
 #include <sys/file.h>
-#include <unistd.h>
 
-#include <array>
 #include <cstdio>
 #include <cstring>
 #include <fstream>
@@ -19,8 +18,9 @@ namespace virtual_phone {
 namespace {
 
 namespace fs = std::filesystem;
+using android::base::unique_fd;
 
-/// Blocks of the factory item partition, of which the file behind it holds only what is written.
+/// Blocks of the factory item partition, of which its file holds only what is written.
 constexpr size_t kPartitionBlocks = 4096;
 
 const Profile& profile_named(std::string_view name) {
@@ -105,24 +105,51 @@ void make_phone(const fs::path& directory, const Profile& profile) {
   make_database(directory / kDatabaseName, profile);
 }
 
-/// Whether a file is a phone's database, or so damaged that it is no database at all.
-bool may_be_a_phones_database(const fs::path& file) {
+/// What a directory holds, all of whose entries have names of a phone's.
+enum class Content {
+  phone,
+  half_made,  ///< a phone that was not made to its end, or whose database is damaged
+  foreign,    ///< what may be somebody else's
+};
+
+Content content_of(const fs::path& directory) {
   constexpr std::string_view kMagic("SQLite format 3\0", 16);
+  constexpr size_t kHeader = 100;
   constexpr size_t kApplicationIdOffset = 68;
-  std::array<char, 72> head{};
-  std::ifstream(file, std::ios::binary).read(head.data(), head.size());
-  if (std::string_view(head.data(), kMagic.size()) != kMagic) return true;
-  int32_t id = 0;
-  for (size_t i = 0; i < 4; ++i)
+  // Without a database only the tree says that there is, or was to be, a phone.
+  const Content unknown = fs::exists(directory / "root") ? Content::half_made : Content::foreign;
+  const fs::path file = directory / kDatabaseName;
+  if (!fs::exists(fs::symlink_status(file))) return unknown;
+  if (!fs::is_regular_file(file)) return Content::foreign;
+  std::string head(kHeader, '\0');
+  std::ifstream in(file, std::ios::binary);
+  in.read(head.data(), kHeader);
+  head.resize(static_cast<size_t>(in.gcount()));
+  if (kMagic.compare(0, head.size(), head.substr(0, kMagic.size())) != 0) return unknown;
+  if (head.size() < kHeader) return Content::half_made;
+  uint32_t id = 0;
+  for (size_t i = 0; i < 4; ++i) {
     id = id << 8 | static_cast<uint8_t>(head[kApplicationIdOffset + i]);
-  return id == kApplicationId;
+  }
+  if (id == kApplicationId) return Content::phone;
+  try {
+    const bool is_begun = id == 0 && Database::to_look_at(file).is_empty();
+    return is_begun ? Content::half_made : Content::foreign;
+  } catch (const Error&) {
+    return Content::foreign;
+  }
 }
 
-bool is_phones_entry(const std::string& name) {
+bool is_phones_entry(const fs::path& entry) {
   const std::string database = kDatabaseName;
+  const std::string name = entry.filename().string();
   for (const std::string& known :
-       {database, database + "-wal", database + "-shm", database + "-journal", std::string("root"),
-        std::string("log"), std::string(kOverlayName), std::string(kEfsName),
+       {database, database + "-wal", database + "-shm", database + "-journal"}) {
+    if (name == known) return true;
+  }
+  if (!fs::is_directory(entry)) return false;
+  for (const std::string& known :
+       {std::string("root"), std::string("log"), std::string(kOverlayName), std::string(kEfsName),
         std::string(kGoldenCopyName), kGoldenCopyName + std::string(".new")}) {
     if (name == known) return true;
   }
@@ -134,57 +161,83 @@ bool is_inside(const fs::path& directory, const fs::path& of) {
   return !relative.empty() && *relative.begin() != "..";
 }
 
+/// Throws Error for a directory that holds what is no part of a phone, and for what is none.
+void check_holds_only_a_phone(const fs::path& directory) {
+  const std::string shown = directory.string();
+  if (!fs::is_directory(directory)) throw Error(shown + " is no directory: left alone.");
+  for (const fs::directory_entry& entry : fs::directory_iterator(directory)) {
+    if (is_phones_entry(entry.path())) continue;
+    throw Error(shown + " holds " + entry.path().filename().string() +
+                ", which is no part of a phone: left alone.");
+  }
+}
+
 /// Refuses a place where no phone may be made.
 void check_is_free(const fs::path& target, bool overwrite) {
   const std::string shown = target.string();
   if (fs::is_symlink(target)) throw Error(shown + " is a link to nowhere: left alone.");
   if (!fs::exists(target)) return;
-  if (!fs::is_directory(target)) throw Error(shown + " is no directory: left alone.");
-  bool is_empty = true;
-  for (const fs::directory_entry& entry : fs::directory_iterator(target)) {
-    is_empty = false;
-    const std::string name = entry.path().filename().string();
-    if (is_phones_entry(name)) continue;
-    throw Error(shown + " holds " + name + ", which is no part of a phone: left alone.");
-  }
-  if (is_empty) return;
-  const fs::path database = target / kDatabaseName;
-  if (!fs::is_regular_file(database) || !may_be_a_phones_database(database)) {
+  check_holds_only_a_phone(target);
+  if (fs::is_empty(target)) return;
+  const Content content = content_of(target);
+  if (content == Content::foreign) {
     throw Error(shown + " is not empty and not a phone: left alone.");
   }
   if (!overwrite) {
-    throw Error("there is a phone in " + shown + ". `fcx init --force` replaces it.");
+    throw Error(
+        content == Content::phone
+            ? "there is a phone in " + shown + ". `fcx init --force` replaces it."
+            : "the phone in " + shown +
+                  " is damaged, or was not made to its end. `fcx init --force` replaces it.");
   }
   if (is_inside(fs::current_path(), target)) {
     throw Error(shown + " is the current directory. Go elsewhere to replace it.");
   }
 }
 
-/// Makers of phones in one directory take turns while this exists.
-class Turn {
- public:
-  explicit Turn(const fs::path& directory)
-      : fd_(open(directory.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC)) {
-    if (fd_ < 0 || flock(fd_, LOCK_EX) != 0) {
-      throw Error(directory.string() + ": " + strerror(errno));
-    }
+/// Makers of phones in one directory take turns while what this returns is open.
+unique_fd turn_in(const fs::path& directory) {
+  unique_fd turn(open(directory.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+  if (!turn.ok() || flock(turn.get(), LOCK_EX) != 0) {
+    throw Error(directory.string() + ": " + strerror(errno));
   }
-  ~Turn() { close(fd_); }
-  Turn(const Turn&) = delete;
-  Turn& operator=(const Turn&) = delete;
+  return turn;
+}
 
- private:
-  int fd_;
-};
+/// Where a phone is made, beside its place, so that a failure leaves what was there.
+fs::path made_for(const fs::path& target) {
+  return target.parent_path() / ("." + target.filename().string() + ".new");
+}
+
+/// Where the phone that was there waits while another takes its place.
+fs::path old_of(const fs::path& target) { return made_for(target).string() + "-old"; }
+
+/// Puts a phone back whose successor did not take its place, because the maker was killed.
+void put_back(const fs::path& target) {
+  if (!fs::exists(fs::symlink_status(target)) && fs::exists(old_of(target))) {
+    fs::rename(old_of(target), target);
+  }
+}
+
+/// Removes what a killed maker left beside the place.
+void clear_away(const fs::path& left) {
+  if (!fs::exists(fs::symlink_status(left))) return;
+  check_holds_only_a_phone(left);
+  fs::remove_all(left);
+}
 
 /// Puts `made` in the place of `target`, at once. What was there is in `made` afterwards.
 void exchange(const fs::path& made, const fs::path& target) {
   if (!fs::exists(target)) return fs::rename(made, target);
   if (renameat2(AT_FDCWD, made.c_str(), AT_FDCWD, target.c_str(), RENAME_EXCHANGE) == 0) return;
-  // Not every file system can: then in steps, each of which leaves both.
-  const fs::path old = made.string() + "-old";
+  // Not every file system can: then in steps. Each leaves both, and put_back() undoes the first
+  // one.
+  const fs::path old = old_of(target);
   fs::rename(target, old);
-  fs::rename(made, target);
+  std::error_code refused;
+  fs::rename(made, target, refused);
+  if (refused) put_back(target);
+  if (refused) throw Error(target.string() + ": " + refused.message());
   fs::rename(old, made);
 }
 
@@ -195,12 +248,12 @@ void create(const fs::path& directory, std::string_view profile_name, bool overw
   try {
     const fs::path target = normal(fs::weakly_canonical(directory));
     fs::create_directories(target.parent_path());
-    const Turn turn(target.parent_path());
+    const unique_fd turn = turn_in(target.parent_path());
+    put_back(target);
     check_is_free(target, overwrite);
-    // Made beside it, so that a failure leaves what was there. The next maker clears away what a
-    // killed one left.
-    const fs::path made = target.parent_path() / ("." + target.filename().string() + ".new");
-    fs::remove_all(made);
+    const fs::path made = made_for(target);
+    clear_away(made);
+    clear_away(old_of(target));
     make_phone(made, profile);
     exchange(made, target);
     fs::remove_all(made);

@@ -22,7 +22,7 @@ void record_event(Phone& phone, std::string_view kind, std::string_view detail);
 /// The id of the last event, 0 before the first.
 int64_t last_event(Phone& phone);
 
-/// The events behind the one with the id `after`, oldest first.
+/// The events after the one with the id `after`, oldest first.
 std::vector<Event> events(Phone& phone, int64_t after = 0);
 
 }  // namespace virtual_phone

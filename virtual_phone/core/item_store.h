@@ -12,7 +12,7 @@ namespace virtual_phone {
 
 constexpr size_t kItemBlock = 2048;
 
-/// The first `length` bytes from item `number` on; they may run on into the items behind it.
+/// The first `length` bytes from item `number` on; they may run on into the items after it.
 std::string read_items(Phone& phone, int number, size_t length);
 
 /// Writes the first bytes of an item, which are on disk when this returns, all or none. Throws

@@ -6,6 +6,7 @@
 #include <cstdlib>
 #include <memory>
 
+#include "platform/immortal.h"
 #include "virtual_phone/core/events.h"
 #include "virtual_phone/core/schema.h"
 #include "virtual_phone/modem/sim.h"
@@ -30,13 +31,15 @@ int64_t pragma(Database& database, const char* sql) {
 
 /// Refuses what is not a phone, or one of a newer version.
 void check_version(Database& database, const fs::path& directory) {
+  const std::string shown = (directory / kDatabaseName).string();
   if (pragma(database, "PRAGMA application_id") != kApplicationId) {
-    throw Error((directory / kDatabaseName).string() + " is not a phone's database.");
+    if (!database.is_empty()) throw Error(shown + " is not a phone's database.");
+    throw Error(shown + " was not made to its end. `fcx init --force` makes a new phone.");
   }
   const int64_t version = pragma(database, "PRAGMA user_version");
   if (version < 1) {
-    throw Error((directory / kDatabaseName).string() + " is damaged (phone version " +
-                std::to_string(version) + "); `fcx init --force` makes a new phone.");
+    throw Error(shown + " is damaged (phone version " + std::to_string(version) +
+                "); `fcx init --force` makes a new phone.");
   }
   if (version > kPhoneVersion) {
     throw Error(directory.string() + " was made by a newer fcx (phone version " +
@@ -67,11 +70,8 @@ struct Selection {
   bool failed = false;
 };
 
-Selection& selection() {
-  // Never destroyed: threads may write to the log until the process is gone.
-  static Selection* const instance = std::make_unique<Selection>().release();
-  return *instance;
-}
+/// Threads may write to the log until the process is gone.
+Selection& selection() { return fcx::immortal<Selection>(); }
 
 }  // namespace
 
