@@ -54,19 +54,19 @@ class Waiting {
   std::thread ticker_;
 };
 
-Boot boot_and_wait(const Invocation& invocation, const Options& options) {
+factory_daemon::Boot boot_and_wait(const Invocation& invocation, const Options& options) {
   virtual_phone::Phone& phone = invocation.open_phone();
-  if (!options.real_time) return boot(phone);
+  if (!options.real_time) return factory_daemon::boot(phone);
   virtual_phone::set_clock(virtual_phone::Clock::real);
   const Waiting waiting;
-  return boot(phone);
+  return factory_daemon::boot(phone);
 }
 
 }  // namespace
 
-void add_boot(CLI::App& tool, Invocation& invocation) {
+void add_boot(Verb& tool, Invocation& invocation) {
   auto options = std::make_shared<Options>();
-  CLI::App& command = add_command(
+  Verb& command = add_command(
       tool, "boot", "Start the phone as its daemon does, and explain what it decided",
       "  fcx boot                the phone is switched off and on, and set up for its carrier\n"
       "  fcx boot --real-time    with the waits of a phone, up to 25 seconds\n"
@@ -76,9 +76,10 @@ void add_boot(CLI::App& tool, Invocation& invocation) {
       "the start, and the decision. The exit status is 0 when set-up came to its end or waited as\n"
       "long as it does for the SIM, and 3 when it could not be started.",
       [&invocation, options] {
-        const Boot boot = boot_and_wait(invocation, *options);
+        const factory_daemon::Boot boot = boot_and_wait(invocation, *options);
         invocation.json ? print(boot_json(boot, options->full)) : print_boot(boot, options->full);
-        if (boot.outcome == BootOutcome::not_started) invocation.exit_status = kCommandFailed;
+        if (boot.outcome == factory_daemon::BootOutcome::not_started)
+          invocation.exit_status = kCommandFailed;
       });
   command.add_flag("--real-time", options->real_time, "Wait as long as a phone does");
   command.add_flag("--full", options->full, "Show ICCIDs whole");

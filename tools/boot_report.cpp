@@ -5,10 +5,17 @@
 #include <cstdio>
 #include <regex>
 
+#include "tools/table.h"
+#include "tools/text.h"
+
 namespace cli {
 namespace {
 
 namespace vp = virtual_phone;
+using factory_daemon::Boot;
+using factory_daemon::BootInputs;
+using factory_daemon::BootMoment;
+using factory_daemon::BootOutcome;
 using Kind = BootMoment::Kind;
 
 /// Where the decision ends.
@@ -39,7 +46,7 @@ enum class When {
 /// What a moment means, for people. The first rule whose pattern is all of the moment counts.
 struct Rule {
   Kind kind;
-  const char* pattern;   ///< of what stands behind "[QVE][SBP] " or "persist.vendor.qve."
+  const char* pattern;   ///< of what follows "[QVE][SBP] " or "persist.vendor.qve."
   const char* sentence;  ///< with $1 and so on from the pattern, #1 in part only; null: nothing
   When when = When::always;
 };

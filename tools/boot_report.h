@@ -2,19 +2,19 @@
 // shown in part unless `full`.
 #pragma once
 
-#include "tools/boot.h"
-#include "tools/cli.h"
+#include "daemon/boot.h"
+#include "tools/json.h"
 
 namespace cli {
 
 /// {phone, inputs, steps, changes, decision, complete}
-Json boot_json(const Boot& boot, bool full);
+Json boot_json(const factory_daemon::Boot& boot, bool full);
 
 /// The same as text.
-void print_boot(const Boot& boot, bool full);
+void print_boot(const factory_daemon::Boot& boot, bool full);
 
 // The decision alone.
-Json decision_json(const Boot& boot);
-void print_decision(const Boot& boot);
+Json decision_json(const factory_daemon::Boot& boot);
+void print_decision(const factory_daemon::Boot& boot);
 
 }  // namespace cli

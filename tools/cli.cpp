@@ -1,194 +1,115 @@
 #include "tools/cli.h"
 
+#include <CLI/CLI.hpp>
 #include <algorithm>
-#include <array>
-#include <charconv>
-#include <cstdio>
-#include <ctime>
-#include <numeric>
+#include <vector>
 
-#include "fcx/single_binary.h"
+#include "daemon/open.h"
+#include "tools/words.h"
 
 namespace cli {
+namespace {
+
+/// Throws UsageError for the first word that stands where a command must and names none.
+void check_command_words(const Verb& tool, const std::vector<std::string>& words) {
+  const Verb* group = &tool;
+  for (size_t i = 0; i < words.size(); ++i) {
+    if (words[i] == "--phone") ++i;
+    if (i >= words.size() || words[i].substr(0, 1) == "-") continue;
+    const std::list<Verb>& verbs = group->subcommands();
+    if (verbs.empty()) return;
+    const auto found = std::find_if(verbs.begin(), verbs.end(),
+                                    [&](const Verb& verb) { return verb.name() == words[i]; });
+    if (found == verbs.end()) {
+      std::vector<std::string> names;
+      for (const Verb& verb : verbs) names.push_back(verb.name());
+      const std::string asked = group == &tool ? tool.name() : tool.name() + " " + group->name();
+      throw unknown_name("command", words[i], names, asked + " --help");
+    }
+    group = &*found;
+  }
+}
+
+}  // namespace
+
+Option& Option::required() {
+  option_.required();
+  return *this;
+}
+
+Option& Option::type_name(const std::string& name) {
+  option_.type_name(name);
+  return *this;
+}
+
+Verb& Verb::add_subcommand(const std::string& name, const std::string& description) {
+  app_->add_subcommand(name, description)->fallthrough();
+  return subcommands_.emplace_back(app_->get_subcommand_ptr(name));
+}
+
+Option Verb::add_option(const std::string& names, std::string& value, const std::string& help) {
+  return Option(*app_->add_option(names, value, help));
+}
+
+Option Verb::add_option(const std::string& names, std::optional<std::string>& value,
+                        const std::string& help) {
+  return Option(*app_->add_option(names, value, help));
+}
+
+Option Verb::add_option(const std::string& names, std::optional<int64_t>& value,
+                        const std::string& help) {
+  return Option(*app_->add_option(names, value, help));
+}
+
+void Verb::add_flag(const std::string& names, bool& value, const std::string& help) {
+  app_->add_flag(names, value, help);
+}
+
+void Verb::footer(const std::string& text) { app_->footer(text); }
+
+void Verb::callback(std::function<void()> run) { app_->callback(std::move(run)); }
+
+void Verb::require_subcommand(int count) { app_->require_subcommand(count); }
+
+bool Verb::has_subcommand() const { return !app_->get_subcommands().empty(); }
+
+std::string Verb::name() const { return app_->get_name(); }
 
 std::filesystem::path Invocation::directory() const {
   return phone_directory.empty() ? virtual_phone::default_directory()
                                  : std::filesystem::path(phone_directory);
 }
 
-virtual_phone::Phone& Invocation::open_phone() const {
-  virtual_phone::select(directory());
-  fcx::reload_carrier_set_up();  // what was found out at load was another phone's, or nobody's
-  return virtual_phone::selected();
-}
+virtual_phone::Phone& Invocation::open_phone() const { return factory_daemon::open(directory()); }
 
-CLI::App& add_command(CLI::App& parent, const char* name, const std::string& description,
-                      const std::string& examples, std::function<void()> run) {
-  CLI::App& command = *parent.add_subcommand(name, description);
-  command.fallthrough();
+Verb& add_command(Verb& parent, const char* name, const std::string& description,
+                  const std::string& examples, std::function<void()> run) {
+  Verb& command = parent.add_subcommand(name, description);
   if (!examples.empty()) command.footer("Examples:\n" + examples);
   if (run) command.callback(std::move(run));
   return command;
 }
 
-TextTable::TextTable(std::vector<std::string> head) { add(std::move(head)); }
-
-void TextTable::add(std::vector<std::string> row) {
-  // One line a row, whatever a cell holds.
-  for (std::string& cell : row) {
-    for (size_t at = 0; (at = cell.find('\n', at)) != std::string::npos; ++at) {
-      cell.replace(at, 1, "\\n");
-    }
+int run_command_line(const Program& program, int argc, char** argv, Invocation& invocation,
+                     const std::function<void(Verb& tool)>& add_verbs) {
+  const auto app = std::make_shared<CLI::App>(program.description, program.name);
+  app->footer(program.footer);
+  app->set_version_flag("--version", program.version);
+  app->add_option("--phone", invocation.phone_directory, "The phone's directory");
+  app->add_flag("--json", invocation.json, "Print one JSON object");
+  app->require_subcommand(1);
+  Verb tool(app);
+  add_verbs(tool);
+  try {
+    app->parse(argc, argv);
+  } catch (const CLI::RequiredError& error) {
+    // CLI11 only says that a command is missing where there is one that it does not know.
+    check_command_words(tool, {argv + 1, argv + argc});
+    throw UsageError(std::string(error.what()) + "; --help tells more");
+  } catch (const CLI::ParseError& error) {
+    return app->exit(error) == 0 ? kDone : kUsage;
   }
-  rows_.push_back(std::move(row));
-}
-
-void TextTable::print() const {
-  std::vector<size_t> widths(rows_.front().size());
-  for (const auto& row : rows_) {
-    for (size_t i = 0; i < row.size(); ++i) widths[i] = std::max(widths[i], row[i].size());
-  }
-  for (const auto& row : rows_) {
-    std::string line;
-    for (size_t i = 0; i < row.size(); ++i) {
-      line += row[i];
-      line.append(widths[i] - row[i].size() + 2, ' ');
-    }
-    line.erase(line.find_last_not_of(' ') + 1);
-    puts(line.c_str());
-  }
-}
-
-void print(const Json& object) {
-  // Text from a phone may be any bytes; what is no UTF-8 is replaced.
-  puts(object.dump(2, ' ', false, Json::error_handler_t::replace).c_str());
-}
-
-std::string to_hex(std::string_view bytes) {
-  constexpr char kDigits[] = "0123456789abcdef";
-  std::string text;
-  for (const char byte : bytes) {
-    const auto value = static_cast<uint8_t>(byte);
-    text += kDigits[value >> 4];
-    text += kDigits[value & 15];
-  }
-  return text;
-}
-
-std::string from_hex(std::string_view digits) {
-  std::string packed;
-  for (const char c : digits) {
-    if (c == ' ' || c == ':' || c == ',') continue;
-    if (!isxdigit(c)) {
-      throw UsageError("\"" + std::string(digits) + "\": '" + c + "' is no hexadecimal digit");
-    }
-    packed += c;
-  }
-  if (packed.size() % 2 != 0) {
-    throw UsageError("\"" + std::string(digits) + "\" has an odd number of hexadecimal digits");
-  }
-  std::string bytes;
-  for (size_t i = 0; i < packed.size(); i += 2) {
-    unsigned value = 0;
-    std::from_chars(packed.data() + i, packed.data() + i + 2, value, 16);
-    bytes += static_cast<char>(value);
-  }
-  return bytes;
-}
-
-std::string bytes_of(const std::string& word) {
-  constexpr std::string_view kHex = "hex:";
-  if (word.compare(0, kHex.size(), kHex) != 0) return word;
-  return from_hex(std::string_view(word).substr(kHex.size()));
-}
-
-bool is_printable(std::string_view bytes) {
-  return std::all_of(bytes.begin(), bytes.end(),
-                     [](char c) { return (c >= ' ' && c <= '~') || c == '\n' || c == '\t'; });
-}
-
-std::string shown(std::string_view bytes) {
-  return is_printable(bytes) ? std::string(bytes) : "hex:" + to_hex(bytes);
-}
-
-std::string masked(std::string text) {
-  constexpr size_t kShown = 4;
-  // Of a short one, the end would be most of it.
-  const size_t hidden = text.size() >= 2 * kShown ? text.size() - kShown : text.size();
-  return text.replace(0, hidden, hidden, '*');
-}
-
-std::string shown_time(int64_t time_us) {
-  const auto second = static_cast<time_t>(time_us / 1'000'000);
-  tm local{};
-  localtime_r(&second, &local);
-  std::array<char, 16> text{};
-  strftime(text.data(), text.size(), "%H:%M:%S", &local);
-  const std::string milliseconds = std::to_string(time_us / 1000 % 1000 + 1000).substr(1);
-  return std::string(text.data()) + "." + milliseconds;
-}
-
-namespace {
-
-/// How many letters must change to make one word of the other.
-size_t edit_distance(std::string_view a, std::string_view b) {
-  std::vector<size_t> row(b.size() + 1);
-  std::iota(row.begin(), row.end(), size_t{0});
-  for (size_t i = 1; i <= a.size(); ++i) {
-    size_t diagonal = row[0];
-    row[0] = i;
-    for (size_t j = 1; j <= b.size(); ++j) {
-      const size_t replaced = diagonal + (a[i - 1] == b[j - 1] ? 0 : 1);
-      diagonal = row[j];
-      row[j] = std::min({replaced, row[j] + 1, row[j - 1] + 1});
-    }
-  }
-  return row[b.size()];
-}
-
-}  // namespace
-
-std::string nearest(std::string_view word, const std::vector<std::string>& words) {
-  constexpr size_t kMost = 3;
-  constexpr size_t kTooShort = 3;  // everything is near to a letter or two
-  if (word.size() < kTooShort) return "";
-  const size_t most_changes = word.size() > kTooShort ? 2 : 1;
-  std::vector<std::pair<size_t, std::string>> near;
-  for (const std::string& known : words) {
-    const bool part = word.size() > 2 && known.find(word) != std::string::npos;
-    // A word may also be the beginning of a longer name.
-    const size_t distance =
-        part ? 0
-             : std::min(edit_distance(word, known),
-                        edit_distance(word, std::string_view(known).substr(0, word.size())));
-    if (distance <= std::max<size_t>(most_changes, word.size() / 3))
-      near.emplace_back(distance, known);
-  }
-  std::sort(near.begin(), near.end());
-  near.erase(std::unique(near.begin(), near.end()), near.end());
-  std::string list;
-  for (size_t i = 0; i < std::min(near.size(), kMost); ++i) {
-    list += (i == 0 ? "" : ", ") + near[i].second;
-  }
-  return list;
-}
-
-int64_t number_of(const std::string& text, const std::string& what) {
-  int64_t number = 0;
-  const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), number);
-  if (error == std::errc::result_out_of_range) {
-    throw UsageError(what + " is no number as large as " + text);
-  }
-  if (error != std::errc() || end != text.data() + text.size()) {
-    throw UsageError(what + " is a whole number, not \"" + text + "\"");
-  }
-  return number;
-}
-
-size_t count_of(const std::string& text, const std::string& what) {
-  const int64_t number = number_of(text, what);
-  if (number < 0) throw UsageError(what + " takes no negative number");
-  return static_cast<size_t>(number);
+  return invocation.exit_status;
 }
 
 }  // namespace cli

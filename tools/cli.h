@@ -1,32 +1,71 @@
-// What the tool's commands share: options, exit statuses, output.
+// The command line: the tool's verbs, their options, and what all of them take. The option parser
+// itself is known to cli.cpp alone, since it takes long to compile.
 #pragma once
 
-#include <CLI/CLI.hpp>
 #include <cstdint>
 #include <filesystem>
-#include <nlohmann/json.hpp>
+#include <functional>
+#include <list>
+#include <memory>
 #include <optional>
-#include <stdexcept>
 #include <string>
-#include <string_view>
-#include <vector>
 
+#include "tools/errors.h"
 #include "virtual_phone/core/phone.h"
+
+namespace CLI {
+class App;
+class Option;
+}  // namespace CLI
 
 namespace cli {
 
-using Json = nlohmann::ordered_json;
+/// An option of a verb, or a word that follows it.
+class Option {
+ public:
+  explicit Option(CLI::Option& option) : option_(option) {}
 
-enum ExitStatus {
-  kDone = 0,
-  kPhoneUnusable = 1,
-  kUsage = 2,
-  kCommandFailed = 3,  ///< delivered, and its `result` is not 0
+  Option& required();
+  /// What its help shows in place of a value.
+  Option& type_name(const std::string& name);
+
+ private:
+  CLI::Option& option_;
 };
 
-/// A word on the command line that makes no sense. what() says why.
-class UsageError : public std::runtime_error {
-  using std::runtime_error::runtime_error;
+/// A word that says what to do: the tool itself, or one of its commands and their subcommands.
+class Verb {
+ public:
+  explicit Verb(std::shared_ptr<CLI::App> app) : app_(std::move(app)) {}
+  Verb(const Verb&) = delete;
+  Verb& operator=(const Verb&) = delete;
+
+  /// A verb after this one. It lives as long as this one does.
+  Verb& add_subcommand(const std::string& name, const std::string& description);
+  /// An option ("--times", "-n,--lines"), or a word ("text"). `value` is set when it is given, and
+  /// outlives the verb.
+  Option add_option(const std::string& names, std::string& value, const std::string& help);
+  Option add_option(const std::string& names, std::optional<std::string>& value,
+                    const std::string& help);
+  Option add_option(const std::string& names, std::optional<int64_t>& value,
+                    const std::string& help);
+  void add_flag(const std::string& names, bool& value, const std::string& help);
+
+  /// Text at the end of its help.
+  void footer(const std::string& text);
+  /// What it does.
+  void callback(std::function<void()> run);
+  /// So many verbs must follow it.
+  void require_subcommand(int count);
+  /// Whether one follows it on the command line that was read.
+  bool has_subcommand() const;
+
+  std::string name() const;
+  const std::list<Verb>& subcommands() const { return subcommands_; }
+
+ private:
+  std::shared_ptr<CLI::App> app_;
+  std::list<Verb> subcommands_;
 };
 
 /// The options that every command takes, and the status that the tool ends with.
@@ -41,40 +80,21 @@ struct Invocation {
 };
 
 /// Adds a command to the tool. Its last argument runs it.
-CLI::App& add_command(CLI::App& parent, const char* name, const std::string& description,
-                      const std::string& examples, std::function<void()> run);
+Verb& add_command(Verb& parent, const char* name, const std::string& description,
+                  const std::string& examples, std::function<void()> run);
 
-/// Rows of text in columns as wide as they need.
-class TextTable {
- public:
-  explicit TextTable(std::vector<std::string> head);
-  void add(std::vector<std::string> row);
-  void print() const;
-
- private:
-  std::vector<std::vector<std::string>> rows_;
+/// The tool as a program.
+struct Program {
+  const char* name;
+  const char* description;
+  const char* footer;
+  const char* version;
 };
 
-void print(const Json& object);
-
-std::string to_hex(std::string_view bytes);
-/// Bytes from hexadecimal digits, which may stand apart. Throws UsageError.
-std::string from_hex(std::string_view digits);
-/// The bytes that a word stands for: hex:BYTES, or itself. Throws UsageError.
-std::string bytes_of(const std::string& word);
-bool is_printable(std::string_view bytes);
-/// The bytes as they are, or as hex:... where they are not printable.
-std::string shown(std::string_view bytes);
-/// The text of an identity for a listing: all but its last four characters hidden.
-std::string masked(std::string text);
-/// "06:26:00.123" of a time since 1970.
-std::string shown_time(int64_t time_us);
-/// Of `words`, the ones nearest to `word`, for a message; empty when none is near.
-std::string nearest(std::string_view word, const std::vector<std::string>& words);
-
-/// A whole number, or UsageError that names `what`.
-int64_t number_of(const std::string& text, const std::string& what);
-/// The same, not negative.
-size_t count_of(const std::string& text, const std::string& what);
+/// Reads the command line with the verbs and options that `add_verbs` gives the tool, and runs what
+/// it says, or prints the help that it asks for. @return the exit status. Throws UsageError, and
+/// what the verb throws.
+int run_command_line(const Program& program, int argc, char** argv, Invocation& invocation,
+                     const std::function<void(Verb& tool)>& add_verbs);
 
 }  // namespace cli

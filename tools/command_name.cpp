@@ -2,7 +2,7 @@
 
 #include <algorithm>
 
-#include "tools/cli.h"
+#include "tools/words.h"
 
 namespace cli {
 namespace {
@@ -27,10 +27,7 @@ bool is_number(const std::string& word) {
       if (handler != nullptr) names.push_back(command_name(handler));
     }
   }
-  const std::string near = nearest(name, names);
-  throw UsageError("no command is called \"" + name + "\"" +
-                   (near.empty() ? "" : ". Near it: " + near) +
-                   ". `fcx commands` lists all of them.");
+  throw unknown_name("command", name, names, "fcx commands");
 }
 
 [[noreturn]] void fail_ambiguous(const std::string& name,

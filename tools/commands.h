@@ -6,19 +6,19 @@
 
 namespace cli {
 
-void add_init(CLI::App& tool, Invocation& invocation);
-void add_demo(CLI::App& tool, Invocation& invocation);
-void add_commands(CLI::App& tool, Invocation& invocation);
-void add_send(CLI::App& tool, Invocation& invocation);
-void add_prop(CLI::App& tool, Invocation& invocation);
-void add_item(CLI::App& tool, Invocation& invocation);
-void add_modem(CLI::App& tool, Invocation& invocation);
-void add_sim(CLI::App& tool, Invocation& invocation);
-void add_ntcode(CLI::App& tool, Invocation& invocation);
-void add_boot(CLI::App& tool, Invocation& invocation);
-void add_events(CLI::App& tool, Invocation& invocation);
-void add_log(CLI::App& tool, Invocation& invocation);
-void add_fault(CLI::App& tool, Invocation& invocation);
-void add_reboot(CLI::App& tool, Invocation& invocation);
+void add_init(Verb& tool, Invocation& invocation);
+void add_demo(Verb& tool, Invocation& invocation);
+void add_commands(Verb& tool, Invocation& invocation);
+void add_send(Verb& tool, Invocation& invocation);
+void add_prop(Verb& tool, Invocation& invocation);
+void add_item(Verb& tool, Invocation& invocation);
+void add_modem(Verb& tool, Invocation& invocation);
+void add_sim(Verb& tool, Invocation& invocation);
+void add_ntcode(Verb& tool, Invocation& invocation);
+void add_boot(Verb& tool, Invocation& invocation);
+void add_events(Verb& tool, Invocation& invocation);
+void add_log(Verb& tool, Invocation& invocation);
+void add_fault(Verb& tool, Invocation& invocation);
+void add_reboot(Verb& tool, Invocation& invocation);
 
 }  // namespace cli

@@ -6,6 +6,9 @@
 #include "modem/link/requests.h"
 #include "tools/commands.h"
 #include "tools/item_name.h"
+#include "tools/json.h"
+#include "tools/table.h"
+#include "tools/words.h"
 #include "virtual_phone/faults/faults.h"
 
 namespace cli {
@@ -117,10 +120,7 @@ int64_t modem_opcode(const std::string& word) {
   }
   if (word.find_first_not_of("0123456789") == std::string::npos)
     return number_of(word, "an opcode");
-  const std::string near = nearest(word, names);
-  throw UsageError("no opcode is called \"" + word + "\"" +
-                   (near.empty() ? "" : ". Near it: " + near) +
-                   ". `fcx fault opcode --help` lists all of them.");
+  throw unknown_name("opcode", word, names, "fcx fault opcode --help");
 }
 
 std::string opcode_help() {
@@ -154,7 +154,7 @@ std::string fault_target(vp::Part part, const std::string& word) {
   return path.string();
 }
 
-void add_part(CLI::App& group, Invocation& invocation, vp::Part part, const char* target_help,
+void add_part(Verb& group, Invocation& invocation, vp::Part part, const char* target_help,
               const std::string& example) {
   struct Options {
     std::string target;
@@ -164,7 +164,7 @@ void add_part(CLI::App& group, Invocation& invocation, vp::Part part, const char
     std::optional<std::string> times;
   };
   auto options = std::make_shared<Options>();
-  CLI::App& command = add_command(
+  Verb& command = add_command(
       group, vp::name_of(part), std::string("Set a fault on one ") + vp::name_of(part), "",
       [&invocation, part, options] {
         const vp::EffectRow& row = effect_row(part, options->effect);
@@ -182,8 +182,8 @@ void add_part(CLI::App& group, Invocation& invocation, vp::Part part, const char
       });
   command.footer(effect_help(part) + "\nExample:\n" + example +
                  (part == vp::Part::opcode ? "\n\n" + opcode_help() : ""));
-  command.add_option("target", options->target, target_help)->required();
-  command.add_option("effect", options->effect, "What happens, see below")->required();
+  command.add_option("target", options->target, target_help).required();
+  command.add_option("effect", options->effect, "What happens, see below").required();
   command.add_option("value", options->value, "A number, where the effect takes one");
   const bool is_accessed = part != vp::Part::opcode && part != vp::Part::service;
   if (is_accessed) {
@@ -191,16 +191,16 @@ void add_part(CLI::App& group, Invocation& invocation, vp::Part part, const char
         .add_option("--on", options->access,
                     part == vp::Part::file ? "Strike on open, read, write or any access"
                                            : "Strike on read, write or any access")
-        ->type_name("ACCESS");
+        .type_name("ACCESS");
   }
   command.add_option("--times", options->times, "Strike so often; until cleared when not given")
-      ->type_name("N");
+      .type_name("N");
 }
 
 }  // namespace
 
-void add_fault(CLI::App& tool, Invocation& invocation) {
-  CLI::App& group = add_command(
+void add_fault(Verb& tool, Invocation& invocation) {
+  Verb& group = add_command(
       tool, "fault", "Make parts of the phone fail, to see what the library does",
       "  fcx fault item 9 fail                        reads and writes of item 9 fail\n"
       "  fcx fault item 253 return 40 --times 1       the next access returns 40\n"
@@ -226,7 +226,7 @@ void add_fault(CLI::App& tool, Invocation& invocation) {
               [&invocation] { list_faults(invocation); });
 
   auto id = std::make_shared<std::optional<int64_t>>();
-  CLI::App& clear =
+  Verb& clear =
       add_command(group, "clear", "Remove one fault, or all of them", "", [&invocation, id] {
         vp::Phone& phone = invocation.open_phone();
         if (!id->has_value()) {

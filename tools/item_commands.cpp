@@ -5,6 +5,10 @@
 #include "fcx/factory_items.h"
 #include "tools/commands.h"
 #include "tools/item_name.h"
+#include "tools/json.h"
+#include "tools/table.h"
+#include "tools/text.h"
+#include "tools/words.h"
 #include "virtual_phone/core/item_store.h"
 #include "virtual_phone/core/properties.h"
 
@@ -126,8 +130,8 @@ void print_item(const Invocation& invocation, vp::Phone& phone, int number) {
 
 }  // namespace
 
-void add_item(CLI::App& tool, Invocation& invocation) {
-  CLI::App& group =
+void add_item(Verb& tool, Invocation& invocation) {
+  Verb& group =
       add_command(tool, "item", "Look at the factory items, and change them",
                   "  fcx item list                 all items, identities shown in part\n"
                   "  fcx item get 2                one item, whole\n"
@@ -138,31 +142,31 @@ void add_item(CLI::App& tool, Invocation& invocation) {
   group.require_subcommand(1);
 
   auto full = std::make_shared<bool>(false);
-  CLI::App& list = add_command(group, "list", "List all items", "",
-                               [&invocation, full] { list_items(invocation, *full); });
+  Verb& list = add_command(group, "list", "List all items", "",
+                           [&invocation, full] { list_items(invocation, *full); });
   list.add_flag("--full", *full, "Show identities whole");
 
   auto word = std::make_shared<std::string>();
-  CLI::App& get = add_command(group, "get", "Show one item", "", [&invocation, word] {
+  Verb& get = add_command(group, "get", "Show one item", "", [&invocation, word] {
     const int number = item_number(*word);
     print_item(invocation, invocation.open_phone(), number);
   });
-  get.add_option("item", *word, "Its number, or an accessor's name")->required();
+  get.add_option("item", *word, "Its number, or an accessor's name").required();
 
   auto value = std::make_shared<std::string>();
-  CLI::App& set = add_command(group, "set", "Write one item", "", [&invocation, word, value] {
+  Verb& set = add_command(group, "set", "Write one item", "", [&invocation, word, value] {
     const int number = item_number(*word);
     const std::string bytes = item_bytes(fcx::find_factory_item(number), *value);
     vp::Phone& phone = invocation.open_phone();
     vp::write_item(phone, number, bytes);
     print_item(invocation, phone, number);
   });
-  set.add_option("item", *word, "Its number, or an accessor's name")->required();
-  set.add_option("value", *value, "hex:BYTES, a number for a flag byte, else text")->required();
+  set.add_option("item", *word, "Its number, or an accessor's name").required();
+  set.add_option("value", *value, "hex:BYTES, a number for a flag byte, else text").required();
 }
 
-void add_prop(CLI::App& tool, Invocation& invocation) {
-  CLI::App& group = add_command(
+void add_prop(Verb& tool, Invocation& invocation) {
+  Verb& group = add_command(
       tool, "prop", "Look at the system properties, and change them",
       "  fcx prop list\n"
       "  fcx prop get persist.vendor.qve.factory.status\n"
@@ -183,24 +187,24 @@ void add_prop(CLI::App& tool, Invocation& invocation) {
   });
 
   auto name = std::make_shared<std::string>();
-  CLI::App& get = add_command(
-      group, "get", "Print one value; nothing when it is not set", "", [&invocation, name] {
-        const auto value = vp::get_property(invocation.open_phone(), *name);
-        if (invocation.json) {
-          print({{"name", *name}, {"value", value ? Json(*value) : Json()}});
-        } else {
-          puts(value.value_or("").c_str());
-        }
-      });
-  get.add_option("name", *name, "The property")->required();
+  Verb& get = add_command(group, "get", "Print one value; nothing when it is not set", "",
+                          [&invocation, name] {
+                            const auto value = vp::get_property(invocation.open_phone(), *name);
+                            if (invocation.json) {
+                              print({{"name", *name}, {"value", value ? Json(*value) : Json()}});
+                            } else {
+                              puts(value.value_or("").c_str());
+                            }
+                          });
+  get.add_option("name", *name, "The property").required();
 
   auto value = std::make_shared<std::string>();
-  CLI::App& set = add_command(group, "set", "Set one value", "", [&invocation, name, value] {
+  Verb& set = add_command(group, "set", "Set one value", "", [&invocation, name, value] {
     vp::set_property(invocation.open_phone(), *name, *value);
     if (invocation.json) print({{"name", *name}, {"value", *value}});
   });
-  set.add_option("name", *name, "The property")->required();
-  set.add_option("value", *value, "Its value")->required();
+  set.add_option("name", *name, "The property").required();
+  set.add_option("value", *value, "Its value").required();
 }
 
 }  // namespace cli

@@ -1,7 +1,7 @@
 #include "tools/item_name.h"
 
 #include "fcx/factory_item_table.h"
-#include "tools/cli.h"
+#include "tools/words.h"
 
 namespace cli {
 
@@ -22,10 +22,7 @@ int item_number(const std::string& word) {
       names.push_back(name);
     }
   }
-  const std::string near = nearest(word, names);
-  throw UsageError("no item is called \"" + word + "\"" +
-                   (near.empty() ? "" : ". Near it: " + near) +
-                   ". `fcx item list` lists all of them.");
+  throw unknown_name("item", word, names, "fcx item list");
 }
 
 }  // namespace cli

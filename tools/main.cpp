@@ -1,7 +1,9 @@
 // fcx: a virtual phone and the factory commands, from the command line.
-#include <algorithm>
 #include <cstdio>
 #include <cstdlib>
+#include <exception>
+#include <new>
+#include <string>
 
 #include "tools/commands.h"
 #include "virtual_phone/core/clock.h"
@@ -36,28 +38,10 @@ constexpr char kFooter[] =
     "  3  the factory command was delivered, and its result is not 0; or carrier set-up could\n"
     "     not be started";
 
+/// Standard error has no buffer: nothing is allocated for it.
 int report(const char* message, int exit_status) {
   fprintf(stderr, "fcx: %s\n", message);
   return exit_status;
-}
-
-/// Throws UsageError for the first word that stands where a command must and names none.
-void check_command_words(const CLI::App& tool, const std::vector<std::string>& words) {
-  const CLI::App* group = &tool;
-  for (size_t i = 0; i < words.size(); ++i) {
-    if (words[i] == "--phone") ++i;
-    if (i >= words.size() || words[i].substr(0, 1) == "-") continue;
-    std::vector<std::string> names;
-    for (const CLI::App* command : group->get_subcommands({})) names.push_back(command->get_name());
-    if (names.empty()) return;
-    if (std::find(names.begin(), names.end(), words[i]) == names.end()) {
-      const std::string near = cli::nearest(words[i], names);
-      throw cli::UsageError(
-          "there is no command \"" + words[i] + "\"" + (near.empty() ? "" : ". Near it: " + near) +
-          ". `" + (group == &tool ? "fcx" : "fcx " + group->get_name()) + " --help` lists them.");
-    }
-    group = group->get_subcommand(words[i]);
-  }
 }
 
 /// Sets the clock that $FCX_CLOCK asks for. Nobody wants to wait for a phone that is not there, so
@@ -80,36 +64,23 @@ int flushed(int exit_status) {
 
 int run(int argc, char** argv) {
   cli::Invocation invocation;
-  CLI::App tool(kDescription, "fcx");
-  tool.footer(kFooter);
-  tool.set_version_flag("--version", FCX_VERSION);
-  tool.add_option("--phone", invocation.phone_directory, "The phone's directory");
-  tool.add_flag("--json", invocation.json, "Print one JSON object");
-  tool.require_subcommand(1);
-  cli::add_init(tool, invocation);
-  cli::add_demo(tool, invocation);
-  cli::add_commands(tool, invocation);
-  cli::add_send(tool, invocation);
-  cli::add_prop(tool, invocation);
-  cli::add_item(tool, invocation);
-  cli::add_modem(tool, invocation);
-  cli::add_sim(tool, invocation);
-  cli::add_ntcode(tool, invocation);
-  cli::add_boot(tool, invocation);
-  cli::add_events(tool, invocation);
-  cli::add_log(tool, invocation);
-  cli::add_fault(tool, invocation);
-  cli::add_reboot(tool, invocation);
-  try {
-    tool.parse(argc, argv);
-  } catch (const CLI::RequiredError& error) {
-    // CLI11 only says that a command is missing where there is one that it does not know.
-    check_command_words(tool, {argv + 1, argv + argc});
-    throw cli::UsageError(std::string(error.what()) + "; --help tells more");
-  } catch (const CLI::ParseError& error) {
-    return tool.exit(error) == 0 ? cli::kDone : cli::kUsage;
-  }
-  return invocation.exit_status;
+  const cli::Program program{"fcx", kDescription, kFooter, FCX_VERSION};
+  return cli::run_command_line(program, argc, argv, invocation, [&](cli::Verb& tool) {
+    cli::add_init(tool, invocation);
+    cli::add_demo(tool, invocation);
+    cli::add_commands(tool, invocation);
+    cli::add_send(tool, invocation);
+    cli::add_prop(tool, invocation);
+    cli::add_item(tool, invocation);
+    cli::add_modem(tool, invocation);
+    cli::add_sim(tool, invocation);
+    cli::add_ntcode(tool, invocation);
+    cli::add_boot(tool, invocation);
+    cli::add_events(tool, invocation);
+    cli::add_log(tool, invocation);
+    cli::add_fault(tool, invocation);
+    cli::add_reboot(tool, invocation);
+  });
 }
 
 }  // namespace
@@ -122,6 +93,8 @@ int main(int argc, char** argv) {
     return report(error.what(), cli::kUsage);
   } catch (const virtual_phone::Refused& error) {
     return report(error.what(), cli::kUsage);
+  } catch (const std::bad_alloc&) {
+    return report("out of memory", cli::kPhoneUnusable);
   } catch (const std::exception& error) {
     return report(error.what(), cli::kPhoneUnusable);
   }

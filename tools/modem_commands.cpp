@@ -4,6 +4,10 @@
 
 #include "modem/link/requests.h"
 #include "tools/commands.h"
+#include "tools/json.h"
+#include "tools/table.h"
+#include "tools/text.h"
+#include "tools/words.h"
 #include "virtual_phone/modem/modem.h"
 
 namespace cli {
@@ -21,9 +25,7 @@ const vp::ModemValue& value_named(const std::string& word) {
   if (const vp::ModemValue* row = vp::find_modem_value(word); row != nullptr) return *row;
   std::vector<std::string> names;
   for (const vp::ModemValue& row : vp::known_modem_values()) names.push_back(row.name);
-  const std::string near = nearest(word, names);
-  throw UsageError("a modem keeps no value \"" + word + "\"" +
-                   (near.empty() ? "" : ". Near it: " + near) + ". `fcx modem` lists all of them.");
+  throw unknown_name("value of a modem", word, names, "fcx modem");
 }
 
 uint16_t nv_number(const std::string& word) {
@@ -213,62 +215,62 @@ void print_nv(const Invocation& invocation, vp::Phone& phone, uint16_t number) {
   }
 }
 
-void add_values(CLI::App& group, Invocation& invocation) {
+void add_values(Verb& group, Invocation& invocation) {
   auto name = std::make_shared<std::string>();
   auto value = std::make_shared<std::string>();
-  CLI::App& set = add_command(group, "set", "Store one value",
-                              "  fcx modem set imei1 490154203237518\n"
-                              "  fcx modem set idde hex:00ff",
-                              [&invocation, name, value] {
-                                const vp::ModemValue& row = value_named(*name);
-                                const std::string bytes = bytes_of(*value);
-                                vp::check_modem_value(row.name, bytes);
-                                vp::Phone& phone = invocation.open_phone();
-                                vp::set_modem_value(phone, row.name, bytes);
-                                print_value(invocation, phone, row);
-                              });
-  set.add_option("name", *name, "Its name in `fcx modem`")->required();
-  set.add_option("value", *value, "Text, or hex:BYTES")->required();
+  Verb& set = add_command(group, "set", "Store one value",
+                          "  fcx modem set imei1 490154203237518\n"
+                          "  fcx modem set idde hex:00ff",
+                          [&invocation, name, value] {
+                            const vp::ModemValue& row = value_named(*name);
+                            const std::string bytes = bytes_of(*value);
+                            vp::check_modem_value(row.name, bytes);
+                            vp::Phone& phone = invocation.open_phone();
+                            vp::set_modem_value(phone, row.name, bytes);
+                            print_value(invocation, phone, row);
+                          });
+  set.add_option("name", *name, "Its name in `fcx modem`").required();
+  set.add_option("value", *value, "Text, or hex:BYTES").required();
 
-  CLI::App& clear = add_command(group, "clear", "Remove one value", "  fcx modem clear meid",
-                                [&invocation, name] {
-                                  const vp::ModemValue& row = value_named(*name);
-                                  vp::Phone& phone = invocation.open_phone();
-                                  vp::remove_modem_value(phone, row.name);
-                                  print_value(invocation, phone, row);
-                                });
-  clear.add_option("name", *name, "Its name in `fcx modem`")->required();
+  Verb& clear = add_command(group, "clear", "Remove one value", "  fcx modem clear meid",
+                            [&invocation, name] {
+                              const vp::ModemValue& row = value_named(*name);
+                              vp::Phone& phone = invocation.open_phone();
+                              vp::remove_modem_value(phone, row.name);
+                              print_value(invocation, phone, row);
+                            });
+  clear.add_option("name", *name, "Its name in `fcx modem`").required();
 }
 
-void add_nv(CLI::App& group, Invocation& invocation) {
+void add_nv(Verb& group, Invocation& invocation) {
   auto item = std::make_shared<std::string>();
   auto value = std::make_shared<std::optional<std::string>>();
-  CLI::App& nv = add_command(group, "nv", "Show one NV item, or change it",
-                             "  fcx modem nv 453             show it\n"
-                             "  fcx modem nv 453 00000000    make it active, with these bytes\n"
-                             "  fcx modem nv 453 failing     reads and writes of it fail\n"
-                             "  fcx modem nv 453 none        the modem does not hold it",
-                             [&invocation, item, value] {
-                               const uint16_t number = nv_number(*item);
-                               std::optional<vp::NvItem> made;
-                               if (value->has_value()) made = nv_item_of(**value);
-                               vp::Phone& phone = invocation.open_phone();
-                               if (made.has_value()) {
-                                 vp::set_nv_item(phone, number, *made);
-                               } else if (value->has_value()) {
-                                 vp::remove_nv_item(phone, number);
-                               }
-                               print_nv(invocation, phone, number);
-                             });
-  nv.add_option("item", *item, "Its number")->required();
+  Verb& nv = add_command(group, "nv", "Show one NV item, or change it",
+                         "  fcx modem nv 453             show it\n"
+                         "  fcx modem nv 453 00000000    make it active, with these bytes\n"
+                         "  fcx modem nv 453 failing     reads and writes of it fail\n"
+                         "  fcx modem nv 453 none        the modem does not hold it",
+                         [&invocation, item, value] {
+                           const uint16_t number = nv_number(*item);
+                           std::optional<vp::NvItem> made;
+                           if (value->has_value()) made = nv_item_of(**value);
+                           vp::Phone& phone = invocation.open_phone();
+                           if (made.has_value()) {
+                             vp::set_nv_item(phone, number, *made);
+                           } else if (value->has_value()) {
+                             vp::remove_nv_item(phone, number);
+                           }
+                           print_nv(invocation, phone, number);
+                         });
+  nv.add_option("item", *item, "Its number").required();
   nv.add_option("value", *value, "Hexadecimal bytes, inactive, failing, or none");
 }
 
 }  // namespace
 
-void add_modem(CLI::App& tool, Invocation& invocation) {
+void add_modem(Verb& tool, Invocation& invocation) {
   auto options = std::make_shared<Options>();
-  CLI::App& group =
+  Verb& group =
       add_command(tool, "modem", "Look at the modem and what was asked of it, and change it",
                   "  fcx modem                            its state, identities shown in part\n"
                   "  fcx modem --full -n 5                identities whole, the last 5 requests\n"
@@ -279,11 +281,11 @@ void add_modem(CLI::App& tool, Invocation& invocation) {
                   "  fcx modem nv 453 failing             reads and writes of it fail",
                   {});
   group.callback([&group, &invocation, options] {
-    if (group.get_subcommands().empty()) show_modem(invocation, *options);
+    if (!group.has_subcommand()) show_modem(invocation, *options);
   });
   group.add_flag("--full", options->full, "Show identities and long answers whole");
   group.add_option("-n,--requests", options->most, "Show the last N requests, at first 20")
-      ->type_name("N");
+      .type_name("N");
   add_values(group, invocation);
   add_nv(group, invocation);
 }

@@ -1,21 +1,13 @@
 #include "tools/network_code.h"
 
 #include <algorithm>
-#include <array>
+#include <string>
 #include <vector>
 
-#include "fcx/mcc_lookup.h"
-#include "fcx/network_code.h"
-#include "tools/cli.h"
-#include "virtual_phone/core/properties.h"
+#include "tools/words.h"
 
 namespace cli {
 namespace {
-
-namespace vp = virtual_phone;
-
-/// A list that the library fills, or takes to pieces, with a NUL behind its last byte.
-using ListText = std::array<char, kLongestNetworkCode + 1>;
 
 /// What stands in double quotes, between commas. Throws UsageError for anything else.
 std::vector<std::string_view> quoted_fields(std::string_view text) {
@@ -49,14 +41,6 @@ void check_entry(std::string_view entry, size_t number) {
 
 }  // namespace
 
-std::string stored_network_code() {
-  ListText text{};
-  if (get_ntcode(text.data()) != 0) {
-    throw vp::Error("the network code cannot be read; `fcx log` says why");
-  }
-  return text.data();
-}
-
 void check_network_code(std::string_view ntcode) {
   constexpr std::string_view kEmptyEntry = "FFF,FFF,FFFFFFFF,FFFFFFFF,FF";
   const auto fields = quoted_fields(ntcode);
@@ -73,16 +57,6 @@ void check_network_code(std::string_view ntcode) {
                      " entries, and has " + std::to_string(found));
   }
   for (size_t i = 1; i <= found; ++i) check_entry(fields[i], i);
-}
-
-void publish_network_code_lists(vp::Phone& phone) {
-  ListText text{};
-  if (get_ntcode(text.data()) != 0) return;
-  ListText mccmnc{};
-  ListText subsets{};
-  qve_parse_ntcode(text.data(), mccmnc.data(), subsets.data());
-  vp::set_property(phone, "persist.vendor.qve.mccmnc-list", mccmnc.data());
-  vp::set_property(phone, "persist.vendor.qve.subset-list", subsets.data());
 }
 
 }  // namespace cli

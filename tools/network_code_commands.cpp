@@ -1,18 +1,20 @@
 // ntcode: the network-code list, by which the phone knows its carriers.
-#include <array>
 #include <cstdio>
 #include <memory>
 
-#include "fcx/factory_items.h"
-#include "fcx/single_binary.h"
+#include "daemon/network_code.h"
 #include "tools/commands.h"
+#include "tools/json.h"
 #include "tools/network_code.h"
+#include "tools/table.h"
+#include "tools/text.h"
 #include "virtual_phone/core/properties.h"
 
 namespace cli {
 namespace {
 
 namespace vp = virtual_phone;
+using factory_daemon::kLongestNetworkCode;
 
 /// What is published of the list, and of its last rewrite.
 constexpr const char* kProperties[] = {
@@ -21,14 +23,8 @@ constexpr const char* kProperties[] = {
     "persist.vendor.qve.tavrin.ntcode",
 };
 
-vp::Phone& open_with_items(const Invocation& invocation) {
-  vp::Phone& phone = invocation.open_phone();
-  if (init_factory_item() != 0) throw vp::Error("the factory item store cannot be opened");
-  return phone;
-}
-
 void show(const Invocation& invocation, vp::Phone& phone) {
-  const std::string ntcode = stored_network_code();
+  const std::string ntcode = factory_daemon::stored_network_code();
   Json published = Json::object();
   TextTable table({"PROPERTY", "VALUE"});
   for (const char* name : kProperties) {
@@ -46,19 +42,14 @@ void rewrite(const Invocation& invocation, const std::string& ntcode) {
     throw UsageError("a network code has at most " + std::to_string(kLongestNetworkCode) +
                      " bytes, not " + std::to_string(ntcode.size()));
   }
-  vp::Phone& phone = open_with_items(invocation);
-  std::array<char, kLongestNetworkCode> mcc_list{};
-  sbpWriteNTCode(ntcode.c_str(), mcc_list.data());
-  if (stored_network_code() != ntcode) {
-    throw vp::Error("the network code was not stored; `fcx log` says why");
-  }
-  publish_network_code_lists(phone);
+  vp::Phone& phone = invocation.open_phone();
+  factory_daemon::rewrite_network_code(phone, ntcode);
   show(invocation, phone);
 }
 
 }  // namespace
 
-void add_ntcode(CLI::App& tool, Invocation& invocation) {
+void add_ntcode(Verb& tool, Invocation& invocation) {
   struct Options {
     std::string ntcode;
     bool any = false;
@@ -66,23 +57,21 @@ void add_ntcode(CLI::App& tool, Invocation& invocation) {
   auto options = std::make_shared<Options>();
   const std::string example =
       "  fcx ntcode set '\"2\",\"310,410,FFFFFFFF,FFFFFFFF,FF\",\"262,01F,FFFFFFFF,FFFFFFFF,FF\"'";
-  CLI::App& group = add_command(
+  Verb& group = add_command(
       tool, "ntcode", "Look at the network-code list, and rewrite it",
       "  fcx ntcode get\n" + example +
           "\n\nA list is its number of entries, then each entry with five fields: MCC,\n"
           "MNC, two more, subset. FFF stands for any MCC, F for a digit that an MNC lacks.",
       {});
   group.require_subcommand(1);
-  add_command(group, "get", "Show the list, and what is published of it", "", [&invocation] {
-    vp::Phone& phone = open_with_items(invocation);
-    show(invocation, phone);
-  });
-  CLI::App& set = add_command(group, "set", "Rewrite it, as the factory daemon does", example,
-                              [&invocation, options] {
-                                if (!options->any) check_network_code(options->ntcode);
-                                rewrite(invocation, options->ntcode);
-                              });
-  set.add_option("ntcode", options->ntcode, "The list")->required();
+  add_command(group, "get", "Show the list, and what is published of it", "",
+              [&invocation] { show(invocation, invocation.open_phone()); });
+  Verb& set = add_command(group, "set", "Rewrite it, as the factory daemon does", example,
+                          [&invocation, options] {
+                            if (!options->any) check_network_code(options->ntcode);
+                            rewrite(invocation, options->ntcode);
+                          });
+  set.add_option("ntcode", options->ntcode, "The list").required();
   set.add_flag("--any", options->any, "Take any text, also one that is no such list");
 }
 

@@ -1,29 +1,23 @@
 // init, events, log, reboot: the phone as a whole.
-#include <sys/stat.h>
-
 #include <chrono>
 #include <cstdio>
-#include <fstream>
 #include <memory>
+#include <sstream>
 #include <thread>
 
 #include "tools/commands.h"
+#include "tools/json.h"
+#include "tools/table.h"
+#include "tools/text.h"
+#include "tools/words.h"
 #include "virtual_phone/core/events.h"
+#include "virtual_phone/core/log_file.h"
 #include "virtual_phone/profiles/profiles.h"
 
 namespace cli {
 namespace {
 
 namespace vp = virtual_phone;
-
-/// The last lines of the phone's log.
-std::vector<std::string> log_lines(const std::filesystem::path& file, size_t most) {
-  std::vector<std::string> lines;
-  std::ifstream in(file);
-  for (std::string line; std::getline(in, line);) lines.push_back(std::move(line));
-  if (lines.size() > most) lines.erase(lines.begin(), lines.end() - static_cast<ptrdiff_t>(most));
-  return lines;
-}
 
 /// A line in the form "11-21 06:26:00.123  1234  1234 I Tag     : message", taken apart.
 Json log_entry(const std::string& line) {
@@ -45,26 +39,12 @@ Json log_entry(const std::string& line) {
           {"message", colon == std::string::npos ? "" : rest.substr(colon + 2)}};
 }
 
-/// Which file a name stands for now; 0 when there is none.
-uint64_t identity(const std::filesystem::path& file) {
-  struct stat found {};
-  return stat(file.c_str(), &found) == 0 ? found.st_ino : 0;
-}
-
 /// Prints what is added to the log, until the tool is interrupted.
-[[noreturn]] void follow(const std::filesystem::path& file) {
-  uint64_t followed = identity(file);
-  std::ifstream in(file, std::ios::ate);
+[[noreturn]] void follow(vp::LogReader& log) {
   while (true) {
-    for (std::string text; std::getline(in, text);) puts(text.c_str());
+    const std::string lines = log.appended();
+    fwrite(lines.data(), 1, lines.size(), stdout);
     if (fflush(stdout) != 0) exit(kPhoneUnusable);
-    in.clear();
-    // The log starts anew when it has grown large, or with a new phone.
-    const uint64_t now = identity(file);
-    if (now != followed && now != 0) {
-      in = std::ifstream(file);
-      followed = now;
-    }
     std::this_thread::sleep_for(std::chrono::milliseconds(200));
   }
 }
@@ -79,13 +59,13 @@ std::string profile_list() {
 
 }  // namespace
 
-void add_init(CLI::App& tool, Invocation& invocation) {
+void add_init(Verb& tool, Invocation& invocation) {
   struct Options {
     std::string profile = "single";
     bool force = false;
   };
   auto options = std::make_shared<Options>();
-  CLI::App& command = add_command(
+  Verb& command = add_command(
       tool, "init", "Make a virtual phone",
       "  fcx init                            a phone with its factory data written\n"
       "  fcx init --profile blank --force    replace it by one where nothing was written\n"
@@ -103,7 +83,7 @@ void add_init(CLI::App& tool, Invocation& invocation) {
   command.add_flag("--force", options->force, "Replace the phone that is there");
 }
 
-void add_events(CLI::App& tool, Invocation& invocation) {
+void add_events(Verb& tool, Invocation& invocation) {
   add_command(tool, "events", "What happened to the phone: reboots, wake locks and the like",
               "  fcx events", [&invocation] {
                 const auto events = vp::events(invocation.open_phone());
@@ -130,38 +110,38 @@ void add_events(CLI::App& tool, Invocation& invocation) {
               });
 }
 
-void add_log(CLI::App& tool, Invocation& invocation) {
+void add_log(Verb& tool, Invocation& invocation) {
   struct Options {
     std::optional<std::string> most;
     bool follow = false;
   };
   auto options = std::make_shared<Options>();
-  CLI::App& command =
-      add_command(tool, "log", "What was written to the phone's log",
-                  "  fcx log -n 20       the last 20 lines\n"
-                  "  fcx log --follow    and then what comes, until Ctrl-C",
-                  [&invocation, options] {
-                    if (options->follow && invocation.json) {
-                      throw UsageError("--follow prints lines, not one JSON object");
-                    }
-                    const auto most = options->most ? count_of(*options->most, "-n") : SIZE_MAX;
-                    const auto file = invocation.open_phone().log_file();
-                    const auto lines = log_lines(file, most);
-                    if (invocation.json) {
-                      Json list = Json::array();
-                      for (const auto& line : lines) list.push_back(log_entry(line));
-                      return print({{"entries", list}});
-                    }
-                    for (const auto& line : lines) puts(line.c_str());
-                    if (options->follow) follow(file);
-                  });
-  command.add_option("-n,--lines", options->most, "Print the last N lines")->type_name("N");
+  Verb& command = add_command(tool, "log", "What was written to the phone's log",
+                              "  fcx log -n 20       the last 20 lines\n"
+                              "  fcx log --follow    and then what comes, until Ctrl-C",
+                              [&invocation, options] {
+                                if (options->follow && invocation.json) {
+                                  throw UsageError("--follow prints lines, not one JSON object");
+                                }
+                                const auto most =
+                                    options->most ? count_of(*options->most, "-n") : SIZE_MAX;
+                                vp::LogReader log(invocation.open_phone().log_file());
+                                const auto lines = log.last_lines(most);
+                                if (invocation.json) {
+                                  Json list = Json::array();
+                                  for (const auto& line : lines) list.push_back(log_entry(line));
+                                  return print({{"entries", list}});
+                                }
+                                for (const auto& line : lines) puts(line.c_str());
+                                if (options->follow) follow(log);
+                              });
+  command.add_option("-n,--lines", options->most, "Print the last N lines").type_name("N");
   command.add_flag("--follow", options->follow, "Go on with what is written from now on");
 }
 
-void add_reboot(CLI::App& tool, Invocation& invocation) {
+void add_reboot(Verb& tool, Invocation& invocation) {
   auto reason = std::make_shared<std::string>("by hand");
-  CLI::App& command = add_command(
+  Verb& command = add_command(
       tool, "reboot", "Switch the phone off and on",
       "  fcx reboot    properties that do not persist are gone, build properties are back",
       [&invocation, reason] {

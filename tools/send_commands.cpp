@@ -1,63 +1,30 @@
 // commands, send, demo: factory commands.
 #include <unistd.h>
 
-#include <algorithm>
 #include <cstdio>
 #include <map>
 #include <memory>
 
-#include "fcx/background.h"
+#include "daemon/deliver.h"
+#include "daemon/open.h"
 #include "fcx/command_table.h"
-#include "fcx/factory_items.h"
-#include "fcx/service_handler.h"
 #include "tools/boot_report.h"
 #include "tools/command_name.h"
 #include "tools/commands.h"
+#include "tools/json.h"
+#include "tools/table.h"
+#include "tools/text.h"
 #include "virtual_phone/core/events.h"
-#include "virtual_phone/core/log_buffer.h"
 
 namespace cli {
 namespace {
 
 namespace vp = virtual_phone;
+using factory_daemon::deliver;
+using factory_daemon::Delivery;
 
-/// What came of one command.
-struct Delivery {
-  int32_t opcode;
-  const fcx::Command* row;  ///< null for an unknown opcode
-  std::string name;
-  qvcmd_response response;
-  std::vector<vp::Event> events;         ///< what happened to the phone
-  std::vector<vp::LogEntry> complaints;  ///< what was logged as a warning or an error
-
-  std::string_view data() const {
-    const auto length = std::clamp<int32_t>(response.data_len, 0, sizeof response.data);
-    return {response.data, static_cast<size_t>(length)};
-  }
-};
-
-/// Delivers one command as the daemon does, and waits for what it leaves on a thread.
-Delivery deliver(vp::Phone& phone, int32_t opcode, std::string_view payload) {
-  Delivery delivery{opcode, fcx::find_command(opcode), "", {}, {}, {}};
-  if (delivery.row != nullptr) {
-    const bool writes = delivery.row->writer != nullptr && !payload.empty() && payload[0] != '\0';
-    delivery.name = command_name(writes ? delivery.row->writer : delivery.row->handler);
-  }
-  const int64_t last = vp::last_event(phone);
-  qvcmd_request request{};
-  request.opcode = opcode;
-  request.data_len = static_cast<int32_t>(payload.size());
-  payload.copy(request.data, sizeof request.data);
-  constexpr int kWarning = 5;  // the virtual phone's own reasons, and the library's errors
-  vp::observe_log([&](const vp::LogEntry& entry) {
-    if (entry.priority >= kWarning) delivery.complaints.push_back(entry);
-  });
-  service_handler(&request, &delivery.response);
-  fcx::wait_for_background_work();
-  vp::observe_log({});
-  delivery.events = vp::events(phone, last);
-  return delivery;
-}
+/// The name of what the request was for.
+std::string name_of(const Delivery& delivery) { return command_name(delivery.handler); }
 
 /// The argument's bytes, or UsageError when a request does not hold them.
 std::string payload_of(const std::optional<std::string>& text,
@@ -111,7 +78,7 @@ void print_complaints(const Delivery& delivery) {
 Json delivery_json(const Delivery& delivery) {
   Json object = {{"opcode", delivery.opcode},
                  {"known", delivery.row != nullptr},
-                 {"name", delivery.name.empty() ? Json() : Json(delivery.name)},
+                 {"name", delivery.handler == nullptr ? Json() : Json(name_of(delivery))},
                  {"result", delivery.response.result},
                  {"data_len", delivery.response.data_len},
                  {"data", is_printable(delivery.data()) ? Json(delivery.data()) : Json()},
@@ -123,7 +90,7 @@ Json delivery_json(const Delivery& delivery) {
 }
 
 void print_text(const Delivery& delivery) {
-  printf("%d %s\n", delivery.opcode, delivery.name.c_str());
+  printf("%d %s\n", delivery.opcode, name_of(delivery).c_str());
   printf("result    %d\n", delivery.response.result);
   printf("data_len  %d\n", delivery.response.data_len);
   printf("data      %s\n", shown(delivery.data()).c_str());
@@ -169,7 +136,7 @@ class TemporaryPhone {
       : directory_(std::filesystem::temp_directory_path() /
                    ("fcx-demo-" + std::to_string(getpid()) + "-" + profile)) {
     vp::create(directory_, profile, true);
-    vp::select(directory_);
+    factory_daemon::open(directory_);
   }
   ~TemporaryPhone() {
     std::error_code ignored;
@@ -225,13 +192,12 @@ constexpr DemoStep kDemo[] = {
 Json demonstrate_commands(bool as_json) {
   const TemporaryPhone temporary("single");
   vp::Phone& phone = vp::selected();
-  if (init_factory_item() != 0) throw vp::Error("the factory item store cannot be opened");
   Json answers = Json::array();
   TextTable table({"ASKED", "COMMAND", "RESULT", "ANSWER"});
   for (const DemoStep& step : kDemo) {
     const Delivery delivery = deliver(phone, step.opcode, step.payload);
-    const std::string command =
-        std::to_string(step.opcode) + (delivery.name.empty() ? "" : " " + delivery.name);
+    const std::string name = name_of(delivery);
+    const std::string command = std::to_string(step.opcode) + (name.empty() ? "" : " " + name);
     const std::string sent = step.payload.empty() ? "" : " " + shown(step.payload);
     answers.push_back(delivery_json(delivery));
     table.add({step.question, command + sent,
@@ -252,7 +218,7 @@ Json demonstrate_commands(bool as_json) {
 /// The first start of a fresh phone whose carrier is still to be found.
 Json demonstrate_boot(bool as_json) {
   const TemporaryPhone temporary("open");
-  const Boot seen = boot(vp::selected());
+  const factory_daemon::Boot seen = factory_daemon::boot(vp::selected());
   if (!as_json) {
     puts("\nThe first start of another one (profile open), which finds its carrier by the SIM:\n");
     print_decision(seen);
@@ -270,9 +236,9 @@ void run_demo(const Invocation& invocation) {
 
 }  // namespace
 
-void add_commands(CLI::App& tool, Invocation& invocation) {
+void add_commands(Verb& tool, Invocation& invocation) {
   auto markdown = std::make_shared<bool>(false);
-  CLI::App& command = add_command(
+  Verb& command = add_command(
       tool, "commands", "List the factory commands",
       "  fcx commands               all of them\n"
       "  fcx commands --markdown    the same as docs/commands.md",
@@ -296,14 +262,14 @@ void add_commands(CLI::App& tool, Invocation& invocation) {
   command.add_flag("--markdown", *markdown, "Print the page docs/commands.md");
 }
 
-void add_send(CLI::App& tool, Invocation& invocation) {
+void add_send(Verb& tool, Invocation& invocation) {
   struct Options {
     std::string command;
     std::optional<std::string> text;
     std::optional<std::string> hex;
   };
   auto options = std::make_shared<Options>();
-  CLI::App& command = add_command(
+  Verb& command = add_command(
       tool, "send", "Send one factory command and print its answer",
       "  fcx send get_serial_number          by name\n"
       "  fcx send 4018 123456789012345       by number, with a text\n"
@@ -316,21 +282,19 @@ void add_send(CLI::App& tool, Invocation& invocation) {
         const int32_t opcode = opcode_of(options->command);
         const std::string payload = payload_of(options->text, options->hex);
         if (!options->hex.has_value()) check_content(opcode, payload);
-        vp::Phone& phone = invocation.open_phone();
-        if (init_factory_item() != 0) throw vp::Error("the factory item store cannot be opened");
-        const Delivery delivery = deliver(phone, opcode, payload);
+        const Delivery delivery = deliver(invocation.open_phone(), opcode, payload);
         print_complaints(delivery);
         invocation.json ? print(delivery_json(delivery)) : print_text(delivery);
         invocation.exit_status = delivery.response.result == QVCMD_OK ? kDone : kCommandFailed;
       });
   command.add_option("command", options->command, "Opcode or name, as `fcx commands` lists them")
-      ->required();
+      .required();
   command.add_option("text", options->text, "The argument as text");
   command.add_option("--hex", options->hex, "The argument as bytes, two digits each")
-      ->type_name("BYTES");
+      .type_name("BYTES");
 }
 
-void add_demo(CLI::App& tool, Invocation& invocation) {
+void add_demo(Verb& tool, Invocation& invocation) {
   add_command(tool, "demo", "Show what the library does, on a fresh phone that is removed again",
               "", [&invocation] { run_demo(invocation); });
 }

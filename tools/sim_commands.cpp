@@ -3,6 +3,9 @@
 #include <memory>
 
 #include "tools/commands.h"
+#include "tools/json.h"
+#include "tools/text.h"
+#include "tools/words.h"
 #include "virtual_phone/modem/sim.h"
 
 namespace cli {
@@ -37,13 +40,13 @@ void change_sim(const Invocation& invocation, bool full, Change change) {
   show_sim(invocation, phone, full);
 }
 
-void add_insert(CLI::App& group, Invocation& invocation) {
+void add_insert(Verb& group, Invocation& invocation) {
   struct Options {
     std::string iccid;
     bool any = false;
   };
   auto options = std::make_shared<Options>();
-  CLI::App& insert = add_command(
+  Verb& insert = add_command(
       group, "insert", "Put a SIM in, in place of one that is there",
       "  fcx sim insert 8901410000000000001      18 to 20 digits, f behind them up to 20\n"
       "  fcx sim insert --any 8901               as from a SIM that was written badly\n"
@@ -60,15 +63,15 @@ void add_insert(CLI::App& group, Invocation& invocation) {
           sim.iccid = iccid;
         });
       });
-  insert.add_option("iccid", options->iccid, "Its ICCID")->required();
+  insert.add_option("iccid", options->iccid, "Its ICCID").required();
   insert.add_flag("--any", options->any, "Take any text, or hex:BYTES, of at most 2048 bytes");
 }
 
 }  // namespace
 
-void add_sim(CLI::App& tool, Invocation& invocation) {
+void add_sim(Verb& tool, Invocation& invocation) {
   auto full = std::make_shared<bool>(false);
-  CLI::App& group =
+  Verb& group =
       add_command(tool, "sim", "Look at the SIM, and change it",
                   "  fcx sim                               the SIM, its ICCID shown in part\n"
                   "  fcx sim insert 8901410000000000001    put one in\n"
@@ -77,7 +80,7 @@ void add_sim(CLI::App& tool, Invocation& invocation) {
                   "  fcx sim delay 3                       the first 3 polls come too early",
                   {});
   group.callback([&group, &invocation, full] {
-    if (group.get_subcommands().empty()) show_sim(invocation, invocation.open_phone(), *full);
+    if (!group.has_subcommand()) show_sim(invocation, invocation.open_phone(), *full);
   });
   group.add_flag("--full", *full, "Show the ICCID whole");
   add_insert(group, invocation);
@@ -92,7 +95,7 @@ void add_sim(CLI::App& tool, Invocation& invocation) {
   });
 
   auto polls = std::make_shared<std::string>();
-  CLI::App& delay = add_command(
+  Verb& delay = add_command(
       group, "delay", "Let polls find the SIM not ready, after each restart and each change of it",
       "  fcx sim delay 3    the fourth poll finds it\n"
       "  fcx sim delay 0    the first one does",
@@ -101,7 +104,7 @@ void add_sim(CLI::App& tool, Invocation& invocation) {
         change_sim(invocation, *full,
                    [&](vp::Sim& sim) { sim.not_yet = static_cast<int64_t>(count); });
       });
-  delay.add_option("polls", *polls, "How many polls")->required();
+  delay.add_option("polls", *polls, "How many polls").required();
 }
 
 }  // namespace cli

@@ -11,7 +11,7 @@
 #include "virtual_phone/modem/modem.h"
 #include "virtual_phone/modem/sim.h"
 
-namespace cli {
+namespace factory_daemon {
 
 /// What carrier set-up had to decide on.
 struct BootInputs {
@@ -68,8 +68,9 @@ struct Boot {
   BootOutcome outcome = BootOutcome::complete;
 };
 
-/// Switches the phone off and on and does what the daemon does at its start: opens the item store,
-/// checks the identity, and lets carrier set-up run to its end. Throws virtual_phone::Error.
+/// Switches the phone, which must be open, off and on and does what the daemon does at its start:
+/// opens the item store, checks the identity, and lets carrier set-up run to its end. Throws
+/// virtual_phone::Error.
 Boot boot(virtual_phone::Phone& phone);
 
-}  // namespace cli
+}  // namespace factory_daemon

@@ -1,4 +1,4 @@
-#include "tools/boot.h"
+#include "daemon/boot.h"
 
 #include <algorithm>
 #include <fstream>
@@ -6,21 +6,21 @@
 #include <mutex>
 #include <regex>
 
+#include "daemon/network_code.h"
+#include "daemon/open.h"
 #include "fcx/background.h"
 #include "fcx/customisation.h"
-#include "fcx/factory_items.h"
 #include "fcx/identity_items.h"
 #include "fcx/modem_link.h"
 #include "fcx/network_code.h"
 #include "fcx/single_binary.h"
 #include "modem/link/requests.h"
-#include "tools/network_code.h"
 #include "virtual_phone/core/clock.h"
 #include "virtual_phone/core/item_store.h"
 #include "virtual_phone/core/log_buffer.h"
 #include "virtual_phone/core/properties.h"
 
-namespace cli {
+namespace factory_daemon {
 namespace {
 
 namespace vp = virtual_phone;
@@ -197,7 +197,7 @@ bool is_line(const BootMoment& moment, std::string_view beginning) {
   return moment.kind == Kind::line && moment.text.compare(0, beginning.size(), beginning) == 0;
 }
 
-/// What is behind the build's type is only logged where set-up goes on to log.
+/// What follows the build's type is only logged where set-up goes on to log.
 bool has_log(const std::vector<BootMoment>& moments) {
   const auto is_build = [](const auto& moment) { return is_line(moment, "[QVE][SBP] BUILD: "); };
   return std::any_of(moments.begin(), moments.end(), is_build);
@@ -230,7 +230,7 @@ void note_unknown_sim(std::vector<BootMoment>& moments) {
 
 void start_daemon(vp::Phone& phone, Boot& boot) {
   Recorder recorder(boot.moments);
-  if (init_factory_item() != 0) throw vp::Error("the factory item store cannot be opened");
+  open_item_store();
   recorder.note("The factory item store is open.");
   // As every new daemon does; this process may have had another phone.
   init_modem_interface();
@@ -270,4 +270,4 @@ Boot boot(vp::Phone& phone) {
   return boot;
 }
 
-}  // namespace cli
+}  // namespace factory_daemon

@@ -1,0 +1,33 @@
+// One factory command, as the daemon delivers it, and what came of it.
+#pragma once
+
+#include <cstdint>
+#include <string_view>
+#include <vector>
+
+#include "fcx/command_table.h"
+#include "fcx/qvcmd.h"
+#include "virtual_phone/core/events.h"
+#include "virtual_phone/core/log_buffer.h"
+
+namespace factory_daemon {
+
+struct Delivery {
+  int32_t opcode;
+  const fcx::Command* row;  ///< null for an unknown opcode
+  const char* handler;  ///< that the request was for; null when there is none, or it has no name
+  qvcmd_response response;
+  std::vector<virtual_phone::Event> events;         ///< what happened to the phone
+  std::vector<virtual_phone::LogEntry> complaints;  ///< what was logged as a warning or an error
+
+  /// The answer's bytes, within its record.
+  std::string_view data() const;
+};
+
+/// Delivers one command to the library, with a cleared response, and waits for what it leaves on a
+/// thread. The phone must be open. One at a time.
+/// @param payload at most QVCMD_DATA_SIZE bytes, which the request has from its first byte on
+/// Throws virtual_phone::Error.
+Delivery deliver(virtual_phone::Phone& phone, int32_t opcode, std::string_view payload);
+
+}  // namespace factory_daemon

@@ -1,0 +1,77 @@
+#include "tools/text.h"
+
+#include <algorithm>
+#include <array>
+#include <cctype>
+#include <charconv>
+#include <ctime>
+
+#include "tools/errors.h"
+
+namespace cli {
+
+std::string to_hex(std::string_view bytes) {
+  constexpr char kDigits[] = "0123456789abcdef";
+  std::string text;
+  for (const char byte : bytes) {
+    const auto value = static_cast<uint8_t>(byte);
+    text += kDigits[value >> 4];
+    text += kDigits[value & 15];
+  }
+  return text;
+}
+
+std::string from_hex(std::string_view digits) {
+  std::string packed;
+  for (const char c : digits) {
+    if (c == ' ' || c == ':' || c == ',') continue;
+    if (!isxdigit(c)) {
+      throw UsageError("\"" + std::string(digits) + "\": '" + c + "' is no hexadecimal digit");
+    }
+    packed += c;
+  }
+  if (packed.size() % 2 != 0) {
+    throw UsageError("\"" + std::string(digits) + "\" has an odd number of hexadecimal digits");
+  }
+  std::string bytes;
+  for (size_t i = 0; i < packed.size(); i += 2) {
+    unsigned value = 0;
+    std::from_chars(packed.data() + i, packed.data() + i + 2, value, 16);
+    bytes += static_cast<char>(value);
+  }
+  return bytes;
+}
+
+std::string bytes_of(const std::string& word) {
+  constexpr std::string_view kHex = "hex:";
+  if (word.compare(0, kHex.size(), kHex) != 0) return word;
+  return from_hex(std::string_view(word).substr(kHex.size()));
+}
+
+bool is_printable(std::string_view bytes) {
+  return std::all_of(bytes.begin(), bytes.end(),
+                     [](char c) { return (c >= ' ' && c <= '~') || c == '\n' || c == '\t'; });
+}
+
+std::string shown(std::string_view bytes) {
+  return is_printable(bytes) ? std::string(bytes) : "hex:" + to_hex(bytes);
+}
+
+std::string masked(std::string text) {
+  constexpr size_t kShown = 4;
+  // Of a short one, the end would be most of it.
+  const size_t hidden = text.size() >= 2 * kShown ? text.size() - kShown : text.size();
+  return text.replace(0, hidden, hidden, '*');
+}
+
+std::string shown_time(int64_t time_us) {
+  const auto second = static_cast<time_t>(time_us / 1'000'000);
+  tm local{};
+  localtime_r(&second, &local);
+  std::array<char, 16> text{};
+  strftime(text.data(), text.size(), "%H:%M:%S", &local);
+  const std::string milliseconds = std::to_string(time_us / 1000 % 1000 + 1000).substr(1);
+  return std::string(text.data()) + "." + milliseconds;
+}
+
+}  // namespace cli

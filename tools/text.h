@@ -1,0 +1,23 @@
+// Bytes, identities and times as people read and type them.
+#pragma once
+
+#include <cstdint>
+#include <string>
+#include <string_view>
+
+namespace cli {
+
+std::string to_hex(std::string_view bytes);
+/// Bytes from hexadecimal digits, which may stand apart. Throws UsageError.
+std::string from_hex(std::string_view digits);
+/// The bytes that a word stands for: hex:BYTES, or itself. Throws UsageError.
+std::string bytes_of(const std::string& word);
+bool is_printable(std::string_view bytes);
+/// The bytes as they are, or as hex:... where they are not printable.
+std::string shown(std::string_view bytes);
+/// The text of an identity for a listing: all but its last four characters hidden.
+std::string masked(std::string text);
+/// "06:26:00.123" of a time since 1970.
+std::string shown_time(int64_t time_us);
+
+}  // namespace cli
