@@ -6,10 +6,14 @@ work=$(mktemp -d)
 trap 'rm -rf "$work"' EXIT
 export FCX_PHONE=$work/phone HOME=$work
 failures=0
+state= # what a loop has prepared
 
 fcx() { "${tool[@]}" "$@"; }
 
 to_full_disk() { "$@" >/dev/full; }
+
+# in_little_memory KIBIBYTES WORD...: the tool with so much address space.
+in_little_memory() { (ulimit -v "$1" && shift && exec "${tool[@]}" "$@"); }
 
 # expect STATUS PATTERN COMMAND...: the exit status, and an extended regular expression in the output.
 expect() {
@@ -18,8 +22,8 @@ expect() {
   output=$("$@" 2>&1)
   local got=$?
   if [ "$got" -ne "$status" ] || ! grep -qE -- "$pattern" <<<"$output"; then
-    printf 'FAILED: %s\n  status %s, expected %s; output, expected /%s/:\n%s\n' \
-      "$*" "$got" "$status" "$pattern" "$output"
+    printf 'FAILED: %s%s\n  status %s, expected %s; output, expected /%s/:\n%s\n' \
+      "$*" "${state:+ (after: $state)}" "$got" "$status" "$pattern" "$output"
     failures=$((failures + 1))
   fi
 }
@@ -48,8 +52,8 @@ exchange)
 usage)
   expect 0 'Exit status' fcx --help
   expect 2 'subcommand is required' fcx
-  expect 2 'no command "sned". Near it: send' fcx sned 4010
-  expect 2 'no command "clear".*fcx item --help' fcx item clear
+  expect 2 'no command is called "sned". Near it: send. `fcx --help` lists all of them.$' fcx sned 4010
+  expect 2 'no command is called "clear". `fcx item --help`' fcx item clear
   expect 2 'no command is called ""' fcx send ""
   expect 2 'FCX_CLOCK is' env FCX_CLOCK=slow "${tool[@]}" --version
   expect 1 'Set FCX_PHONE' env -u FCX_PHONE -u HOME -u XDG_STATE_HOME "${tool[@]}" log
@@ -112,6 +116,31 @@ phone)
   head -c 20000 /dev/urandom >"$FCX_PHONE/phone.db"
   rm -f "$FCX_PHONE"/phone.db-*
   expect 1 'damaged' fcx send 4010
+
+  # place COMMANDS: what they leave where a phone is to be made, and beside it.
+  place() {
+    rm -rf "$work"/phone "$work"/.phone.*
+    state=$1
+    (cd "$work" && eval "$1" >/dev/null)
+  }
+  for begun in 'mkdir -p phone/root' 'mkdir phone; : >phone/phone.db' 'fcx init; rm phone/phone.db*' \
+    'fcx init; : >phone/phone.db' 'fcx init; truncate -s 99 phone/phone.db' \
+    'fcx init; truncate -s 3000 phone/phone.db' 'fcx init; head -c 9000 /dev/zero >phone/phone.db' \
+    'fcx init; cp -r phone .phone.new-old' 'fcx init; mv phone .phone.new-old; mkdir -p .phone.new/root'; do
+    place "$begun"
+    expect 1 'fcx init --force` replaces it' fcx init
+    case $begun in *-old*) expect 0 QV2006A00123 fcx send 4010 ;; esac
+    expect 0 'profile blank' fcx init --profile blank --force
+    expect 0 '^$' find "$work" -maxdepth 1 -name '.phone.*'
+  done
+  for foreign in 'mkdir -p phone/log' 'mkdir phone; echo kept >phone/phone.db' 'mkdir -p phone/phone.db/root' \
+    'fcx init; echo kept >phone/thesis' 'fcx init; echo kept >phone/efs-golden' 'echo kept >phone' \
+    'ln -s nowhere phone' 'mkdir .phone.new; echo kept >.phone.new/thesis'; do
+    place "$foreign"
+    before=$(find "$work" -printf '%p %s %l\n')
+    expect 1 'left alone' fcx init --force
+    expect 0 '^$' test "$before" = "$(find "$work" -printf '%p %s %l\n')"
+  done
   ;;
 state)
   fcx init >/dev/null
@@ -127,6 +156,16 @@ state)
   expect 0 '"value": null' fcx prop get vendor.a --json
   expect 0 '\[ro.build.type\]: \[userdebug\]' fcx prop list
   expect 0 'restart +by hand' fcx events
+  log=$FCX_PHONE/log/system.log
+  yes '06-01 00:00:00.000     1     1 I Tag     : a line' | head -n 200000 >"$log"
+  fcx send 4010 >/dev/null
+  expect 0 '^2$' sh -c "\"\$@\" | wc -l" - "${tool[@]}" log -n 2
+  expect 0 'a line$' fcx log -n 3
+  if in_little_memory 120000 --version >/dev/null 2>&1; then
+    expect 1 '^fcx: out of memory$' in_little_memory 120000 log --json
+  fi
+  rm "$log" && mkfifo "$log"
+  expect 1 'system.log is no regular file' fcx log
   ;;
 faults)
   fcx init >/dev/null
@@ -275,9 +314,9 @@ boot)
   make blank
   start 'has no IMEI; factory item 13 stays' 'no MCC: nothing' '"mcc": "FFF"' '"complete": false'
   # Where the tool runs in little memory at all: no room for a thread's stack.
-  in_little_memory() { (ulimit -v 1000000 && ulimit -s 4000000 && exec "${tool[@]}" "$@"); }
-  if in_little_memory --version >/dev/null 2>&1; then
-    expect 3 'Set-up could not be started' in_little_memory boot
+  large_stacks() { (ulimit -s 4000000 && in_little_memory 1000000 "$@"); }
+  if large_stacks --version >/dev/null 2>&1; then
+    expect 3 'Set-up could not be started' large_stacks boot
   fi
   ;;
 demo)

@@ -32,28 +32,19 @@ using vendor::qve::hardware::qvatcmd::V1_0::QVATCMDResponse;
 
 TEST(HidlString, HoldsWhatItWasGiven) {
   const std::string with_nul("a\0b", 3);
-  struct Case {
-    const char* what;
-    hidl_string text;
-    std::string content;
+  const std::pair<hidl_string, std::string> cases[] = {
+      {{}, ""},
+      {static_cast<const char*>(nullptr), ""},
+      {"text", "text"},
+      {{"text", 2}, "te"},
+      {with_nul, with_nul},
+      {std::string(70000, 'x'), std::string(70000, 'x')},
   };
-  const Case cases[] = {
-      {"nothing", {}, ""},
-      {"null", static_cast<const char*>(nullptr), ""},
-      {"a literal", "text", "text"},
-      {"an empty literal", "", ""},
-      {"part of a text", {"text", 2}, "te"},
-      {"a text with a NUL", with_nul, with_nul},
-      {"a long text", std::string(70000, 'x'), std::string(70000, 'x')},
-  };
-  for (const Case& c : cases) {
-    SCOPED_TRACE(c.what);
-    EXPECT_EQ(c.content, std::string(c.text));
-    EXPECT_EQ(c.content.size(), c.text.size());
-    EXPECT_EQ(c.content.empty(), c.text.empty());
-    EXPECT_EQ('\0', c.text.c_str()[c.text.size()]);
-    const hidl_string copy = c.text;
-    EXPECT_EQ(c.content, std::string(copy));
+  for (const auto& [text, content] : cases) {
+    const hidl_string copy = text;
+    EXPECT_EQ(content, std::string(text));
+    EXPECT_EQ(content, std::string(copy));
+    EXPECT_EQ('\0', text.c_str()[text.size()]) << content;
   }
 }
 
@@ -63,16 +54,10 @@ TEST(HidlString, ACopyIsItsOwnAndAMoveLeavesNothing) {
   first = "another";
   EXPECT_EQ("first", std::string(second));
   first = std::move(second);
-  EXPECT_EQ("first", std::string(first));
-  const hidl_string& itself = first;
-  first = itself;
-  EXPECT_EQ("first", std::string(first));
   first = first.c_str() + 1;
   EXPECT_EQ("irst", std::string(first)) << "a part of itself";
-  first = std::string("a third");
-  EXPECT_EQ("a third", std::string(first));
   const hidl_string taken = std::move(first);
-  EXPECT_EQ("a third", std::string(taken));
+  EXPECT_EQ("irst", std::string(taken));
 }
 
 TEST(HidlString, RefersToTextOfSomebodyElse) {
@@ -85,20 +70,12 @@ TEST(HidlString, RefersToTextOfSomebodyElse) {
   theirs[0] = 'T';
   EXPECT_EQ("theirs", std::string(copy)) << "a copy owns its text";
   EXPECT_EQ("Theirs", std::string(moved)) << "a move still refers";
-  hidl_string cleared = moved;
-  cleared.clear();
-  EXPECT_EQ("", std::string(cleared));
 }
 
-TEST(HidlString, ComparesAsText) {
+TEST(HidlString, ComparesAsTextUpToTheFirstNul) {
   const hidl_string text = "a";
-  EXPECT_TRUE(text == hidl_string("a"));
-  EXPECT_TRUE(text == "a");
-  EXPECT_TRUE(text == hidl_string(std::string("a\0b", 3))) << "up to the first NUL";
-  EXPECT_FALSE(text == "ab");
-  EXPECT_TRUE(text != "");
-  EXPECT_TRUE(text != hidl_string("b"));
-  EXPECT_FALSE(text != "a");
+  EXPECT_TRUE(text == hidl_string(std::string("a\0b", 3)) && text == "a");
+  EXPECT_TRUE(text != hidl_string("b") && text != "");
 }
 
 // What aborts logs why: to a phone of its own.
@@ -108,20 +85,6 @@ TEST_F(HidlDeathTest, TextItRefersToEndsInANul) {
   const char text[] = {'a', 'b', 'c'};
   hidl_string referring;
   EXPECT_DEATH(referring.setToExternal(text, 2), "must end in a NUL");
-}
-
-std::vector<std::string> texts(const hidl_vec<hidl_string>& values) {
-  return {values.begin(), values.end()};
-}
-
-TEST(HidlVec, OwnsItsValues) {
-  hidl_vec<hidl_string> values = {"a", "b"};
-  hidl_vec<hidl_string> copy = values;
-  values[0] = "changed";
-  EXPECT_THAT(texts(copy), ElementsAre("a", "b"));
-  copy = std::move(values);
-  EXPECT_THAT(texts(copy), ElementsAre("changed", "b"));
-  EXPECT_EQ(0u, hidl_vec<char>().size());
 }
 
 TEST(HidlReturn, AFailureThatWasAskedAboutIsHarmless) {
@@ -191,6 +154,14 @@ class HidlServices : public PhoneTest {
   void publish(const char* instance, virtual_phone::ServiceFactory factory) {
     virtual_phone::register_service(IQvAtCmd::descriptor, instance, std::move(factory));
   }
+  /// What the bench itself has logged since the last call, in a buffer of its own.
+  std::vector<std::string> bench_lines() {
+    std::vector<std::string> found;
+    for (const auto& [time_us, buffer, priority, tag, message] : entries()) {
+      found.push_back(std::to_string(priority) + " " + tag + ": " + message);
+    }
+    return found;
+  }
   static sp<Echo> make_echo() { return sp<Echo>(new (std::nothrow) Echo); }
 };
 
@@ -233,17 +204,18 @@ TEST_F(HidlServices, ThePhoneDecidesAtEachLookup) {
   publish("gated", [](virtual_phone::Phone&) -> virtual_phone::Service {
     throw virtual_phone::Error("the modem burns");
   });
-  log();
+  bench_lines();
   EXPECT_EQ(nullptr, IQvAtCmd::getService("gated"));
-  EXPECT_THAT(log(), ElementsAre(HasSubstr("the modem burns")));
+  EXPECT_THAT(bench_lines(), ElementsAre("5 VirtualPhone: find_service: the modem burns"));
 }
 
 TEST_F(HidlServices, AServiceOfAnotherInterfaceIsNone) {
   virtual_phone::register_service(IFileHandle::descriptor, "mistaken",
                                   [](virtual_phone::Phone&) { return make_echo(); });
-  log();
+  bench_lines();
   EXPECT_EQ(nullptr, IFileHandle::getService("mistaken"));
-  EXPECT_THAT(log(), ElementsAre(HasSubstr("is no vendor.qve.hardware.filehandle")));
+  EXPECT_THAT(bench_lines(), ElementsAre("6 VirtualPhone: The service mistaken is no " +
+                                   std::string(IFileHandle::descriptor) + "."));
 }
 
 }  // namespace

@@ -144,15 +144,6 @@ TEST_F(VirtualOverlay, TheServiceAndItsFilesFailAsTheFaultsSay) {
   EXPECT_EQ("absent", read("/product/a"));
 }
 
-TEST_F(VirtualOverlay, EveryPhoneHasThePlaces) {
-  EXPECT_TRUE(fs::is_directory(directory() / "overlay"));
-  EXPECT_NO_THROW(vp::create(directory(), "single", true)) << "part of a phone";
-  for (const char* path : {"/mnt/vendor/persist-qv/kelp", "/mnt/vendor/persist-qv/property", "/oem",
-                           "/system/etc", "/product"}) {
-    EXPECT_TRUE(fs::is_directory(file(path))) << path;
-  }
-}
-
 TEST_F(VirtualOverlay, TheProductSaysWhetherItHasOne) {
   const std::pair<const char*, std::optional<bool>> cases[] = {
       {"true", true},         {"1", true},           {"false", false},   {"0", false},

@@ -9,9 +9,11 @@
 #include <signal.h>
 #include <sys/prctl.h>
 #include <sys/resource.h>
+#include <sys/stat.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <fstream>
 #include <random>
 #include <thread>
 
@@ -22,6 +24,7 @@
 #include "virtual_phone/core/clock.h"
 #include "virtual_phone/core/events.h"
 #include "virtual_phone/core/item_store.h"
+#include "virtual_phone/core/log_file.h"
 #include "virtual_phone/core/properties.h"
 #include "virtual_phone/core/schema.h"
 
@@ -37,6 +40,7 @@ using virtual_phone::Error;
 using virtual_phone::Part;
 using virtual_phone::Refused;
 
+namespace fs = std::filesystem;
 namespace vp = virtual_phone;
 
 class VirtualPhone : public PhoneTest {
@@ -179,7 +183,7 @@ TEST_F(VirtualPhone, FaultsThatMakeNoSenseAreRefused) {
       {0, Part::item, "1", Access::any, Effect::fail, -1, 0},
   };
   for (const vp::Fault& fault : refused) {
-    EXPECT_THROW(vp::set_fault(phone(), fault), Refused);
+    EXPECT_THROW(vp::set_fault(phone(), fault), Refused) << &fault - refused;
   }
   EXPECT_EQ(0U, vp::faults(phone()).size());
 }
@@ -194,12 +198,89 @@ TEST_F(VirtualPhone, TheLogIsOneLineAnEntry) {
   EXPECT_EQ("two\nlines\n", entries().front().message) << "observers see it letter for letter";
 }
 
+TEST_F(VirtualPhone, AFullLogIsTakenOverFromAtOnceAndWhileAProcessRuns) {
+  const auto log = phone().log_file();
+  const auto fill = [&](const std::string& last) {
+    std::ofstream(log, std::ios::app) << std::string(8 << 20, 'x') << "\n" << last << "\n";
+  };
+  const auto write = [](vp::Phone& writer, const std::string& line) {
+    writer.log().append(line + "\n");
+  };
+  vp::LogReader reader(log);
+  const std::string much(64 << 10, '.');
+  vp::Phone older(directory());
+  write(older, "1");
+  fill("2");
+  vp::Phone newer(directory());
+  write(newer, "3");
+  EXPECT_THAT(reader.appended(), testing::EndsWith("\n2\n3\n"));
+  EXPECT_THAT(vp::LogReader(log).last_lines(2), ElementsAre("2", "3"));
+  write(older, much);
+  write(older, "4");
+  EXPECT_THAT(vp::LogReader(log).last_lines(4), ElementsAre("2", much, "3", "4"));
+
+  fill("5");
+  write(newer, much);
+  write(newer, "6");
+  EXPECT_EQ("6\n", read_file(log));
+  EXPECT_THAT(vp::LogReader(log).last_lines(7),
+              ElementsAre("3", "4", std::string(8 << 20, 'x'), "5", much, "6"));
+
+  vp::create(directory(), "blank", true);
+  write(newer, much);
+  write(newer, "7");
+  EXPECT_EQ("", read_file(log)) << "another phone's log";
+}
+
+TEST_F(VirtualPhone, OnlyAFileIsALogAndNobodyWaitsForIt) {
+  const auto log = phone().log_file();
+  const auto is_refused = ThrowsMessage<Error>(HasSubstr("is no regular file"));
+  ASSERT_EQ(0, mkfifo((log.string() + ".1").c_str(), 0600));
+  EXPECT_THAT([&] { vp::LogReader(log).last_lines(1); }, is_refused);
+  fs::remove(log);
+  ASSERT_EQ(0, mkfifo(log.c_str(), 0600));
+  EXPECT_THAT([&] { vp::Phone{directory()}; }, is_refused);
+  EXPECT_THAT([&] { vp::LogReader{log}; }, is_refused);
+}
+
+TEST_F(VirtualPhone, AnEntryThatThereIsNoMemoryForIsLost) {
+#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
+  GTEST_SKIP() << "these checks end a process that is out of memory";
+#endif
+  const std::string large(64 << 20, 'x');
+  const rlimit none{1, RLIM_INFINITY};
+  rlimit set{};
+  ASSERT_EQ(0, setrlimit(RLIMIT_AS, &none));
+  ASSERT_EQ(0, getrlimit(RLIMIT_AS, &set));
+  testing::internal::CaptureStderr();
+  for (int i = 0; i < 2; ++i) __android_log_buf_write(3, 4, "Fcx", large.c_str());
+  const rlimit unlimited{RLIM_INFINITY, RLIM_INFINITY};
+  ASSERT_EQ(0, setrlimit(RLIMIT_AS, &unlimited));
+  const std::string said = testing::internal::GetCapturedStderr();
+  if (set.rlim_cur != none.rlim_cur) GTEST_SKIP() << "memory has no limit under an emulator";
+  EXPECT_EQ("virtual phone: log entries are lost: out of memory\n", said) << "once";
+  __android_log_buf_write(3, 4, "Fcx", "after");
+  EXPECT_THAT(lines(), ElementsAre("I Fcx: after"));
+}
+
+TEST_F(VirtualPhone, AValueThatADatabaseDoesNotTakeIsToldAsSuch) {
+  vp::Database database(directory() / "phone.db", vp::Database::Survives::kill);
+  const char byte = 0;
+  const std::string_view huge(&byte, size_t{1} << 31);  // refused before it is read
+  const auto fails = [](const char* why) { return ThrowsMessage<Error>(HasSubstr(why)); };
+  EXPECT_THAT([&] { database.query("SELECT ?").bind(huge); },
+              fails("phone.db: string or blob too"));
+  EXPECT_THAT([&] { database.query("SELECT ?").bind_blob(huge); }, fails("string or blob too big"));
+  EXPECT_THAT([&] { database.query("SELECT ?").bind(1).bind(2); }, fails("index out of range"));
+  vp::Query query = database.query("SELECT ?");
+  ASSERT_TRUE(query.bind("a").step());
+  EXPECT_EQ("a", query.text(0)) << "the statement serves on";
+}
+
 TEST_F(VirtualPhone, ADirectoryThatIsNoUsablePhoneSaysWhatToDo) {
   const auto other = directory() / "other";
   EXPECT_THAT([&] { vp::select(other); }, ThrowsMessage<Error>(HasSubstr("fcx init")));
   vp::create(other, "single", false);
-  EXPECT_THAT([&] { vp::create(other, "single", false); },
-              ThrowsMessage<Error>(HasSubstr("--force")));
   EXPECT_THAT([&] { vp::create(other, "triple", true); },
               ThrowsMessage<Refused>(HasSubstr("single, open, mtk, overlay, blank")));
   for (const auto& [version, why] :
@@ -210,49 +291,31 @@ TEST_F(VirtualPhone, ADirectoryThatIsNoUsablePhoneSaysWhatToDo) {
   }
   write_file(other / "phone.db", std::string(8192, 'x'));
   EXPECT_THAT([&] { vp::select(other); }, ThrowsMessage<Error>(HasSubstr("damaged")));
-  vp::create(other, "blank", true);
-  EXPECT_NO_THROW(vp::Phone{other});
-
-  const auto foreign = directory() / "foreign";
-  vp::create(foreign, "blank", true);
-  write_file(foreign / "thesis.txt", "ten years");
-  EXPECT_THAT([&] { vp::create(foreign, "blank", true); },
-              ThrowsMessage<Error>(HasSubstr("left alone")));
-  EXPECT_THAT([&] { vp::create(foreign / "thesis.txt", "blank", true); },
-              ThrowsMessage<Error>(HasSubstr("left alone")));
-  EXPECT_EQ("ten years", read_file(foreign / "thesis.txt"));
+  write_file(other / "phone.db", "");
+  EXPECT_THAT([&] { vp::select(other); }, ThrowsMessage<Error>(HasSubstr("not made to its end")));
 }
 
 TEST_F(VirtualPhone, OnlyAPhoneIsReplaced) {
   const auto other = directory() / "other";
-  const auto refused = [&] {
-    EXPECT_THAT([&] { vp::create(other, "blank", true); },
-                ThrowsMessage<Error>(HasSubstr("left alone")));
-    std::filesystem::remove_all(other);
+  const auto fails = [&](bool force, const char* why) {
+    EXPECT_THAT([&] { vp::create(other, "single", force); }, ThrowsMessage<Error>(HasSubstr(why)));
   };
-  std::filesystem::create_directories(other / "root");
-  std::filesystem::create_directories(other / "log");
-  refused();
-  vp::create(other, "blank", false);
-  write_file(other / "phone.db-backup.tar", "kept");
-  refused();
-  std::filesystem::create_directories(other);
-  {
-    vp::Database(other / "phone.db", vp::Database::Survives::kill, true)
-        .execute("CREATE TABLE a(b)");
+  for (const char* sql : {"CREATE TABLE a(b)", "PRAGMA application_id=7", "VACUUM"}) {
+    SCOPED_TRACE(sql);
+    fs::create_directories(other);
+    vp::Database(other / "phone.db", vp::Database::Survives::kill, true).execute(sql);
+    const bool is_begun = std::string_view(sql) == "VACUUM";
+    fails(false, is_begun ? "--force" : "left alone");
+    is_begun ? vp::create(other, "single", true) : fails(true, "left alone");
+    fs::remove_all(other);
   }
-  refused();
-  std::filesystem::create_symlink(directory() / "nowhere", other);
-  refused();
-
   vp::create(directory() / "real", "blank", false);
-  std::filesystem::create_directory_symlink(directory() / "real", other);
+  fs::create_directory_symlink(directory() / "real", other);
   vp::create(other, "single", true);
-  EXPECT_TRUE(std::filesystem::is_symlink(other)) << "the phone that it leads to";
+  EXPECT_TRUE(fs::is_symlink(other)) << "the phone that it leads to";
   EXPECT_EQ("single", vp::Phone(directory() / "real").profile());
-  std::filesystem::current_path(directory() / "real" / "root");
-  EXPECT_THAT([&] { vp::create(other, "blank", true); },
-              ThrowsMessage<Error>(HasSubstr("current directory")));
+  fs::current_path(directory() / "real" / "root");
+  fails(true, "current directory");
 }
 
 TEST_F(VirtualPhone, AWriteToAPhoneThatIsGoneFails) {
@@ -260,7 +323,7 @@ TEST_F(VirtualPhone, AWriteToAPhoneThatIsGoneFails) {
   vp::create(directory(), "blank", true);
   EXPECT_LT(set_ftm_item(9, 1, "b"), 0);
   EXPECT_EQ(-1, property_set("persist.a", "b"));
-  std::filesystem::remove_all(directory());
+  fs::remove_all(directory());
   EXPECT_LT(set_ftm_item(9, 1, "b"), 0);
 }
 
@@ -283,7 +346,7 @@ TEST_F(VirtualPhone, AFullDiskFailsAWriteAndChangesNothing) {
 class OtherProcess {
  public:
   template <typename Work>
-  OtherProcess(const std::filesystem::path& directory, Work work) : process_(fork()) {
+  OtherProcess(const fs::path& directory, Work work) : process_(fork()) {
     if (process_ != 0) return;
     prctl(PR_SET_PDEATHSIG, SIGKILL);
     vp::select(directory);
@@ -309,6 +372,7 @@ class OtherProcess {
 TEST_F(VirtualPhone, AKilledProcessLosesNoCompletedWriteAndLeavesNoHalfOne) {
   std::mt19937 random(20200601);
   for (int round = 0; round < 12; ++round) {
+    SCOPED_TRACE(round);
     int pipe_ends[2];
     ASSERT_EQ(0, pipe(pipe_ends));
     OtherProcess writer(directory(), [&] {
