@@ -1,4 +1,6 @@
 // fcx: a virtual phone and the factory commands, from the command line.
+#include <unistd.h>
+
 #include <cstdio>
 #include <cstdlib>
 #include <exception>
@@ -38,6 +40,8 @@ constexpr char kFooter[] =
     "  3  the factory command was delivered, and its result is not 0; or carrier set-up could\n"
     "     not be started";
 
+constexpr char kOutOfMemory[] = "out of memory";
+
 /// Standard error has no buffer: nothing is allocated for it.
 int report(const char* message, int exit_status) {
   fprintf(stderr, "fcx: %s\n", message);
@@ -54,6 +58,20 @@ void choose_clock() {
   }
   virtual_phone::set_clock(wanted == "fast" ? virtual_phone::Clock::fast
                                             : virtual_phone::Clock::real);
+}
+
+/// What clears away a large object needs memory itself, and ends the process where there is none.
+void install_end_without_memory() {
+  static const std::terminate_handler other = std::set_terminate([] {
+    try {
+      if (const auto error = std::current_exception()) std::rethrow_exception(error);
+    } catch (const std::bad_alloc&) {
+      _exit(report(kOutOfMemory, cli::kPhoneUnusable));
+    } catch (...) {
+      // For the handler that was there.
+    }
+    other();
+  });
 }
 
 /// Results that could not be written are no success.
@@ -86,6 +104,7 @@ int run(int argc, char** argv) {
 }  // namespace
 
 int main(int argc, char** argv) {
+  install_end_without_memory();
   try {
     choose_clock();
     return flushed(run(argc, argv));
@@ -94,7 +113,7 @@ int main(int argc, char** argv) {
   } catch (const virtual_phone::Refused& error) {
     return report(error.what(), cli::kUsage);
   } catch (const std::bad_alloc&) {
-    return report("out of memory", cli::kPhoneUnusable);
+    return report(kOutOfMemory, cli::kPhoneUnusable);
   } catch (const std::exception& error) {
     return report(error.what(), cli::kPhoneUnusable);
   }
