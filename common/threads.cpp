@@ -7,9 +7,9 @@
 #include <mutex>
 #include <new>
 
-#include "platform/immortal.h"
 #include "fcx/background.h"
 #include "fcx/sync.h"
+#include "platform/immortal.h"
 
 namespace fcx {
 namespace {

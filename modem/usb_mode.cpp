@@ -6,7 +6,6 @@
 #include <string_view>
 
 #include "common/files.h"
-#include "platform/immortal.h"
 #include "common/log.h"
 #include "common/properties.h"
 #include "common/text.h"
@@ -14,6 +13,7 @@
 #include "fcx/sync.h"
 #include "fcx/sysfs.h"
 #include "platform/device_home.h"
+#include "platform/immortal.h"
 
 namespace {
 

@@ -8,13 +8,13 @@
 #include <cstring>
 #include <mutex>
 
-#include "platform/immortal.h"
 #include "common/log.h"
 #include "common/text.h"
 #include "fcx/modem_link.h"
 #include "fcx/sync.h"
 #include "modem/link/base64.h"
 #include "modem/link/requests.h"
+#include "platform/immortal.h"
 #include "platform/modem_interface.h"
 
 namespace {

@@ -5,13 +5,13 @@
 #include <mutex>
 #include <string_view>
 
-#include "platform/immortal.h"
 #include "fcx/modem_link.h"
 #include "fcx/modem_nv.h"
 #include "fcx/qvcmd.h"
 #include "fcx/sync.h"
 #include "modem/link/requests.h"
 #include "platform/diag_packets.h"
+#include "platform/immortal.h"
 
 namespace {
 

@@ -215,7 +215,7 @@ TEST_F(HidlServices, AServiceOfAnotherInterfaceIsNone) {
   bench_lines();
   EXPECT_EQ(nullptr, IFileHandle::getService("mistaken"));
   EXPECT_THAT(bench_lines(), ElementsAre("6 VirtualPhone: The service mistaken is no " +
-                                   std::string(IFileHandle::descriptor) + "."));
+                                         std::string(IFileHandle::descriptor) + "."));
 }
 
 }  // namespace
