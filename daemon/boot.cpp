@@ -1,16 +1,17 @@
 #include "daemon/boot.h"
 
 #include <algorithm>
+#include <filesystem>
 #include <fstream>
 #include <iterator>
 #include <mutex>
-#include <regex>
 
 #include "daemon/network_code.h"
 #include "daemon/open.h"
 #include "fcx/background.h"
 #include "fcx/customisation.h"
 #include "fcx/identity_items.h"
+#include "fcx/mcc_lookup.h"
 #include "fcx/modem_link.h"
 #include "fcx/network_code.h"
 #include "fcx/single_binary.h"
@@ -118,15 +119,18 @@ void check_identities(vp::Phone& phone, Recorder& recorder) {
 
 /// The date of the package's carrier_code.xml, looked up past service and faults.
 std::string carrier_code_date(const vp::Phone& phone, const BootInputs& inputs) {
+  constexpr uintmax_t kLargest = 16 << 20;
   const std::string file =
       (inputs.rootdir.empty() ? "/OP" : inputs.rootdir) + "/config/carrier_code.xml";
-  std::ifstream in;
-  if (inputs.is_on_overlay) in.open((phone.directory() / vp::kOverlayName).string() + file);
-  if (!in.is_open()) in.open(phone.root() + file);
-  const std::string text{std::istreambuf_iterator<char>(in), {}};
-  std::smatch found;
-  const std::regex date("<profiles[^>]*\\sdate=[\"']([^\"']*)");
-  return std::regex_search(text, found, date) ? found[1].str() : "";
+  std::filesystem::path place = phone.root() + file;
+  const std::string overlaid = (phone.directory() / vp::kOverlayName).string() + file;
+  std::error_code ignored;
+  if (inputs.is_on_overlay && std::filesystem::exists(overlaid, ignored)) place = overlaid;
+  // A pipe in its place would be waited for.
+  if (!std::filesystem::is_regular_file(place, ignored)) return "";
+  if (std::filesystem::file_size(place, ignored) > kLargest) return "";
+  std::ifstream in(place, std::ios::binary);
+  return fcx::carrier_code_date(std::string{std::istreambuf_iterator<char>(in), {}});
 }
 
 BootInputs inputs_of(vp::Phone& phone, const Boot::Properties& properties) {

@@ -267,11 +267,12 @@ std::vector<Step> steps_of(const Boot& boot, bool full) {
     return found != boot.before.end() && found->second == value;
   };
   const bool was_done = was("persist.vendor.qve.first-boot", "1");
-  const bool was_interrupted = was("persist.vendor.qve.sbp.unfinished", "1");
+  const bool was_waiting = was("persist.vendor.qve.sbp.unfinished", "1");
   steps.push_back({0,
-                   was_interrupted ? "The last first start was interrupted: it begins anew."
-                   : was_done      ? "An earlier start has done the first start."
-                                   : "No start has been completed yet.",
+                   was_waiting
+                       ? "The first start was left waiting: its SIM may still settle the MCC."
+                   : was_done ? "An earlier start has done the first start."
+                              : "No start has been completed yet.",
                    0});
   const Story story(boot, full);
   steps.insert(steps.end(), story.steps().begin(), story.steps().end());
