@@ -12,7 +12,6 @@
 namespace {
 
 using fcx_test::CarrierTest;
-using testing::Contains;
 using testing::ElementsAre;
 using virtual_phone::Effect;
 using virtual_phone::Part;
@@ -65,11 +64,12 @@ TEST_F(Customisation, AnOverlayIsReachedThroughTheServiceAndNothingElseIs) {
   EXPECT_EQ(0, fexists_direct("/product/a"));
   EXPECT_EQ(0, fexists("/product/empty")) << "reads as absent";
   EXPECT_EQ(1, fexists("/oem/b"));
+  EXPECT_EQ("", told());
   EXPECT_EQ(0, fexists_hal("/oem/b"));
-  EXPECT_EQ("[QVE][SBP] file path is not system or product path!", log().back());
+  EXPECT_EQ("file path is not system or product path!\n", told());
   service_fault("filehandle", Effect::absent);
   EXPECT_EQ(0, fexists("/product/a"));
-  EXPECT_EQ("[QVE][SBP] filehandleHal is NULL!", log().back());
+  EXPECT_EQ("filehandleHal is NULL!\n", told());
   clear_faults();
   service_fault("filehandle", Effect::dies);
   EXPECT_EQ(0, fexists("/product/a"));
@@ -81,8 +81,7 @@ TEST_F(Customisation, AnOverlaysXmlIsCopiedToBeParsedAndACopyThatIsNoXmlStays) {
   make_overlay_product();
   place("/product/x/a.xml", "<whole/>");
   EXPECT_TRUE(parses("/product/x/a.xml"));
-  EXPECT_EQ("[QVE][SBP] doc parsing finished and temp xml is removed= " + std::string(kCopy),
-            log().back());
+  EXPECT_EQ("doc parsing finished and temp xml is removed= " + std::string(kCopy) + "\n", told());
   EXPECT_EQ("(none)", content(kCopy));
   place("/product/x/a.xml", "<half>");
   EXPECT_FALSE(parses("/product/x/a.xml"));
@@ -97,6 +96,9 @@ TEST_F(Customisation, AnOverlaysXmlIsCopiedToBeParsedAndACopyThatIsNoXmlStays) {
   EXPECT_FALSE(parses("/product/x/a.xml")) << "and it cannot be opened itself";
   place("/oem/b.xml", "<plain/>");
   EXPECT_TRUE(parses("/oem/b.xml"));
+  told();
+  EXPECT_FALSE(parses("/product/none.xml"));
+  EXPECT_EQ("Fail to open HAL file\n", part(told(), "", "/product"));
 }
 
 TEST_F(Customisation, APathOfThePackageBeginsAtItsRoot) {
@@ -116,8 +118,11 @@ TEST_F(Customisation, OldPackageVersionsHaveAnotherRoot) {
     reload();
     qve_sbp_verion();
     char path[2048];
-    return std::string(qve_get_tamra_file_path(nullptr, path));
+    const std::string root = qve_get_tamra_file_path(nullptr, path);
+    EXPECT_EQ("SBP Ver: " + std::string(version) + "\nTAMRA-ROOT: " + root + "\n", told());
+    return root;
   };
+  told();
   EXPECT_EQ("/oem/OP", root_of("3")) << "there is none";
   fs::create_directory(file("/cust"));
   EXPECT_EQ("/cust", root_of("3"));
@@ -131,7 +136,7 @@ TEST_F(Customisation, FindsTheFirstLineWithAKey) {
   const std::string lines =
       "no key\nK=first\r\nK=second\n=empty key\nempty=\nspaced = x \nequals=a=b\n"
       "nul=a" +
-      std::string(1, '\0') + "b\nlong=" + long_value + "\nbehind=it\nlast=no newline";
+      std::string(1, '\0') + "b\nlong=" + long_value + "\nafter=it\nlast=no newline";
   for (const bool is_overlay : {false, true}) {
     if (is_overlay) make_overlay_product();
     const std::string path = is_overlay ? "/product/cust.prop" : "/oem/cust.prop";
@@ -143,7 +148,7 @@ TEST_F(Customisation, FindsTheFirstLineWithAKey) {
         {"spaced ", " x "},
         {"equals", "a=b"},
         {"nul", "a"},
-        {"behind", "it"},
+        {"after", "it"},
         {"last", "no newline"},
         {"no key", "! none"},
         {"k", "! none"},
@@ -151,11 +156,14 @@ TEST_F(Customisation, FindsTheFirstLineWithAKey) {
         {"spaced", "! none"},
         {"long", long_value.substr(0, is_overlay ? 127 : 122)},
     };
-    for (const auto& [key, value] : cases) EXPECT_EQ(value, value_of(path, key)) << key;
-    EXPECT_EQ("! none", value_of(path, nullptr));
-    EXPECT_EQ("! none", value_of(path + "x", "K"));
+    for (const auto& [key, value] : cases) EXPECT_EQ(value, value_of(path, key)) << path << key;
+    told();
+    value_of(path, "K");
+    EXPECT_EQ(is_overlay ? "Get value from file: key= K, value= first\n" : "", told());
+    EXPECT_EQ("! none", value_of(path, nullptr)) << path;
+    EXPECT_EQ("! none", value_of(path + "x", "K")) << path;
     fault(Part::file, path, Effect::fail, EIO);
-    EXPECT_EQ("! none", value_of(path, "K"));
+    EXPECT_EQ("! none", value_of(path, "K")) << path;
     clear_faults();
   }
 }
@@ -199,11 +207,15 @@ TEST_F(Customisation, AnOverlaysMappingHasPiecesAndSubsetsOfTwoCharacters) {
   place("/mnt/product/OP/product_ext/etc/cust_path_mapping.cfg",
         "junk\n310410\n310410,02\n310410,021=x:y\n310410,02=a:b:c\r\n23415,21=only\n");
   count_entries(2);
+  told();
   std::vector<std::string> pieces;
   EXPECT_EQ("/mnt/product/OP/y", directory_of("310410,23415", "02,21", &pieces))
       << "what follows the two characters counts for nothing";
   EXPECT_THAT(pieces, ElementsAre("x", "y"));
-  EXPECT_THAT(log(), Contains("[QVE][SBP] adjusted match_cust_rootDir: /mnt/product/OP/y"));
+  EXPECT_EQ(
+      "cust_path matched!: mccmnc= 310410, subset= 02, path= /mnt/product/OP/y\n"
+      "adjusted match_cust_rootDir: /mnt/product/OP/y\n",
+      told());
   EXPECT_EQ("/mnt/product/OP/only", directory_of("26201,23415", "11,21"));
   EXPECT_EQ("none", directory_of("310410", "021"));
 
@@ -222,13 +234,17 @@ TEST_F(Customisation, TheSimsTimeDependsOnTheChipsetAndTheFactoryReset) {
     const char* platform;
     const char* build;
     char status;
-    const char* timer;
+    const char* told;
   } cases[] = {
-      {"qcom", "MT6755", "user", 6, "5000000"},      {"mtk", "MT6765", "user", 6, "15000000"},
-      {"mtk", "MT6755", "user", 6, "20000000"},      {"mtk", "MT6765", "userdebug", 6, "20000000"},
-      {"mtk", "MT6755", "userdebug", 6, "20000000"}, {"mtk", "MT6765", "user", 2, "25000000"},
-      {"MTK", "MT6765", "user", 2, "5000000"},       {"mtk", "MT6765", "", 6, "15000000"},
+      {"qcom", "MT6755", "user", 6, "MTK chipset: 0\nSet Timer: 5000000\n"},
+      {"MTK", "MT6765", "user", 2, "MTK chipset: 0\nSet Timer: 5000000\n"},
+      {"mtk", "MT6765", "user", 2, "MTK chipset: 1\nSet Timer: 25000000\n"},
+      {"mtk", "MT6765", "user", 6, "MTK chipset: 1\nLOW chipset: 0\nSet Timer: 15000000\n"},
+      {"mtk", "MT6755", "user", 6, "MTK chipset: 1\nLOW chipset: 1\nSet Timer: 20000000\n"},
+      {"mtk", "MT6765", "", 6, "MTK chipset: 1\nLOW chipset: 0\nSet Timer: 15000000\n"},
+      {"mtk", "MT6765", "userdebug", 6, "MTK chipset: 1\nSet Timer: 20000000\n"},
   };
+  set_build_property("ro.board.platform", "MT6755");
   for (const auto& each : cases) {
     set_build_property("ro.vendor.qve.chip.vendor", each.vendor);
     set_build_property("ro.mediatek.platform", each.platform);
@@ -236,9 +252,10 @@ TEST_F(Customisation, TheSimsTimeDependsOnTheChipsetAndTheFactoryReset) {
     restart();
     reload();
     set_item(2, std::string(1, each.status));
+    told();
     qve_sbp_set_timer();
-    EXPECT_EQ("[QVE][SBP] Set Timer: " + std::string(each.timer), log().back())
-        << each.vendor << each.platform << each.build << int{each.status};
+    EXPECT_EQ("FRST status " + std::to_string(each.status) + "\n" + each.told, told())
+        << each.vendor << each.platform << each.build;
   }
 }
 
@@ -270,8 +287,10 @@ TEST_F(Customisation, TheRegionAndThePackageSayWhichProfilesThereAre) {
     }
     restart();
     reload();
+    SCOPED_TRACE(each.kelp + std::string(each.nao) + each.product + each.files);
+    told();
     qve_check_nao_feature();
-    EXPECT_EQ("[QVE][SBP] " + std::string(each.line), log().back()) << each.product;
+    EXPECT_EQ(each.line + std::string("\n"), told());
     qve_save_profile_type();
     EXPECT_EQ(each.type, property("persist.vendor.qve.sim.profile"));
     EXPECT_EQ(each.type == std::string("none") ? "false" : "true",
@@ -280,24 +299,29 @@ TEST_F(Customisation, TheRegionAndThePackageSayWhichProfilesThereAre) {
 }
 
 TEST_F(Customisation, ASecondTableOfNetworkCodesSettlesTheCarrier) {
-  const struct {
-    const char* mccmncs;
-    const char* subsets;
-    const char* carrier;
-  } cases[] = {
-      {"10010,310410", "03,02", "TMO"},    {"310410,10010", "02,24", "VTR"},
-      {"10010,10010", "99,10", "TRF_VZW"}, {"10010", "03", "(not set)"},  // too short
-      {"310410,10010", "02", "(not set)"}, {"100100,310410", "03,03", "(not set)"},
+  const std::string carriers =
+      "01:VZW 02:ATT 03:TMO 04:SPR 05:USC 06:LRA 07:ACG 08:TRF_ATT 09:TRF_TMO 10:TRF_VZW "
+      "11:TRF_SM 12:TRF_CLR 13:TRF_WFM 14:CRK 15:CCT 21:RGS 22:BELL 23:TLS 24:VTR ";
+  const auto settled = [&](const std::string& mccmncs, const std::string& subsets) {
+    return story_of([&] { qve_check_2nd_ntcode(mccmncs.c_str(), subsets.c_str()); });
   };
-  for (const auto& each : cases) {
-    set_property("persist.vendor.qve.sim.profile", "both");
-    set_property("persist.vendor.qve.sim.operator", "(not set)");
-    qve_check_2nd_ntcode(each.mccmncs, each.subsets);
-    EXPECT_EQ(each.carrier, property("persist.vendor.qve.sim.operator")) << each.mccmncs;
-    EXPECT_EQ(each.carrier == std::string("(not set)") ? "both" : "none",
-              property("persist.vendor.qve.sim.profile"));
+  const auto story = [](const std::string& carrier) {
+    return rows("2nd NTCODE Matched SUBSET = " + carrier +
+                "  | ~sim.profile=none | ~sim.operator=" + carrier + " | ~sim.country=EU");
+  };
+  for (int number = 0; number < 100; ++number) {
+    const std::string subset = std::to_string(100 + number).substr(1);
+    const size_t row = carriers.find(subset + ":");
+    const std::string carrier =
+        row == carriers.npos ? "" : carriers.substr(row + 3, carriers.find(' ', row) - row - 3);
+    EXPECT_EQ(carrier.empty() ? "" : story(carrier), settled("10010,310410", subset + ",02"))
+        << subset;
   }
-  EXPECT_EQ("EU", property("persist.vendor.qve.sim.country"));
+  EXPECT_EQ(story("VTR"), settled("310410,10010", "02,24"));
+  EXPECT_EQ(story("TRF_VZW"), settled("10010,10010", "99,10"));
+  EXPECT_EQ("", settled("10010", "03")) << "too short";
+  EXPECT_EQ("", settled("310410,10010", "02")) << "no subset";
+  EXPECT_EQ("", settled("100100,310410", "03,03")) << "exactly";
   set_build_property("ro.vendor.qve.build.target_country", "");
   qve_check_2nd_ntcode("10010,310410", "03,02");
   EXPECT_EQ("XXX", property("persist.vendor.qve.sim.country"));

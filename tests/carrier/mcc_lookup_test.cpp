@@ -1,24 +1,70 @@
 // MCCs: from calling codes, from network codes, and to countries.
 #include "fcx/mcc_lookup.h"
 
-#include <cstring>
+#include <map>
+#include <sstream>
 
 #include "fcx/customisation.h"
-#include "fcx/single_binary.h"
-#include "tests/phone_fixture.h"
+#include "tests/carrier/fixture.h"
 
-using fcx_test::PhoneTest;
-using testing::ElementsAre;
+using fcx_test::CarrierTest;
 
 namespace {
 
-class MccLookupTest : public PhoneTest {
+/// Calling codes and their MCCs, in order: the first of a code counts, and an empty MCC is one.
+constexpr char kCallingCodes[] = R"(
+20:602 212:604 213:603 216:605 218:606 220:607 221:608 222:609 223:610 224:611 225:612
+226:613 227:614 228:615 229:616 230:617 231:618 232:619 233:620 234:621 235:622 236:623
+237:624 238:625 239:626 240:627 241:628 242:629 243:630 244:631 245:632 246: 247: 248:633
+249:634 250:635 251:636 252:637 253:638 254:639 255:640 256:641 257:642 258:643 259:640
+260:645 261:646 262:647 263:648 264:649 265:650 266:651 267:652 268:653 269:654 27:655
+290:356 291:657 297:363 298:288 299:290
+30:202 31:204 32:206 33:208 34:214 350:266 351:268 352:270 353:272 354:274 355:276 356:278
+357:280 358:244 359:284 36:216 370:246 371:247 372:248 373:259 374:283 375:257 376:213
+377:212 378:292 379:225 380:255 381:220 382:297 385:219 386:293 387:218 389:294 39:222
+40:226 41:228 420:230 421:231 423:295 43:232 44:234 45:238 46:240 47:242 48:260 49:262
+500: 501:702 502:704 503:706 504:708 505:710 506:712 507:714 508:308 509:372 51:716 52:334
+53:368 54:722 55:724 56:730 57:732 58:734 590:340 591:736 592:738 593:740 594: 595:744
+596:340 597:746 598:748
+60:502 61:505 62:510 63:515 64:530 65:525 66:520 670:514 671:310 672:505 673:528 674:536
+675:537 676:539 677:540 678:541 679:542 680:552 681: 682:548 683: 684:310 685:549 686:545
+687:546 688:553 689:547 690: 691:550 692:
+77:655 74:655 7:250
+800: 808: 81:440 82:450 84:452 850:467 852:454 853:455 855:456 856:457 857: 858: 86:460 870:
+871: 872: 873: 874: 875: 876: 877: 878: 879: 880:470 881: 882: 883: 886:466 888:
+90:286 91:404 91:405 92:410 93:412 94:413 95:414 960:472 961:415 962:416 963:417 964:418
+965:419 966:420 967:421 968:422 969:421 970:425 971:424 972:425 973:426 974:427 975:402
+976:428 977:429 978:424 979: 98:432 991: 992:436 993:438 994:400 995:282 996:437 998:434)";
+
+/// The countries of MCCs.
+constexpr char kCountries[] =
+    "214:ES 262:DE 234:GB 235:GB 222:IT 232:AT 238:DK 240:SE 272:IE 230:CZ";
+
+using Search = const char* (*)(char*);
+constexpr Search kSearches[] = {
+    searchMccinPre0Map, searchMccinPre1Map, searchMccinPre2Map, searchMccinPre3Map,
+    searchMccinPre4Map, searchMccinPre5Map, searchMccinPre6Map, searchMccinPre7Map,
+    searchMccinPre8Map, searchMccinPre9Map,
+};
+
+class MccLookupTest : public CarrierTest {
  protected:
-  /// What a code gives, and behind a colon what is left of it: "450:82".
-  static std::string mcc_of(const char* code) {
+  /// A table's rows.
+  static std::map<std::string, std::string> rows(const char* table) {
+    std::map<std::string, std::string> all;
+    std::istringstream words(table);
+    for (std::string word; words >> word;) {
+      const size_t colon = word.find(':');
+      all.emplace(word.substr(0, colon), word.substr(colon + 1));
+    }
+    return all;
+  }
+
+  /// What a code gives, and after a colon what is left of it: "450:82".
+  static std::string mcc_of(const std::string& code, Search search = searchMccFromMap) {
     char buffer[4] = {};
-    strncpy(buffer, code, sizeof buffer - 1);
-    const char* mcc = searchMccFromMap(buffer);
+    code.copy(buffer, sizeof buffer - 1);
+    const char* mcc = search(buffer);
     return (mcc == nullptr ? "none" : mcc) + std::string(":") + buffer;
   }
 
@@ -46,87 +92,91 @@ class MccLookupTest : public PhoneTest {
   }
 };
 
-TEST_F(MccLookupTest, FindsACodeInItsLongFormFirstAndThenInItsShortOne) {
-  const struct {
-    const char* code;
-    const char* found;
-  } cases[] = {
-      {"202", "602:20"},
-      {"212", "604:212"},
-      {"246", ":246"},
-      {"259", "640:259"},
-      {"30x", "202:30"},
-      {"359", "284:359"},
-      {"400", "226:40"},
-      {"492", "262:49"},
-      {"598", "748:598"},
-      {"540", "722:54"},
-      {"610", "505:61"},
-      {"671", "310:671"},
-      {"745", "655:74"},
-      {"770", "655:77"},
-      {"799", "250:7"},
-      {"821", "450:82"},
-      {"808", ":808"},
-      {"888", ":888"},
-      {"910", "404:91"},
-      {"991", ":991"},
-      {"900", "286:90"},
-      {"012", "310:012"},
-      {"199", "450:199"},
-      // In no table, and no code at all.
-      {"219", "none:21"},
-      {"384", "none:38"},
-      {"83", "none:83"},
-      {"9", "none:9"},
-      {"f49", "none:f49"},
-      {"", "none:"},
-  };
-  for (const auto& [code, found] : cases) EXPECT_EQ(found, mcc_of(code)) << code;
+TEST_F(MccLookupTest, EveryCodeIsLookedUpInItsLongFormAndThenInItsShortOne) {
+  const auto mccs = rows(kCallingCodes);
+  for (int number = 0; number < 1000; ++number) {
+    const size_t digit = static_cast<size_t>(number) / 100;
+    const std::string code = std::to_string(1000 + number).substr(1);
+    const size_t form = digit == 7 ? 2 : 3;
+    std::string expected = "none:" + code.substr(0, form - 1);
+    for (const size_t length : {form - 1, form}) {
+      const auto row = mccs.find(code.substr(0, length));
+      if (row != mccs.end()) expected = row->second + ":" + row->first;
+    }
+    if (digit == 0) expected = "310:" + code;
+    if (digit == 1) expected = "450:" + code;
+    EXPECT_EQ(expected, mcc_of(code));
+    EXPECT_EQ(expected, mcc_of(code, kSearches[digit])) << digit;
+  }
+  for (const auto& [code, found] :
+       {std::pair{"83", "none:83"}, {"9", "none:9"}, {"30x", "202:30"}}) {
+    EXPECT_EQ(found, mcc_of(code)) << code;
+  }
 }
 
 TEST_F(MccLookupTest, TellsEachStepOfASearch) {
-  log();
-  mcc_of("745");
-  EXPECT_THAT(log(), ElementsAre("[QVE][SBP] searchMccFromMap : ccid = 745", "[QVE][SBP] prefix: 7",
-                                 "[QVE][SBP] searchMccinPre7Map(2 str compare) = 74",
-                                 "[QVE][SBP] Matched MCC = 655"));
-  char code[] = "21";
-  EXPECT_EQ(nullptr, searchMccinPre7Map(code));
-  EXPECT_THAT(log(), ElementsAre("[QVE][SBP] searchMccinPre7Map(2 str compare) = 21",
-                                 "[QVE][SBP] searchMccinPre7Map(1 str compare) = 2",
-                                 "[QVE][SBP] Not Matched MCC  !!! ---"));
-  mcc_of("219");
-  EXPECT_EQ("[QVE][SBP] Not Matched MCC  !!!", log().back());
-  mcc_of("012");
-  EXPECT_EQ("[QVE][SBP] searchMccinPre0Map(USA) = 012, 310~316 ???;", log().back());
+  told();
+  for (const std::string code : {"219", "383", "422", "599", "693", "801", "999"}) {
+    mcc_of(code, kSearches[code[0] - '0']);
+    const std::string map = std::string("searchMccinPre") + code[0] + "Map";
+    EXPECT_EQ(map + "(3 str compare) = " + code + "\n" + map +
+                  "(2 str compare) = " + code.substr(0, 2) + "\nNot Matched MCC  !!!\n",
+              told());
+  }
+  const std::pair<const char*, const char*> cases[] = {
+      {"745", "prefix: 7\nsearchMccinPre7Map(2 str compare) = 74\nMatched MCC = 655\n"},
+      {"199", "prefix: 1\nsearchMccinPre1Map(KOR-TB) = 199\n"},
+      {"f49", "prefix: f\nINVALID ICCID\n"},
+  };
+  for (const auto& [code, steps] : cases) {
+    mcc_of(code);
+    EXPECT_EQ("searchMccFromMap : ccid = " + std::string(code) + "\n" + steps, told());
+  }
+  for (const char* none : {":49", "/49", ""}) EXPECT_EQ("none:" + std::string(none), mcc_of(none));
+  told();
+  EXPECT_EQ("none:2", mcc_of("21", searchMccinPre7Map));
+  EXPECT_EQ(
+      "searchMccinPre7Map(2 str compare) = 21\nsearchMccinPre7Map(1 str compare) = 2\n"
+      "Not Matched MCC  !!! ---\n",
+      told());
 }
 
 TEST_F(MccLookupTest, BuildsOfNorthAmericaThatGoByTheFirstSimHaveTheirOwnMcc) {
-  const auto found = [&](const char* target_operator, const char* country, const char* kelp) {
-    virtual_phone::restart(phone(), "the next build");
-    fcx::reload_carrier_set_up();
-    set_property("ro.vendor.qve.kelp", kelp);
-    set_property("ro.vendor.qve.build.target_operator", target_operator);
-    set_property("ro.vendor.qve.build.target_country", country);
-    set_property("ro.vendor.qve.capp_tamra.rootdir", "/pkg");
-    qve_check_nao_feature();
-    return mcc_of("492");
+  place("/oem/OP/config/carrier_code.xml", "any");
+  const struct {
+    const char* target_operator;
+    const char* country;
+    const char* kelp;
+    const char* mcc;
+    const char* told;  ///< first
+  } cases[] = {
+      {"OPEN", "CA", "1", "302:492", "OPEN_CA searchMccFromMap : MCC = 302 return\n"},
+      {"OPEN", "US", "1", "310:492", "US searchMccFromMap : MCC = 310 return\n"},
+      {"TMO", "US", "1", "310:492", "US searchMccFromMap : MCC = 310 return\n"},
+      {"OPEN", "US", "0", "262:49", "searchMccFromMap : ccid = 492\n"},
+      {"TMO", "CA", "1", "262:49", "searchMccFromMap : ccid = 492\n"},
+      {"OPEN", "EU", "1", "262:49", "searchMccFromMap : ccid = 492\n"},
   };
-  std::filesystem::create_directories(file("/pkg/config"));
-  fcx_test::write_file(file("/pkg/config/carrier_code.xml"), "any");
-  EXPECT_EQ("302:492", found("OPEN", "CA", "1"));
-  EXPECT_EQ("310:492", found("OPEN", "US", "1"));
-  EXPECT_EQ("310:492", found("TMO", "US", "1")) << "whatever the operator";
-  EXPECT_EQ("262:49", found("OPEN", "US", "0"));
-  EXPECT_EQ("262:49", found("TMO", "CA", "1"));
-  EXPECT_EQ("262:49", found("OPEN", "EU", "1"));
+  for (const auto& [target_operator, country, kelp, mcc, told_first] : cases) {
+    SCOPED_TRACE(target_operator + std::string(" ") + country + " " + kelp);
+    set_build_property("ro.vendor.qve.kelp", kelp);
+    set_build_property("ro.vendor.qve.build.target_operator", target_operator);
+    set_build_property("ro.vendor.qve.build.target_country", country);
+    reload();
+    qve_check_nao_feature();
+    told();
+    EXPECT_EQ(mcc, mcc_of("492"));
+    EXPECT_EQ(told_first, part(told(), "", "prefix"));
+  }
 }
 
 TEST_F(MccLookupTest, KnowsTheCountriesOfTheSimBasedFeature) {
-  EXPECT_STREQ("GB", searchCountryByMcc("235"));
-  EXPECT_STREQ("DE", searchCountryByMcc("262"));
-  EXPECT_STREQ("XX", searchCountryByMcc("208"));
+  const auto countries = rows(kCountries);
+  for (int number = 0; number < 1000; ++number) {
+    const std::string mcc = std::to_string(1000 + number).substr(1);
+    const auto row = countries.find(mcc);
+    EXPECT_EQ(row == countries.end() ? "XX" : row->second, searchCountryByMcc(mcc.c_str())) << mcc;
+  }
   EXPECT_STREQ("XX", searchCountryByMcc(""));
   EXPECT_STREQ("XX", searchCountryByMcc(nullptr));
 }
@@ -167,10 +217,20 @@ TEST_F(MccLookupTest, ReadsTheListsOfANetworkCode) {
     EXPECT_EQ(both, both_lists(ntcode)) << name;
   }
   EXPECT_EQ("", mcc_list(std::string(2047, '"')));
+  told();
+  mcc_list(cases[3].ntcode);
+  EXPECT_EQ(
+      "normal mcc: 310, mnc: 410\\n\nnormal mcc: 311, mnc: 480\\n\n"
+      "ntcode_count: 2, mcc-list: [310,311]\\n\n",
+      told());
+  both_lists(cases[3].ntcode);
+  EXPECT_EQ("ntcode_count: 2, mccmnc-list: [310410,311480], subset-list: [02,03]\\n\n", told());
+  mcc_list(cases[7].ntcode);
+  EXPECT_EQ("qve_get_mcc_list: mcc or mnc is something wrong!!!\n", told());
 }
 
 TEST_F(MccLookupTest, InKoreaARegionCountsLikeAnyEntry) {
-  set_property("ro.vendor.qve.build.target_country", "KR");
+  set_build_property("ro.vendor.qve.build.target_country", "KR");
   EXPECT_EQ("450,310", mcc_list(R"("2","450,FFF,F,F,01","310,410,F,F,02")"));
   EXPECT_EQ("450FF,310410 / 01,02", both_lists(R"("2","450,FFF,F,F,01","310,410,F,F,02")"));
 }
@@ -187,10 +247,14 @@ TEST_F(MccLookupTest, CountsAtMost23EntriesHereAnd13There) {
 }
 
 TEST_F(MccLookupTest, AnOpenDeviceOfEuropeWithSeveralEntriesIsUpdatedByCountry) {
-  set_property("ro.vendor.qve.build.target_operator", "OPEN");
-  set_property("ro.vendor.qve.build.target_country", "EU");
   mcc_list(code_of(2, "2"));
   EXPECT_EQ(1, is_cota_ntcode());
+  set_build_property("ro.vendor.qve.build.target_operator", "TMO");
+  EXPECT_EQ(0, is_cota_ntcode());
+  set_build_property("ro.vendor.qve.build.target_operator", "OPEN");
+  set_build_property("ro.vendor.qve.build.target_country", "US");
+  EXPECT_EQ(0, is_cota_ntcode());
+  set_build_property("ro.vendor.qve.build.target_country", "EU");
   mcc_list(R"("2","222,FFF,F,F,01","310,410,F,F,02")");  // the region does not count
   EXPECT_EQ(0, is_cota_ntcode());
 }

@@ -1,0 +1,287 @@
+// The SIM auto profile, and what the package has for its carrier: features and client identifiers.
+#include <sys/stat.h>
+
+#include "fcx/customisation.h"
+#include "fcx/single_binary.h"
+#include "tests/carrier/fixture.h"
+
+namespace {
+
+using fcx_test::CarrierTest;
+using testing::StartsWith;
+using virtual_phone::Effect;
+using virtual_phone::Part;
+
+namespace fs = std::filesystem;
+
+class SimProfile : public CarrierTest {};
+
+TEST_F(SimProfile, GivesItsCarrier) {
+  use_package();
+  set_network_code(kTwoMccs);
+  remove_sim();
+  boot();
+  EXPECT_EQ("OPEN (not set) EU", carrier());
+
+  insert_sim(kGermanIccid);
+  const auto profiled = [&] { return part(boot_story(), "~carriercode.date", "searchMcc"); };
+  EXPECT_EQ(rows("~carriercode.date=2020-06-01 | No iccid, Continue | "
+                 "found matched carrier code : [89492000000000000017]: [DTM] | ~sim.operator=DTM | "
+                 "~sim.country=DE | ~sim.operator.sub=DTM_B | ~last-iccid=89492000000000000017"),
+            profiled())
+      << "the first whose prefix fits";
+  EXPECT_EQ(
+      "persist.vendor.qve.sim.operator DTM\n"
+      "persist.vendor.qve.sim.country DE\n"
+      "persist.vendor.qve.sim.operator.sub DTM_B\n",
+      content(kKelpProp));
+  for (const auto& [name, value] :
+       {std::pair{"sim.operator", "DTM"}, {"sim.operator.sub", "DTM_B"}, {"sim.country", "DE"}}) {
+    EXPECT_EQ(value, fcx_test::read_file(
+                         file("/mnt/vendor/persist-qv/property/persist.vendor.qve.").concat(name)));
+  }
+
+  place("/oem/OP/EU/config/carrier_code.xml", "<profiles/>");
+  set_all("sim.operator=lost");
+  place(kKelpProp, content(kKelpProp) + "persist.vendor.qve.more two words\n");
+  boot();
+  EXPECT_EQ("two", property("persist.vendor.qve.more"));
+  EXPECT_EQ("DTM DTM_B DE", carrier()) << "the same SIM: replayed, not parsed";
+
+  place("/oem/OP/EU/config/carrier_code.xml", kCarrierCodes);
+  insert_sim(kBritishIccid);
+  EXPECT_EQ(rows("~carriercode.date=2020-06-01 | No iccid, Continue | "
+                 "found matched carrier code : [89441500000000000023]: [VFB] | Not found matched "
+                 "carrier code sub, so input fast carrier into sub carrier. "
+                 "[89441500000000000023]: [VFB] | ~sim.operator=VFB | ~sim.country=GB | "
+                 "~sim.operator.sub=VFB | ~last-iccid=89441500000000000023"),
+            profiled());
+  insert_sim("89330000000000000010");  // which no profile is for
+  boot();
+  EXPECT_EQ("VFB VFB GB", carrier());
+  EXPECT_EQ("", content(kKelpProp));
+}
+
+TEST_F(SimProfile, TheNewerCarrierCodesCount) {
+  const auto codes = [](const char* date, const char* carrier) {
+    return "<profiles date=\"" + std::string(date) +
+           "\"><profile iccid=\"89\" carrier_code_fast=\"" + carrier + "\"/></profiles>";
+  };
+  const struct {
+    const char* stored_date;
+    const char* package_date;
+    const char* winner;
+  } cases[] = {
+      {"2020-06-02", "2020-06-01", "STORED"},  {"2020-06-01", "2020-06-01", "PACKAGE"},
+      {"2020-06-01", "2020-06-02", "PACKAGE"}, {"2020-06-020", "2020-06-01", "PACKAGE"},
+      {"2020-06-02", "", "PACKAGE"},
+  };
+  set_network_code(kTwoMccs);
+  insert_sim(kGermanIccid);
+  for (const bool is_overlay : {false, true}) {
+    if (is_overlay) make_overlay_product();
+    const std::string root = is_overlay ? "/product/OP/EU" : "/oem/OP/EU";
+    use_package(root);
+    for (const auto& [stored_date, package_date, winner] : cases) {
+      fcx_test::write_file(file(kStoredCodes), codes(stored_date, "STORED"));
+      place(root + "/config/carrier_code.xml", codes(package_date, "PACKAGE"));
+      set_property("persist.vendor.qve.first-boot", "0");
+      boot();
+      EXPECT_EQ(winner, property("persist.vendor.qve.sim.operator")) << stored_date << is_overlay;
+      EXPECT_EQ(codes(stored_date, "STORED"), content(kStoredCodes)) << "it stays";
+    }
+  }
+}
+
+TEST_F(SimProfile, ClientIdentifiersComeFromTheNetworkCodeUntilACarrierHasItsOwn) {
+  use_package();
+  place("/oem/OP/EU/config/client_id.xml", R"(<client_ids>
+    <client_id mccmnc="26201" subset="99"><string name="ro.com.google.clientidbase" value="no"/></client_id>
+    <client_id mccmnc="23415"><string name="ro.com.google.clientidbase" value="later"/></client_id>
+    <client_id mccmnc="26201" subset="11"><string name="ro.com.google.clientidbase" value="code"/></client_id>
+    <client_id fast="VFB"><string name="ro.com.google.clientidbase" value="carrier"/></client_id>
+    <client_id iccid="8944"><string name="ro.com.google.clientidbase" value="sim"/></client_id>
+  </client_ids>)");
+  set_network_code(kTwoMccs);
+  insert_sim(kBritishIccid);
+  boot();
+  EXPECT_EQ("code", property("ro.com.google.clientidbase")) << "set once in a start";
+  EXPECT_EQ("ro.com.google.clientidbase=carrier\n", content(kPermProp));
+  boot();
+  EXPECT_EQ("carrier", property("ro.com.google.clientidbase"));
+
+  fs::remove(file(kPermProp));
+  set_build_property("ro.vendor.qve.simbase", "1");
+  boot();
+  EXPECT_EQ("sim", property("ro.com.google.clientidbase"));
+}
+
+TEST_F(SimProfile, ADeniedProfileLeavesTheDefaultCarrier) {
+  use_package();
+  set_network_code(kTwoMccs);
+  insert_sim(kGermanIccid);
+  for (const char* permission : {"1", "unknown"}) {
+    set_property("persist.vendor.qve.sim.profile.permission", permission);
+    boot();
+    EXPECT_EQ("OPEN (not set) EU", carrier()) << permission;
+    EXPECT_EQ("(none)", content(kKelpProp));
+  }
+  set_property("persist.vendor.qve.sim.profile.permission", "0");
+  boot();
+  EXPECT_EQ("DTM DTM_B DE", carrier());
+}
+
+TEST_F(SimProfile, AnOverlaysPackageGivesTheSameFeatures) {
+  constexpr char kFeatures[] = R"(<features><carrier_property fast="DTM" sub="OTHER">
+      <string name="persist.vendor.qve.volte" value="0"/></carrier_property>
+    <carrier_property fast="DTM"><string name="persist.vendor.qve.volte" value="1"/>
+      <string name="ro.com.google.clientidbase" value="dtm"/></carrier_property></features>)";
+  set_network_code(kTwoMccs);
+  insert_sim(kGermanIccid);
+  for (const bool is_overlay : {false, true}) {
+    SCOPED_TRACE(is_overlay ? "overlay" : "direct");
+    if (is_overlay) make_overlay_product();
+    const std::string root = is_overlay ? "/product/OP/EU" : "/oem/OP/EU";
+    use_package(root);
+    place(root + "/config/feature_code.xml", kFeatures);
+    for (const char* kept : {kPermProp, kFeatureProp}) fs::remove(file(kept));
+    set_all("first-boot= last-iccid= volte=");
+    const std::string story = boot_story();
+    EXPECT_EQ(1, count(story,
+                       "write permanet props: [ro.com.google.clientidbase]: [dtm]\\n | "
+                       "/mnt/vendor/persist-qv/kelp/perm.prop already exists. | "
+                       "~last-iccid=89492000000000000017"));
+    EXPECT_EQ(rows("=ro.com.google.clientidbase=dtm | ~volte=1"), part(story, "=ro.com.google"));
+    EXPECT_EQ("persist.vendor.qve.volte=1\n", content(kFeatureProp));
+    EXPECT_EQ("ro.com.google.clientidbase=dtm\n", content(kPermProp));
+    EXPECT_EQ("(none)", content(kStoredCodes)) << "the copy is gone";
+  }
+}
+
+TEST_F(SimProfile, HasAnotherRootThanTheProbeWhereNoneIsSet) {
+  set_build_property("ro.vendor.qve.kelp", "1");
+  place("/oem/OP/config/carrier_code.xml", "<profiles/>");
+  insert_sim(kGermanIccid);
+  EXPECT_THAT(boot_story(), testing::HasSubstr("\ncarrier_code.xml does not exist\n"));
+  place("/OP/config/carrier_code.xml", kCarrierCodes);
+  set_all("last-iccid=");
+  boot();
+  EXPECT_EQ("DTM DTM_B DE", carrier());
+}
+
+TEST_F(SimProfile, ACarrierThatTheNetworkCodeSettlesIsNoSims) {
+  use_package();
+  set_network_code(R"("2","100,10F,FFFFFFFF,FFFFFFFF,03","262,01F,FFFFFFFF,FFFFFFFF,11")");
+  insert_sim(kGermanIccid);
+  boot();
+  EXPECT_EQ("TMO (not set) EU", carrier());
+  EXPECT_EQ("(none)", content(kKelpProp));
+}
+
+TEST_F(SimProfile, AProfileThatCannotBeKeptIsTriedAgainAndNoneOfAnotherSimIsReplayed) {
+  use_package();
+  set_network_code(kTwoMccs);
+  insert_sim(kGermanIccid);
+  boot();
+  insert_sim(kBritishIccid);
+  for (const auto& [effect, value] : {std::pair{Effect::shorter, 10}, {Effect::fail, EROFS}}) {
+    fault(Part::file, kKelpProp, effect, value);
+    boot();
+    EXPECT_EQ("VFB VFB GB", carrier());
+    EXPECT_EQ("(none)", content(kKelpProp));
+    EXPECT_EQ(kGermanIccid, property("persist.vendor.qve.last-iccid"));
+    clear_faults();
+  }
+  boot();
+  EXPECT_EQ(kBritishIccid, property("persist.vendor.qve.last-iccid"));
+  EXPECT_THAT(content(kKelpProp), StartsWith("persist.vendor.qve.sim.operator VFB\n"));
+}
+
+TEST_F(SimProfile, WhatCouldNotBeReadOrKeptIsTriedAgain) {
+  constexpr char kFeatures[] = R"(<features><carrier_property fast="VFB">
+    <string name="persist.vendor.qve.volte" value="1"/></carrier_property></features>)";
+  constexpr char kIds[] = R"(<client_ids><client_id fast="VFB">
+    <string name="ro.com.google.clientidbase" value="vfb"/></client_id></client_ids>)";
+  set_network_code(kTwoMccs);
+  for (const bool is_overlay : {false, true}) {
+    if (is_overlay) make_overlay_product();
+    const std::string root = is_overlay ? "/product/OP/EU" : "/oem/OP/EU";
+    use_package(root);
+    place(root + "/config/feature_code.xml", kFeatures);
+    place(root + "/config/client_id.xml", kIds);
+    for (const char* kept : {kPermProp, kFeatureProp}) fs::remove(file(kept));
+    insert_sim(kGermanIccid);
+    boot();
+    insert_sim(kBritishIccid);
+    // On an overlay its copy does not fit.
+    const std::string codes = is_overlay ? kStoredCodes : root + "/config/carrier_code.xml";
+    for (const std::string& lost : {codes, std::string(kFeatureProp)}) {
+      fault(Part::file, lost, Effect::shorter, 20);
+      boot();
+      EXPECT_EQ(kGermanIccid, property("persist.vendor.qve.last-iccid")) << lost;
+      clear_faults();
+    }
+    boot();
+    EXPECT_EQ(kBritishIccid, property("persist.vendor.qve.last-iccid"));
+    EXPECT_EQ("VFB VFB GB", carrier());
+    EXPECT_EQ("persist.vendor.qve.volte=1\n", content(kFeatureProp));
+  }
+}
+
+TEST_F(SimProfile, APackageThatIsBrokenLeavesTheDefaults) {
+  const std::string names(92, 'N');
+  const std::pair<const char*, std::string> cases[] = {
+      {"empty", ""},
+      {"cut", std::string(kCarrierCodes, 200)},
+      {"binary", std::string(kCarrierCodes, 60) + '\0' + "\xFF\xFE"},
+      {"another root", "<features><profile iccid=\"89\" carrier_code_fast=\"X\"/></features>"},
+      {"too long a name",
+       "<profiles><profile iccid=\"89\" carrier_code_fast=\"" + names + "\"/></profiles>"},
+      {"a line break",
+       "<profiles><profile iccid=\"89\" carrier_code_fast=\"X&#10;persist.vendor.x "
+       "Y\"/></profiles>"},
+      {"an entity that is a file",
+       "<!DOCTYPE p [<!ENTITY e SYSTEM \"/proc/version\">]><profiles><profile iccid=\"89\" "
+       "carrier_code_fast=\"&e;\"/></profiles>"},
+      {"entities of entities",
+       "<!DOCTYPE p [<!ENTITY a \"" + std::string(9999, 'a') + "\"><!ENTITY b \"" +
+           [] {
+             std::string all;
+             for (int i = 0; i < 999; ++i) all += "&a;";
+             return all;
+           }() +
+           "\"><!ENTITY c \"&b;&b;&b;&b;&b;&b;&b;&b;&b;\">]><profiles><profile "
+           "iccid=\"&c;\"/></profiles>"},
+  };
+  use_package();
+  set_network_code(kTwoMccs);
+  insert_sim(kGermanIccid);
+  for (const auto& [name, text] : cases) {
+    for (const char* xml : {"carrier_code", "feature_code", "client_id"}) {
+      place(std::string("/oem/OP/EU/config/") + xml + ".xml", text);
+    }
+    place("/oem/OP/petname.xml", text);
+    set_property("persist.vendor.qve.first-boot", "0");
+    boot();
+    EXPECT_EQ("262 FFFFF 1 1", decision()) << name;
+    EXPECT_EQ("OPEN (not set) EU", carrier()) << name;
+  }
+}
+
+TEST_F(SimProfile, APipeInPlaceOfAFileStopsNothing) {
+  set_network_code(kTwoMccs);
+  insert_sim(kGermanIccid);
+  for (const bool is_overlay : {false, true}) {
+    if (is_overlay) make_overlay_product();
+    use_package(is_overlay ? "/product/OP/EU" : "/oem/OP/EU");
+    for (const char* path : {"/oem/OP/petname.xml", kKelpProp, kPermProp, kStoredCodes}) {
+      fs::remove(file(path));
+      ASSERT_EQ(0, mkfifo(file(path).c_str(), 0600));
+    }
+    set_property("persist.vendor.qve.first-boot", "0");
+    boot();
+    EXPECT_EQ("262 FFFFF 1 1", decision());
+  }
+}
+
+}  // namespace
