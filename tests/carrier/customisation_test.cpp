@@ -11,14 +11,13 @@
 
 namespace {
 
-using fcx_test::CarrierTest;
 using testing::ElementsAre;
 using virtual_phone::Effect;
 using virtual_phone::Part;
 
 namespace fs = std::filesystem;
 
-class Customisation : public CarrierTest {
+class Customisation : public fcx_test::CarrierTest {
  protected:
   static std::string value_of(const std::string& path, const char* key) {
     char value[128] = "none";
@@ -154,12 +153,11 @@ TEST_F(Customisation, FindsTheFirstLineWithAKey) {
         {"k", "! none"},
         {"none", "! none"},
         {"spaced", "! none"},
-        {"long", long_value.substr(0, is_overlay ? 127 : 122)},
-    };
+        {"long", long_value.substr(0, is_overlay ? 127 : 122)}};
     for (const auto& [key, value] : cases) EXPECT_EQ(value, value_of(path, key)) << path << key;
     told();
     value_of(path, "K");
-    EXPECT_EQ(is_overlay ? "Get value from file: key= K, value= first\n" : "", told());
+    EXPECT_EQ(is_overlay ? "Get value from file: key= K, value= first\n" : "", told()) << path;
     EXPECT_EQ("! none", value_of(path, nullptr)) << path;
     EXPECT_EQ("! none", value_of(path + "x", "K")) << path;
     fault(Part::file, path, Effect::fail, EIO);
@@ -229,72 +227,56 @@ TEST_F(Customisation, AnOverlaysMappingHasPiecesAndSubsetsOfTwoCharacters) {
 }
 
 TEST_F(Customisation, TheSimsTimeDependsOnTheChipsetAndTheFactoryReset) {
-  const struct {
-    const char* vendor;
-    const char* platform;
-    const char* build;
-    char status;
-    const char* told;
-  } cases[] = {
+  // Vendor, platform, build type, factory status; what is told.
+  const std::tuple<const char*, const char*, const char*, int, const char*> cases[] = {
       {"qcom", "MT6755", "user", 6, "MTK chipset: 0\nSet Timer: 5000000\n"},
       {"MTK", "MT6765", "user", 2, "MTK chipset: 0\nSet Timer: 5000000\n"},
       {"mtk", "MT6765", "user", 2, "MTK chipset: 1\nSet Timer: 25000000\n"},
       {"mtk", "MT6765", "user", 6, "MTK chipset: 1\nLOW chipset: 0\nSet Timer: 15000000\n"},
       {"mtk", "MT6755", "user", 6, "MTK chipset: 1\nLOW chipset: 1\nSet Timer: 20000000\n"},
       {"mtk", "MT6765", "", 6, "MTK chipset: 1\nLOW chipset: 0\nSet Timer: 15000000\n"},
-      {"mtk", "MT6765", "userdebug", 6, "MTK chipset: 1\nSet Timer: 20000000\n"},
-  };
+      {"mtk", "MT6765", "userdebug", 6, "MTK chipset: 1\nSet Timer: 20000000\n"}};
   set_build_property("ro.board.platform", "MT6755");
-  for (const auto& each : cases) {
-    set_build_property("ro.vendor.qve.chip.vendor", each.vendor);
-    set_build_property("ro.mediatek.platform", each.platform);
-    set_build_property("ro.build.type", each.build);
+  for (const auto& [vendor, platform, build, status, expected] : cases) {
+    set_build_property("ro.vendor.qve.chip.vendor", vendor);
+    set_build_property("ro.mediatek.platform", platform);
+    set_build_property("ro.build.type", build);
     restart();
     reload();
-    set_item(2, std::string(1, each.status));
+    set_item(2, std::string(1, static_cast<char>(status)));
     told();
     qve_sbp_set_timer();
-    EXPECT_EQ("FRST status " + std::to_string(each.status) + "\n" + each.told, told())
-        << each.vendor << each.platform << each.build;
+    EXPECT_EQ("FRST status " + std::to_string(status) + "\n" + expected, told())
+        << vendor << " " << platform << " " << build;
   }
 }
 
 TEST_F(Customisation, TheRegionAndThePackageSayWhichProfilesThereAre) {
-  const struct {
-    const char* kelp;
-    const char* nao;
-    const char* product;
-    const char* files;  ///< c: carrier codes, f: feature codes
-    const char* line;
-    const char* type;
-  } cases[] = {
+  // Kelp, region, product, carrier (c) and feature codes (f); what is told, and the kind of
+  // profile.
+  const char* const cases[][6] = {
       {"1", "0", "any", "cf", "NAO: 0, GCID: 1, FASTPROFILE: 1, LATEPROFILE: 1", "both"},
       {"1", "1", "any", "", "NAO: 0, GCID: 0, FASTPROFILE: 0, LATEPROFILE: 0", "none"},
       {"0", "1", "any", "c", "NAO: 1, GCID: 0, FASTPROFILE: 1, LATEPROFILE: 0", "fast"},
       {"0", "1", "any", "f", "NAO: 1, GCID: 1, FASTPROFILE: 0, LATEPROFILE: 0", "none"},
       {"0", "0", "a_Global_CA", "c", "NAO: 0, GCID: 0, FASTPROFILE: 1, LATEPROFILE: 0", "fast"},
       {"0", "0", "GLOBAL_COM_x", "c", "NAO: 0, GCID: 0, FASTPROFILE: 0, LATEPROFILE: 1", "late"},
-      {"", "", "global", "c", "NAO: 0, GCID: 0, FASTPROFILE: 0, LATEPROFILE: 0", "none"},
-  };
-  for (const auto& each : cases) {
-    set_build_property("ro.vendor.qve.kelp", each.kelp);
-    set_build_property("ro.vendor.qve.naop", each.nao);
-    set_build_property("ro.product.name", each.product);
+      {"", "", "global", "c", "NAO: 0, GCID: 0, FASTPROFILE: 0, LATEPROFILE: 0", "none"}};
+  for (const auto& [kelp, region, product, files, line, type] : cases) {
+    SCOPED_TRACE(std::string(kelp) + " " + region + " " + product + " " + files);
+    set_build_property("ro.vendor.qve.kelp", kelp);
+    set_build_property("ro.vendor.qve.naop", region);
+    set_build_property("ro.product.name", product);
     fs::remove_all(file("/oem/OP"));
-    for (const char* kind = each.files; *kind != '\0'; ++kind) {
-      place(*kind == 'c' ? "/oem/OP/config/carrier_code.xml" : "/oem/OP/config/feature_code.xml",
-            "any");
-    }
+    if (strchr(files, 'c') != nullptr) place("/oem/OP/config/carrier_code.xml", "any");
+    if (strchr(files, 'f') != nullptr) place("/oem/OP/config/feature_code.xml", "any");
     restart();
     reload();
-    SCOPED_TRACE(each.kelp + std::string(each.nao) + each.product + each.files);
-    told();
-    qve_check_nao_feature();
-    EXPECT_EQ(each.line + std::string("\n"), told());
-    qve_save_profile_type();
-    EXPECT_EQ(each.type, property("persist.vendor.qve.sim.profile"));
-    EXPECT_EQ(each.type == std::string("none") ? "false" : "true",
-              property("ro.vendor.qve.sim.operator.use"));
+    EXPECT_EQ(rows(line), story_of(qve_check_nao_feature));
+    const std::string use = type == std::string("none") ? "false" : "true";
+    EXPECT_EQ(rows("~sim.profile=" + std::string(type) +
+                   " | =ro.vendor.qve.sim.operator.use=" + use + " | USE SIM PROFILE: " + type),
+              story_of(qve_save_profile_type));
   }
 }
 
@@ -322,6 +304,11 @@ TEST_F(Customisation, ASecondTableOfNetworkCodesSettlesTheCarrier) {
   EXPECT_EQ("", settled("10010", "03")) << "too short";
   EXPECT_EQ("", settled("310410,10010", "02")) << "no subset";
   EXPECT_EQ("", settled("100100,310410", "03,03")) << "exactly";
+  use_package();
+  qve_check_nao_feature();
+  settled("10010,310410", "03,02");
+  qve_save_profile_type();
+  EXPECT_EQ("none", property("persist.vendor.qve.sim.profile")) << "of neither kind any more";
   set_build_property("ro.vendor.qve.build.target_country", "");
   qve_check_2nd_ntcode("10010,310410", "03,02");
   EXPECT_EQ("XXX", property("persist.vendor.qve.sim.country"));

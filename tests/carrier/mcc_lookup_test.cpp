@@ -7,8 +7,6 @@
 #include "fcx/customisation.h"
 #include "tests/carrier/fixture.h"
 
-using fcx_test::CarrierTest;
-
 namespace {
 
 /// Calling codes and their MCCs, in order: the first of a code counts, and an empty MCC is one.
@@ -40,17 +38,10 @@ constexpr char kCallingCodes[] = R"(
 constexpr char kCountries[] =
     "214:ES 262:DE 234:GB 235:GB 222:IT 232:AT 238:DK 240:SE 272:IE 230:CZ";
 
-using Search = const char* (*)(char*);
-constexpr Search kSearches[] = {
-    searchMccinPre0Map, searchMccinPre1Map, searchMccinPre2Map, searchMccinPre3Map,
-    searchMccinPre4Map, searchMccinPre5Map, searchMccinPre6Map, searchMccinPre7Map,
-    searchMccinPre8Map, searchMccinPre9Map,
-};
-
-class MccLookupTest : public CarrierTest {
+class MccLookupTest : public fcx_test::CarrierTest {
  protected:
   /// A table's rows.
-  static std::map<std::string, std::string> rows(const char* table) {
+  static std::map<std::string, std::string> rows_of(const char* table) {
     std::map<std::string, std::string> all;
     std::istringstream words(table);
     for (std::string word; words >> word;) {
@@ -61,10 +52,10 @@ class MccLookupTest : public CarrierTest {
   }
 
   /// What a code gives, and after a colon what is left of it: "450:82".
-  static std::string mcc_of(const std::string& code, Search search = searchMccFromMap) {
+  static std::string mcc_of(const std::string& code) {
     char buffer[4] = {};
     code.copy(buffer, sizeof buffer - 1);
-    const char* mcc = search(buffer);
+    const char* mcc = searchMccFromMap(buffer);
     return (mcc == nullptr ? "none" : mcc) + std::string(":") + buffer;
   }
 
@@ -93,7 +84,7 @@ class MccLookupTest : public CarrierTest {
 };
 
 TEST_F(MccLookupTest, EveryCodeIsLookedUpInItsLongFormAndThenInItsShortOne) {
-  const auto mccs = rows(kCallingCodes);
+  const auto mccs = rows_of(kCallingCodes);
   for (int number = 0; number < 1000; ++number) {
     const size_t digit = static_cast<size_t>(number) / 100;
     const std::string code = std::to_string(1000 + number).substr(1);
@@ -105,63 +96,53 @@ TEST_F(MccLookupTest, EveryCodeIsLookedUpInItsLongFormAndThenInItsShortOne) {
     }
     if (digit == 0) expected = "310:" + code;
     if (digit == 1) expected = "450:" + code;
-    EXPECT_EQ(expected, mcc_of(code));
-    EXPECT_EQ(expected, mcc_of(code, kSearches[digit])) << digit;
+    EXPECT_EQ(expected, mcc_of(code)) << code;
   }
-  for (const auto& [code, found] :
-       {std::pair{"83", "none:83"}, {"9", "none:9"}, {"30x", "202:30"}}) {
-    EXPECT_EQ(found, mcc_of(code)) << code;
-  }
+  EXPECT_EQ("none:9", mcc_of("9"));
+  EXPECT_EQ("202:30", mcc_of("30x"));
 }
 
 TEST_F(MccLookupTest, TellsEachStepOfASearch) {
-  told();
+  std::vector<std::pair<std::string, std::string>> cases = {
+      {"745", "searchMccinPre7Map(2 str compare) = 74 | Matched MCC = 655"},
+      {"199", "searchMccinPre1Map(KOR-TB) = 199"},
+      {"f49", "INVALID ICCID"},
+      {"/49", "INVALID ICCID"},
+      {":49", "INVALID ICCID"}};
   for (const std::string code : {"219", "383", "422", "599", "693", "801", "999"}) {
-    mcc_of(code, kSearches[code[0] - '0']);
     const std::string map = std::string("searchMccinPre") + code[0] + "Map";
-    EXPECT_EQ(map + "(3 str compare) = " + code + "\n" + map +
-                  "(2 str compare) = " + code.substr(0, 2) + "\nNot Matched MCC  !!!\n",
-              told());
+    cases.emplace_back(code, map + "(3 str compare) = " + code + " | " + map +
+                                 "(2 str compare) = " + code.substr(0, 2) +
+                                 " | Not Matched MCC  !!!");
   }
-  const std::pair<const char*, const char*> cases[] = {
-      {"745", "prefix: 7\nsearchMccinPre7Map(2 str compare) = 74\nMatched MCC = 655\n"},
-      {"199", "prefix: 1\nsearchMccinPre1Map(KOR-TB) = 199\n"},
-      {"f49", "prefix: f\nINVALID ICCID\n"},
-  };
+  told();
   for (const auto& [code, steps] : cases) {
     mcc_of(code);
-    EXPECT_EQ("searchMccFromMap : ccid = " + std::string(code) + "\n" + steps, told());
+    EXPECT_EQ(rows("searchMccFromMap : ccid = " + code + " | prefix: " + code[0] + " | " + steps),
+              told());
   }
-  for (const char* none : {":49", "/49", ""}) EXPECT_EQ("none:" + std::string(none), mcc_of(none));
-  told();
-  EXPECT_EQ("none:2", mcc_of("21", searchMccinPre7Map));
-  EXPECT_EQ(
-      "searchMccinPre7Map(2 str compare) = 21\nsearchMccinPre7Map(1 str compare) = 2\n"
-      "Not Matched MCC  !!! ---\n",
-      told());
+  char code[] = "21";
+  EXPECT_EQ(nullptr, searchMccinPre7Map(code));
+  EXPECT_EQ(rows("searchMccinPre7Map(2 str compare) = 21 | "
+                 "searchMccinPre7Map(1 str compare) = 2 | Not Matched MCC  !!! ---"),
+            told());
 }
 
 TEST_F(MccLookupTest, BuildsOfNorthAmericaThatGoByTheFirstSimHaveTheirOwnMcc) {
   place("/oem/OP/config/carrier_code.xml", "any");
-  const struct {
-    const char* target_operator;
-    const char* country;
-    const char* kelp;
-    const char* mcc;
-    const char* told;  ///< first
-  } cases[] = {
+  // Operator, country, kelp; the MCC, and what is told first.
+  const char* const cases[][5] = {
       {"OPEN", "CA", "1", "302:492", "OPEN_CA searchMccFromMap : MCC = 302 return\n"},
       {"OPEN", "US", "1", "310:492", "US searchMccFromMap : MCC = 310 return\n"},
       {"TMO", "US", "1", "310:492", "US searchMccFromMap : MCC = 310 return\n"},
       {"OPEN", "US", "0", "262:49", "searchMccFromMap : ccid = 492\n"},
       {"TMO", "CA", "1", "262:49", "searchMccFromMap : ccid = 492\n"},
-      {"OPEN", "EU", "1", "262:49", "searchMccFromMap : ccid = 492\n"},
-  };
+      {"OPEN", "EU", "1", "262:49", "searchMccFromMap : ccid = 492\n"}};
   for (const auto& [target_operator, country, kelp, mcc, told_first] : cases) {
     SCOPED_TRACE(target_operator + std::string(" ") + country + " " + kelp);
-    set_build_property("ro.vendor.qve.kelp", kelp);
     set_build_property("ro.vendor.qve.build.target_operator", target_operator);
     set_build_property("ro.vendor.qve.build.target_country", country);
+    set_build_property("ro.vendor.qve.kelp", kelp);
     reload();
     qve_check_nao_feature();
     told();
@@ -171,7 +152,7 @@ TEST_F(MccLookupTest, BuildsOfNorthAmericaThatGoByTheFirstSimHaveTheirOwnMcc) {
 }
 
 TEST_F(MccLookupTest, KnowsTheCountriesOfTheSimBasedFeature) {
-  const auto countries = rows(kCountries);
+  const auto countries = rows_of(kCountries);
   for (int number = 0; number < 1000; ++number) {
     const std::string mcc = std::to_string(1000 + number).substr(1);
     const auto row = countries.find(mcc);
@@ -182,12 +163,8 @@ TEST_F(MccLookupTest, KnowsTheCountriesOfTheSimBasedFeature) {
 }
 
 TEST_F(MccLookupTest, ReadsTheListsOfANetworkCode) {
-  const struct {
-    const char* name;
-    std::string ntcode;
-    const char* mccs;
-    const char* both;
-  } cases[] = {
+  // Name; network code; MCCs; MCCs with MNCs, and subsets.
+  const char* const cases[][4] = {
       {"one", R"("1","310,410,FFFFFFFF,FFFFFFFF,02")", "310", "310410 / 02"},
       {"two digits", R"("02","262,01F,F,F,11","234,150,F,F,21")", "262,234",
        "26201,234150 / 11,21"},
@@ -210,22 +187,20 @@ TEST_F(MccLookupTest, ReadsTheListsOfANetworkCode) {
       {"one character", "\"", "", " / "},
       {"long fields", R"("1","3101234,410567,F,F,0299")", "310", "310410 / 02"},
       {"binary", "\"1\",\"\xFF\x01\x02,\x80\x81,F,F,\xFE", "\xFF\x01\x02",
-       "\xFF\x01\x02\x80\x81 / \xFE"},
-  };
+       "\xFF\x01\x02\x80\x81 / \xFE"}};
   for (const auto& [name, ntcode, mccs, both] : cases) {
     EXPECT_EQ(mccs, mcc_list(ntcode)) << name;
     EXPECT_EQ(both, both_lists(ntcode)) << name;
   }
   EXPECT_EQ("", mcc_list(std::string(2047, '"')));
   told();
-  mcc_list(cases[3].ntcode);
-  EXPECT_EQ(
-      "normal mcc: 310, mnc: 410\\n\nnormal mcc: 311, mnc: 480\\n\n"
-      "ntcode_count: 2, mcc-list: [310,311]\\n\n",
-      told());
-  both_lists(cases[3].ntcode);
+  mcc_list(cases[3][1]);
+  EXPECT_EQ(rows("normal mcc: 310, mnc: 410\\n | normal mcc: 311, mnc: 480\\n | "
+                 "ntcode_count: 2, mcc-list: [310,311]\\n"),
+            told());
+  both_lists(cases[3][1]);
   EXPECT_EQ("ntcode_count: 2, mccmnc-list: [310410,311480], subset-list: [02,03]\\n\n", told());
-  mcc_list(cases[7].ntcode);
+  mcc_list(cases[7][1]);
   EXPECT_EQ("qve_get_mcc_list: mcc or mnc is something wrong!!!\n", told());
 }
 

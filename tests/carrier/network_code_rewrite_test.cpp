@@ -6,12 +6,11 @@
 
 namespace {
 
-using fcx_test::CarrierTest;
 using virtual_phone::Access;
 using virtual_phone::Effect;
 using virtual_phone::Part;
 
-class NetworkCodeRewrite : public CarrierTest {
+class NetworkCodeRewrite : public fcx_test::CarrierTest {
  protected:
   static std::string stored() {
     char code[2048];

@@ -8,13 +8,9 @@
 
 namespace {
 
-using fcx_test::CarrierTest;
 using testing::HasSubstr;
-using virtual_phone::Access;
-using virtual_phone::Effect;
-using virtual_phone::Part;
 
-class SecureStart : public CarrierTest {
+class SecureStart : public fcx_test::CarrierTest {
  protected:
   /// An encrypted phone whose SIM's profile an earlier start has kept.
   SecureStart() {
@@ -57,6 +53,8 @@ restored property [persist.vendor.qve.sim.operator.sub]: [DTM_B]\n
   const std::string restored = part(story, "I Fcx: [QVE][SBP][ICCID] buffer");
   EXPECT_EQ(rows(kRestored), restored) << "and nothing is set up";
   EXPECT_EQ("DTM DTM_B DE", carrier());
+  EXPECT_EQ(1, count(story_of(qve_secure_sim_profile_from_iccid), "~sim.operator=DTM"));
+  EXPECT_EQ(1, count(story_of(qve_secure_startup_parse_iccid), "~iccid-mcc=262"));
 }
 
 TEST_F(SecureStart, SetsUpOnceTheFrameworkStarts) {
@@ -88,34 +86,16 @@ TEST_F(SecureStart, RestoresWhatIsPermitted) {
   }
 }
 
-TEST_F(SecureStart, WhatIsLeftOfTheSimBeforeIsNotRestored) {
-  insert_sim(kBritishIccid);
-  fault(Part::file, kKelpProp, Effect::fail, ENOSPC, Access::write);
-  for (const char* name : {"sim.operator", "sim.operator.sub", "sim.country"}) {
-    fault(Part::file, std::string("/mnt/vendor/persist-qv/property/persist.vendor.qve.") + name,
-          Effect::fail, ENOSPC, Access::write);
-  }
-  boot();
-  EXPECT_EQ("VFB VFB GB", carrier());
-}
-
 TEST_F(SecureStart, AStartIsPutOffOnlyWithoutACryptoState) {
-  const struct {
-    const char* state;
-    const char* type;
-    const char* decrypt;
-    int created;  ///< restoring threads
-    int passes;   ///< of set-up
-    int waits;
-  } cases[] = {
+  // State, type, decryption; restoring threads, passes of set-up, polls.
+  const std::tuple<const char*, const char*, const char*, int, int, int> cases[] = {
       {"", "", "trigger_restart_min_framework", 0, 0, 0},
       {"", "", "trigger_restart_min_framework.", 0, 1, 0},
       {"unencrypted", "", "trigger_restart_min_framework", 0, 1, 0},
       {"encrypted", "file", "trigger_restart_min_framework", 0, 1, 0},
       {"encrypted", "block", "trigger_restart_framework", 0, 1, 1},
       {"encrypted", "block", "trigger_restart_framework.", 0, 0, 12},
-      {"encrypted", "block", "trigger_restart_min_framework.", 1, 0, 12},
-  };
+      {"encrypted", "block", "trigger_restart_min_framework.", 1, 0, 12}};
   for (const auto& [state, type, decrypt, created, passes, waits] : cases) {
     SCOPED_TRACE(state + std::string(" ") + type + " " + decrypt);
     set_build_property("ro.crypto.state", state);

@@ -5,21 +5,13 @@
 
 namespace {
 
-using fcx_test::CarrierTest;
-using virtual_phone::Access;
-using virtual_phone::Effect;
-using virtual_phone::Part;
-
-class SetUp : public CarrierTest {};
+class SetUp : public fcx_test::CarrierTest {};
 
 TEST_F(SetUp, TheNetworkCodeDecidesWhatItCan) {
-  const struct {
-    const char* name;
-    const char* code;
-    const char* left;  ///< by earlier starts and the user interface
-    const char* told;  ///< between the network code's lists and the SIM
-  } cases[] = {
-      {"several MCCs", kTwoMccs, "",
+  // Name; network code; what earlier starts and the user interface left; what is told between the
+  // lists and the SIM.
+  const char* const cases[][4] = {
+      {"several MCCs", kTwoMccs, "first-boot=10",
        "MCC-list: 262,234, length: 7 | 2 More MCC-lists | ~first-mcc=FFF | ~first-mccmnc=FFFFF"},
       {"several, and a carrier", kTwoMccs, "sim.operator=DTM",
        "MCC-list: 262,234, length: 7 | 2 More MCC-lists | ~first-mcc=FFF | ~first-mccmnc=FFFFF | "
@@ -27,6 +19,7 @@ TEST_F(SetUp, TheNetworkCodeDecidesWhatItCan) {
       {"all operators", R"("1","FFF,FFF,FFFFFFFF,FFFFFFFF,FF")", "",
        "MCC-list: FFF, length: 3 | 2 More MCC-lists | ~first-mcc=FFF | ~first-mccmnc=FFFFF | "
        "~first-boot=1"},
+      {"none", "", "", "MCC-list: , length: 0 | DO Not have NT-CODE list!! | ~mcc-list="},
       {"settled by an earlier start", kTwoMccs, "first-boot=1", ""},
       {"rewritten since", kOneMcc, "first-boot=1 ntcode-changed=1",
        "NTCODE changed status | ~first-boot=0 | ~first-mcc=FFF | ~first-mccmnc=FFFFF | "
@@ -40,8 +33,7 @@ TEST_F(SetUp, TheNetworkCodeDecidesWhatItCan) {
        "CUST confirmed UI mccmnc: 23415 | ~first-boot=1 | ~first-mccmnc=23415 | ~first-mcc=234 | "
        "MCC-list: 262,234, length: 7 | 2 More MCC-lists"},
       {"confirmed too little", kTwoMccs, "first-boot=1 radio.first-mccmnc=2341", ""},
-      {"nothing confirmed", kTwoMccs, "first-boot=1 radio.first-mccmnc=FFFFF", ""},
-  };
+      {"nothing confirmed", kTwoMccs, "first-boot=1 radio.first-mccmnc=FFFFF", ""}};
   no_answer();
   for (const auto& [name, code, left, told] : cases) {
     set_network_code(code);
@@ -64,17 +56,12 @@ TEST_F(SetUp, OneMccNeedsNoSim) {
 
 TEST_F(SetUp, SeveralMccsWaitForTheCallingCodeOfTheSim) {
   set_network_code(kTwoMccs);
-  const struct {
-    const char* iccid;
-    const char* decision;
-    const char* mcc;
-  } cases[] = {
+  const char* const cases[][3] = {
       {"89330000000000000010", "FFF FFFFF 0 1", "208"},  // of none of these countries
       {"89888000000000000001", "FFF FFFFF 0 1", ""},     // of no country
       {kBritishIccid, "234 FFFFF 1 1", "234"},
       {kGermanIccid, "234 FFFFF 1 1", "262"},  // what is settled stays
-      {kGermanIccid, "234 FFFFF 1 0", "262"},
-  };
+      {kGermanIccid, "234 FFFFF 1 0", "262"}};
   for (const auto& [iccid, decided, mcc] : cases) {
     insert_sim(iccid);
     boot();
@@ -112,8 +99,13 @@ TEST_F(SetUp, InTestModeTheSimAndTheNetworkCodeAreVirtual) {
             part(story, "virtual ICCID", "searchMcc"))
       << "the same one counts as changed too";
   set_all("kelp.test.iccid=");
-  boot();
-  EXPECT_EQ(kBritishIccid, property("persist.vendor.qve.iccid"));
+  insert_late_sim(kBritishIccid, 1);
+  restart();
+  EXPECT_EQ(1, qve_single_binary_init());
+  set_all("kelp.test.enable=0");
+  EXPECT_EQ("virtual ICCID : 89441500000000000023\n",
+            part(story_of(qve_single_binary_init), "virtual ICCID", "SIM CHANGED!"))
+      << "for the whole of a start, and with the SIM's own where no other is set";
 }
 
 TEST_F(SetUp, AFirstStartWithAProfileGetsTheDefaultsOfTheBuild) {
@@ -121,19 +113,17 @@ TEST_F(SetUp, AFirstStartWithAProfileGetsTheDefaultsOfTheBuild) {
   set_build_property("ro.vendor.qve.kelp.default.iccid", "8999");
   set_build_property("ro.vendor.qve.kelp.default.country", "ZZ");
   place("/oem/OP/config/carrier_code.xml", kCarrierCodes);
-  const struct {
-    const char* product;
-    const char* slots;
-    const char* set;
-  } cases[] = {{"global_ca", "2", ""},
-               {"global_com", "1", "~sim.country=ZZ"},
-               {"global_com", "2", "~sim.country=ZZ | ~sim2.operator=DEF | ~sim2.country=ZZ"}};
+  const char* const cases[][3] = {
+      {"global_ca", "2", ""},
+      {"global_com", "1", "~sim.country=ZZ"},
+      {"global_com", "2", "~sim.country=ZZ | ~sim2.operator=DEF | ~sim2.country=ZZ"}};
   for (const auto& [product, slots, set] : cases) {
     set_build_property("ro.product.name", product);
     set_build_property("ro.boot.vendor.qve.sim_num", slots);
     const std::string story = boot_story();
     EXPECT_EQ(rows("Default Carrier DEF\\n | Default Iccid 8999\\n | Default Country ZZ\\n"),
-              part(story, "Default Carrier", "Default Timer"));
+              part(story, "Default Carrier", "Default Timer"))
+        << product;
     EXPECT_EQ(rows("qve_set_sap_default_property | ~sim.operator=DEF | ~iccid=8999 | "
                    "~last-iccid=8999") +
                   rows(set),
@@ -203,15 +193,6 @@ TEST_F(SetUp, AFirstStartThatWasInterruptedBeginsAnew) {
   EXPECT_EQ("FFF FFFFF 1 F", decision()) << "complete, but for the SIM";
   boot();  // the power was cut
   EXPECT_EQ("262 FFFFF 1 1", decision());
-}
-
-TEST_F(SetUp, ARefusedPropertyStopsNothing) {
-  set_network_code(kOneMcc);
-  insert_sim(kGermanIccid);
-  fault(Part::property, "persist.vendor.qve.first-mcc", Effect::fail, 0, Access::write);
-  boot();
-  EXPECT_EQ("(not set) 310410 1 1", decision());
-  EXPECT_EQ(2, count(told(), "persist.vendor.qve.first-mcc cannot be set\\n"));
 }
 
 }  // namespace

@@ -1,20 +1,13 @@
 // The SIM auto profile, and what the package has for its carrier: features and client identifiers.
-#include <sys/stat.h>
-
 #include "fcx/customisation.h"
 #include "fcx/single_binary.h"
 #include "tests/carrier/fixture.h"
 
 namespace {
 
-using fcx_test::CarrierTest;
-using testing::StartsWith;
-using virtual_phone::Effect;
-using virtual_phone::Part;
-
 namespace fs = std::filesystem;
 
-class SimProfile : public CarrierTest {};
+class SimProfile : public fcx_test::CarrierTest {};
 
 TEST_F(SimProfile, GivesItsCarrier) {
   use_package();
@@ -37,8 +30,8 @@ TEST_F(SimProfile, GivesItsCarrier) {
       content(kKelpProp));
   for (const auto& [name, value] :
        {std::pair{"sim.operator", "DTM"}, {"sim.operator.sub", "DTM_B"}, {"sim.country", "DE"}}) {
-    EXPECT_EQ(value, fcx_test::read_file(
-                         file("/mnt/vendor/persist-qv/property/persist.vendor.qve.").concat(name)));
+    const std::string cached = "/mnt/vendor/persist-qv/property/persist.vendor.qve.";
+    EXPECT_EQ(value, content((cached + name).c_str())) << name;
   }
 
   place("/oem/OP/EU/config/carrier_code.xml", "<profiles/>");
@@ -67,15 +60,11 @@ TEST_F(SimProfile, TheNewerCarrierCodesCount) {
     return "<profiles date=\"" + std::string(date) +
            "\"><profile iccid=\"89\" carrier_code_fast=\"" + carrier + "\"/></profiles>";
   };
-  const struct {
-    const char* stored_date;
-    const char* package_date;
-    const char* winner;
-  } cases[] = {
-      {"2020-06-02", "2020-06-01", "STORED"},  {"2020-06-01", "2020-06-01", "PACKAGE"},
-      {"2020-06-01", "2020-06-02", "PACKAGE"}, {"2020-06-020", "2020-06-01", "PACKAGE"},
-      {"2020-06-02", "", "PACKAGE"},
-  };
+  const char* const cases[][3] = {{"2020-06-02", "2020-06-01", "STORED"},
+                                  {"2020-06-01", "2020-06-01", "PACKAGE"},
+                                  {"2020-06-01", "2020-06-02", "PACKAGE"},
+                                  {"2020-06-020", "2020-06-01", "PACKAGE"},
+                                  {"2020-06-02", "", "PACKAGE"}};
   set_network_code(kTwoMccs);
   insert_sim(kGermanIccid);
   for (const bool is_overlay : {false, true}) {
@@ -87,7 +76,8 @@ TEST_F(SimProfile, TheNewerCarrierCodesCount) {
       place(root + "/config/carrier_code.xml", codes(package_date, "PACKAGE"));
       set_property("persist.vendor.qve.first-boot", "0");
       boot();
-      EXPECT_EQ(winner, property("persist.vendor.qve.sim.operator")) << stored_date << is_overlay;
+      SCOPED_TRACE(stored_date + std::string(is_overlay ? " overlay " : " ") + package_date);
+      EXPECT_EQ(winner, property("persist.vendor.qve.sim.operator"));
       EXPECT_EQ(codes(stored_date, "STORED"), content(kStoredCodes)) << "it stays";
     }
   }
@@ -124,7 +114,7 @@ TEST_F(SimProfile, ADeniedProfileLeavesTheDefaultCarrier) {
     set_property("persist.vendor.qve.sim.profile.permission", permission);
     boot();
     EXPECT_EQ("OPEN (not set) EU", carrier()) << permission;
-    EXPECT_EQ("(none)", content(kKelpProp));
+    EXPECT_EQ("(none)", content(kKelpProp)) << permission;
   }
   set_property("persist.vendor.qve.sim.profile.permission", "0");
   boot();
@@ -178,81 +168,23 @@ TEST_F(SimProfile, ACarrierThatTheNetworkCodeSettlesIsNoSims) {
   EXPECT_EQ("(none)", content(kKelpProp));
 }
 
-TEST_F(SimProfile, AProfileThatCannotBeKeptIsTriedAgainAndNoneOfAnotherSimIsReplayed) {
-  use_package();
-  set_network_code(kTwoMccs);
-  insert_sim(kGermanIccid);
-  boot();
-  insert_sim(kBritishIccid);
-  for (const auto& [effect, value] : {std::pair{Effect::shorter, 10}, {Effect::fail, EROFS}}) {
-    fault(Part::file, kKelpProp, effect, value);
-    boot();
-    EXPECT_EQ("VFB VFB GB", carrier());
-    EXPECT_EQ("(none)", content(kKelpProp));
-    EXPECT_EQ(kGermanIccid, property("persist.vendor.qve.last-iccid"));
-    clear_faults();
-  }
-  boot();
-  EXPECT_EQ(kBritishIccid, property("persist.vendor.qve.last-iccid"));
-  EXPECT_THAT(content(kKelpProp), StartsWith("persist.vendor.qve.sim.operator VFB\n"));
-}
-
-TEST_F(SimProfile, WhatCouldNotBeReadOrKeptIsTriedAgain) {
-  constexpr char kFeatures[] = R"(<features><carrier_property fast="VFB">
-    <string name="persist.vendor.qve.volte" value="1"/></carrier_property></features>)";
-  constexpr char kIds[] = R"(<client_ids><client_id fast="VFB">
-    <string name="ro.com.google.clientidbase" value="vfb"/></client_id></client_ids>)";
-  set_network_code(kTwoMccs);
-  for (const bool is_overlay : {false, true}) {
-    if (is_overlay) make_overlay_product();
-    const std::string root = is_overlay ? "/product/OP/EU" : "/oem/OP/EU";
-    use_package(root);
-    place(root + "/config/feature_code.xml", kFeatures);
-    place(root + "/config/client_id.xml", kIds);
-    for (const char* kept : {kPermProp, kFeatureProp}) fs::remove(file(kept));
-    insert_sim(kGermanIccid);
-    boot();
-    insert_sim(kBritishIccid);
-    // On an overlay its copy does not fit.
-    const std::string codes = is_overlay ? kStoredCodes : root + "/config/carrier_code.xml";
-    for (const std::string& lost : {codes, std::string(kFeatureProp)}) {
-      fault(Part::file, lost, Effect::shorter, 20);
-      boot();
-      EXPECT_EQ(kGermanIccid, property("persist.vendor.qve.last-iccid")) << lost;
-      clear_faults();
-    }
-    boot();
-    EXPECT_EQ(kBritishIccid, property("persist.vendor.qve.last-iccid"));
-    EXPECT_EQ("VFB VFB GB", carrier());
-    EXPECT_EQ("persist.vendor.qve.volte=1\n", content(kFeatureProp));
-  }
-}
-
 TEST_F(SimProfile, APackageThatIsBrokenLeavesTheDefaults) {
-  const std::string names(92, 'N');
+  const auto profile = [](const std::string& carrier) {
+    return R"(<profiles><profile iccid="89" carrier_code_fast=")" + carrier + "\"/></profiles>";
+  };
+  std::string many;
+  for (int i = 0; i < 999; ++i) many += "&a;";
   const std::pair<const char*, std::string> cases[] = {
-      {"empty", ""},
       {"cut", std::string(kCarrierCodes, 200)},
       {"binary", std::string(kCarrierCodes, 60) + '\0' + "\xFF\xFE"},
       {"another root", "<features><profile iccid=\"89\" carrier_code_fast=\"X\"/></features>"},
-      {"too long a name",
-       "<profiles><profile iccid=\"89\" carrier_code_fast=\"" + names + "\"/></profiles>"},
-      {"a line break",
-       "<profiles><profile iccid=\"89\" carrier_code_fast=\"X&#10;persist.vendor.x "
-       "Y\"/></profiles>"},
+      {"too long a name", profile(std::string(92, 'N'))},
+      {"a line break", profile("X&#10;persist.vendor.x Y")},
       {"an entity that is a file",
-       "<!DOCTYPE p [<!ENTITY e SYSTEM \"/proc/version\">]><profiles><profile iccid=\"89\" "
-       "carrier_code_fast=\"&e;\"/></profiles>"},
-      {"entities of entities",
-       "<!DOCTYPE p [<!ENTITY a \"" + std::string(9999, 'a') + "\"><!ENTITY b \"" +
-           [] {
-             std::string all;
-             for (int i = 0; i < 999; ++i) all += "&a;";
-             return all;
-           }() +
-           "\"><!ENTITY c \"&b;&b;&b;&b;&b;&b;&b;&b;&b;\">]><profiles><profile "
-           "iccid=\"&c;\"/></profiles>"},
-  };
+       "<!DOCTYPE p [<!ENTITY e SYSTEM \"/proc/version\">]>" + profile("&e;")},
+      {"entities of entities", "<!DOCTYPE p [<!ENTITY a \"" + std::string(9999, 'a') +
+                                   "\"><!ENTITY b \"" + many + "\"><!ENTITY c \"" +
+                                   "&b;&b;&b;&b;&b;&b;&b;&b;&b;\">]>" + profile("&c;")}};
   use_package();
   set_network_code(kTwoMccs);
   insert_sim(kGermanIccid);
@@ -265,22 +197,6 @@ TEST_F(SimProfile, APackageThatIsBrokenLeavesTheDefaults) {
     boot();
     EXPECT_EQ("262 FFFFF 1 1", decision()) << name;
     EXPECT_EQ("OPEN (not set) EU", carrier()) << name;
-  }
-}
-
-TEST_F(SimProfile, APipeInPlaceOfAFileStopsNothing) {
-  set_network_code(kTwoMccs);
-  insert_sim(kGermanIccid);
-  for (const bool is_overlay : {false, true}) {
-    if (is_overlay) make_overlay_product();
-    use_package(is_overlay ? "/product/OP/EU" : "/oem/OP/EU");
-    for (const char* path : {"/oem/OP/petname.xml", kKelpProp, kPermProp, kStoredCodes}) {
-      fs::remove(file(path));
-      ASSERT_EQ(0, mkfifo(file(path).c_str(), 0600));
-    }
-    set_property("persist.vendor.qve.first-boot", "0");
-    boot();
-    EXPECT_EQ("262 FFFFF 1 1", decision());
   }
 }
 

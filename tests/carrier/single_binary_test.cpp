@@ -8,8 +8,6 @@
 
 namespace {
 
-using fcx_test::CarrierTest;
-
 constexpr char kSingle[] = R"(Crypto status: , Crypto type: , Decrypt status: \n
 FRST status 2 | MTK chipset: 0 | Set Timer: 5000000
 Default Carrier OPEN\n | Default Iccid 89000000000000000000\n
@@ -88,21 +86,7 @@ qve_single_binary_init | ~sim.profile=fast | =ro.vendor.qve.sim.operator.use=tru
 ~sim.operator=NA1 | ~sim.country=US | ~sim.operator.sub=NA1_PRE | ~feature.hotspot=0
 )";
 
-/// Of a phone without a network code and a SIM, what is done once, and what ten times.
-constexpr char kBlankOnce[] = R"(BUILD: userdebug, DEBUG: 1 | Firstboot status: F, First mcc: 
-SBP Ver:  | TAMRA-ROOT: /oem/OP
-NAO: 0, GCID: 0, FASTPROFILE: 0, LATEPROFILE: 0
-~sim.profile=none | =ro.vendor.qve.sim.operator.use=false | USE SIM PROFILE: none
-SETUP default setting | ~first-mcc=FFF | ~first-boot=0 | ~mcc-list=FFF | ~sim-changed=F
-~mcc-list= | NTCODE MCC: , MCCMNC: 
-MCC-list: , length: 0 | DO Not have NT-CODE list!! | ~mcc-list=
-Saved ICCID: 89000000000000000000 | Size: 20
-)";
-constexpr char kBlankAgain[] = R"((asks) | buffer: NO SIM ERROR, length: 12
-Inserted SIM-ICCID: NO SIM ERROR | No SIM! | ~sim-changed=2
-)";
-
-class SingleBinary : public CarrierTest {
+class SingleBinary : public fcx_test::CarrierTest {
  protected:
   static std::string europe(bool is_overlay) {
     std::string story;
@@ -123,12 +107,6 @@ TEST_F(SingleBinary, AStartOfOneCarrier) { EXPECT_EQ(rows(kSingle), start_of("si
 TEST_F(SingleBinary, AStartOfSeveralCountries) { EXPECT_EQ(europe(false), start_of("open")); }
 TEST_F(SingleBinary, AStartOnAnOverlay) { EXPECT_EQ(europe(true), start_of("overlay")); }
 TEST_F(SingleBinary, AStartOfAUserBuildWithMtk) { EXPECT_EQ(rows(kMtk), start_of("mtk")); }
-
-TEST_F(SingleBinary, AStartOfAPhoneThatNothingIsKnownOf) {
-  std::string expected = "qve_single_binary_init\n" + rows(kBlankOnce) + rows(kBlankAgain);
-  for (int i = 1; i < 10; ++i) expected += "qve_single_binary_init\n" + rows(kBlankAgain);
-  EXPECT_EQ(expected, part(start_of("blank"), "qve_single_binary_init")) << "five seconds";
-}
 
 TEST_F(SingleBinary, TheFirstFiveSecondsOfAMediaTekChipsetAreWaitedOut) {
   make_mtk();

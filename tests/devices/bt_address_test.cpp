@@ -57,7 +57,7 @@ TEST_F(BtAddress, OnlyAWholeAddressIsStored) {
   for (const auto& [effect, value] : {std::pair{Effect::fail, -1}, {Effect::returns, 1}}) {
     fault(Part::item, "8", effect, value);
     EXPECT_EQ(1, handle_testmode_bt_write_request("112233445566"))
-        << "any return but 0 is a failure";
+        << "any return but 0 is a failure: " << value;
     clear_faults();
   }
 }

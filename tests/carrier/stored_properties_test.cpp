@@ -1,0 +1,134 @@
+// What cannot be kept, or read, at once.
+#include <sys/stat.h>
+
+#include "fcx/single_binary.h"
+#include "tests/carrier/fixture.h"
+
+namespace {
+
+using testing::AllOf;
+using testing::EndsWith;
+using testing::StartsWith;
+using virtual_phone::Access;
+using virtual_phone::Effect;
+using virtual_phone::Part;
+
+namespace fs = std::filesystem;
+
+class StoredProperties : public fcx_test::CarrierTest {};
+
+TEST_F(StoredProperties, AProfileThatCannotBeKeptIsTriedAgainAndNoneOfAnotherSimIsReplayed) {
+  use_package();
+  set_network_code(kTwoMccs);
+  insert_sim(kGermanIccid);
+  boot();
+  insert_sim(kBritishIccid);
+  for (const auto& [effect, value] : {std::pair{Effect::shorter, 10}, {Effect::fail, EROFS}}) {
+    SCOPED_TRACE(value);
+    fault(Part::file, kKelpProp, effect, value);
+    boot();
+    EXPECT_EQ("VFB VFB GB", carrier());
+    EXPECT_EQ("(none)", content(kKelpProp));
+    EXPECT_EQ(kGermanIccid, property("persist.vendor.qve.last-iccid"));
+    clear_faults();
+  }
+  boot();
+  EXPECT_EQ(kBritishIccid, property("persist.vendor.qve.last-iccid"));
+  EXPECT_THAT(content(kKelpProp), StartsWith("persist.vendor.qve.sim.operator VFB\n"));
+}
+
+TEST_F(StoredProperties, WhatCouldNotBeReadOrKeptIsTriedAgain) {
+  constexpr char kFeatures[] = R"(<features><carrier_property fast="VFB">
+    <string name="persist.vendor.qve.volte" value="1"/></carrier_property></features>)";
+  constexpr char kIds[] = R"(<client_ids><client_id fast="VFB">
+    <string name="ro.com.google.clientidbase" value="vfb"/></client_id></client_ids>)";
+  set_network_code(kTwoMccs);
+  for (const bool is_overlay : {false, true}) {
+    SCOPED_TRACE(is_overlay ? "overlay" : "direct");
+    if (is_overlay) make_overlay_product();
+    const std::string root = is_overlay ? "/product/OP/EU" : "/oem/OP/EU";
+    use_package(root);
+    place(root + "/config/feature_code.xml", kFeatures);
+    place(root + "/config/client_id.xml", kIds);
+    for (const char* kept : {kPermProp, kFeatureProp}) fs::remove(file(kept));
+    insert_sim(kGermanIccid);
+    boot();
+    insert_sim(kBritishIccid);
+    // On an overlay its copy does not fit.
+    const std::string codes = is_overlay ? kStoredCodes : root + "/config/carrier_code.xml";
+    for (const std::string& lost : {codes, std::string(kFeatureProp)}) {
+      fault(Part::file, lost, Effect::shorter, 20);
+      boot();
+      EXPECT_EQ(kGermanIccid, property("persist.vendor.qve.last-iccid")) << lost;
+      clear_faults();
+    }
+    boot();
+    EXPECT_EQ(kBritishIccid, property("persist.vendor.qve.last-iccid"));
+    EXPECT_EQ("VFB VFB GB", carrier());
+    EXPECT_EQ("persist.vendor.qve.volte=1\n", content(kFeatureProp));
+  }
+}
+
+TEST_F(StoredProperties, APipeInPlaceOfAFileStopsNothing) {
+  set_network_code(kTwoMccs);
+  insert_sim(kGermanIccid);
+  for (const bool is_overlay : {false, true}) {
+    if (is_overlay) make_overlay_product();
+    use_package(is_overlay ? "/product/OP/EU" : "/oem/OP/EU");
+    for (const char* path : {"/oem/OP/petname.xml", kKelpProp, kPermProp, kStoredCodes}) {
+      fs::remove(file(path));
+      ASSERT_EQ(0, mkfifo(file(path).c_str(), 0600)) << path;
+    }
+    set_property("persist.vendor.qve.first-boot", "0");
+    boot();
+    EXPECT_EQ("262 FFFFF 1 1", decision()) << is_overlay;
+  }
+}
+
+TEST_F(StoredProperties, WhatIsLeftOfTheSimBeforeIsNotRestored) {
+  use_package();
+  set_network_code(kTwoMccs);
+  insert_sim(kGermanIccid);
+  boot();
+  set_build_property("ro.crypto.state", "encrypted");
+  set_build_property("vold.decrypt", "trigger_restart_min_framework");
+  insert_sim(kBritishIccid);
+  fault(Part::file, kKelpProp, Effect::fail, ENOSPC, Access::write);
+  const std::string cached = "/mnt/vendor/persist-qv/property/persist.vendor.qve.sim.";
+  for (const char* name : {"operator", "operator.sub", "country"}) {
+    fault(Part::file, cached + name, Effect::fail, ENOSPC, Access::write);
+  }
+  boot();
+  EXPECT_EQ("VFB VFB GB", carrier());
+}
+
+TEST_F(StoredProperties, WhatCannotBeReplacedInTheCacheStays) {
+  constexpr char kDirectory[] = "/mnt/vendor/persist-qv/property";
+  const std::string path = kDirectory + std::string("/any");
+  qve_write_property_persist_cache("any", "DTM");
+  fault(Part::file, path, Effect::shorter, 1, Access::write);
+  qve_write_property_persist_cache("any", "VFB");
+  EXPECT_THAT(told(), AllOf(StartsWith("Unable to write cache property to temp file "
+                                       "/mnt/vendor/persist-qv/property/.temp."),
+                            EndsWith(" errno: 28\\n\n")));
+  EXPECT_EQ("DTM", content(path.c_str()));
+  fs::create_directory(file("/mnt/vendor/persist-qv/property/folder"));
+  qve_write_property_persist_cache("folder", "VFB");
+  EXPECT_THAT(told(), AllOf(StartsWith("Unable to rename cache property file "
+                                       "/mnt/vendor/persist-qv/property/.temp."),
+                            EndsWith(" to /mnt/vendor/persist-qv/property/folder\\n\n")));
+  char value[92];
+  EXPECT_EQ(1, qve_read_property_persist_cache("folder", value));
+  EXPECT_EQ(2, std::distance(fs::directory_iterator(file(kDirectory)), {})) << "no temporary file";
+}
+
+TEST_F(StoredProperties, ARefusedPropertyStopsNothing) {
+  set_network_code(kOneMcc);
+  insert_sim(kGermanIccid);
+  fault(Part::property, "persist.vendor.qve.first-mcc", Effect::fail, 0, Access::write);
+  boot();
+  EXPECT_EQ("(not set) 310410 1 1", decision());
+  EXPECT_EQ(2, count(told(), "persist.vendor.qve.first-mcc cannot be set\\n"));
+}
+
+}  // namespace
