@@ -4,10 +4,7 @@
 
 namespace {
 
-/// Outside the item table: no command and no accessor names it.
-constexpr fcx::FactoryItem kNetworkCodeItem{
-    421,          fcx::kLongestItem, fcx::Encoding::text, fcx::Privacy::open,
-    "get_ntcode", "set_ntcode",      "network-code list"};
+constexpr const fcx::FactoryItem& kNetworkCodeItem = fcx::factory_item<fcx::item::network_code>();
 
 }  // namespace
 

@@ -81,8 +81,8 @@ struct Identity {
   void (*check)();
 };
 constexpr Identity kIdentities[] = {
-    {"IMEI", fcx::request::read_imei, 13, imei_check_on_boot},
-    {"MEID", fcx::request::read_meid, 207, meid_check_on_boot},
+    {"IMEI", fcx::request::read_imei, fcx::item::imei, imei_check_on_boot},
+    {"MEID", fcx::request::read_meid, fcx::item::meid, meid_check_on_boot},
 };
 
 /// Lets the library check one identity. @return what came of it

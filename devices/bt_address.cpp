@@ -12,7 +12,7 @@
 
 namespace {
 
-constexpr const fcx::FactoryItem& kItem = fcx::factory_item<8>();
+constexpr const fcx::FactoryItem& kItem = fcx::factory_item<fcx::item::bt_address>();
 constexpr int kNoDigit = -1;
 
 int digit_value(char c) {

@@ -60,17 +60,17 @@ int ram_memory_size() {
 }
 
 int qve_factory_sku_read(char* sku) {
-  constexpr const fcx::FactoryItem& item = fcx::factory_item<420>();
+  constexpr const fcx::FactoryItem& item = fcx::factory_item<fcx::item::sku>();
   return sku != nullptr && fcx::read_item(item, sku, item.length + 1) >= 0 ? 0 : -1;
 }
 
 int qve_factory_serial_number_read(char* serial) {
-  constexpr const fcx::FactoryItem& item = fcx::factory_item<9>();
+  constexpr const fcx::FactoryItem& item = fcx::factory_item<fcx::item::serial_number>();
   return serial != nullptr && fcx::read_item(item, serial, item.length + 1) >= 0 ? 0 : -1;
 }
 
 int qve_factory_serial_number_write(const char* serial) {
-  constexpr const fcx::FactoryItem& item = fcx::factory_item<9>();
+  constexpr const fcx::FactoryItem& item = fcx::factory_item<fcx::item::serial_number>();
   if (serial == nullptr) return -1;
   return fcx::write_item(item, fcx::bounded_text(serial, item.length)) >= 0 ? 0 : -1;
 }

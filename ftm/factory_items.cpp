@@ -15,6 +15,7 @@ namespace {
 using fcx::factory_item;
 using fcx::FactoryItem;
 using fcx::kLongestItem;
+namespace item = fcx::item;
 
 constexpr char kFactoryStatusProperty[] = "persist.vendor.qve.factory.status";
 constexpr char kAgreeFactoryFile[] = "/mnt/vendor/persist-qv/agree_factory";
@@ -121,7 +122,8 @@ int write_item(const FactoryItem& item, std::string_view text) {
 #define WRITER_own(index, name)
 #define WRITER_handler(index, name)
 #define WRITER_none(index, name)
-#define FCX_ITEM(index, length, encoding, privacy, reading, reader, writing, writer, meaning) \
+#define FCX_ITEM(index, name, length, encoding, privacy, reading, reader, writing, writer, \
+                 meaning)                                                                  \
   READER_##reading(index, reader) WRITER_##writing(index, writer)
 #include "fcx/factory_items.def"
 #undef FCX_ITEM
@@ -133,8 +135,8 @@ int init_factory_item() {
 }
 
 int get_suffix_item(char* buffer) {
-  fcx::TextBuffer<factory_item<73>().length> suffix;
-  const int result = read_whole(factory_item<73>(), suffix.data());
+  fcx::TextBuffer<factory_item<item::suffix>().length> suffix;
+  const int result = read_whole(factory_item<item::suffix>(), suffix.data());
   DOMAIN_INFO("Get SUFFIX : %s", suffix.c_str());
   if (buffer == nullptr || result != 0) return -1;
   memcpy(buffer, suffix.data(), suffix.capacity());
@@ -144,27 +146,30 @@ int get_suffix_item(char* buffer) {
 int set_suffix_item(const char* text) {
   if (text == nullptr) return -1;
   DOMAIN_INFO("Set SUFFIX : %s", text);
-  return write_text(factory_item<73>(), text);
+  return write_text(factory_item<item::suffix>(), text);
 }
 
 int set_saatresult(const char* text) {
-  if (text == nullptr || clear(factory_item<212>()) != 0) return -1;
-  return write_text(factory_item<212>(), text);
+  if (text == nullptr || clear(factory_item<item::saat_result>()) != 0) return -1;
+  return write_text(factory_item<item::saat_result>(), text);
 }
 
 int set_midauto_result(const char* text) {
-  if (text == nullptr || clear(factory_item<251>()) != 0) return -1;
-  return write_text(factory_item<251>(), text);
+  if (text == nullptr || clear(factory_item<item::midauto_result>()) != 0) return -1;
+  return write_text(factory_item<item::midauto_result>(), text);
 }
 
 int get_midauto_crc_list(char* buffer) {
   // Not status_of(): a positive return is a failure here, and only here, on purpose.
-  return fcx::read_item(factory_item<253>(), buffer, factory_item<253>().length) != 0 ? -1 : 0;
+  return fcx::read_item(factory_item<item::midauto_crc_list>(), buffer,
+                        factory_item<item::midauto_crc_list>().length) != 0
+             ? -1
+             : 0;
 }
 
 int set_midauto_crc_list(const char* bytes) {
-  if (bytes == nullptr || clear(factory_item<253>()) != 0) return -1;
-  return write_whole(factory_item<253>(), bytes);
+  if (bytes == nullptr || clear(factory_item<item::midauto_crc_list>()) != 0) return -1;
+  return write_whole(factory_item<item::midauto_crc_list>(), bytes);
 }
 
 int set_factory_status(int status) {
@@ -175,8 +180,8 @@ int set_factory_status(int status) {
   }
   DOMAIN_INFO("set_factory_status:[%d] \n", status);
   if (status == 3) remove_agree_factory_file();
-  if (write_flag(2, status) != 0) {
-    DOMAIN_INFO("Set ftm Error! Item : %d", 2);
+  if (write_flag(item::factory_status, status) != 0) {
+    DOMAIN_INFO("Set ftm Error! Item : %d", item::factory_status);
     return -1;
   }
   set_frst_trace(status);
@@ -184,7 +189,7 @@ int set_factory_status(int status) {
 }
 
 int get_frst_trace(char* buffer) {
-  if (read_whole(factory_item<79>(), buffer) != 0) {
+  if (read_whole(factory_item<item::frst_trace>(), buffer) != 0) {
     DOMAIN_INFO("get ftm Error!");
     return -1;
   }
@@ -196,16 +201,16 @@ int set_frst_trace(int status) {
   constexpr size_t kFullTrace = kLongestItem - 1;
   fcx::TextBuffer<kLongestItem> trace;
   // A trace that cannot be read counts as empty.
-  static_cast<void>(read_whole(factory_item<79>(), trace.data()));
+  static_cast<void>(read_whole(factory_item<item::frst_trace>(), trace.data()));
   size_t length = trace.view().size();
   if (length >= kFullTrace) {
     DOMAIN_INFO("Full QVFTM_FRST_TRACE, initialize this item");
     length = 0;
   }
   trace.data()[length] = first_digit(status);
-  // Nothing behind the trace is kept: it would become part of it.
+  // Nothing after the trace is kept: it would become part of it.
   memset(trace.data() + length + 1, 0, kLongestItem - length - 1);
-  if (write_whole(factory_item<79>(), trace.c_str()) != 0) {
+  if (write_whole(factory_item<item::frst_trace>(), trace.c_str()) != 0) {
     DOMAIN_INFO("Set ftm Error! Item : %s", "QVFTM_FRST_TRACE");
     return -1;
   }
@@ -215,8 +220,8 @@ int set_frst_trace(int status) {
 
 int get_crcwizard(char* buffer) {
   DOMAIN_INFO("CWCWIZARD get_crcwizard pass\n");
-  fcx::TextBuffer<factory_item<49>().length> digit;
-  const int result = read_whole(factory_item<49>(), digit.data());
+  fcx::TextBuffer<factory_item<item::crc_wizard>().length> digit;
+  const int result = read_whole(factory_item<item::crc_wizard>(), digit.data());
   DOMAIN_INFO("CWCWIZARD get_crcwizard(%s)\n", digit.c_str());
   if (buffer == nullptr || result != 0) return -1;
   buffer[0] = digit.c_str()[0];
@@ -226,23 +231,23 @@ int get_crcwizard(char* buffer) {
 int set_crcwizard(int value) {
   const char digit[] = {first_digit(value), '\0'};
   DOMAIN_INFO("CWCWIZARD set_crcwizard(%s)\n", digit);
-  return write_whole(factory_item<49>(), digit);
+  return write_whole(factory_item<item::crc_wizard>(), digit);
 }
 
 int set_workfrstmodeon_status(int on) {
   DOMAIN_INFO("set_workfrstmodeon_status:[%d] \n", on);
-  return write_flag(40, on);
+  return write_flag(item::workfrstmodeon, on);
 }
 
 int set_lcd_break_mode(int mode) {
   DOMAIN_INFO("set_lcd_break_status:[%d] \n", mode);
-  return write_flag(101, mode);
+  return write_flag(item::lcd_break_mode, mode);
 }
 
 int get_string_ftm_by_index(int index, char* buffer) {
   if (buffer == nullptr) return -1;
   const FactoryItem any{
-      index, kLongestItem, fcx::Encoding::bytes, fcx::Privacy::open, nullptr, nullptr, ""};
+      index, "", kLongestItem, fcx::Encoding::bytes, fcx::Privacy::open, nullptr, nullptr, ""};
   return read_whole(any, buffer);
 }
 

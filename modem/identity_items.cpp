@@ -58,14 +58,14 @@ void mirror(std::string_view answer) {
 /// Stores as many zeros as the serial number has characters, at least one.
 void reset_serial_number() {
   constexpr std::string_view kZeros = "000000000000";
-  constexpr size_t kLongest = fcx::factory_item<9>().length;
+  constexpr size_t kLongest = fcx::factory_item<fcx::item::serial_number>().length;
   static_assert(kZeros.size() == kLongest);
   fcx::TextBuffer<kLongest> serial;
   static_cast<void>(qve_factory_serial_number_read(serial.data()));  // unreadable: none
   const size_t length = std::max<size_t>(serial.view().size(), 1);
   const fcx::TextBuffer<kLongest> zeros(kZeros.substr(0, length));
   if (qve_factory_serial_number_write(zeros.c_str()) != 0) {
-    DOMAIN_ERROR("item %d cannot be written\n", 9);
+    DOMAIN_ERROR("item %d cannot be written\n", fcx::item::serial_number);
   }
 }
 
@@ -123,7 +123,7 @@ unsigned int read_qve_pesn(char* answer, int* answer_len) {
 unsigned int write_qve_imei(int opcode, char* data, short len, char* answer, int* answer_len) {
   if (data == nullptr || answer == nullptr) return QVCMD_FAIL;
   // Kept before it is sent: the caller may have the answer written over it.
-  std::array<char, fcx::factory_item<13>().length> sent{};
+  std::array<char, fcx::factory_item<fcx::item::imei>().length> sent{};
   const std::string_view imei(data, static_cast<size_t>(std::max<short>(len, 0)));
   imei.copy(sent.data(), sent.size());
   int length = 0;
@@ -135,8 +135,8 @@ unsigned int write_qve_imei(int opcode, char* data, short len, char* answer, int
   }
   if (opcode != fcx::request::write_imei || !begins_with(answer, answered, kImeiWritten)) return 0;
   DOMAIN_INFO("**SET FTM_ITEM - IMEI**\n");
-  if (fcx::write_item(fcx::factory_item<13>(), {sent.data(), sent.size()}) < 0) {
-    DOMAIN_ERROR("item %d cannot be written\n", 13);
+  if (fcx::write_item(fcx::factory_item<fcx::item::imei>(), {sent.data(), sent.size()}) < 0) {
+    DOMAIN_ERROR("item %d cannot be written\n", fcx::item::imei);
   }
   return 0;
 }
@@ -201,7 +201,7 @@ int read_pid(char* out) {
   }
   if (code == fcx::kNotSupported) {
     DOMAIN_INFO("read_pid: NOT SUPPORTED");
-    fcx::TextBuffer<fcx::factory_item<4>().length> pid;
+    fcx::TextBuffer<fcx::factory_item<fcx::item::pid>().length> pid;
     if (get_pid(pid.data()) != 0) {
       DOMAIN_ERROR("Cannot get pid in FTM.\n");
       return QVCMD_FAIL;
@@ -243,7 +243,7 @@ void imei_check_on_boot() {
     DOMAIN_INFO("Cannot get imei from nv. %d\n", code);
     return;
   }
-  mirror<13>(answer.bytes());
+  mirror<fcx::item::imei>(answer.bytes());
 }
 
 void meid_check_on_boot() {
@@ -252,5 +252,5 @@ void meid_check_on_boot() {
     DOMAIN_INFO("Cannot get meid from nv. %d\n", code);
     return;
   }
-  mirror<207>(answer.bytes());
+  mirror<fcx::item::meid>(answer.bytes());
 }

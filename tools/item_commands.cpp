@@ -81,7 +81,9 @@ Json item_json(int number, std::string_view bytes, bool full) {
   const fcx::FactoryItem* item = fcx::find_factory_item(number);
   const bool hide = !full && item != nullptr && item->privacy == fcx::Privacy::identity;
   const std::string value = value_text(item, bytes);
-  Json object = {{"index", number}, {"accessors", Json::array()}};
+  Json object = {{"index", number},
+                 {"name", item == nullptr ? Json() : Json(item->name)},
+                 {"accessors", Json::array()}};
   if (item != nullptr) {
     for (const char* accessor : {item->reader, item->writer}) {
       if (accessor != nullptr) object["accessors"].push_back(accessor);
@@ -105,13 +107,13 @@ void list_items(const Invocation& invocation, bool full) {
   auto written = vp::written_items(phone);
   for (const fcx::FactoryItem& item : fcx::kFactoryItems) written.emplace(item.index, "");
   Json list = Json::array();
-  TextTable table({"INDEX", "ACCESSOR", "ENCODING", "VALUE", "MEANING"});
+  TextTable table({"INDEX", "NAME", "ACCESSOR", "ENCODING", "VALUE", "MEANING"});
   for (const auto& entry : written) {
     const fcx::FactoryItem* item = fcx::find_factory_item(entry.first);
     const Json object = item_json(entry.first, read_item(phone, entry.first), full);
     list.push_back(object);
-    table.add({std::to_string(entry.first), accessor_names(item), encoding_name(item),
-               object["value"], object["meaning"]});
+    table.add({std::to_string(entry.first), item == nullptr ? "-" : item->name,
+               accessor_names(item), encoding_name(item), object["value"], object["meaning"]});
   }
   if (invocation.json) return print({{"items", list}});
   table.print();
@@ -122,6 +124,7 @@ void print_item(const Invocation& invocation, vp::Phone& phone, int number) {
   if (invocation.json) return print(object);
   const fcx::FactoryItem* item = fcx::find_factory_item(number);
   printf("item      %d\n", number);
+  if (item != nullptr) printf("name      %s\n", item->name);
   printf("accessor  %s\n", accessor_names(item).c_str());
   printf("encoding  %s, %zu bytes\n", encoding_name(item), object["length"].get<size_t>());
   printf("value     %s\n", object["value"].get<std::string>().c_str());
@@ -135,7 +138,7 @@ void add_item(Verb& tool, Invocation& invocation) {
       add_command(tool, "item", "Look at the factory items, and change them",
                   "  fcx item list                 all items, identities shown in part\n"
                   "  fcx item get 2                one item, whole\n"
-                  "  fcx item get serial_number    by the name of its accessor\n"
+                  "  fcx item get serial_number    by its name, or by an accessor's\n"
                   "  fcx item set 2 hex:03         bytes\n"
                   "  fcx item set 9 QV2006A00999   text; what is left of the item is zeroed",
                   {});
@@ -151,7 +154,7 @@ void add_item(Verb& tool, Invocation& invocation) {
     const int number = item_number(*word);
     print_item(invocation, invocation.open_phone(), number);
   });
-  get.add_option("item", *word, "Its number, or an accessor's name").required();
+  get.add_option("item", *word, "Its number, its name, or an accessor's").required();
 
   auto value = std::make_shared<std::string>();
   Verb& set = add_command(group, "set", "Write one item", "", [&invocation, word, value] {
@@ -161,7 +164,7 @@ void add_item(Verb& tool, Invocation& invocation) {
     vp::write_item(phone, number, bytes);
     print_item(invocation, phone, number);
   });
-  set.add_option("item", *word, "Its number, or an accessor's name").required();
+  set.add_option("item", *word, "Its number, its name, or an accessor's").required();
   set.add_option("value", *value, "hex:BYTES, a number for a flag byte, else text").required();
 }
 

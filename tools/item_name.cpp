@@ -13,6 +13,10 @@ int item_number(const std::string& word) {
   }
   std::vector<std::string> names;
   for (const fcx::FactoryItem& item : fcx::kFactoryItems) {
+    if (word == item.name) return item.index;
+    names.push_back(item.name);
+  }
+  for (const fcx::FactoryItem& item : fcx::kFactoryItems) {
     for (const char* accessor : {item.reader, item.writer}) {
       if (accessor == nullptr) continue;
       const std::string name = accessor;

@@ -5,8 +5,8 @@
 
 namespace cli {
 
-/// The item that `word` stands for: its number, or the name of one of its accessors with or without
-/// "get_", "set_" and "handle_". Throws UsageError.
+/// The item that `word` stands for: its number, its name, or the name of one of its accessors with
+/// or without "get_", "set_" and "handle_". Throws UsageError.
 int item_number(const std::string& word);
 
 }  // namespace cli

@@ -10,8 +10,20 @@ namespace fcx {
 enum class Encoding { flag_byte, digit_byte, text, bytes };
 enum class Privacy { open, identity };
 
+/// The items' numbers by their names: item::imei.
+namespace item {
+
+#define FCX_ITEM(index, name, length, encoding, privacy, reading, reader, writing, writer, \
+                 meaning)                                                                  \
+  constexpr int name = index;
+#include "fcx/factory_items.def"
+#undef FCX_ITEM
+
+}  // namespace item
+
 struct FactoryItem {
   int index;
+  const char* name;
   size_t length;  ///< bytes
   Encoding encoding;
   Privacy privacy;
@@ -30,13 +42,15 @@ constexpr size_t kLongestItem = 2048;
 #define FCX_ITEM_NAME_own(name) #name
 #define FCX_ITEM_NAME_handler(name) #name
 #define FCX_ITEM_NAME_none(name) nullptr
-#define FCX_ITEM(index, length, encoding, privacy, reading, reader, writing, writer, meaning) \
-  {index,                                                                                     \
-   length,                                                                                    \
-   Encoding::encoding,                                                                        \
-   Privacy::privacy,                                                                          \
-   FCX_ITEM_NAME_##reading(reader),                                                           \
-   FCX_ITEM_NAME_##writing(writer),                                                           \
+#define FCX_ITEM(index, name, length, encoding, privacy, reading, reader, writing, writer, \
+                 meaning)                                                                  \
+  {index,                                                                                  \
+   #name,                                                                                  \
+   length,                                                                                 \
+   Encoding::encoding,                                                                     \
+   Privacy::privacy,                                                                       \
+   FCX_ITEM_NAME_##reading(reader),                                                        \
+   FCX_ITEM_NAME_##writing(writer),                                                        \
    meaning},
 
 /// All items, by ascending index.

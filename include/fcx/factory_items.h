@@ -12,14 +12,14 @@ namespace fcx {
 
 #pragma GCC visibility push(default)
 
-/// Reads an item into `buffer`, which is zero-filled behind it.
+/// Reads an item into `buffer`, which is zero-filled after it.
 /// @param buffer `size` bytes, no fewer than the item has; untouched when the read fails
 /// @return what get_ftm_item() returned: negative when it failed; -1 also for a buffer too small
-int read_item(const FactoryItem& item, char* buffer, size_t size);
+[[nodiscard]] int read_item(const FactoryItem& item, char* buffer, size_t size);
 
-/// Writes an item as text: cut at the item's length, zero-filled behind a shorter one.
+/// Writes an item as text: cut at the item's length, zero-filled after a shorter one.
 /// @return what set_ftm_item() returned: negative when it failed
-int write_item(const FactoryItem& item, std::string_view text);
+[[nodiscard]] int write_item(const FactoryItem& item, std::string_view text);
 
 #pragma GCC visibility pop
 
@@ -61,7 +61,7 @@ int set_ship_mode_status(int on);
 int get_copy_preload_status();
 int set_copy_preload_status(int done);
 
-// Text. A getter fills the caller's buffer of at least the item's length (given behind it) with the
+// Text. A getter fills the caller's buffer of at least the item's length (given beside it) with the
 // whole item: text that is shorter is followed by zero bytes, text of the full length has no NUL. A
 // setter takes NUL-terminated text, stores at most the item's length and zeroes the rest. Both
 // return 0, or -1 when the store fails or the pointer is null; the buffer, or the item, is then

@@ -12,7 +12,7 @@ for name in $names; do
 done
 # And the other way round: the entry, and every accessor that the item table names, can be called.
 accessors=$(sed -nE 's/^FCX_ITEM\(//p' "$headers/factory_items.def" |
-  awk -F', *' '{for (i = 5; i < 9; i += 2) if ($i ~ /^(flag|text|raw|own) *$/) print $(i + 1)}')
+  awk -F', *' '{for (i = 6; i < 10; i += 2) if ($i ~ /^(flag|text|raw|own) *$/) print $(i + 1)}')
 [ -n "$accessors" ] || { echo "no accessor found in the item table"; exit 1; }
 for accessor in service_handler $accessors; do
   grep -qx "$accessor" <<<"$names" || { echo "declared but not shown: $accessor"; hidden=1; }

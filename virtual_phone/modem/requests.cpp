@@ -3,6 +3,7 @@
 #include <array>
 #include <cerrno>
 
+#include "fcx/factory_item_table.h"
 #include "modem/link/requests.h"
 #include "virtual_phone/core/clock.h"
 #include "virtual_phone/core/events.h"
@@ -18,7 +19,6 @@ namespace {
 namespace request = fcx::request;
 
 constexpr int64_t kResetUs = 5'000'000;
-constexpr int kNetworkCodeItem = 421;
 constexpr size_t kChunk = 255;
 constexpr size_t kLargestArea = 64 << 10;
 constexpr size_t kNvPacket = 132;
@@ -147,7 +147,7 @@ ModemAnswer begin_bulk(const Call& call) {
 }
 
 ModemAnswer read_ntcode(const Call& call) {
-  const std::string item = read_items(call.phone, kNetworkCodeItem, kItemBlock);
+  const std::string item = read_items(call.phone, fcx::item::network_code, kItemBlock);
   return with_run(call.phone, [&](Run& run) {
     run.area = text_of(item);
     run.position = 0;

@@ -2,12 +2,14 @@
 
 #include <algorithm>
 
+#include "fcx/factory_item_table.h"
 #include "virtual_phone/profiles/packages.h"
 
 namespace virtual_phone {
 namespace {
 
 using std::string_view_literals::operator""sv;
+namespace item = fcx::item;
 
 constexpr char kMemoryInfo[] =
     "MemTotal:        3809036 kB\n"
@@ -55,31 +57,31 @@ Profile blank() {
 // What the factory has written, apart from the carriers.
 
 const std::vector<ProfileItem> kFactoryItems = {
-    {2, "\x02"sv},
-    {4, "QV100AAAAAA0012345"sv},
-    {9, "QV2006A00123"sv},
-    {13, "490154203237518"sv},
-    {14, "QV100AT-00-V10a-OPEN-EU-JUN-01-2020+0"sv},
-    {15, "QV100AT-00-V10a-OPEN-EU-JUN-01-2020+0"sv},
-    {18, "006QVAB000123"sv},
-    {19, "20200601"sv},
-    {31, "QV100AT-00-V10a-FIXED"sv},
-    {32, "OPEN_EU"sv},
-    {36, "A01"sv},
-    {37, "006QVCS000456"sv},
-    {49, "0"sv},
-    {73, "AEUROP"sv},
-    {79, "2"sv},
-    {80, "\x01"sv},
-    {207, "A0000012345678"sv},
-    {211, "1"sv},
-    {212, "PASS"sv},
-    {213, "1"sv},
-    {214, "0001"sv},
-    {215, "QV100-OPEN"sv},
-    {251, "1111111111"sv},
-    {300, "1A2B"sv},
-    {420, "QV100EAW.AEUROPBK"sv},
+    {item::factory_status, "\x02"sv},
+    {item::pid, "QV100AAAAAA0012345"sv},
+    {item::serial_number, "QV2006A00123"sv},
+    {item::imei, "490154203237518"sv},
+    {item::sw_version, "QV100AT-00-V10a-OPEN-EU-JUN-01-2020+0"sv},
+    {item::sw_original_version, "QV100AT-00-V10a-OPEN-EU-JUN-01-2020+0"sv},
+    {item::msn, "006QVAB000123"sv},
+    {item::manuf_date, "20200601"sv},
+    {item::sw_fixed_area_version, "QV100AT-00-V10a-FIXED"sv},
+    {item::buyer, "OPEN_EU"sv},
+    {item::set_revision, "A01"sv},
+    {item::csn, "006QVCS000456"sv},
+    {item::crc_wizard, "0"sv},
+    {item::suffix, "AEUROP"sv},
+    {item::frst_trace, "2"sv},
+    {item::hidden_menu, "\x01"sv},
+    {item::meid, "A0000012345678"sv},
+    {item::ldaf_cal, "1"sv},
+    {item::saat_result, "PASS"sv},
+    {item::image_status, "1"sv},
+    {item::image_secno, "0001"sv},
+    {item::image_name, "QV100-OPEN"sv},
+    {item::midauto_result, "1111111111"sv},
+    {item::gpio_sum, "1A2B"sv},
+    {item::sku, "QV100EAW.AEUROPBK"sv},
 };
 
 const std::vector<ProfileFile> kFactoryFiles = {
@@ -102,7 +104,6 @@ const std::vector<ProfileFile> kModemFiles = {
 /// A phone that has left the factory.
 Profile written(const char* name, const char* meaning, std::string_view network_code,
                 std::string_view sim_iccid) {
-  constexpr int kNetworkCode = 421;
   Profile profile = {name,
                      meaning,
                      kBuild,
@@ -113,7 +114,7 @@ Profile written(const char* name, const char* meaning, std::string_view network_
                      kModemFiles,
                      {},
                      sim_iccid};
-  profile.items.push_back({kNetworkCode, network_code});
+  profile.items.push_back({item::network_code, network_code});
   append(profile.files, kFactoryFiles);
   return profile;
 }
