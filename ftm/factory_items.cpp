@@ -176,7 +176,7 @@ int set_factory_status(int status) {
   const char digit[] = {first_digit(status), '\0'};
   // The property comes first and stays set when the item cannot be written, on purpose.
   if (!fcx::write_property(kFactoryStatusProperty, digit).ok()) {
-    DOMAIN_ERROR("%s: %s cannot be set\n", __func__, kFactoryStatusProperty);
+    DOMAIN_ERROR("set_factory_status: %s cannot be set\n", kFactoryStatusProperty);
   }
   DOMAIN_INFO("set_factory_status:[%d] \n", status);
   if (status == 3) remove_agree_factory_file();
@@ -184,7 +184,8 @@ int set_factory_status(int status) {
     DOMAIN_INFO("Set ftm Error! Item : %d", item::factory_status);
     return -1;
   }
-  set_frst_trace(status);
+  // A trace that cannot be written has been logged, and is no failure of the status.
+  static_cast<void>(set_frst_trace(status));
   return 0;
 }
 
@@ -200,8 +201,10 @@ int get_frst_trace(char* buffer) {
 int set_frst_trace(int status) {
   constexpr size_t kFullTrace = kLongestItem - 1;
   fcx::TextBuffer<kLongestItem> trace;
-  // A trace that cannot be read counts as empty.
-  static_cast<void>(read_whole(factory_item<item::frst_trace>(), trace.data()));
+  if (read_whole(factory_item<item::frst_trace>(), trace.data()) != 0) {
+    // It counts as empty.
+    DOMAIN_ERROR("set_frst_trace: item %d cannot be read\n", item::frst_trace);
+  }
   size_t length = trace.view().size();
   if (length >= kFullTrace) {
     DOMAIN_INFO("Full QVFTM_FRST_TRACE, initialize this item");

@@ -8,6 +8,8 @@
 namespace fcx_test {
 namespace {
 
+namespace item = fcx::item;
+
 using std::string_view_literals::operator""sv;
 using testing::ElementsAre;
 using testing::HasSubstr;
@@ -26,6 +28,7 @@ struct FlagAccessors {
   int (*set)(int);
 };
 
+// The numbers stand here and below as the phone's store knows them.
 constexpr FlagAccessors kFlags[] = {
     {2, get_factory_status, set_factory_status},
     {3, get_qem, set_qem},
@@ -124,13 +127,13 @@ TEST_F(FactoryItems, RawBytesAreCopiedWhole) {
   EXPECT_EQ(0, get_gpio_sum(buffer));
   EXPECT_EQ(sum, std::string_view(buffer, 4));
   EXPECT_EQ(0, set_dload_factory_reset_flag_ftm_item("\x05"));
-  EXPECT_EQ(5, get_int_ftm_by_index(12));
+  EXPECT_EQ(5, get_int_ftm_by_index(item::dload_factory_reset));
   EXPECT_EQ(0, get_dload_factory_reset_flag_ftm_item(buffer));
   EXPECT_EQ(5, buffer[0]);
 
   const std::string slots = "0x000000010x00000002" + std::string(10, '\0') + "0x00000004";
   EXPECT_EQ(0, set_midauto_crc_list(slots.data()));
-  EXPECT_EQ(slots, item(253, 40));
+  EXPECT_EQ(slots, item(item::midauto_crc_list, 40));
   EXPECT_EQ(0, get_midauto_crc_list(buffer));
   EXPECT_EQ(slots, std::string_view(buffer, 40));
 }
@@ -138,85 +141,107 @@ TEST_F(FactoryItems, RawBytesAreCopiedWhole) {
 TEST_F(FactoryItems, ClearThenWriteStopsWhenTheClearFails) {
   // The first of the two writes fails, the second would work.
   virtual_phone::set_fault(phone(), {0, Part::item, "251", Access::write, Effect::fail, -1, 1});
-  set_item(251, "old");
+  set_item(item::midauto_result, "old");
   EXPECT_EQ(-1, set_midauto_result("new"));
-  EXPECT_EQ("old", item_text(251));
+  EXPECT_EQ("old", item_text(item::midauto_result));
   EXPECT_EQ(0, set_midauto_result("new"));
-  EXPECT_EQ("new", item_text(251));
+  EXPECT_EQ("new", item_text(item::midauto_result));
 }
 
 TEST_F(FactoryItems, FactoryStatusKeepsPropertyItemAndTraceInStep) {
   for (const int status : {2, 3, 6}) EXPECT_EQ(0, set_factory_status(status));
   EXPECT_EQ("6", property(kStatusProperty));
   EXPECT_EQ(6, get_factory_status());
-  EXPECT_EQ("236", item_text(79));
-  const auto written = entries();
-  EXPECT_EQ("Fcx", written.back().tag);
-  EXPECT_EQ("trace value : 2>3>6>", written.back().message);
-  EXPECT_EQ("set_factory_status:[6] \n", written[written.size() - 2].message);
+  EXPECT_EQ("236", item_text(item::frst_trace));
+  EXPECT_THAT(lines(),
+              ElementsAre("I Fcx: set_factory_status:[2] \n", "I Fcx: trace value : 2>",
+                          "I Fcx: set_factory_status:[3] \n", "I Fcx: trace value : 2>3>",
+                          "I Fcx: set_factory_status:[6] \n", "I Fcx: trace value : 2>3>6>"));
 
   EXPECT_EQ(0, set_factory_status(12));
   EXPECT_EQ("1", property(kStatusProperty)) << "one character";
   EXPECT_EQ(12, get_factory_status()) << "one byte";
-  EXPECT_EQ("2361", item_text(79));
+  EXPECT_EQ("2361", item_text(item::frst_trace));
 }
 
-TEST_F(FactoryItems, FactoryStatusThreeRemovesTheAgreeFileEvenWhenTheItemFails) {
+TEST_F(FactoryItems, FactoryStatusThreeRemovesTheAgreeFileWhateverFails) {
+  std::filesystem::create_directory(file(kAgree));  // which is no file to be removed
+  EXPECT_EQ(0, set_factory_status(2));
+  lines();
+  fault(Part::property, kStatusProperty, Effect::fail, 0, Access::write);
+  fault(Part::item, "79", Effect::fail, -1, Access::write);
+  EXPECT_EQ(0, set_factory_status(3)) << "the item alone decides";
+  EXPECT_THAT(
+      lines(),
+      ElementsAre("E Fcx: set_factory_status: persist.vendor.qve.factory.status cannot be set\n",
+                  "I Fcx: set_factory_status:[3] \n",
+                  "E Fcx: set_factory_status: /mnt/vendor/persist-qv/agree_factory: Is a "
+                  "directory\n",
+                  "I Fcx: Set ftm Error! Item : QVFTM_FRST_TRACE"));
+  clear_faults();
+  std::filesystem::remove(file(kAgree));
   write_file(file(kAgree), "agreed");
   EXPECT_EQ(0, set_factory_status(2));
   EXPECT_TRUE(std::filesystem::exists(file(kAgree)));
-  item_fails(2);
-  log();
+  lines();
+  item_fails(item::factory_status);
   EXPECT_EQ(-1, set_factory_status(3));
   EXPECT_FALSE(std::filesystem::exists(file(kAgree)));
   EXPECT_EQ("3", property(kStatusProperty)) << "set already, on purpose";
-  EXPECT_EQ("2", item_text(79)) << "the trace is not";
-  EXPECT_THAT(log(), ElementsAre("set_factory_status:[3] \n", "Set ftm Error! Item : 2"));
+  EXPECT_EQ("22", item_text(item::frst_trace)) << "the trace is not";
+  EXPECT_THAT(lines(),
+              ElementsAre("I Fcx: set_factory_status:[3] \n", "I Fcx: Set ftm Error! Item : 2"));
 }
 
 TEST_F(FactoryItems, ATraceOf2047CharactersStartsAnew) {
-  set_item(79, std::string(2046, '1'));
+  set_item(item::frst_trace, std::string(2046, '1'));
   EXPECT_EQ(0, set_frst_trace(2));
-  EXPECT_EQ(std::string(2046, '1') + "2" + '\0', item(79, 2048));
-  log();
+  EXPECT_EQ(std::string(2046, '1') + "2" + '\0', item(item::frst_trace, 2048));
+  lines();
   EXPECT_EQ(0, set_frst_trace(3));
-  EXPECT_EQ("3" + std::string(2047, '\0'), item(79, 2048));
-  EXPECT_THAT(log(),
-              ElementsAre("Full QVFTM_FRST_TRACE, initialize this item", "trace value : 3>"));
-  set_item(79, std::string(2048, '1'));
+  EXPECT_EQ("3" + std::string(2047, '\0'), item(item::frst_trace, 2048));
+  EXPECT_THAT(lines(), ElementsAre("I Fcx: Full QVFTM_FRST_TRACE, initialize this item",
+                                   "I Fcx: trace value : 3>"));
+  set_item(item::frst_trace, std::string(2048, '1'));
   EXPECT_EQ(0, set_frst_trace(4));
-  EXPECT_EQ("4", item_text(79)) << "no terminator at all";
-  set_item(79, "23\0stale"sv);
+  EXPECT_EQ("4", item_text(item::frst_trace)) << "no terminator at all";
+  set_item(item::frst_trace, "23\0stale"sv);
   EXPECT_EQ(0, set_frst_trace(6));
-  EXPECT_EQ("236" + std::string(2045, '\0'), item(79, 2048)) << "nothing from behind the text";
+  EXPECT_EQ("236" + std::string(2045, '\0'), item(item::frst_trace, 2048))
+      << "nothing from after the text";
 }
 
 TEST_F(FactoryItems, TheTraceSaysWhatFailed) {
-  set_item(79, "12");
+  set_item(item::frst_trace, "12");
   char buffer[2048] = {};
   EXPECT_EQ(0, get_frst_trace(buffer));
   EXPECT_STREQ("12", buffer);
-  EXPECT_EQ("trace value : 12", log().back());
   fault(Part::item, "79", Effect::fail, -1, Access::read);
   EXPECT_EQ(-1, get_frst_trace(buffer));
-  EXPECT_EQ("get ftm Error!", log().back());
   EXPECT_EQ(0, set_frst_trace(3)) << "what cannot be read counts as empty";
-  EXPECT_EQ("3", item_text(79));
+  EXPECT_EQ("3", item_text(item::frst_trace));
   fault(Part::item, "79", Effect::fail, -1, Access::write);
-  log();
   EXPECT_EQ(-1, set_frst_trace(4));
-  EXPECT_THAT(log(), ElementsAre("Set ftm Error! Item : QVFTM_FRST_TRACE"));
+  const char* unread = "E Fcx: set_frst_trace: item 79 cannot be read\n";
+  EXPECT_THAT(lines(), ElementsAre("I Fcx: trace value : 12", "I Fcx: get ftm Error!", unread,
+                                   "I Fcx: trace value : 3>", unread,
+                                   "I Fcx: Set ftm Error! Item : QVFTM_FRST_TRACE"));
 }
 
 TEST_F(FactoryItems, SomeLogBeforeOrAfterTheAccess) {
   char buffer[20] = {};
   set_suffix_item("AEUROP");
   get_suffix_item(buffer);
+  set_crcwizard(12);
+  get_crcwizard(buffer);
   set_lcd_break_mode(1);
   set_workfrstmodeon_status(2);
-  EXPECT_THAT(log(),
-              ElementsAre("Set SUFFIX : AEUROP", "Get SUFFIX : AEUROP",
-                          "set_lcd_break_status:[1] \n", "set_workfrstmodeon_status:[2] \n"));
+  EXPECT_THAT(
+      lines(),
+      ElementsAre("I Fcx: Set SUFFIX : AEUROP", "I Fcx: Get SUFFIX : AEUROP",
+                  "I Fcx: CWCWIZARD set_crcwizard(1)\n", "I Fcx: CWCWIZARD get_crcwizard pass\n",
+                  "I Fcx: CWCWIZARD get_crcwizard(1)\n", "I Fcx: set_lcd_break_status:[1] \n",
+                  "I Fcx: set_workfrstmodeon_status:[2] \n"));
 }
 
 TEST_F(FactoryItems, ByIndexReadsAnyItem) {
