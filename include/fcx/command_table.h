@@ -27,19 +27,22 @@ enum class Content {
 };
 
 struct Command {
-  /// Calls the row's handler. Only service_handler() does so.
+  /// Calls a row's handler. Only service_handler() does so.
   using Call = void (*)(const Command& row, const qvcmd_request& request, qvcmd_response& response);
+  /// Writes a log line of the row's own.
+  using Announcement = void (*)(int32_t opcode);
 
   int32_t opcode;
-  const char* handler;  ///< name of the function behind it; null when there is none (pool only)
+  const char* handler;  ///< the function's name; null when there is none (pool only)
   const char* writer;   ///< the function for a non-empty payload where it is another one, else null
   Argument argument;
   Content content;
-  int32_t selector;          ///< for Argument::selector
-  bool prepares_pool;        ///< the HIDL thread pool is prepared before the call
-  const char* announcement;  ///< printf format with at most the opcode, logged first; or null
-  Call call;                 ///< null when only the pool is prepared
-  const char* summary;       ///< what it does, for people
+  int32_t selector;       ///< for Argument::selector
+  bool prepares_pool;     ///< the HIDL thread pool is prepared before the call
+  Announcement announce;  ///< comes after the pool, before the call; or null
+  Call call;              ///< calls `handler`; null when only the pool is prepared
+  Call write;             ///< calls `writer`, or null
+  const char* summary;    ///< what it does, for people
 };
 
 #pragma GCC visibility push(default)

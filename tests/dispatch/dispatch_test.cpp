@@ -1,61 +1,37 @@
 // The command entry: which opcode reaches what, and what it leaves alone.
 #include <cstdlib>
-#include <limits>
 #include <memory>
 #include <set>
 
 #include "fcx/command_table.h"
+#include "fcx/factory_item_table.h"
 #include "fcx/service_handler.h"
-#include "tests/phone_fixture.h"
+#include "tests/dispatch/command_test.h"
 
 namespace fcx_test {
 namespace {
 
+namespace item = fcx::item;
+
+using std::string_view_literals::operator""sv;
 using testing::ElementsAre;
-using testing::HasSubstr;
 using testing::IsEmpty;
 using testing::SizeIs;
+using virtual_phone::Effect;
+using virtual_phone::Part;
 
-class Dispatch : public PhoneTest {};
+constexpr char kPoolLine[] = "I Diag_Lib: [init_modem_interface] configureRpcThreadpool\n";
+constexpr char kImei[] = "490154203237518";
+
+class Dispatch : public CommandTest {};
 
 TEST_F(Dispatch, UnknownOpcodesLeaveTheResponseUntouched) {
-  const int32_t unknown[] = {std::numeric_limits<int32_t>::min(),
-                             -1,
-                             0,
-                             3169,
-                             3172,
-                             3199,
-                             3202,
-                             4000,
-                             4006,
-                             4008,
-                             4009,
-                             4014,
-                             4022,
-                             4023,
-                             4026,
-                             4029,
-                             4035,
-                             4041,
-                             4057,
-                             4067,
-                             4070,
-                             4082,
-                             4179,
-                             4181,
-                             4214,
-                             4233,
-                             4260,
-                             4267,
-                             4299,
-                             4396,
-                             4399,
-                             4403,
-                             4423,
-                             std::numeric_limits<int32_t>::max()};
-  for (const int32_t opcode : unknown) {
+  for (const int32_t opcode :
+       {INT32_MIN, -1,   0,    3169, 3172, 3199, 3202, 4000, 4006, 4008, 4009,     4014,
+        4022,      4023, 4026, 4029, 4035, 4041, 4057, 4067, 4070, 4082, 4179,     4181,
+        4214,      4233, 4260, 4267, 4299, 4396, 4399, 4403, 4423, 4999, INT32_MAX}) {
     EXPECT_THAT(send_unclean(opcode, "1"), IsUntouched()) << opcode;
-    EXPECT_THAT(log(), ElementsAre("service_handler: opcode = " + std::to_string(opcode) + "\n"));
+    EXPECT_THAT(lines(), ElementsAre(entry_line(opcode)));
   }
   EXPECT_THAT(events(), IsEmpty());
 }
@@ -63,12 +39,11 @@ TEST_F(Dispatch, UnknownOpcodesLeaveTheResponseUntouched) {
 TEST_F(Dispatch, ThePoolIsPreparedForExactlyItsOpcodes) {
   const std::set<int32_t> with_pool = {4005, 4020, 4021, 4030, 4031, 4032, 4033, 4034, 4040, 4056,
                                        4059, 4242, 4243, 4258, 4259, 4293, 4294, 4420, 4421, 4422};
-  const std::string line = "[init_modem_interface] configureRpcThreadpool\n";
   for (int32_t opcode = 3100; opcode < 4500; ++opcode) {
     send(opcode);
-    const auto messages = log();
-    const auto prepared = std::count(messages.begin(), messages.end(), line);
-    EXPECT_EQ(with_pool.count(opcode), static_cast<size_t>(prepared)) << opcode;
+    const auto written = lines_of(opcode);
+    const bool prepared = !written.empty() && written.front() == kPoolLine;
+    EXPECT_EQ(with_pool.count(opcode) != 0, prepared) << opcode;
   }
   EXPECT_THAT(events(), testing::AllOf(SizeIs(with_pool.size()),
                                        testing::Each("rpc_threadpool: 5 threads, caller joins")));
@@ -79,18 +54,20 @@ TEST_F(Dispatch, ThePoolIsPreparedForExactlyItsOpcodes) {
 TEST_F(Dispatch, PoolOnlyOpcodesDoNothingElse) {
   for (const int32_t opcode : {4056, 4242, 4243, 4258, 4259}) {
     EXPECT_THAT(send_unclean(opcode, "1"), IsUntouched()) << opcode;
-    EXPECT_THAT(log(), SizeIs(2));
+    EXPECT_THAT(lines_of(opcode), ElementsAre(kPoolLine));
   }
 }
 
 TEST_F(Dispatch, WhatIsNotAvailableFailsAndSaysSo) {
   for (const fcx::Command& row : fcx::command_table()) {
     if (fcx::is_available(row)) continue;
-    const qvcmd_response response = send(row.opcode, "1");
-    EXPECT_THAT(response, Answers(QVCMD_FAIL, "")) << row.opcode;
-    const auto written = entries();
-    EXPECT_THAT(written.back().message, HasSubstr("not available")) << row.opcode;
-    EXPECT_EQ(6, written.back().priority);
+    qvcmd_response response = send_unclean(row.opcode, "1");
+    EXPECT_EQ(QVCMD_FAIL, response.result) << row.opcode;
+    response.result = kUntouched;
+    EXPECT_THAT(response, IsUntouched()) << row.opcode;
+    EXPECT_EQ("E Diag_Lib: service_handler: opcode = " + std::to_string(row.opcode) + ": " +
+                  row.handler + " is not available\n",
+              lines().back());
   }
 }
 
@@ -100,29 +77,17 @@ TEST_F(Dispatch, SomeOpcodesAnnounceThemselvesAfterThePool) {
     const char* line;
     size_t position;
   } cases[] = {
-      {4293, "QVCMD_MODEM_WRITE_IMEI", 2},
-      {4294, "QVCMD_MODEM_READ_IMEI", 2},
-      {4415, "QVCMD_MODEM_MBN_DEACTIVATION(4415)", 1},
-      {4420, "service_handler: QVCMD_MODEM_RF_DEVICE_CHECK_MMW = 4420\n", 2},
-      {4421, "service_handler: QVCMD_MODEM_GET_RF_4G_ERRORHANDLE_5G = 4421\n", 2},
-      {4422, "service_handler: QVCMD_MODEM_SET_RF_4G_ERRORHANDLE_5G = 4422\n", 2},
+      {4293, "I Diag_Lib: QVCMD_MODEM_WRITE_IMEI", 1},
+      {4294, "I Diag_Lib: QVCMD_MODEM_READ_IMEI", 1},
+      {4415, "I Diag_Lib: QVCMD_MODEM_MBN_DEACTIVATION(4415)", 0},
+      {4420, "I Diag_Lib: service_handler: QVCMD_MODEM_RF_DEVICE_CHECK_MMW = 4420\n", 1},
+      {4421, "I Diag_Lib: service_handler: QVCMD_MODEM_GET_RF_4G_ERRORHANDLE_5G = 4421\n", 1},
+      {4422, "I Diag_Lib: service_handler: QVCMD_MODEM_SET_RF_4G_ERRORHANDLE_5G = 4422\n", 1},
   };
   for (const auto& c : cases) {
     send(c.opcode);
-    EXPECT_EQ(c.line, log().at(c.position)) << c.opcode;
+    EXPECT_EQ(c.line, lines_of(c.opcode).at(c.position));
   }
-}
-
-TEST_F(Dispatch, LogsToTheSystemBufferAsDiagLib) {
-  send(4010);
-  const auto written = entries();
-  ASSERT_THAT(written, SizeIs(2));
-  for (const auto& entry : written) {
-    EXPECT_EQ(3, entry.buffer);
-    EXPECT_EQ(4, entry.priority);
-    EXPECT_EQ("Diag_Lib", entry.tag);
-  }
-  EXPECT_EQ("service_handler: opcode = 4010\n", written[0].message);
 }
 
 TEST_F(Dispatch, ANullRecordIsAnErrorLineAndNothingElse) {
@@ -130,22 +95,220 @@ TEST_F(Dispatch, ANullRecordIsAnErrorLineAndNothingElse) {
   qvcmd_response response{};
   EXPECT_EQ(0, service_handler(nullptr, &response));
   EXPECT_EQ(0, service_handler(&request, nullptr));
-  EXPECT_EQ(0, service_handler(nullptr, nullptr));
-  const auto written = entries();
-  ASSERT_THAT(written, SizeIs(3));
-  for (const auto& entry : written) EXPECT_EQ(6, entry.priority);
-  EXPECT_EQ("", item_text(37));
+  const std::string line = "E Diag_Lib: service_handler: no request or no response\n";
+  EXPECT_THAT(lines(), ElementsAre(line, line));
+  EXPECT_EQ("", item_text(item::csn));
 }
 
-TEST_F(Dispatch, AnEmptyPayloadReadsAndTextWrites) {
-  EXPECT_THAT(send(4018), Answers(QVCMD_OK, "000000000000000"));
-  EXPECT_THAT(send(4018, "CSN1"), Answers(QVCMD_OK, ""));
-  EXPECT_EQ("CSN1", item_text(37));
-  EXPECT_THAT(send(4018, std::string_view("\0CSN2", 5)), Answers(QVCMD_OK, "CSN1"));
+/// A command, what makes it fail, what it writes of a response, and its last line when it failed. A
+/// null text: neither `data_len` nor `data`; kUntouched: not `result`.
+struct Writing {
+  int32_t opcode;
+  std::string_view payload;
+  std::string fails;
+  bool clears;  ///< the whole record first
+  int32_t done_result;
+  const char* done_text;
+  int32_t failed_result;
+  const char* failed_text;
+  const char* failed_line;
+};
+
+constexpr bool kClears = true;
+constexpr bool kKeeps = false;
+constexpr char kTof[] = "file /mnt/vendor/persist-qv/camera/front_tof_cal";
+constexpr char kValid[] = "file /mnt/vendor/persist-qv/startday/isValid";
+constexpr char kAgree[] = "file /mnt/vendor/persist-qv/agree_factory";
+constexpr char kDay[] = "2020/06/01 09:30:00";
+
+const Writing kWritings[] = {
+    {3170, "on", "item 129", kKeeps, 0, nullptr, 1, nullptr,
+     "E Diag_Lib: handle_set_dload_mode: item 129 cannot be written\n"},
+    {3171, "", "item 129", kKeeps, 0, "on", 0, "off",
+     "E Diag_Lib: handle_get_dload_mode: item 129 cannot be read\n"},
+    {3200, "", "item 75", kKeeps, 0, "\2", 0, "\xFF",
+     "E Diag_Lib: handle_get_teal_ime: failed with -1\n"},
+    {3201, "\1", "item 75", kKeeps, 0, nullptr, 1, nullptr,
+     "E Diag_Lib: handle_set_teal_ime: failed with -1\n"},
+    {4003, "1", "item 10", kKeeps, 0, nullptr, 0, nullptr,
+     "E Diag_Lib: handle_charger_skip: failed with -1\n"},
+    {4003, "2", "item 10", kKeeps, 1, nullptr, 1, nullptr,
+     "E Diag_Lib: handle_charger_skip: failed with -1\n"},
+    {4010, "", "item 9", kClears, 0, "0", 1, "",
+     "E Diag_Lib: handle_get_serial_number: item 9 cannot be read\n"},
+    {4015, "", "item 18", kClears, 0, "", 1, "",
+     "E Diag_Lib: handle_get_msn: item 18 cannot be read\n"},
+    {4016, "", "item 19", kClears, 0, "", 1, "",
+     "E Diag_Lib: handle_get_manuf_date: item 19 cannot be read\n"},
+    {4017, "", "item 36", kClears, 0, "", 1, "",
+     "I Diag_Lib: handle_get_set_revision: get_set_version fail"},
+    {4018, "", "item 37", kClears, 0, "000000000000000", 1, "",
+     "E Diag_Lib: handle_get_csn: item 37 cannot be read\n"},
+    {4018, "C", "item 37", kClears, 0, "", 1, "",
+     "E Diag_Lib: handle_set_csn: item 37 cannot be written\n"},
+    {4020, "", "request 200", kKeeps, kUntouched, nullptr, kUntouched, nullptr,
+     "E Fcx: system_efs_sync Fail ! return error."},
+    {4024, "", "item 31", kClears, 0, "", 1, "",
+     "E Diag_Lib: handle_get_sw_fixed_area_version: item 31 cannot be read\n"},
+    {4025, "", "item 80", kClears, 0, "0", 1, "", "I Diag_Lib: HiddenMenu: Enable/Disable[-1]\n"},
+    {4060, "1", "item 49", kKeeps, 0, nullptr, 1, nullptr, "I Diag_Lib: rsp->result = QVCMD_FAIL"},
+    {4061, "", "item 49", kClears, 0, "1", 0, "", "I Diag_Lib: CWCWIZARD get_crcwizard : \n"},
+    {4063, "QV", "request 4063", kKeeps, 0, "", 9, "",
+     "E Diag_Lib: handle_set_ftm_model_name: failed with 9\n"},
+    {4063, "", "request 4063", kKeeps, 0, "QV", 1, nullptr,
+     "I Diag_Lib: handle_get_ftm_model_name Fail"},
+    {4064, kImei, "request 116", kKeeps, 0, nullptr, 1, nullptr,
+     "I Diag_Lib: AutoMID write IMEI fatal Failed :("},
+    {4064, "", "request 117", kKeeps, 0, kImei, 1, nullptr,
+     "I Diag_Lib: AutoMID read IMEI Fail :("},
+    {4068, "", "request 102", kKeeps, 0, "1", 1, nullptr, "I Diag_Lib: IMPL READ FAIL"},
+    {4069, "", "request 109", kKeeps, 0, "1", 1, nullptr, "I Diag_Lib: FUSG READ FAIL"},
+    {4215, "", "item 211", kKeeps, 0, "false", 1, nullptr,
+     "E Diag_Lib: handle_get_ldaf_cal: item 211 cannot be read\n"},
+    {4230, "", "item 212", kClears, 0, "", -1, "",
+     "E Diag_Lib: handle_get_saat_result: failed with -1\n"},
+    {4231, "P", "item 212", kClears, 0, "", -1, "",
+     "E Diag_Lib: handle_set_saat_result: failed with -1\n"},
+    {4231, "[FRONT_TOF]x", kTof, kClears, 0, "", -1, "",
+     "E Diag_Lib: handle_set_saat_result: failed with -1\n"},
+    {4230, "[FRONT_TOF_CHECK]", kTof, kClears, 0, "", 1, "",
+     "E Diag_Lib: handle_get_saat_result: failed with -1\n"},
+    {4232, "1", "", kKeeps, 1, nullptr, 0, "", ""},
+    {4240, "", "item 300", kKeeps, 0, "", 1, nullptr,
+     "E Diag_Lib: [handle_read_flex_gpio_sum] failed to get data\n"},
+    {4241, "1", "item 300", kKeeps, 0, nullptr, 1, nullptr,
+     "E Diag_Lib: handle_write_flex_gpio_sum: failed with -1\n"},
+    {4293, kImei, "request 116", kClears, 0, "IMEI WRITE OK", 1, "",
+     "E Diag_Lib: handle_write_imei: failed with 1\n"},
+    {4294, "", "request 117", kClears, 0, kImei, 1, "",
+     "E Diag_Lib: handle_read_imei: failed with 1\n"},
+    {4295, kDay, kValid, kKeeps, kUntouched, "OK", kUntouched, "ERROR",
+     "E Diag_Lib: handle_set_get_startday fail"},
+    {4295, "", kValid, kKeeps, kUntouched, kDay, kUntouched, "ERROR",
+     "E Diag_Lib: handle_set_get_startday fail"},
+    {4296, "", "item 213", kClears, 0, "", 1, "",
+     "E Diag_Lib: handle_get_image_status: item 213 cannot be read\n"},
+    {4297, "", "item 214", kClears, 0, "", 1, "",
+     "E Diag_Lib: handle_get_image_secno: item 214 cannot be read\n"},
+    {4298, "", "item 215", kClears, 0, "", 1, "",
+     "E Diag_Lib: handle_get_image_name: item 215 cannot be read\n"},
+    {4400, "", "request 157", kKeeps, 0, "A0000012345678", 0, "",
+     "E Diag_Lib: handle_get_meid_pesn: failed with 1\n"},
+    {4401, "", "request 158", kKeeps, 0, "80A1B2C3", 1, "",
+     "E Diag_Lib: handle_get_meid_pesn: failed with 1\n"},
+    {4402, "", "file /proc/meminfo", kKeeps, 0, "3719", 1, nullptr,
+     "E Fcx: ram_memory_size: /proc/meminfo: Input/output error\n"},
+    {4404, "", "item 420", kKeeps, 0, "000000000000000", kUntouched, nullptr,
+     "E Diag_Lib: handle_get_sku: item 420 cannot be read\n"},
+    {4407, "", "item 251", kKeeps, 0, "", -1, nullptr,
+     "E Diag_Lib: handle_get_midauto_result: failed with -1\n"},
+    {4408, "1", "item 251", kKeeps, 0, "1", -1, "1",
+     "E Diag_Lib: handle_set_midauto_result: failed with -1\n"},
+    {4409, "", "item 253", kKeeps, 0, "0xFFFFFFFF", -1, nullptr,
+     "E Diag_Lib: handle_get_midauto_crc: failed with -1\n"},
+    {4410, "", "item 253", kKeeps, 0, "0xFFFFFFFF", -1, nullptr,
+     "E Diag_Lib: handle_get_midauto_crc: failed with -1\n"},
+    {4411, "", "item 253", kKeeps, 0, "0xFFFFFFFF", -1, nullptr,
+     "E Diag_Lib: handle_get_midauto_crc: failed with -1\n"},
+    {4412, "", "item 253", kKeeps, 0, "0xFFFFFFFF", -1, nullptr,
+     "E Diag_Lib: handle_get_midauto_crc: failed with -1\n"},
+    {4413, "", "request 119", kClears, 0, "490154203237526", 1, "",
+     "E Diag_Lib: handle_midauto_read_imei2: failed with 1\n"},
+    {4414, "", "request 121", kClears, 0, "490154203237534", 1, "",
+     "E Diag_Lib: handle_midauto_read_imei3: failed with 1\n"},
+    {4416, "1", "item 152", kKeeps, 0, nullptr, 1, nullptr,
+     "E Diag_Lib: set_fusion_modem_disable: item 152 cannot be written\n"},
+    {4417, "", "item 152", kKeeps, 0, "1", 1, nullptr,
+     "E Diag_Lib: handle_get_fusion_modem_disable: item 152 cannot be read\n"},
+    {4419, "yes", kAgree, kClears, 0, "", 1, "",
+     "E Diag_Lib: handle_write_agree_factory: mnt/vendor/persist-qv/agree_factory: Input/output "
+     "error\n"},
+    {4418, "", kAgree, kClears, 0, "yes", 0, "",
+     "I Diag_Lib: Cannot open path : mnt/vendor/persist-qv/agree_factory"},
+};
+
+/// What is wrong with a response that was full of kUntouched's bytes, or "".
+std::string mistake(const qvcmd_response& response, bool clears, int32_t result, const char* text) {
+  std::string found;
+  if (response.result != result) found += " result " + std::to_string(response.result);
+  if (response.reserved != (clears ? 0 : kUntouched)) found += " reserved";
+  if (response.data[2047] != (clears ? '\0' : 'U')) found += " the end of data";
+  if (text == nullptr) {
+    if (response.data_len != kUntouched || response.data[0] != 'U') found += " data written";
+  } else if (data(response) != text) {
+    found += " data \"" + data(response) + "\"";
+  }
+  return found;
+}
+
+TEST_F(Dispatch, ACommandClearsTheResponseOrKeepsWhatItDoesNotSet) {
+  const char* values[][2] = {
+      {"meid", "A0000012345678"},   {"pesn", "80A1B2C3"},        {"impl", "1"}, {"fusg", "1"},
+      {"imei2", "490154203237526"}, {"imei3", "490154203237534"}};
+  for (const auto& [name, value] : values) set_modem(name, value);
+  set_item(item::teal_ime, "\2");
+  std::set<int32_t> seen;
+  for (const Writing& c : kWritings) {
+    SCOPED_TRACE(std::to_string(c.opcode) + " " + std::string(c.payload));
+    seen.insert(c.opcode);
+    EXPECT_EQ("", mistake(send_unclean(c.opcode, c.payload), c.clears, c.done_result, c.done_text));
+    if (c.fails.empty()) continue;
+    const size_t blank = c.fails.find(' ');
+    const std::string part = c.fails.substr(0, blank);
+    const std::string target = c.fails.substr(blank + 1);
+    if (part == "item") item_fails(std::stoi(target));
+    if (part == "request") opcode_fault(std::stoi(target), Effect::fail, 9);
+    if (part == "file") fault(Part::file, target, Effect::fail, EIO);
+    EXPECT_EQ("",
+              mistake(send_unclean(c.opcode, c.payload), c.clears, c.failed_result, c.failed_text))
+        << "when " << c.fails << " fails";
+    EXPECT_EQ(c.failed_line, lines().back());
+    clear_faults();
+  }
+  send(4020);
+  EXPECT_EQ(200, requests().back().opcode) << "a flush, of which the response says nothing";
+  for (const fcx::Command& row : fcx::command_table()) {
+    if (row.handler == nullptr || !fcx::is_available(row)) continue;
+    EXPECT_EQ(1U, seen.count(row.opcode)) << row.handler << " is not in the list";
+  }
+}
+
+TEST_F(Dispatch, OnlyAnImeiIsAsLongAsTheRequestSays) {
+  const struct {
+    int32_t opcode;
+    std::string_view text;
+    int item;
+    std::string_view stored;
+  } cases[] = {{3170, "on", 129, "on"},     {3201, "\2", 75, "\2"},    {4003, "13", 10, "\15"},
+               {4018, "CSN1", 37, "CSN1"},  {4060, "25", 49, "2"},     {4231, "PASS", 212, "PASS"},
+               {4241, "1A2B", 300, "1A2B"}, {4408, "110", 251, "110"}, {4416, "on", 152, "on"}};
+  for (const int32_t data_len : {-1, 0, 1, INT32_MAX}) {
+    for (const auto& c : cases) {
+      set_item(c.item, std::string(128, '\0'));
+      qvcmd_request request{c.opcode, data_len, {}};
+      c.text.copy(request.data, c.text.size());
+      qvcmd_response response{};
+      EXPECT_EQ(0, service_handler(&request, &response));
+      EXPECT_EQ(c.stored, item_text(c.item)) << c.opcode << " with data_len " << data_len;
+    }
+  }
+  for (const auto& [data_len, sent] :
+       {std::pair(3, "490"sv), {0, ""sv}, {-5, ""sv}, {16, "490154203237518\0"sv}}) {
+    qvcmd_request request{4293, data_len, "490154203237518"};
+    qvcmd_response response{};
+    EXPECT_EQ(0, service_handler(&request, &response));
+    EXPECT_EQ(sent, requests().back().payload) << data_len;
+  }
+  for (const int32_t data_len : {2048, INT32_MAX}) {
+    qvcmd_request request{4293, data_len, "1"};
+    qvcmd_response response{};
+    EXPECT_EQ(0, service_handler(&request, &response));
+    EXPECT_THAT(requests().back().payload, SizeIs(2048)) << data_len;
+  }
 }
 
 // The records below end where the caller's memory ends: an address check sees every byte beyond.
-TEST_F(Dispatch, ARequestMayEndBehindItsText) {
+TEST_F(Dispatch, ARequestMayEndWithItsText) {
   for (const fcx::Command& row : fcx::command_table()) {
     for (const std::string text : {"", "1", "o", "0000/00/00 00:00:00"}) {
       const size_t size = offsetof(qvcmd_request, data) + text.size() + 1;
@@ -156,26 +319,26 @@ TEST_F(Dispatch, ARequestMayEndBehindItsText) {
       memcpy(request->data, text.c_str(), text.size() + 1);
       qvcmd_response response{};
       EXPECT_EQ(0, service_handler(request, &response));
+      EXPECT_EQ(entry_line(row.opcode), lines().front()) << row.opcode << " " << text;
     }
   }
 }
 
 TEST_F(Dispatch, APayloadWithoutATerminatorEndsAt2048) {
-  const std::string full(QVCMD_DATA_SIZE, 'o');
+  const auto request = std::make_unique<qvcmd_request>();
+  memset(request->data, 'o', sizeof request->data);
+  const auto response = std::make_unique<qvcmd_response>();
   for (const fcx::Command& row : fcx::command_table()) {
-    for (const int32_t data_len :
-         {std::numeric_limits<int32_t>::min(), -1, 2048, 2049, 0x7FFFFFFF}) {
-      const auto request = std::make_unique<qvcmd_request>();
+    for (const int32_t data_len : {INT32_MIN, 2048, 2049}) {
       request->opcode = row.opcode;
       request->data_len = data_len;
-      full.copy(request->data, full.size());
-      const auto response = std::make_unique<qvcmd_response>();
+      *response = {};
       EXPECT_EQ(0, service_handler(request.get(), response.get()));
-      EXPECT_GE(response->data_len, 0) << row.opcode;
-      EXPECT_LT(response->data_len, 2048) << row.opcode;
+      EXPECT_GE(response->data_len, 0) << row.opcode << " with data_len " << data_len;
+      EXPECT_LT(response->data_len, 2048) << row.opcode << " with data_len " << data_len;
     }
   }
-  EXPECT_EQ(std::string(16, 'o'), item(37, 17).c_str()) << "the CSN, cut at its length";
+  EXPECT_EQ(std::string(16, 'o'), item(item::csn, 17).c_str()) << "the CSN, cut at its length";
 }
 
 }  // namespace

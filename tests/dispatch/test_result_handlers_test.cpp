@@ -1,18 +1,20 @@
 // Commands about what the line's tests leave on the phone.
-#include "tests/phone_fixture.h"
+#include "fcx/factory_item_table.h"
+#include "tests/dispatch/command_test.h"
 
 namespace fcx_test {
 namespace {
 
+namespace item = fcx::item;
+
 using std::string_view_literals::operator""sv;
 using testing::ElementsAre;
-using testing::HasSubstr;
-using testing::IsSupersetOf;
+using testing::IsEmpty;
 using virtual_phone::Access;
 using virtual_phone::Effect;
 using virtual_phone::Part;
 
-class TestResults : public PhoneTest {};
+class TestResults : public CommandTest {};
 
 constexpr char kTofFile[] = "/mnt/vendor/persist-qv/camera/front_tof_cal";
 constexpr char kStatus[] = "persist.vendor.qve.midauto.status";
@@ -23,49 +25,55 @@ TEST_F(TestResults, CrcWizardKeepsOneDigit) {
     EXPECT_THAT(send(4060, text), Answers(QVCMD_OK, "")) << text;
     EXPECT_THAT(send(4061), Answers(QVCMD_OK, digit)) << text;
   }
-  log();
+  lines();
   send(4060, "257 wizards");
-  EXPECT_THAT(log(), ElementsAre("service_handler: opcode = 4060\n",
-                                 "CWCWIZARD crcwizard_set ==  1 , 257 wizards ",
-                                 "CWCWIZARD set_crcwizard(1)\n", "rsp->result = QVCMD_OK"));
+  EXPECT_THAT(
+      lines_of(4060),
+      ElementsAre("I Diag_Lib: CWCWIZARD crcwizard_set ==  1 , 257 wizards ",
+                  "I Fcx: CWCWIZARD set_crcwizard(1)\n", "I Diag_Lib: rsp->result = QVCMD_OK"));
   send(4061);
-  EXPECT_THAT(log(),
-              ElementsAre("service_handler: opcode = 4061\n", "CWCWIZARD get_crcwizard pass\n",
-                          "CWCWIZARD get_crcwizard(1)\n", "CWCWIZARD get_crcwizard : 1\n"));
+  EXPECT_THAT(lines_of(4061), ElementsAre("I Fcx: CWCWIZARD get_crcwizard pass\n",
+                                          "I Fcx: CWCWIZARD get_crcwizard(1)\n",
+                                          "I Diag_Lib: CWCWIZARD get_crcwizard : 1\n"));
 }
 
 TEST_F(TestResults, CrcWizardThatCannotBeReadIsAnEmptyAnswer) {
-  set_item(49, "1");
-  item_fails(49);
+  set_item(item::crc_wizard, "1");
+  item_fails(item::crc_wizard);
   EXPECT_THAT(send(4061), Answers(QVCMD_OK, ""));
-  log();
+  EXPECT_THAT(lines_of(4061), ElementsAre("I Fcx: CWCWIZARD get_crcwizard pass\n",
+                                          "I Fcx: CWCWIZARD get_crcwizard()\n",
+                                          "E Diag_Lib: handle_crcwizard_get: failed with -1\n",
+                                          "I Diag_Lib: CWCWIZARD get_crcwizard : \n"));
   EXPECT_THAT(send(4060, "2"), Answers(QVCMD_FAIL, ""));
-  EXPECT_EQ("rsp->result = QVCMD_FAIL", log().back());
+  EXPECT_THAT(lines_of(4060), ElementsAre("I Diag_Lib: CWCWIZARD crcwizard_set ==  2 , 2 ",
+                                          "I Fcx: CWCWIZARD set_crcwizard(2)\n",
+                                          "E Diag_Lib: handle_crcwizard_set: failed with -1\n",
+                                          "I Diag_Lib: rsp->result = QVCMD_FAIL"));
 }
 
 TEST_F(TestResults, LdafCalibrationIsDoneWhenTheItemHoldsText) {
   EXPECT_THAT(send(4215), Answers(QVCMD_OK, "false"));
-  EXPECT_EQ("cal not done\n", log().back());
-  set_item(211, "0");
+  EXPECT_THAT(lines_of(4215), ElementsAre("E Diag_Lib: cal not done\n"));
+  set_item(item::ldaf_cal, "0");
   EXPECT_THAT(send(4215), Answers(QVCMD_OK, "true"));
-  const auto written = entries();
-  EXPECT_EQ("cal done\n", written.back().message);
-  EXPECT_EQ(6, written.back().priority);
-  item_fails(211);
-  EXPECT_THAT(send(4215), Answers(QVCMD_FAIL, ""));
+  EXPECT_THAT(lines_of(4215), ElementsAre("E Diag_Lib: cal done\n"));
 }
 
 TEST_F(TestResults, SaatResultGoesToTheItemOrToTheCamera) {
   EXPECT_EQ(QVCMD_OK, send(4231, "P1,P2").result);
   EXPECT_THAT(send(4230), Answers(QVCMD_OK, "P1,P2"));
-  EXPECT_THAT(log(), IsSupersetOf({"[handle_set_saat_result] saatresult: P1,P2, data: P1,P2, "
-                                   "data_len: 5\n"}));
-
   EXPECT_THAT(send(4230, "x[FRONT_TOF_CHECK]"), Answers(QVCMD_FAIL, "")) << "no file yet";
-  EXPECT_EQ(QVCMD_OK, send(4231, "[FRONT_TOF]gain=2").result);
+  lines();
+  // What comes before the mark is not the camera's; of the item only 256 characters are shown.
+  const std::string text = std::string(260, 'x') + "[FRONT_TOF]gain=2";
+  EXPECT_EQ(QVCMD_OK, send(4231, text).result);
+  EXPECT_THAT(lines_of(4231),
+              ElementsAre("I Diag_Lib: [handle_set_saat_result] saatresult: " +
+                          std::string(256, 'x') + ", data: " + text + ", data_len: 277\n"));
   EXPECT_EQ("gain=2", read_file(file(kTofFile)));
   EXPECT_THAT(send(4230, "[FRONT_TOF_CHECK]"), Answers(QVCMD_OK, ""));
-  EXPECT_EQ("P1,P2", item_text(212)) << "the camera's branch leaves the item alone";
+  EXPECT_EQ("P1,P2", item_text(item::saat_result)) << "the camera's branch leaves the item alone";
 
   // Nothing, a full disk, no access: the calibration that is there stays.
   EXPECT_EQ(-1, send(4231, "[FRONT_TOF]").result);
@@ -79,15 +87,15 @@ TEST_F(TestResults, SaatResultGoesToTheItemOrToTheCamera) {
 }
 
 TEST_F(TestResults, AFailedClearKeepsTheOldResult) {
-  set_item(212, "old");
+  set_item(item::saat_result, "old");
   fault(Part::item, "212", Effect::fail, -7, Access::write);
   EXPECT_EQ(-1, send(4231, "new").result);
-  EXPECT_EQ("old", item_text(212));
+  EXPECT_EQ("old", item_text(item::saat_result));
 }
 
 TEST_F(TestResults, ProximitySyncAlwaysFails) {
   EXPECT_THAT(send(4232, "300"), Answers(QVCMD_FAIL, ""));
-  EXPECT_EQ("[handle_saat_proxi_sync] cal value : 44\n", log().back());
+  EXPECT_THAT(lines_of(4232), ElementsAre("I Diag_Lib: [handle_saat_proxi_sync] cal value : 44\n"));
 }
 
 TEST_F(TestResults, MidautoResultIsStoredEchoedAndAnnounced) {
@@ -99,18 +107,25 @@ TEST_F(TestResults, MidautoResultIsStoredEchoedAndAnnounced) {
   EXPECT_THAT(send(4408, longest + "2"), Answers(QVCMD_OK, longest)) << "what was stored";
 }
 
-TEST_F(TestResults, AMidautoResultThatIsNotStoredIsNotAnnounced) {
-  item_fails(251);
-  EXPECT_THAT(send(4408, "1101"), Answers(-1, ""));
-  EXPECT_EQ("(not set)", property(kStatus));
-  virtual_phone::clear_faults(phone());
+TEST_F(TestResults, AMidautoResultIsAnnouncedAndEchoedWhateverFails) {
+  const std::string failed = "E Diag_Lib: handle_set_midauto_result: failed with -1\n";
+  item_fails(item::midauto_result);
+  EXPECT_THAT(send(4408, "1101"), Answers(-1, "1101"));
+  EXPECT_EQ("4", property(kStatus));
+  EXPECT_THAT(lines_of(4408), ElementsAre(failed));
   fault(Part::property, kStatus, Effect::fail, 0, Access::write);
-  EXPECT_THAT(send(4408, "1101"), Answers(-1, ""));
+  EXPECT_THAT(send(4408, "1101"), Answers(-1, "1101"));
+  EXPECT_THAT(lines_of(4408), ElementsAre(failed, failed));
+  clear_faults();
+  fault(Part::property, kStatus, Effect::fail, 0, Access::write);
+  EXPECT_THAT(send(4408, "11"), Answers(QVCMD_OK, "11")) << "the first call's return";
+  EXPECT_THAT(lines_of(4408), ElementsAre(failed));
+  EXPECT_EQ("11", item_text(item::midauto_result));
 }
 
 TEST_F(TestResults, MidautoCrcSlotsAreTenCharactersEach) {
-  EXPECT_THAT(send(4409), Answers(QVCMD_OK, "0xFFFFFFFF"));
-  set_item(253, "0x000000010x00000002short\0zzzz0x00000004"sv);
+  EXPECT_THAT(send(4412), Answers(QVCMD_OK, "0xFFFFFFFF"));
+  set_item(item::midauto_crc_list, "0x000000010x00000002short\0zzzz0x00000004"sv);
   EXPECT_THAT(send(4409), Answers(QVCMD_OK, "0x00000001"));
   EXPECT_THAT(send(4410), Answers(QVCMD_OK, "0x00000002"));
   EXPECT_THAT(send(4411), Answers(QVCMD_OK, "short"));
@@ -120,16 +135,6 @@ TEST_F(TestResults, MidautoCrcSlotsAreTenCharactersEach) {
   EXPECT_THAT(send(4409), Answers(-1, ""));
   fault(Part::item, "251", Effect::returns, 128);
   EXPECT_EQ(QVCMD_OK, send(4407).result);
-}
-
-TEST_F(TestResults, FlexGpioSumSaysWhatFailed) {
-  EXPECT_EQ(QVCMD_OK, send(4241, "1A2B").result);
-  EXPECT_THAT(send(4240), Answers(QVCMD_OK, "1A2B"));
-  item_fails(300);
-  EXPECT_THAT(send(4240), Answers(QVCMD_FAIL, ""));
-  const auto written = entries();
-  EXPECT_EQ("[handle_read_flex_gpio_sum] failed to get data\n", written.back().message);
-  EXPECT_EQ(6, written.back().priority);
 }
 
 }  // namespace
