@@ -1,5 +1,6 @@
 // Files of the customisation package in both modes, and the start-up probes.
 #include "fcx/customisation.h"
+#include "fcx/factory_item_table.h"
 
 #include <libxml/tree.h>
 
@@ -243,7 +244,7 @@ TEST_F(Customisation, TheSimsTimeDependsOnTheChipsetAndTheFactoryReset) {
     set_build_property("ro.build.type", build);
     restart();
     reload();
-    set_item(2, std::string(1, static_cast<char>(status)));
+    set_item(fcx::item::factory_status, std::string(1, static_cast<char>(status)));
     told();
     qve_sbp_set_timer();
     EXPECT_EQ("FRST status " + std::to_string(status) + "\n" + expected, told())

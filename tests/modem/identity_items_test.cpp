@@ -1,12 +1,15 @@
 // What the modem keeps of the identity, and its copies among the factory items.
 #include "fcx/identity_items.h"
 
+#include "fcx/factory_item_table.h"
 #include "fcx/network_code.h"
 #include "tests/phone_fixture.h"
 #include "virtual_phone/core/clock.h"
 
 namespace fcx_test {
 namespace {
+
+namespace item = fcx::item;
 
 using testing::ElementsAre;
 using testing::IsEmpty;
@@ -16,9 +19,6 @@ using virtual_phone::Effect;
 using virtual_phone::Part;
 
 constexpr char kImei[] = "490154203237518";
-constexpr int kImeiItem = 13;
-constexpr int kMeidItem = 207;
-constexpr int kPidItem = 4;
 
 class IdentityItems : public PhoneTest {
  protected:
@@ -101,28 +101,28 @@ TEST_F(IdentityItems, RecordsReadBackAsTheyWereWritten) {
 }
 
 TEST_F(IdentityItems, AnAcceptedImeiIsMirrored) {
-  set_item(kImeiItem, "old IMEI with a tail");
+  set_item(item::imei, "old IMEI with a tail");
   EXPECT_EQ("IMEI WRITE OK", call(write_qve_imei, kImei, 116).text);
-  EXPECT_EQ(std::string(kImei) + std::string(5, '\0'), item(kImeiItem, 20));
+  EXPECT_EQ(std::string(kImei) + std::string(5, '\0'), item(item::imei, 20));
   EXPECT_EQ("I Fcx: **SET FTM_ITEM - IMEI**\n", lines().back());
   EXPECT_EQ(kImei, call(read_qve_imei, "", 117).text);
   char sent[] = "490154203237518";
   char answer[QVCMD_DATA_SIZE];
-  set_item(kImeiItem, "");
+  set_item(item::imei, "");
   EXPECT_EQ(0U, write_qve_imei(116, sent, 15, answer, nullptr)) << "no length is wanted";
-  EXPECT_EQ(kImei, item_text(kImeiItem));
+  EXPECT_EQ(kImei, item_text(item::imei));
   // As many bytes as were sent, whatever stands behind them.
   char longer[] = "490154203237518behind";
   EXPECT_EQ(0U, write_qve_imei(116, longer, 15, answer, nullptr));
-  EXPECT_EQ(kImei, item_text(kImeiItem));
+  EXPECT_EQ(kImei, item_text(item::imei));
 
   // The answer may come to where the IMEI was.
   std::string(kImei).copy(answer, 15);
-  set_item(kImeiItem, "");
+  set_item(item::imei, "");
   EXPECT_EQ(0U, write_qve_imei(116, answer, 15, answer, nullptr));
-  EXPECT_EQ(kImei, item_text(kImeiItem));
+  EXPECT_EQ(kImei, item_text(item::imei));
 
-  item_fails(kImeiItem);
+  item_fails(item::imei);
   EXPECT_EQ(0U, write_qve_imei(116, sent, 15, answer, nullptr));
   EXPECT_EQ("E Fcx: item 13 cannot be written\n", lines().back());
 }
@@ -143,12 +143,12 @@ TEST_F(IdentityItems, WhatTheModemDidNotAcceptIsNotMirrored) {
       {120, kImei, 0, "IMEI WRITE OK"},
       {994, kImei, 2, ""},
   };
-  set_item(kImeiItem, "old");
+  set_item(item::imei, "old");
   for (const auto& c : cases) {
     const Answer answer = call(write_qve_imei, c.imei, c.opcode);
     EXPECT_EQ(c.code, answer.code) << c.opcode << " " << c.imei;
     EXPECT_EQ(c.answer, answer.text);
-    EXPECT_EQ("old", item_text(kImeiItem)) << c.opcode << " " << c.imei;
+    EXPECT_EQ("old", item_text(item::imei)) << c.opcode << " " << c.imei;
   }
   EXPECT_EQ("I Fcx: Cannot get response. Return error:2\n", lines().back());
 }
@@ -157,13 +157,13 @@ TEST_F(IdentityItems, AnOldAnswerInTheBufferNeverCounts) {
   std::string imei = kImei;
   std::vector<char> answer(QVCMD_DATA_SIZE);
   std::string("IMEI WRITE OK").copy(answer.data(), 13);
-  set_item(kImeiItem, "old");
+  set_item(item::imei, "old");
   int length = 13;
   for (const auto& [effect, value] :
        {std::pair{Effect::empty, 0}, {Effect::shorter, 12}, {Effect::fail, 1}}) {
     opcode_fault(116, effect, value);
     write_qve_imei(116, imei.data(), 15, answer.data(), &length);
-    EXPECT_EQ("old", item_text(kImeiItem));
+    EXPECT_EQ("old", item_text(item::imei));
     clear_faults();
   }
 }
@@ -218,8 +218,8 @@ TEST_F(IdentityItems, BootChecksAlignTheItemsWithTheModem) {
     int opcode;
     const char* line;
   } cases[] = {
-      {imei_check_on_boot, "imei1", kImeiItem, 117, "I Fcx: Cannot get imei from nv. 1\n"},
-      {meid_check_on_boot, "meid", kMeidItem, 157, "I Fcx: Cannot get meid from nv. 1\n"},
+      {imei_check_on_boot, "imei1", item::imei, 117, "I Fcx: Cannot get imei from nv. 1\n"},
+      {meid_check_on_boot, "meid", item::meid, 157, "I Fcx: Cannot get meid from nv. 1\n"},
   };
   for (const auto& c : cases) {
     set_modem(c.value, "490154203237518");
@@ -246,12 +246,12 @@ TEST_F(IdentityItems, BootChecksAlignTheItemsWithTheModem) {
 }
 
 TEST_F(IdentityItems, AnErrorTextIsNoImei) {
-  set_item(kImeiItem, kImei);
+  set_item(item::imei, kImei);
   for (const int length : {18, 20}) {
     opcode_fault(117, Effect::longer, length);
     imei_check_on_boot();
     EXPECT_EQ("I Fcx: Cannot get imei from nv. 1\n", lines().back());
-    EXPECT_EQ(kImei, item_text(kImeiItem));
+    EXPECT_EQ(kImei, item_text(item::imei));
     clear_faults();
   }
 }
@@ -259,7 +259,7 @@ TEST_F(IdentityItems, AnErrorTextIsNoImei) {
 TEST_F(IdentityItems, ThePidComesFromTheModemOrElseFromTheItem) {
   std::vector<char> out(QVCMD_DATA_SIZE, '#');
   set_modem("pid", "PID-M");
-  set_item(kPidItem, "PIDF");
+  set_item(item::pid, "PIDF");
   EXPECT_EQ(0, read_pid(out.data()));
   EXPECT_STREQ("PID-M", out.data());
   set_modem("pid_supported", "0");
@@ -269,7 +269,7 @@ TEST_F(IdentityItems, ThePidComesFromTheModemOrElseFromTheItem) {
   const auto written = lines();
   EXPECT_EQ("I Fcx: read_pid: NOT SUPPORTED", written[written.size() - 2]);
   EXPECT_EQ("E Fcx: Cannot get response. Return error:2,rsp_len=4\n", written.back());
-  item_fails(kPidItem);
+  item_fails(item::pid);
   EXPECT_EQ(1, read_pid(out.data()));
   EXPECT_EQ("E Fcx: Cannot get pid in FTM.\n", lines().back());
   clear_faults();
@@ -281,36 +281,36 @@ TEST_F(IdentityItems, ThePidComesFromTheModemOrElseFromTheItem) {
 TEST_F(IdentityItems, ThePidIsStoredInTheItemUnlessTheModemFailed) {
   char pid[] = "PID-1";
   EXPECT_EQ(0, write_pid(pid));
-  EXPECT_EQ("PID-1", item_text(kPidItem));
+  EXPECT_EQ("PID-1", item_text(item::pid));
   EXPECT_EQ("PID-1", requests().back().payload);
   set_modem("pid_supported", "0");
   char other[] = "PID-2";
   log();
   EXPECT_EQ(2, write_pid(other));
   EXPECT_EQ("I Fcx: [NV]write_pid ret=2, & Deault save to FTM", lines().back());
-  EXPECT_EQ("PID-2", item_text(kPidItem));
-  item_fails(kPidItem);
+  EXPECT_EQ("PID-2", item_text(item::pid));
+  item_fails(item::pid);
   EXPECT_EQ(1, write_pid(pid));
   EXPECT_EQ("E Fcx: Cannot set pid in FTM.\n", lines().back());
   clear_faults();
   opcode_fault(203, Effect::fail, 1);
   EXPECT_EQ(1, write_pid(pid));
   EXPECT_EQ("I Fcx: Cannot get response. Return error:1\n", lines().back());
-  EXPECT_EQ("PID-2", item_text(kPidItem));
+  EXPECT_EQ("PID-2", item_text(item::pid));
 }
 
 TEST_F(IdentityItems, AnAcceptedIddeResetsTheIdentity) {
   set_modem("imei1", kImei);
-  set_item(9, "QV2006A00123");
+  set_item(item::serial_number, "QV2006A00123");
   set_ntcode("\"1\",\"310,410\"", 13);
   set_property("persist.vendor.qve.mccmnc-list", "310410");
   log();
   EXPECT_EQ("IDDE OK", call(write_qve_idde, "record").text);
   EXPECT_EQ("I Fcx: IDDE response: IDDE OK size:7\n", lines()[6]);
-  EXPECT_EQ(std::string("\x02\xFC\x0A\0\0\0", 6), item(8, 6));
-  EXPECT_EQ("000000000000", item_text(9));
-  EXPECT_EQ("", item_text(421));
-  EXPECT_EQ(kImei, item_text(kImeiItem));
+  EXPECT_EQ(std::string("\x02\xFC\x0A\0\0\0", 6), item(item::bt_address, 6));
+  EXPECT_EQ("000000000000", item_text(item::serial_number));
+  EXPECT_EQ("", item_text(item::network_code));
+  EXPECT_EQ(kImei, item_text(item::imei));
   EXPECT_EQ("", property("persist.vendor.qve.mcc-list")) << "\"0\" first, then emptied";
   EXPECT_EQ("", property("persist.vendor.qve.mccmnc-list"));
   EXPECT_EQ("3", property("persist.vendor.qve.ntcode-changed"));
@@ -324,7 +324,7 @@ TEST_F(IdentityItems, AnIddeResetKeepsItsOrder) {
   virtual_phone::set_clock(virtual_phone::Clock::stopped);
   std::thread writer([this] { EXPECT_EQ("IDDE OK", call(write_qve_idde, "record").text); });
   EXPECT_TRUE(eventually([&] { return property("persist.vendor.qve.mcc-list") == "0"; }));
-  EXPECT_EQ("0", item_text(9));
+  EXPECT_EQ("0", item_text(item::serial_number));
   EXPECT_EQ("310410", property("persist.vendor.qve.mccmnc-list"));
   EXPECT_EQ("(not set)", property("persist.vendor.qve.ntcode-changed"));
   virtual_phone::set_clock(virtual_phone::Clock::fast);
@@ -335,15 +335,15 @@ TEST_F(IdentityItems, AnIddeResetKeepsItsOrder) {
 TEST_F(IdentityItems, AResetSerialNumberIsAsLongAsTheOldOne) {
   for (const auto& [old, zeros] :
        {std::pair{"", "0"}, {"A", "0"}, {"ABC", "000"}, {"ABCDEFGHIJKL", "000000000000"}}) {
-    set_item(9, std::string(12, '\0'));
-    set_item(9, old);
+    set_item(item::serial_number, std::string(12, '\0'));
+    set_item(item::serial_number, old);
     call(write_qve_idde, "record");
-    EXPECT_EQ(zeros, item_text(9));
+    EXPECT_EQ(zeros, item_text(item::serial_number));
   }
 }
 
 TEST_F(IdentityItems, AnIddeThatIsNotAcceptedChangesNothing) {
-  set_item(9, "QV2006A00123");
+  set_item(item::serial_number, "QV2006A00123");
   const struct {
     Effect effect;
     int64_t value;
@@ -354,18 +354,18 @@ TEST_F(IdentityItems, AnIddeThatIsNotAcceptedChangesNothing) {
     opcode_fault(105, c.effect, c.value);
     EXPECT_EQ(c.code, call(write_qve_idde, "record").code);
     EXPECT_THAT(lines().back(), testing::StartsWith("I Fcx: IDDE response: "));
-    EXPECT_EQ("QV2006A00123", item_text(9));
-    EXPECT_EQ(std::string(6, '\0'), item(8, 6));
+    EXPECT_EQ("QV2006A00123", item_text(item::serial_number));
+    EXPECT_EQ(std::string(6, '\0'), item(item::bt_address, 6));
     EXPECT_EQ("(not set)", property("persist.vendor.qve.ntcode-changed"));
     clear_faults();
   }
 }
 
 TEST_F(IdentityItems, AnIddeResetEndsWithoutTheBluetoothAddress) {
-  set_item(9, "QV2006A00123");
-  fault(Part::item, "8", Effect::fail, -1, Access::write);
+  set_item(item::serial_number, "QV2006A00123");
+  fault(Part::item, std::to_string(item::bt_address), Effect::fail, -1, Access::write);
   EXPECT_EQ(1U, call(write_qve_idde, "record").code);
-  EXPECT_EQ("QV2006A00123", item_text(9));
+  EXPECT_EQ("QV2006A00123", item_text(item::serial_number));
 }
 
 TEST_F(IdentityItems, TheNetworkCodeListComesInPieces) {
@@ -417,7 +417,7 @@ TEST_F(IdentityItems, ANetworkCodeListIsStoredWhole) {
   EXPECT_EQ(-1, set_ntcode("x", -1));
   EXPECT_EQ(-1, set_ntcode(out.data(), 2049));
   EXPECT_EQ(-1, get_ntcode(nullptr));
-  item_fails(421);
+  item_fails(item::network_code);
   EXPECT_EQ(-1, set_ntcode("x", 1));
   EXPECT_EQ(-1, get_ntcode(out.data()));
   EXPECT_STREQ("list", out.data());

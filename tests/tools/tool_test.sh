@@ -201,11 +201,11 @@ modem)
 identity)
   fcx init --profile blank >/dev/null
   expect 0 '^data +IMEI WRITE OK$' fcx send 4293 490154203237518
-  expect 0 '490154203237518' fcx item get 13
+  expect 0 '490154203237518' fcx item get imei
   expect 0 '^data +490154203237518$' fcx send 4294
   expect 0 '^data +490154203237518$' fcx send 4064
   expect 0 '^data +CHECK DIGIT ERROR$' fcx send 4293 490154203237517
-  expect 0 '490154203237518' fcx item get 13
+  expect 0 '490154203237518' fcx item get imei
   expect 0 '^data +IMEI WRITE ERROR$' fcx send 4293 --hex 3439
   expect 2 'an IMEI has 15 digits, not "4901"' fcx send write_imei 4901
   expect 2 'an IMEI has 15 digits' fcx send automid_imei 49015420323751A
