@@ -145,7 +145,7 @@ TEST_F(ItemHandlers, ChargerSkipReadsWithTwoAndWritesTheLowByteOtherwise) {
       {" \t+7x", 7},      {"abc", 0}, {"", 0},      {"+-5", 0}, {"-", 0},   {"99999999999", 255},
       {"-99999999999", 0}};
   for (const auto& c : writes) {
-    set_item(10, "\x33"sv);
+    set_item(item::charger_skip, "\x33"sv);
     EXPECT_THAT(send(4003, c.text), Answers(QVCMD_OK, "")) << c.text;
     EXPECT_EQ(c.stored, static_cast<uint8_t>(item(item::charger_skip, 1)[0])) << c.text;
   }
@@ -181,12 +181,6 @@ TEST_F(ItemHandlers, HiddenMenuIsADecimalNumber) {
     EXPECT_THAT(lines_of(4025),
                 ElementsAre("I Diag_Lib: HiddenMenu: Enable/Disable[" + std::string(text) + "]\n"));
   }
-}
-
-TEST_F(ItemHandlers, AStoreThatIsNotOpenFailsEveryAccess) {
-  phone().items_open = false;
-  EXPECT_THAT(send(4010), Answers(QVCMD_FAIL, ""));
-  EXPECT_THAT(send(4018, "1"), Answers(QVCMD_FAIL, ""));
 }
 
 }  // namespace

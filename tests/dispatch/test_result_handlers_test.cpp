@@ -62,7 +62,7 @@ TEST_F(TestResults, LdafCalibrationIsDoneWhenTheItemHoldsText) {
 
 TEST_F(TestResults, SaatResultGoesToTheItemOrToTheCamera) {
   EXPECT_EQ(QVCMD_OK, send(4231, "P1,P2").result);
-  EXPECT_THAT(send(4230), Answers(QVCMD_OK, "P1,P2"));
+  EXPECT_THAT(send(4230, "[FRONT_TOF]"), Answers(QVCMD_OK, "P1,P2"));
   EXPECT_THAT(send(4230, "x[FRONT_TOF_CHECK]"), Answers(QVCMD_FAIL, "")) << "no file yet";
   lines();
   // What comes before the mark is not the camera's; of the item only 256 characters are shown.

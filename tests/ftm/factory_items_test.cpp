@@ -139,13 +139,18 @@ TEST_F(FactoryItems, RawBytesAreCopiedWhole) {
 }
 
 TEST_F(FactoryItems, ClearThenWriteStopsWhenTheClearFails) {
-  // The first of the two writes fails, the second would work.
-  virtual_phone::set_fault(phone(), {0, Part::item, "251", Access::write, Effect::fail, -1, 1});
-  set_item(item::midauto_result, "old");
-  EXPECT_EQ(-1, set_midauto_result("new"));
-  EXPECT_EQ("old", item_text(item::midauto_result));
-  EXPECT_EQ(0, set_midauto_result("new"));
-  EXPECT_EQ("new", item_text(item::midauto_result));
+  const std::string text(40, 'n');
+  for (const auto& [number, set] :
+       {std::pair(212, set_saatresult), {251, set_midauto_result}, {253, set_midauto_crc_list}}) {
+    // The first of the two writes fails, the second would work.
+    virtual_phone::set_fault(
+        phone(), {0, Part::item, std::to_string(number), Access::write, Effect::fail, -1, 1});
+    set_item(number, "old");
+    EXPECT_EQ(-1, set(text.c_str())) << number;
+    EXPECT_EQ("old", item_text(number));
+    EXPECT_EQ(0, set(text.c_str())) << number;
+    EXPECT_EQ(text, item_text(number));
+  }
 }
 
 TEST_F(FactoryItems, FactoryStatusKeepsPropertyItemAndTraceInStep) {
@@ -166,8 +171,6 @@ TEST_F(FactoryItems, FactoryStatusKeepsPropertyItemAndTraceInStep) {
 
 TEST_F(FactoryItems, FactoryStatusThreeRemovesTheAgreeFileWhateverFails) {
   std::filesystem::create_directory(file(kAgree));  // which is no file to be removed
-  EXPECT_EQ(0, set_factory_status(2));
-  lines();
   fault(Part::property, kStatusProperty, Effect::fail, 0, Access::write);
   fault(Part::item, "79", Effect::fail, -1, Access::write);
   EXPECT_EQ(0, set_factory_status(3)) << "the item alone decides";
@@ -181,14 +184,14 @@ TEST_F(FactoryItems, FactoryStatusThreeRemovesTheAgreeFileWhateverFails) {
   clear_faults();
   std::filesystem::remove(file(kAgree));
   write_file(file(kAgree), "agreed");
-  EXPECT_EQ(0, set_factory_status(2));
+  for (const int status : {2, 4}) EXPECT_EQ(0, set_factory_status(status));
   EXPECT_TRUE(std::filesystem::exists(file(kAgree)));
   lines();
   item_fails(item::factory_status);
   EXPECT_EQ(-1, set_factory_status(3));
   EXPECT_FALSE(std::filesystem::exists(file(kAgree)));
   EXPECT_EQ("3", property(kStatusProperty)) << "set already, on purpose";
-  EXPECT_EQ("22", item_text(item::frst_trace)) << "the trace is not";
+  EXPECT_EQ("24", item_text(item::frst_trace)) << "the trace is not";
   EXPECT_THAT(lines(),
               ElementsAre("I Fcx: set_factory_status:[3] \n", "I Fcx: Set ftm Error! Item : 2"));
 }
@@ -228,19 +231,24 @@ TEST_F(FactoryItems, TheTraceSaysWhatFailed) {
                                    "I Fcx: Set ftm Error! Item : QVFTM_FRST_TRACE"));
 }
 
-TEST_F(FactoryItems, SomeLogBeforeOrAfterTheAccess) {
+TEST_F(FactoryItems, SomeLogBeforeTheyWriteOrAfterTheyRead) {
   char buffer[20] = {};
-  set_suffix_item("AEUROP");
-  get_suffix_item(buffer);
-  set_crcwizard(12);
-  get_crcwizard(buffer);
-  set_lcd_break_mode(1);
-  set_workfrstmodeon_status(2);
+  set_item(item::suffix, "AEUROP");
+  set_item(item::crc_wizard, "3");
+  for (const char* number : {"73", "49", "101", "40"}) {
+    fault(Part::item, number, Effect::fail, -1, Access::write);
+  }
+  EXPECT_EQ(-1, set_suffix_item("AUSA"));
+  EXPECT_EQ(0, get_suffix_item(buffer));
+  EXPECT_EQ(-1, set_crcwizard(12));
+  EXPECT_EQ(0, get_crcwizard(buffer));
+  EXPECT_EQ(-1, set_lcd_break_mode(1));
+  EXPECT_EQ(-1, set_workfrstmodeon_status(2));
   EXPECT_THAT(
       lines(),
-      ElementsAre("I Fcx: Set SUFFIX : AEUROP", "I Fcx: Get SUFFIX : AEUROP",
+      ElementsAre("I Fcx: Set SUFFIX : AUSA", "I Fcx: Get SUFFIX : AEUROP",
                   "I Fcx: CWCWIZARD set_crcwizard(1)\n", "I Fcx: CWCWIZARD get_crcwizard pass\n",
-                  "I Fcx: CWCWIZARD get_crcwizard(1)\n", "I Fcx: set_lcd_break_status:[1] \n",
+                  "I Fcx: CWCWIZARD get_crcwizard(3)\n", "I Fcx: set_lcd_break_status:[1] \n",
                   "I Fcx: set_workfrstmodeon_status:[2] \n"));
 }
 
@@ -262,7 +270,7 @@ TEST(FactoryItemStore, AMissingStoreIsSaidOnce) {
   EXPECT_EQ(-1, init_factory_item());
   EXPECT_THAT(testing::internal::GetCapturedStderr(),
               testing::AllOf(HasSubstr("no phone in /nonexistent/phone"),
-                             HasSubstr("Failed to init ftm item")));
+                             testing::ContainsRegex("Fcx E .*Failed to init ftm item")));
   EXPECT_EQ(-1, get_qem());
   EXPECT_EQ(-1, set_qem(1));
   EXPECT_EQ(-1, set_factory_status(3)) << "no file of this machine is touched";
