@@ -120,7 +120,7 @@ unsigned int read_qve_pesn(char* answer, int* answer_len) {
   return hand_on<Needs::answer>(fcx::request::read_pesn, nullptr, 0, answer, answer_len);
 }
 
-unsigned int write_qve_imei(int opcode, char* data, short len, char* answer, int* answer_len) {
+unsigned int write_qve_imei(int number, char* data, short len, char* answer, int* answer_len) {
   if (data == nullptr || answer == nullptr) return QVCMD_FAIL;
   // Kept before it is sent: the caller may have the answer written over it.
   std::array<char, fcx::factory_item<fcx::item::imei>().length> sent{};
@@ -128,12 +128,12 @@ unsigned int write_qve_imei(int opcode, char* data, short len, char* answer, int
   imei.copy(sent.data(), sent.size());
   int length = 0;
   int& answered = answer_len != nullptr ? *answer_len : length;
-  const unsigned int code = hand_on<Needs::data_and_answer>(opcode, data, len, answer, &answered);
+  const unsigned int code = hand_on<Needs::data_and_answer>(number, data, len, answer, &answered);
   if (code != 0) {
     DOMAIN_INFO("Cannot get response. Return error:%d\n", static_cast<int>(code));
     return code;
   }
-  if (opcode != fcx::request::write_imei || !begins_with(answer, answered, kImeiWritten)) return 0;
+  if (number != fcx::request::write_imei || !begins_with(answer, answered, kImeiWritten)) return 0;
   DOMAIN_INFO("**SET FTM_ITEM - IMEI**\n");
   if (fcx::write_item(fcx::factory_item<fcx::item::imei>(), {sent.data(), sent.size()}) < 0) {
     DOMAIN_ERROR("item %d cannot be written\n", fcx::item::imei);
@@ -141,10 +141,10 @@ unsigned int write_qve_imei(int opcode, char* data, short len, char* answer, int
   return 0;
 }
 
-unsigned int read_qve_imei(int opcode, char* request, short len, char* answer, int* answer_len) {
+unsigned int read_qve_imei(int number, char* request, short len, char* answer, int* answer_len) {
   if (request == nullptr || answer == nullptr) return QVCMD_FAIL;
-  DOMAIN_INFO("[PERSO]: id= %d", opcode);
-  return hand_on<Needs::data_and_answer>(opcode, request, len, answer, answer_len);
+  DOMAIN_INFO("[PERSO]: id= %d", number);
+  return hand_on<Needs::data_and_answer>(number, request, len, answer, answer_len);
 }
 
 unsigned int write_qve_idde(char* data, short len, char* answer, int* answer_len) {

@@ -1,6 +1,6 @@
 // What the modem keeps of the device's identity: IMEI, MEID, pseudo-ESN, product identifiers and
 // the short factory records named by four letters. Items travel as byte strings, as the caller
-// gives them and as the modem answers them; text has no NUL behind it.
+// gives them and as the modem answers them; text has no NUL after it.
 //
 // The common form:
 //
@@ -18,12 +18,12 @@
 
 #pragma GCC visibility push(default)
 
-/// Opcodes 101, 102: the IMPL record. The read answers '1' when the flag is set, or "IMPL READ
+/// Requests 101, 102: the IMPL record. The read answers '1' when the flag is set, or "IMPL READ
 /// ERROR".
 unsigned int write_qve_impl(char* data, short len, char* answer, int* answer_len);
 unsigned int read_qve_impl(char* request, short len, char* answer, int* answer_len);
 
-/// Opcodes 105, 106: the IDDE record. When the modem answers a write with "IDDE OK", what hangs on
+/// Requests 105, 106: the IDDE record. When the modem answers a write with "IDDE OK", what hangs on
 /// the identity is reset, in this order: the default Bluetooth address, a serial number of as many
 /// zeros as the old one has characters (one, when it has none), an empty network-code list, the
 /// property "persist.vendor.qve.mcc-list" as "0", imei_check_on_boot(), sbpSetDefaultMCCLists(),
@@ -32,28 +32,28 @@ unsigned int read_qve_impl(char* request, short len, char* answer, int* answer_l
 unsigned int write_qve_idde(char* data, short len, char* answer, int* answer_len);
 unsigned int read_qve_idde(char* request, short len, char* answer, int* answer_len);
 
-/// Opcodes 108, 109: the FUSG record; read as IMPL, "FUSG READ ERROR".
+/// Requests 108, 109: the FUSG record; read as IMPL, "FUSG READ ERROR".
 unsigned int write_qve_fusg(char* data, short len, char* answer, int* answer_len);
 unsigned int read_qve_fusg(char* request, short len, char* answer, int* answer_len);
 
-/// Opcodes 114, 115: the second product identifier.
+/// Requests 114, 115: the second product identifier.
 unsigned int write_qve_pid2(char* data, short len, char* answer, int* answer_len);
 unsigned int read_qve_pid2(char* request, short len, char* answer, int* answer_len);
 
 /// Writes an IMEI. The modem checks the digit itself: it answers "IMEI WRITE OK", "IMEI WRITE
 /// ERROR" or "CHECK DIGIT ERROR", all with the return value 0.
-/// @param opcode 116 for the IMEI. Only with it, and only after "IMEI WRITE OK", factory item 13
+/// @param number 116 for the IMEI. Only with it, and only after "IMEI WRITE OK", factory item 13
 ///               receives the first 20 bytes of `data`, too. That it could not is logged, and made
 ///               up for by imei_check_on_boot().
 /// @param len    bytes of `data`; a negative one counts as 0
-unsigned int write_qve_imei(int opcode, char* data, short len, char* answer, int* answer_len);
+unsigned int write_qve_imei(int number, char* data, short len, char* answer, int* answer_len);
 
 /// Reads an IMEI.
-/// @param opcode 117, 119 or 121 for the first, second or third SIM slot. The modem answers the 15
+/// @param number 117, 119 or 121 for the first, second or third SIM slot. The modem answers the 15
 ///               digits, or "IMEI READ ERROR :(" with the return value 0.
-unsigned int read_qve_imei(int opcode, char* request, short len, char* answer, int* answer_len);
+unsigned int read_qve_imei(int number, char* request, short len, char* answer, int* answer_len);
 
-/// Reads the network-code list that the modem keeps: opcodes 154 and 127, then a bulk transfer.
+/// Reads the network-code list that the modem keeps: requests 154 and 127, then a bulk transfer.
 /// @param answer     2048 bytes
 /// @param answer_len receives the length of the answer to 127, normally 0, plus that of the list;
 ///                   2048 at most
@@ -61,27 +61,27 @@ unsigned int read_qve_imei(int opcode, char* request, short len, char* answer, i
 ///         receive_modem_data(), with what came before it in `answer` and `*answer_len`
 unsigned int read_qve_ntcode(char* request, short len, char* answer, int* answer_len);
 
-/// Opcodes 128, 129: the model suffix.
+/// Requests 128, 129: the model suffix.
 unsigned int write_qve_suffix(char* data, short len, char* answer, int* answer_len);
 unsigned int read_qve_suffix(char* request, short len, char* answer, int* answer_len);
 
-/// Opcodes 148, 149, 150: the GDEN flag and the GDEN record.
+/// Requests 148, 149, 150: the GDEN flag and the GDEN record.
 unsigned int write_qve_gden_flag(char* data, short len, char* answer, int* answer_len);
 unsigned int write_qve_gden(char* data, short len, char* answer, int* answer_len);
 unsigned int read_qve_gden(char* request, short len, char* answer, int* answer_len);
 
-/// Opcode 151: the EFSA record, which can only be written.
+/// Request 151: the EFSA record, which can only be written.
 unsigned int write_qve_efsa(char* data, short len, char* answer, int* answer_len);
 
-/// Opcodes 152, 153: the RGRV record.
+/// Requests 152, 153: the RGRV record.
 unsigned int write_qve_rgrv(char* data, short len, char* answer, int* answer_len);
 unsigned int read_qve_rgrv(char* request, short len, char* answer, int* answer_len);
 
-/// Opcodes 157, 158: the MEID and the pseudo-ESN. Only `answer` is needed.
+/// Requests 157, 158: the MEID and the pseudo-ESN. Only `answer` is needed.
 unsigned int read_qve_meid(char* answer, int* answer_len);
 unsigned int read_qve_pesn(char* answer, int* answer_len);
 
-/// Opcodes 203, 202: the product identifier as the modem has it. The write needs only `data`, the
+/// Requests 203, 202: the product identifier as the modem has it. The write needs only `data`, the
 /// read only `answer`.
 unsigned int write_qve_pid(char* data, short len, char* answer, int* answer_len);
 unsigned int read_qve_pid(char* request, short len, char* answer, int* answer_len);

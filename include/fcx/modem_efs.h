@@ -25,14 +25,14 @@ int efs_close(int fd);
 int efs_unlink(char* path);
 
 /// Reads `n` bytes, in requests of at most 2032. A request that brings fewer leaves a gap in `buf`
-/// of what is missing, and the next goes on behind it, on purpose; one that brings none is the
+/// of what is missing, and the next goes on after it, on purpose; one that brings none is the
 /// last.
 /// @param buf room for `n` bytes
 /// @return the bytes received, without the gaps; 0 when the first request brings none, or `n` is
 ///         below 1; else -1 for a null buffer
 int efs_read(int fd, void* buf, int n);
 
-/// Writes `n` bytes, in requests of at most 2032. Each goes on behind what the modem took of the
+/// Writes `n` bytes, in requests of at most 2032. Each goes on after what the modem took of the
 /// one before; one of which it takes nothing is the last.
 /// @return the bytes that the modem took; 0 when `n` is below 1; else -1 for a null buffer
 int efs_write(int fd, void* buf, int n);

@@ -22,21 +22,21 @@ struct QVATCMDResponse;
 int init_modem_interface();
 
 /// Sends one request and waits for its answer.
-/// @param opcode      0 to 993 or 1000 to 4414
+/// @param number      of the request: 0 to 993 or 1000 to 4414
 /// @param payload     what is sent, or null for nothing
 /// @param payload_len its bytes; below 1 for nothing, above 2048 cut to 2048
-/// @param out_data    2048 bytes that receive the answer, or null. Text has no NUL behind it.
+/// @param out_data    2048 bytes that receive the answer, or null. Text has no NUL after it.
 /// @param out_len     receives the answer's bytes, 0 to 2048, or null
-/// @param out_status  receives the answer's status word, whose meaning is the opcode's, or null
+/// @param out_status  receives the answer's status word, whose meaning is the request's, or null
 /// @return 0 with an answer
 ///         1 when the exchange failed, or the AT-command service is not there
-///         2 for a number without a route, and when the modem does not know the opcode
+///         2 for a number without a route, and when the modem does not know the request
 ///         any number, 1 and 2 too, as the AT-command service's own result. That of 1011 and of
 ///         1012 is ignored, on purpose: they return 0.
 ///
 /// When it is not 0, `*out_len` becomes -1 if `out_data` and `out_len` are both given, and nothing
 /// else is written. A missing service writes nothing at all.
-int request_to_system(int opcode, void* payload, int payload_len, void* out_data, int* out_len,
+int request_to_system(int number, void* payload, int payload_len, void* out_data, int* out_len,
                       int* out_status);
 
 /// Takes the AT-command service's answer for the request that is under way. The service calls it
@@ -77,6 +77,6 @@ int receive_modem_data(char* buf, int* len);
 /// @return 0; -1 for a null pointer or a `req_len` outside 0 to 2048; 1 when the request failed, or
 ///         when the other side claims an answer of more than 2048 or fewer than 0 bytes (what fits
 ///         of it is then in `rsp` all the same)
-int get_qve_data_from_modem(int opcode, void* req, int req_len, void* rsp, int* rsp_len);
+int get_qve_data_from_modem(int number, void* req, int req_len, void* rsp, int* rsp_len);
 
 #pragma GCC visibility pop

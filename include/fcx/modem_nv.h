@@ -7,7 +7,7 @@
 
 /// Reads an NV item.
 /// @param item its number
-/// @param buf  receives 128 bytes with every answer, whatever its status, zeros behind a shorter
+/// @param buf  receives 128 bytes with every answer, whatever its status, zeros after a shorter
 ///             one; untouched without an answer
 /// @return the modem's status: 0 done (or the answer ends before the status), 4 failed (the request
 ///         failed, too), 5 the item is not active (the modem has none, too); -1 without a packet or

@@ -28,7 +28,7 @@ int qve_single_binary_init();
 /// Reads the SIM: from the modem, or on a MediaTek chipset from the radio layer's properties.
 /// @param out     2048 bytes: the ICCID, "NO SIM ERROR", "NO SIM READ ERROR" or "NOT YET". No NUL
 /// @param length  its length
-/// @param command the opcode that the modem is asked with: 14
+/// @param command the request that the modem is asked with: 14
 /// @return 0 on an answer, anything else without one
 int qve_read_sim(char* out, int* length, int command);
 

@@ -64,12 +64,12 @@ int request_to_modem(qvcmd_request& request, qvcmd_response& response) {
   const int outcome = is_ready ? request_to_modem_via_dmi(&request, &response) : status;
   DOMAIN_INFO("[DMI] request_to_modem return value is %d\n", outcome);
   if (outcome == 0) return 0;
-  // That the modem does not know an opcode is passed on: the product identifier relies on it.
+  // That the modem does not know a request is passed on: the product identifier relies on it.
   return is_ready && outcome == fcx::kNotSupported ? fcx::kNotSupported : QVCMD_FAIL;
 }
 
-/// Whether the service's result counts for this opcode. It does not for these two, on purpose.
-constexpr bool result_counts(int opcode) { return opcode != 1011 && opcode != 1012; }
+/// Whether the service's result counts for this request. It does not for these two, on purpose.
+constexpr bool result_counts(int number) { return number != 1011 && number != 1012; }
 
 Outcome request_to_android(const qvcmd_request& request, qvcmd_response& response) {
   // Looked up for every request anew, on purpose: the service may have been restarted.
@@ -99,12 +99,12 @@ Outcome request_to_android(const qvcmd_request& request, qvcmd_response& respons
 }
 
 /// One request by whichever route. `response` holds the answer when the code is 0.
-Outcome exchange(int opcode, std::string_view payload, qvcmd_response& response) {
-  qvcmd_request request{opcode, 0, {}};
+Outcome exchange(int number, std::string_view payload, qvcmd_response& response) {
+  qvcmd_request request{number, 0, {}};
   request.data_len = static_cast<int32_t>(payload.copy(request.data, sizeof request.data));
-  DOMAIN_INFO("[COMMON_INTERFACE] QVCMD OPCODE: %d", opcode);
+  DOMAIN_INFO("[COMMON_INTERFACE] QVCMD OPCODE: %d", number);
   Outcome outcome{fcx::kNotSupported};
-  switch (fcx::route_of(opcode)) {
+  switch (fcx::route_of(number)) {
     case fcx::Route::direct:
       outcome = {request_to_modem(request, response)};
       break;
@@ -146,8 +146,8 @@ std::string_view ModemAnswer::text() const {
   return bounded_text(all.data(), all.size());
 }
 
-int ask(int opcode, std::string_view payload, ModemAnswer& answer) {
-  const int code = exchange(opcode, payload, answer.record()).code;
+int ask(int number, std::string_view payload, ModemAnswer& answer) {
+  const int code = exchange(number, payload, answer.record()).code;
   if (code == 0) log_status(answer.record());
   return code;
 }
@@ -161,10 +161,10 @@ int init_modem_interface() {
   return status;
 }
 
-int request_to_system(int opcode, void* payload, int payload_len, void* out_data, int* out_len,
+int request_to_system(int number, void* payload, int payload_len, void* out_data, int* out_len,
                       int* out_status) {
   qvcmd_response response;
-  const Outcome outcome = exchange(opcode, payload_of(payload, payload_len), response);
+  const Outcome outcome = exchange(number, payload_of(payload, payload_len), response);
   if (outcome.code != 0) {
     if (outcome.has_service && out_data != nullptr && out_len != nullptr) *out_len = -1;
     return outcome.code;
@@ -179,11 +179,11 @@ int request_to_system(int opcode, void* payload, int payload_len, void* out_data
   return 0;
 }
 
-int get_qve_data_from_modem(int opcode, void* req, int req_len, void* rsp, int* rsp_len) {
+int get_qve_data_from_modem(int number, void* req, int req_len, void* rsp, int* rsp_len) {
   if (req == nullptr || rsp == nullptr || rsp_len == nullptr) return -1;
   if (req_len < 0 || req_len > kDataSize) return -1;
   fcx::ModemAnswer answer;
-  const Outcome outcome = exchange(opcode, payload_of(req, req_len), answer.record());
+  const Outcome outcome = exchange(number, payload_of(req, req_len), answer.record());
   if (outcome.code != 0) {
     if (outcome.has_service) *rsp_len = -1;
     return QVCMD_FAIL;

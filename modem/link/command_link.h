@@ -8,7 +8,7 @@
 
 namespace fcx {
 
-/// What request_to_system() returns for a number without a route, and for an opcode that the modem
+/// What request_to_system() returns for a number without a route, and for one that the modem
 /// does not know.
 constexpr int kNotSupported = 2;
 
@@ -34,6 +34,6 @@ class ModemAnswer {
 /// Sends one request and waits for its answer, as request_to_system() does for a caller who gives
 /// room for the answer. `payload` is cut at 2048 bytes.
 /// @return as request_to_system()
-[[nodiscard]] int ask(int opcode, std::string_view payload, ModemAnswer& answer);
+[[nodiscard]] int ask(int number, std::string_view payload, ModemAnswer& answer);
 
 }  // namespace fcx

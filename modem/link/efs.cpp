@@ -61,7 +61,7 @@ static_assert(offsetof(WriteRequest, data) == 8);
 static_assert(offsetof(WriteRequest, count) == 2040);
 static_assert(sizeof(WriteRequest) == 2044);
 
-/// What the modem answers: its result and, behind a read, the bytes.
+/// What the modem answers: its result and, after a read, the bytes.
 struct Answer {
   int32_t result;
   std::array<char, kMostBytes> data;

@@ -61,10 +61,10 @@ struct Packets {
 
 /// Sends the request packet; the answer fills the reply from its data on.
 /// @return the bytes of the answer, or -1
-int exchange(int opcode, Packets& packets) {
+int exchange(int number, Packets& packets) {
   std::array<char, QVCMD_DATA_SIZE> answer;
   int length = 0;
-  if (get_qve_data_from_modem(opcode, packets.request, sizeof(NvPacket), answer.data(), &length) !=
+  if (get_qve_data_from_modem(number, packets.request, sizeof(NvPacket), answer.data(), &length) !=
       0) {
     return -1;
   }

@@ -11,11 +11,17 @@ namespace fcx {
 /// By which way a request travels.
 enum class Route { direct, system, none };
 
+// Of each route the first and the last number.
+inline constexpr int32_t kFirstDirect = 0;
+inline constexpr int32_t kLastDirect = 993;
+inline constexpr int32_t kFirstSystem = 1000;
+inline constexpr int32_t kLastSystem = 4414;
+
 /// The route of a request's number: to the modem over the direct interface, to the AT-command
 /// service of the system side, or nowhere.
 constexpr Route route_of(int32_t number) {
-  if (number >= 0 && number <= 993) return Route::direct;
-  if (number >= 1000 && number <= 4414) return Route::system;
+  if (number >= kFirstDirect && number <= kLastDirect) return Route::direct;
+  if (number >= kFirstSystem && number <= kLastSystem) return Route::system;
   return Route::none;
 }
 
