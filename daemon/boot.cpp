@@ -96,9 +96,9 @@ std::string check_identity(vp::Phone& phone, const Identity& identity, int64_t l
     return name + " in " + item + " was not the modem's, which it has now.";
   }
   for (const vp::ModemRequest& request : vp::modem_requests(phone, last_request)) {
-    if (request.opcode != identity.opcode) continue;
+    if (request.number != identity.opcode) continue;
     if (request.code != 0) break;
-    if (request.answer.empty() || vp::is_modem_message(request.opcode, request.answer)) {
+    if (request.answer.empty() || vp::is_modem_message(request.number, request.answer)) {
       return "The modem has no " + std::string(identity.name) + "; " + item + " stays.";
     }
     const std::string is_kept = request.answer.substr(0, kLongest);
@@ -158,7 +158,7 @@ BootInputs inputs_of(vp::Phone& phone, const Boot::Properties& properties) {
 std::vector<BootMoment> sim_requests(vp::Phone& phone, int64_t last_request) {
   std::vector<BootMoment> moments;
   for (const vp::ModemRequest& request : vp::modem_requests(phone, last_request)) {
-    if (request.opcode != fcx::request::read_sim) continue;
+    if (request.number != fcx::request::read_sim) continue;
     const Kind kind = request.code == 0 ? Kind::sim : Kind::no_sim_answer;
     moments.push_back({request.time_us, kind, request.answer});
   }

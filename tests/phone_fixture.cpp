@@ -7,6 +7,7 @@
 #include <sstream>
 
 #include "fcx/factory_items.h"
+#include "fcx/modem_link.h"
 #include "fcx/service_handler.h"
 #include "fcx/single_binary.h"
 #include "virtual_phone/core/clock.h"
@@ -36,6 +37,11 @@ PhoneTest::PhoneTest()
   vp::select(directory_);
   fcx::reload_carrier_set_up();
   EXPECT_EQ(0, init_factory_item());
+  // The modem's interface as a process finds it, also where a test before has opened it.
+  service_fault("dmi", vp::Effect::absent);
+  EXPECT_EQ(-1, init_modem_interface());
+  clear_faults();
+  std::filesystem::resize_file(phone().log_file(), 0);
   vp::observe_log([this](const vp::LogEntry& entry) { entries_.push_back(entry); });
 }
 

@@ -43,8 +43,8 @@ class PhoneTest : public testing::Test {
   void set_item(int number, std::string_view bytes);
   void fault(virtual_phone::Part part, std::string target, virtual_phone::Effect effect,
              int64_t value = -1, virtual_phone::Access access = virtual_phone::Access::any);
-  void opcode_fault(int opcode, virtual_phone::Effect effect, int64_t value = 0) {
-    fault(virtual_phone::Part::opcode, std::to_string(opcode), effect, value);
+  void request_fault(int number, virtual_phone::Effect effect, int64_t value = 0) {
+    fault(virtual_phone::Part::request, std::to_string(number), effect, value);
   }
   void service_fault(const char* service, virtual_phone::Effect effect) {
     fault(virtual_phone::Part::service, service, effect, 0);

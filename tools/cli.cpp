@@ -71,6 +71,8 @@ void Verb::callback(std::function<void()> run) { app_->callback(std::move(run));
 
 void Verb::require_subcommand(int count) { app_->require_subcommand(count); }
 
+void Verb::take_anything_unseen() { app_->group("")->fallthrough(false)->allow_extras(); }
+
 bool Verb::has_subcommand() const { return !app_->get_subcommands().empty(); }
 
 std::string Verb::name() const { return app_->get_name(); }

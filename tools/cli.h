@@ -57,6 +57,9 @@ class Verb {
   void callback(std::function<void()> run);
   /// So many verbs must follow it.
   void require_subcommand(int count);
+  /// For a word that is no verb any more: it is not shown in help, takes whatever follows it, and
+  /// says what to type instead.
+  void take_anything_unseen();
   /// Whether one follows it on the command line that was read.
   bool has_subcommand() const;
 

@@ -1,9 +1,12 @@
 // fault: what shall go wrong on the phone.
+#include <algorithm>
 #include <cstdio>
 #include <cstring>
 #include <memory>
 
+#include "fcx/command_table.h"
 #include "modem/link/requests.h"
+#include "tools/command_name.h"
 #include "tools/commands.h"
 #include "tools/item_name.h"
 #include "tools/json.h"
@@ -18,14 +21,11 @@ namespace vp = virtual_phone;
 
 /// An errno value by its name, as ENOSPC, or its number. Throws UsageError.
 int64_t error_number(const std::string& word) {
-  constexpr int kHighest = 133;
-  for (int error = 1; error <= kHighest; ++error) {
+  for (int error = 1; error <= vp::kHighestError; ++error) {
     const char* name = strerrorname_np(error);
     if (name != nullptr && word == name) return error;
   }
-  const int64_t number = number_of(word, "an error (as ENOSPC)");
-  if (number < 1 || number > kHighest) throw UsageError("there is no error " + word);
-  return number;
+  return number_of(word, "an error (as ENOSPC)");
 }
 
 std::string plural(vp::Part part) {
@@ -33,7 +33,7 @@ std::string plural(vp::Part part) {
 }
 
 const vp::EffectRow& effect_row(vp::Part part, const std::string& word) {
-  const auto effect = vp::effect_named(word);
+  const auto effect = vp::named<vp::Effect>(word);
   std::string known;
   for (const vp::EffectRow& row : vp::fault_effects()) {
     if (row.part != part) continue;
@@ -47,7 +47,7 @@ int64_t effect_value(const vp::EffectRow& row, const std::optional<std::string>&
   const std::string what = std::string(vp::name_of(row.effect));
   if (!word.has_value()) {
     if (row.default_value.has_value()) return *row.default_value;
-    throw UsageError("\"" + what + "\" needs a number behind it: " + row.value_name + ", " +
+    throw UsageError("\"" + what + "\" needs a number after it: " + row.value_name + ", " +
                      row.meaning);
   }
   if (row.value_name == nullptr) throw UsageError("\"" + what + "\" takes no number");
@@ -66,13 +66,23 @@ std::string fault_text(const vp::Fault& fault) {
   return text;
 }
 
+/// The name of the request that a fault stands on; empty without one.
+std::string request_name(const vp::Fault& fault) {
+  if (fault.part != vp::Part::request) return "";
+  const fcx::NamedRequest* row = fcx::find_request(std::stoi(fault.target));
+  return row == nullptr ? "" : row->name;
+}
+
 Json fault_json(const vp::Fault& fault) {
+  const std::string name = request_name(fault);
   return {{"id", fault.id},
           {"part", vp::name_of(fault.part)},
           {"target", fault.target},
+          {"name", name.empty() ? Json() : Json(name)},
           {"on", vp::name_of(fault.access)},
           {"effect", vp::name_of(fault.effect)},
           {"value", fault.value},
+          {"after", fault.after},
           {"remaining", fault.remaining ? Json(*fault.remaining) : Json()}};
 }
 
@@ -87,10 +97,12 @@ void list_faults(const Invocation& invocation) {
     puts("no fault is set");
     return;
   }
-  TextTable table({"ID", "PART", "TARGET", "ON", "EFFECT", "REMAINING"});
+  TextTable table({"ID", "PART", "TARGET", "ON", "EFFECT", "AFTER", "REMAINING"});
   for (const auto& fault : faults) {
-    table.add({std::to_string(fault.id), vp::name_of(fault.part), fault.target,
-               vp::name_of(fault.access), fault_text(fault),
+    const std::string name = request_name(fault);
+    table.add({std::to_string(fault.id), vp::name_of(fault.part),
+               name.empty() ? fault.target : fault.target + " " + name, vp::name_of(fault.access),
+               fault_text(fault), std::to_string(fault.after),
                fault.remaining ? std::to_string(*fault.remaining) : "until cleared"});
   }
   table.print();
@@ -111,20 +123,52 @@ std::string effect_help(vp::Part part) {
   return help;
 }
 
-/// The opcode that a word stands for: its number, or its name. Throws UsageError.
-int64_t modem_opcode(const std::string& word) {
+/// The first command that a word names by its opcode or by a name, or null.
+const fcx::Command* command_called(const std::string& word) {
+  for (const fcx::Command& row : fcx::command_table()) {
+    const bool is_named = word == command_name(row.handler) || word == command_name(row.writer);
+    if (word == std::to_string(row.opcode) || (!word.empty() && is_named)) return &row;
+  }
+  return nullptr;
+}
+
+/// Says that a word is a command's, which are no requests though their numbers overlap.
+std::string command_hint(const fcx::Command& row) {
+  std::string hint = std::to_string(row.opcode) + " is the opcode of the command \"" +
+                     command_names(row) + "\", and no request";
+  for (const fcx::NamedRequest& request : fcx::kModemRequests) {
+    if (command_name(row.handler) != request.name) continue;
+    hint += std::string(" (request ") + std::to_string(request.number) + " is \"" + request.name +
+            "\")";
+  }
+  return hint + ". `fcx fault request --help` lists the requests.";
+}
+
+/// The number of the request that a word stands for: its number, or its name. Throws UsageError for
+/// what can be none.
+int32_t request_number(const std::string& word) {
   std::vector<std::string> names;
   for (const fcx::NamedRequest& row : fcx::kModemRequests) {
     if (word == row.name) return row.number;
     names.push_back(row.name);
   }
-  if (word.find_first_not_of("0123456789") == std::string::npos)
-    return number_of(word, "an opcode");
-  throw unknown_name("opcode", word, names, "fcx fault opcode --help");
+  const fcx::Command* command = command_called(word);
+  if (word.find_first_not_of("0123456789") == std::string::npos) {
+    const int64_t typed = number_of(word, "a request");
+    if (typed > INT32_MAX) throw UsageError("no request has the number " + word);
+    const auto number = static_cast<int32_t>(typed);
+    if (command == nullptr || fcx::find_request(number) != nullptr) return number;
+    if (fcx::route_of(number) == fcx::Route::none) throw UsageError(command_hint(*command));
+    // The link would carry it, so that it may be meant.
+    fprintf(stderr, "fcx: note: %s\n", command_hint(*command).c_str());
+    return number;
+  }
+  if (command != nullptr) throw UsageError(command_hint(*command));
+  throw unknown_name("request", word, names, "fcx fault request --help");
 }
 
-std::string opcode_help() {
-  std::string help = "Opcodes:\n";
+std::string request_help() {
+  std::string help = "Requests:\n";
   for (const fcx::NamedRequest& row : fcx::kModemRequests) {
     std::string line = "  " + std::to_string(row.number);
     line.resize(8, ' ');
@@ -137,21 +181,28 @@ std::string opcode_help() {
 
 /// A target in the form in which the phone knows it. Throws UsageError.
 std::string fault_target(vp::Part part, const std::string& word) {
-  switch (part) {
-    case vp::Part::item:
-      return std::to_string(item_number(word));
-    case vp::Part::property:
-    case vp::Part::service:
-      return word;
-    case vp::Part::opcode:
-      return std::to_string(modem_opcode(word));
-    case vp::Part::file:
-      break;
+  if (part == vp::Part::item) return std::to_string(item_number(word));
+  if (part == vp::Part::request) return std::to_string(request_number(word));
+  return word;
+}
+
+/// The accesses at which faults of a part can strike, each once, as "open, read"; empty where there
+/// is no choice.
+std::string accesses_of(vp::Part part) {
+  std::vector<vp::Access> accesses;
+  for (const vp::EffectRow& row : vp::fault_effects()) {
+    if (row.part != part || row.strikes.size() < 2) continue;
+    for (const vp::Access access : row.strikes) {
+      if (std::find(accesses.begin(), accesses.end(), access) == accesses.end()) {
+        accesses.push_back(access);
+      }
+    }
   }
-  // The device's paths begin at its root, and name a file.
-  const auto path = (std::filesystem::path("/") / word).lexically_normal();
-  if (!path.has_filename()) throw UsageError("\"" + word + "\" names no file");
-  return path.string();
+  std::string list;
+  for (const vp::Access access : accesses) {
+    list += (list.empty() ? "" : ", ") + std::string(vp::name_of(access));
+  }
+  return list;
 }
 
 void add_part(Verb& group, Invocation& invocation, vp::Part part, const char* target_help,
@@ -161,40 +212,55 @@ void add_part(Verb& group, Invocation& invocation, vp::Part part, const char* ta
     std::string effect;
     std::optional<std::string> value;
     std::string access = "any";
+    std::optional<std::string> after;
     std::optional<std::string> times;
   };
   auto options = std::make_shared<Options>();
-  Verb& command = add_command(
-      group, vp::name_of(part), std::string("Set a fault on one ") + vp::name_of(part), "",
-      [&invocation, part, options] {
-        const vp::EffectRow& row = effect_row(part, options->effect);
-        const auto access = vp::access_named(options->access);
-        if (!access.has_value()) {
-          throw UsageError("--on takes any, open, read or write, not \"" + options->access + "\"");
-        }
-        std::optional<int64_t> times;
-        if (options->times) times = number_of(*options->times, "--times");
-        vp::Fault fault{0,       part,       fault_target(part, options->target),
-                        *access, row.effect, effect_value(row, options->value),
-                        times};
-        vp::set_fault(invocation.open_phone(), fault);
-        list_faults(invocation);
-      });
+  const std::string accesses = accesses_of(part);
+  Verb& command =
+      add_command(group, vp::name_of(part), std::string("Set a fault on one ") + vp::name_of(part),
+                  "", [&invocation, part, options, accesses] {
+                    const vp::EffectRow& row = effect_row(part, options->effect);
+                    const auto access = vp::named<vp::Access>(options->access);
+                    if (!access.has_value()) {
+                      throw UsageError("--on takes any, or one of " + accesses + ", not \"" +
+                                       options->access + "\"");
+                    }
+                    vp::Fault fault{0,       part,       fault_target(part, options->target),
+                                    *access, row.effect, effect_value(row, options->value),
+                                    {}};
+                    if (options->after) fault.after = number_of(*options->after, "--after");
+                    if (options->times) fault.remaining = number_of(*options->times, "--times");
+                    vp::set_fault(invocation.open_phone(), fault);
+                    list_faults(invocation);
+                  });
   command.footer(effect_help(part) + "\nExample:\n" + example +
-                 (part == vp::Part::opcode ? "\n\n" + opcode_help() : ""));
+                 (part == vp::Part::request ? "\n\n" + request_help() : ""));
   command.add_option("target", options->target, target_help).required();
   command.add_option("effect", options->effect, "What happens, see below").required();
   command.add_option("value", options->value, "A number, where the effect takes one");
-  const bool is_accessed = part != vp::Part::opcode && part != vp::Part::service;
-  if (is_accessed) {
+  if (!accesses.empty()) {
     command
         .add_option("--on", options->access,
-                    part == vp::Part::file ? "Strike on open, read, write or any access"
-                                           : "Strike on read, write or any access")
+                    "Strike on this access only: " + accesses + "; on any at first")
         .type_name("ACCESS");
   }
+  command
+      .add_option("--after", options->after,
+                  "Strike from the Nth access on; from the first on when not given")
+      .type_name("N");
   command.add_option("--times", options->times, "Strike so often; until cleared when not given")
       .type_name("N");
+}
+
+/// What `fault request` was once called: commands have opcodes, requests have not.
+void add_former_name(Verb& group) {
+  Verb& command = add_command(group, "opcode", "", "", [] {
+    throw UsageError(
+        "only commands have opcodes, and no faults: `fcx fault request` takes the "
+        "number or the name of a request of the modem link");
+  });
+  command.take_anything_unseen();
 }
 
 }  // namespace
@@ -205,7 +271,8 @@ void add_fault(Verb& tool, Invocation& invocation) {
       "  fcx fault item 9 fail                        reads and writes of item 9 fail\n"
       "  fcx fault item 253 return 40 --times 1       the next access returns 40\n"
       "  fcx fault file /mnt/vendor/persist-qv/agree_factory fail ENOSPC --on write\n"
-      "  fcx fault opcode read_imei refuse            the modem answers that it has no IMEI\n"
+      "  fcx fault request read_imei refuse           the modem answers that it has no IMEI\n"
+      "  fcx fault request sync_efs fail --after 3    from the third one on\n"
       "  fcx fault service dmi absent                 the modem cannot be reached\n"
       "  fcx fault list\n"
       "  fcx fault clear 2                            one fault; without a number all of them",
@@ -215,10 +282,12 @@ void add_fault(Verb& tool, Invocation& invocation) {
            "  fcx fault item 9 short 4");
   add_part(group, invocation, vp::Part::property, "The property's name",
            "  fcx fault property persist.vendor.qve.factory.status fail --on write");
-  add_part(group, invocation, vp::Part::file, "The device path",
+  add_part(group, invocation, vp::Part::file, "The device path of a file, or of a directory",
            "  fcx fault file /proc/meminfo fail EACCES --times 1");
-  add_part(group, invocation, vp::Part::opcode, "The number of an opcode of the modem, or its name",
-           "  fcx fault opcode write_imei late 2000 --times 1");
+  add_part(group, invocation, vp::Part::request,
+           "The number of a request of the modem link, or its name",
+           "  fcx fault request write_imei late 2000 --times 1");
+  add_former_name(group);
   add_part(group, invocation, vp::Part::service,
            "dmi (the modem), diag (NV packets), atservice (the system side) or filehandle",
            "  fcx fault service diag absent");

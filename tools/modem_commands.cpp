@@ -36,7 +36,7 @@ uint16_t nv_number(const std::string& word) {
   return static_cast<uint16_t>(number);
 }
 
-std::string opcode_name(int32_t number) {
+std::string request_name(int32_t number) {
   const fcx::NamedRequest* row = fcx::find_request(number);
   return row == nullptr ? "" : row->name;
 }
@@ -50,7 +50,7 @@ bool is_identity(int32_t number) {
 std::string shown_bytes(const vp::ModemRequest& request, const std::string& bytes, bool full) {
   constexpr size_t kLongest = 60;
   const bool hide =
-      !full && is_identity(request.opcode) && !vp::is_modem_message(request.opcode, bytes);
+      !full && is_identity(request.number) && !vp::is_modem_message(request.number, bytes);
   const std::string text = hide ? masked(shown(bytes)) : shown(bytes);
   if (full || text.size() <= kLongest) return text;
   if (hide) return "..." + text.substr(text.size() - kLongest);
@@ -98,11 +98,11 @@ Json efs_json(vp::Phone& phone) {
 }
 
 Json request_json(const vp::ModemRequest& request, bool full) {
-  const bool hide = !full && is_identity(request.opcode);
+  const bool hide = !full && is_identity(request.number);
   Json object = {{"id", request.id},
                  {"time_us", request.time_us},
-                 {"opcode", request.opcode},
-                 {"name", opcode_name(request.opcode)},
+                 {"request", request.number},
+                 {"name", request_name(request.number)},
                  {"payload", shown_bytes(request, request.payload, full)},
                  {"code", request.code},
                  {"status", request.status},
@@ -131,7 +131,7 @@ void print_requests(const std::vector<vp::ModemRequest>& requests, bool full) {
     puts("none yet");
     return;
   }
-  TextTable table({"TIME", "OPCODE", "PAYLOAD", "CODE", "ANSWER"});
+  TextTable table({"TIME", "REQUEST", "PAYLOAD", "CODE", "ANSWER"});
   for (const vp::ModemRequest& request : requests) {
     std::string answer = shown_bytes(request, request.answer, full);
     if (static_cast<int64_t>(request.answer.size()) != request.answer_length) {
@@ -139,7 +139,7 @@ void print_requests(const std::vector<vp::ModemRequest>& requests, bool full) {
     }
     if (request.status != 0) answer += " (status " + std::to_string(request.status) + ")";
     table.add({shown_time(request.time_us),
-               std::to_string(request.opcode) + " " + opcode_name(request.opcode),
+               std::to_string(request.number) + " " + request_name(request.number),
                shown_bytes(request, request.payload, full), std::to_string(request.code), answer});
   }
   table.print();
@@ -193,7 +193,7 @@ void print_value(const Invocation& invocation, vp::Phone& phone, const vp::Modem
 /// Throws UsageError.
 std::optional<vp::NvItem> nv_item_of(const std::string& word) {
   if (word == "none") return std::nullopt;
-  const auto state = vp::nv_state_named(word);
+  const auto state = vp::named<vp::NvState>(word);
   if (state == vp::NvState::active) throw UsageError("give the bytes of an active NV item");
   if (state.has_value()) return vp::NvItem{*state, ""};
   std::string value = from_hex(word);

@@ -48,7 +48,7 @@ void add_insert(Verb& group, Invocation& invocation) {
   auto options = std::make_shared<Options>();
   Verb& insert = add_command(
       group, "insert", "Put a SIM in, in place of one that is there",
-      "  fcx sim insert 8901410000000000001      18 to 20 digits, f behind them up to 20\n"
+      "  fcx sim insert 8901410000000000001      18 to 20 digits, f after them up to 20\n"
       "  fcx sim insert --any 8901               as from a SIM that was written badly\n"
       "  fcx sim insert --any hex:00ff",
       [&invocation, options] {

@@ -264,7 +264,7 @@ TEST_F(LeftWaiting, ASimThatNeverAnswersIsWaitedForAsLongAsEver) {
   virtual_phone::set_sim(phone(), late);
   virtual_phone::set_property(phone(), "persist.vendor.qve.ntcode-changed", "3");
   set_property(kMark, "1");
-  opcode_fault(14, Effect::fail, 1);
+  request_fault(14, Effect::fail, 1);
   boot();
   EXPECT_EQ(10U, polls()) << "an earlier start is done: no answer completes nothing";
   EXPECT_EQ("2", property("persist.vendor.qve.sim-changed"));

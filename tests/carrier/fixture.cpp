@@ -94,7 +94,7 @@ void CarrierTest::set_all(const std::string& pairs) {
 void CarrierTest::no_answer(std::optional<int64_t> times) {
   const std::string opcode = std::to_string(fcx::request::read_sim);
   vp::set_fault(phone(),
-                {0, vp::Part::opcode, opcode, vp::Access::any, vp::Effect::fail, 1, times});
+                {0, vp::Part::request, opcode, vp::Access::any, vp::Effect::fail, 1, times});
 }
 
 void CarrierTest::insert_late_sim(std::string_view iccid, int64_t not_yet_polls) {
@@ -168,7 +168,7 @@ int CarrierTest::count(const std::string& story, std::string_view text) {
 size_t CarrierTest::polls() {
   const auto asked = requests();
   return static_cast<size_t>(std::count_if(asked.begin(), asked.end(), [](const auto& request) {
-    return request.opcode == fcx::request::read_sim;
+    return request.number == fcx::request::read_sim;
   }));
 }
 

@@ -87,7 +87,19 @@ TEST_F(CondVars, ATimeOutIsNotAnError) {
   EXPECT_EQ(0, never.wait(mutex, 1));
   EXPECT_EQ(0, never.wait(mutex, 0));
   EXPECT_EQ(0, never.wait(mutex, -5));
-  EXPECT_THAT(log(), testing::IsEmpty());
+  EXPECT_THAT(lines(), testing::IsEmpty());
+}
+
+TEST_F(CondVars, AnErrorOfATimedWaitIsLoggedWithoutATag) {
+  // A mutex that notices who does not hold it.
+  Mutex mutex;
+  pthread_mutexattr_t checking;
+  ASSERT_EQ(0, pthread_mutexattr_init(&checking));
+  ASSERT_EQ(0, pthread_mutexattr_settype(&checking, PTHREAD_MUTEX_ERRORCHECK));
+  ASSERT_EQ(0, pthread_mutex_init(mutex.nativeHandle(), &checking));
+  CondVar never;
+  EXPECT_EQ(0, never.wait(mutex, 1));
+  EXPECT_THAT(lines(), testing::ElementsAre("E : CondVar::wait: fail timed wait; error=0x1"));
 }
 
 }  // namespace

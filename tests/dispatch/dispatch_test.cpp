@@ -227,7 +227,7 @@ TEST_F(Dispatch, ACommandClearsTheResponseOrKeepsWhatItDoesNotSet) {
     std::string part, target;
     std::istringstream(c.fails) >> part >> target;
     if (part == "item") item_fails(std::stoi(target));
-    if (part == "request") opcode_fault(std::stoi(target), Effect::fail, 9);
+    if (part == "request") request_fault(std::stoi(target), Effect::fail, 9);
     if (part == "file") fault(Part::file, target, Effect::fail, EIO);
     EXPECT_EQ("",
               mistake(send_unclean(c.opcode, c.payload), c.clears, c.failed_result, c.failed_text))

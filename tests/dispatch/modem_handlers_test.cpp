@@ -52,7 +52,7 @@ TEST_F(ModemHandlers, TheAutomaticWriteTellsItsAnswersApart) {
       {kImei, Effect::empty, 0, QVCMD_FAIL, "I Diag_Lib: AutoMID write IMEI Unknown Error :("},
   };
   for (const auto& c : cases) {
-    opcode_fault(116, c.effect, c.value);
+    request_fault(116, c.effect, c.value);
     EXPECT_EQ(c.result, send(4064, c.imei).result) << c.line;
     EXPECT_EQ(c.line, lines().back());
     clear_faults();
@@ -98,7 +98,7 @@ TEST_F(ModemHandlers, AnAnswerThatIsTooLongIsCut) {
                                              {4401, 158},
                                              {4068, 102},
                                              {4063, 4063}}) {
-    opcode_fault(modem_opcode, Effect::longer, 4000);
+    request_fault(modem_opcode, Effect::longer, 4000);
     const qvcmd_response response = send(opcode);
     EXPECT_EQ(QVCMD_OK, response.result) << opcode;
     EXPECT_GT(response.data_len, 200) << opcode;

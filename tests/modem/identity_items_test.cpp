@@ -27,22 +27,22 @@ class IdentityItems : public PhoneTest {
     std::string text;
   };
 
-  template <typename Function, typename... Opcode>
-  Answer call(Function function, std::string sent, Opcode... opcode) {
+  template <typename Function, typename... Number>
+  Answer call(Function function, std::string sent, Number... number) {
     std::vector<char> answer(QVCMD_DATA_SIZE, '#');
     int length = 0;
     const unsigned code =
-        function(opcode..., sent.data(), static_cast<short>(sent.size()), answer.data(), &length);
+        function(number..., sent.data(), static_cast<short>(sent.size()), answer.data(), &length);
     return {code, std::string(answer.data(), static_cast<size_t>(std::max(length, 0)))};
   }
 };
 
-TEST_F(IdentityItems, EveryFunctionAsksForItsOpcodeAndNeedsItsPointers) {
+TEST_F(IdentityItems, EveryFunctionSendsItsRequestAndNeedsItsPointers) {
   using Form = unsigned (*)(char*, short, char*, int*);
   enum class Needs { both, data, answer };
   const struct {
     Form function;
-    int opcode;
+    int number;
     Needs needs;
   } cases[] = {
       {write_qve_impl, 101, Needs::both},      {read_qve_impl, 102, Needs::both},
@@ -58,21 +58,22 @@ TEST_F(IdentityItems, EveryFunctionAsksForItsOpcodeAndNeedsItsPointers) {
   char data[] = "1";
   char answer[QVCMD_DATA_SIZE];
   for (const auto& c : cases) {
-    opcode_fault(c.opcode, Effect::fail, 1);
+    SCOPED_TRACE(c.number);
+    request_fault(c.number, Effect::fail, 1);
     int length = 0;
     EXPECT_EQ(1U, c.function(data, 1, answer, &length)) << "the link's code";
     EXPECT_EQ(-1, length);
     auto sent = requests();
-    ASSERT_THAT(sent, SizeIs(1)) << c.opcode;
-    EXPECT_EQ(c.opcode, sent[0].opcode);
+    ASSERT_THAT(sent, SizeIs(1));
+    EXPECT_EQ(c.number, sent[0].number);
     EXPECT_EQ("1", sent[0].payload);
     // The same code, without anything sent.
     EXPECT_EQ(1U, c.function(nullptr, 1, answer, nullptr));
-    EXPECT_THAT(requests(), SizeIs(c.needs == Needs::answer ? 1 : 0)) << c.opcode;
+    EXPECT_THAT(requests(), SizeIs(c.needs == Needs::answer ? 1 : 0));
     EXPECT_EQ(1U, c.function(data, 1, nullptr, nullptr));
-    EXPECT_THAT(requests(), SizeIs(c.needs == Needs::data ? 1 : 0)) << c.opcode;
+    EXPECT_THAT(requests(), SizeIs(c.needs == Needs::data ? 1 : 0));
   }
-  log();
+  lines();
   EXPECT_EQ(1U, read_qve_meid(nullptr, nullptr));
   EXPECT_EQ(1U, read_qve_pesn(nullptr, nullptr));
   EXPECT_EQ(1U, write_qve_imei(116, nullptr, 1, answer, nullptr));
@@ -84,7 +85,7 @@ TEST_F(IdentityItems, EveryFunctionAsksForItsOpcodeAndNeedsItsPointers) {
   EXPECT_EQ(1, write_pid(nullptr));
   EXPECT_EQ(1, read_pid(nullptr));
   EXPECT_THAT(requests(), IsEmpty());
-  EXPECT_THAT(log(), IsEmpty());
+  EXPECT_THAT(lines(), IsEmpty());
 }
 
 TEST_F(IdentityItems, RecordsReadBackAsTheyWereWritten) {
@@ -111,8 +112,8 @@ TEST_F(IdentityItems, AnAcceptedImeiIsMirrored) {
   set_item(item::imei, "");
   EXPECT_EQ(0U, write_qve_imei(116, sent, 15, answer, nullptr)) << "no length is wanted";
   EXPECT_EQ(kImei, item_text(item::imei));
-  // As many bytes as were sent, whatever stands behind them.
-  char longer[] = "490154203237518behind";
+  // As many bytes as were sent, whatever stands after them.
+  char longer[] = "490154203237518after";
   EXPECT_EQ(0U, write_qve_imei(116, longer, 15, answer, nullptr));
   EXPECT_EQ(kImei, item_text(item::imei));
 
@@ -129,7 +130,7 @@ TEST_F(IdentityItems, AnAcceptedImeiIsMirrored) {
 
 TEST_F(IdentityItems, WhatTheModemDidNotAcceptIsNotMirrored) {
   const struct {
-    int opcode;
+    int number;
     std::string imei;
     unsigned code;
     const char* answer;
@@ -145,10 +146,11 @@ TEST_F(IdentityItems, WhatTheModemDidNotAcceptIsNotMirrored) {
   };
   set_item(item::imei, "old");
   for (const auto& c : cases) {
-    const Answer answer = call(write_qve_imei, c.imei, c.opcode);
-    EXPECT_EQ(c.code, answer.code) << c.opcode << " " << c.imei;
+    SCOPED_TRACE(std::to_string(c.number) + " " + c.imei);
+    const Answer answer = call(write_qve_imei, c.imei, c.number);
+    EXPECT_EQ(c.code, answer.code);
     EXPECT_EQ(c.answer, answer.text);
-    EXPECT_EQ("old", item_text(item::imei)) << c.opcode << " " << c.imei;
+    EXPECT_EQ("old", item_text(item::imei));
   }
   EXPECT_EQ("I Fcx: Cannot get response. Return error:2\n", lines().back());
 }
@@ -161,9 +163,9 @@ TEST_F(IdentityItems, AnOldAnswerInTheBufferNeverCounts) {
   int length = 13;
   for (const auto& [effect, value] :
        {std::pair{Effect::empty, 0}, {Effect::shorter, 12}, {Effect::fail, 1}}) {
-    opcode_fault(116, effect, value);
+    request_fault(116, effect, value);
     write_qve_imei(116, imei.data(), 15, answer.data(), &length);
-    EXPECT_EQ("old", item_text(item::imei));
+    EXPECT_EQ("old", item_text(item::imei)) << virtual_phone::name_of(effect);
     clear_faults();
   }
 }
@@ -173,7 +175,7 @@ TEST_F(IdentityItems, EachSlotHasItsImei) {
   set_modem("imei2", "490154203237526");
   EXPECT_EQ("490154203237518", call(read_qve_imei, "", 117).text);
   EXPECT_EQ("490154203237526", call(read_qve_imei, "", 119).text);
-  log();
+  lines();
   const Answer none = call(read_qve_imei, "", 121);
   EXPECT_EQ("IMEI READ ERROR :(", none.text);
   EXPECT_EQ(0U, none.code);
@@ -195,7 +197,7 @@ TEST_F(IdentityItems, TheCheckDigit) {
   for (const auto& c : cases) {
     std::vector<char> imei(c.imei, c.imei + 16);
     make_imei_chksum(imei.data(), c.len);
-    EXPECT_STREQ(c.expected, imei.data());
+    EXPECT_STREQ(c.expected, imei.data()) << c.imei;
   }
   std::vector<char> body(15, '#');
   std::string("49015420323751").copy(body.data(), 14);
@@ -215,29 +217,30 @@ TEST_F(IdentityItems, BootChecksAlignTheItemsWithTheModem) {
     void (*check)();
     const char* value;
     int item;
-    int opcode;
+    int number;
     const char* line;
   } cases[] = {
       {imei_check_on_boot, "imei1", item::imei, 117, "I Fcx: Cannot get imei from nv. 1\n"},
       {meid_check_on_boot, "meid", item::meid, 157, "I Fcx: Cannot get meid from nv. 1\n"},
   };
   for (const auto& c : cases) {
+    SCOPED_TRACE(c.value);
     set_modem(c.value, "490154203237518");
     set_item(c.item, std::string("490154203237517\0tail", 20));
     c.check();
     EXPECT_EQ("490154203237518" + std::string(5, '\0'), item(c.item, 20));
 
-    // Compared as far as the modem answers: what stands behind it in the item stays.
+    // Compared as far as the modem answers: what stands after it in the item stays.
     set_item(c.item, "490154203237518more");
     c.check();
     EXPECT_EQ("490154203237518more", item_text(c.item));
 
-    opcode_fault(c.opcode, Effect::longer, 2000);
+    request_fault(c.number, Effect::longer, 2000);
     c.check();
     EXPECT_EQ("490154203237518XXXXX", item(c.item, 20)) << "what fits";
     clear_faults();
 
-    opcode_fault(c.opcode, Effect::fail, 1);
+    request_fault(c.number, Effect::fail, 1);
     c.check();
     EXPECT_EQ(c.line, lines().back());
     EXPECT_EQ("490154203237518XXXXX", item(c.item, 20));
@@ -248,10 +251,10 @@ TEST_F(IdentityItems, BootChecksAlignTheItemsWithTheModem) {
 TEST_F(IdentityItems, AnErrorTextIsNoImei) {
   set_item(item::imei, kImei);
   for (const int length : {18, 20}) {
-    opcode_fault(117, Effect::longer, length);
+    request_fault(117, Effect::longer, length);
     imei_check_on_boot();
-    EXPECT_EQ("I Fcx: Cannot get imei from nv. 1\n", lines().back());
-    EXPECT_EQ(kImei, item_text(item::imei));
+    EXPECT_EQ("I Fcx: Cannot get imei from nv. 1\n", lines().back()) << length;
+    EXPECT_EQ(kImei, item_text(item::imei)) << length;
     clear_faults();
   }
 }
@@ -263,7 +266,7 @@ TEST_F(IdentityItems, ThePidComesFromTheModemOrElseFromTheItem) {
   EXPECT_EQ(0, read_pid(out.data()));
   EXPECT_STREQ("PID-M", out.data());
   set_modem("pid_supported", "0");
-  log();
+  lines();
   EXPECT_EQ(2, read_pid(out.data())) << "on purpose: it came from the item";
   EXPECT_STREQ("PIDF", out.data());
   const auto written = lines();
@@ -285,7 +288,7 @@ TEST_F(IdentityItems, ThePidIsStoredInTheItemUnlessTheModemFailed) {
   EXPECT_EQ("PID-1", requests().back().payload);
   set_modem("pid_supported", "0");
   char other[] = "PID-2";
-  log();
+  lines();
   EXPECT_EQ(2, write_pid(other));
   EXPECT_EQ("I Fcx: [NV]write_pid ret=2, & Deault save to FTM", lines().back());
   EXPECT_EQ("PID-2", item_text(item::pid));
@@ -293,7 +296,7 @@ TEST_F(IdentityItems, ThePidIsStoredInTheItemUnlessTheModemFailed) {
   EXPECT_EQ(1, write_pid(pid));
   EXPECT_EQ("E Fcx: Cannot set pid in FTM.\n", lines().back());
   clear_faults();
-  opcode_fault(203, Effect::fail, 1);
+  request_fault(203, Effect::fail, 1);
   EXPECT_EQ(1, write_pid(pid));
   EXPECT_EQ("I Fcx: Cannot get response. Return error:1\n", lines().back());
   EXPECT_EQ("PID-2", item_text(item::pid));
@@ -304,7 +307,7 @@ TEST_F(IdentityItems, AnAcceptedIddeResetsTheIdentity) {
   set_item(item::serial_number, "QV2006A00123");
   set_ntcode("\"1\",\"310,410\"", 13);
   set_property("persist.vendor.qve.mccmnc-list", "310410");
-  log();
+  lines();
   EXPECT_EQ("IDDE OK", call(write_qve_idde, "record").text);
   EXPECT_EQ("I Fcx: IDDE response: IDDE OK size:7\n", lines()[6]);
   EXPECT_EQ(std::string("\x02\xFC\x0A\0\0\0", 6), item(item::bt_address, 6));
@@ -317,10 +320,10 @@ TEST_F(IdentityItems, AnAcceptedIddeResetsTheIdentity) {
   EXPECT_EQ("\"0\",\"FFF,FFF,FFFFFFFF,FFFFFFFF,FF\"", property("persist.vendor.qve.tavrin.ntcode"));
 }
 
-// Seen while the boot check waits for the modem: what comes before it, and what behind.
+// Seen while the boot check waits for the modem: what comes before it, and what after.
 TEST_F(IdentityItems, AnIddeResetKeepsItsOrder) {
   set_property("persist.vendor.qve.mccmnc-list", "310410");
-  opcode_fault(117, Effect::late, 1000);
+  request_fault(117, Effect::late, 1000);
   virtual_phone::set_clock(virtual_phone::Clock::stopped);
   std::thread writer([this] { EXPECT_EQ("IDDE OK", call(write_qve_idde, "record").text); });
   EXPECT_TRUE(eventually([&] { return property("persist.vendor.qve.mcc-list") == "0"; }));
@@ -338,7 +341,7 @@ TEST_F(IdentityItems, AResetSerialNumberIsAsLongAsTheOldOne) {
     set_item(item::serial_number, std::string(12, '\0'));
     set_item(item::serial_number, old);
     call(write_qve_idde, "record");
-    EXPECT_EQ(zeros, item_text(item::serial_number));
+    EXPECT_EQ(zeros, item_text(item::serial_number)) << old;
   }
 }
 
@@ -351,7 +354,8 @@ TEST_F(IdentityItems, AnIddeThatIsNotAcceptedChangesNothing) {
   } cases[] = {
       {Effect::refuse, 0, 0}, {Effect::empty, 0, 0}, {Effect::shorter, 6, 0}, {Effect::fail, 2, 2}};
   for (const auto& c : cases) {
-    opcode_fault(105, c.effect, c.value);
+    SCOPED_TRACE(virtual_phone::name_of(c.effect));
+    request_fault(105, c.effect, c.value);
     EXPECT_EQ(c.code, call(write_qve_idde, "record").code);
     EXPECT_THAT(lines().back(), testing::StartsWith("I Fcx: IDDE response: "));
     EXPECT_EQ("QV2006A00123", item_text(item::serial_number));
@@ -370,6 +374,7 @@ TEST_F(IdentityItems, AnIddeResetEndsWithoutTheBluetoothAddress) {
 
 TEST_F(IdentityItems, TheNetworkCodeListComesInPieces) {
   for (const size_t length : {0, 10, 255, 600, 2048}) {
+    SCOPED_TRACE(length);
     const std::string list(length, 'n');
     EXPECT_EQ(0, set_ntcode(list.data(), static_cast<int>(length)));
     requests();
@@ -377,8 +382,8 @@ TEST_F(IdentityItems, TheNetworkCodeListComesInPieces) {
     EXPECT_EQ(length == 0 ? 1U : 0U, answer.code);
     EXPECT_EQ(list, answer.text);
     const auto sent = requests();
-    EXPECT_EQ(154, sent[0].opcode);
-    EXPECT_EQ(127, sent[1].opcode);
+    EXPECT_EQ(154, sent[0].number);
+    EXPECT_EQ(127, sent[1].number);
     EXPECT_THAT(sent, SizeIs(3 + length / 255));
   }
 }
@@ -386,7 +391,7 @@ TEST_F(IdentityItems, TheNetworkCodeListComesInPieces) {
 TEST_F(IdentityItems, ANetworkCodeListNeverSaysMoreThanItsBufferHolds) {
   const std::string list(2048, 'n');
   set_ntcode(list.data(), 2048);
-  opcode_fault(127, Effect::longer, 2048);
+  request_fault(127, Effect::longer, 2048);
   EXPECT_EQ(list, call(read_qve_ntcode, "").text);
   char request[1], answer[QVCMD_DATA_SIZE];
   EXPECT_EQ(0U, read_qve_ntcode(request, 0, answer, nullptr)) << "no length is wanted";
@@ -394,15 +399,15 @@ TEST_F(IdentityItems, ANetworkCodeListNeverSaysMoreThanItsBufferHolds) {
 
 TEST_F(IdentityItems, ANetworkCodeListThatFailsSaysWhere) {
   const struct {
-    int opcode;
+    int number;
     const char* line;
   } cases[] = {{154, "I Fcx: request_to_system. Return error:2\n"},
                {127, "I Fcx: request_to_system. Return error:2\n"},
                {156, "I Fcx: receive_modem_data. Return error:2\n"}};
   for (const auto& c : cases) {
-    opcode_fault(c.opcode, Effect::fail, 2);
-    EXPECT_EQ(2U, call(read_qve_ntcode, "").code);
-    EXPECT_EQ(c.line, lines().back());
+    request_fault(c.number, Effect::fail, 2);
+    EXPECT_EQ(2U, call(read_qve_ntcode, "").code) << c.number;
+    EXPECT_EQ(c.line, lines().back()) << c.number;
     clear_faults();
   }
 }

@@ -20,9 +20,15 @@ constexpr int kReset = 214;
 
 class ModemPower : public PhoneTest {
  protected:
-  std::vector<int> opcodes() {
+  // A reset that failed is under way until the process ends, or this.
+  ModemPower() {
+    testmode_power_reset_wait(nullptr);
+    lines();
+  }
+
+  std::vector<int> numbers() {
     std::vector<int> sent;
-    for (const auto& request : requests()) sent.push_back(request.opcode);
+    for (const auto& request : requests()) sent.push_back(request.number);
     return sent;
   }
 };
@@ -32,11 +38,11 @@ TEST_F(ModemPower, AResetIsNotRepeatedWhileItLasts) {
   EXPECT_EQ(0U, qve_check_modem_cmd_ready());
   requests();
   EXPECT_EQ(0U, qve_reset_modem());
-  EXPECT_THAT(opcodes(), ElementsAre(kSyncEfs, kReset));
+  EXPECT_THAT(numbers(), ElementsAre(kSyncEfs, kReset));
   EXPECT_EQ(1U, qve_check_modem_cmd_ready()) << "the modem is down";
   requests();
   EXPECT_EQ(0U, qve_reset_modem());
-  EXPECT_THAT(opcodes(), IsEmpty());
+  EXPECT_THAT(numbers(), IsEmpty());
 
   virtual_phone::set_clock(Clock::fast);
   fcx::wait_for_background_work();
@@ -47,26 +53,26 @@ TEST_F(ModemPower, AResetIsNotRepeatedWhileItLasts) {
   EXPECT_EQ(0U, qve_check_modem_cmd_ready());
   requests();
   EXPECT_EQ(0U, qve_reset_modem());
-  EXPECT_THAT(opcodes(), ElementsAre(kSyncEfs, kReset));
+  EXPECT_THAT(numbers(), ElementsAre(kSyncEfs, kReset));
   fcx::wait_for_background_work();
 }
 
 TEST_F(ModemPower, AFailedResetStaysUnderWay) {
-  opcode_fault(kReset, Effect::refuse);
+  request_fault(kReset, Effect::refuse);
   EXPECT_EQ(1U, qve_reset_modem());
   clear_faults();
   requests();
   EXPECT_EQ(0U, qve_reset_modem()) << "on purpose: \"doing\" until the process restarts";
-  EXPECT_THAT(opcodes(), IsEmpty());
+  EXPECT_THAT(numbers(), IsEmpty());
 }
 
 TEST_F(ModemPower, WithoutAFlushThereIsNoReset) {
-  opcode_fault(kSyncEfs, Effect::refuse);
+  request_fault(kSyncEfs, Effect::refuse);
   EXPECT_EQ(1U, qve_reset_modem());
-  EXPECT_THAT(opcodes(), ElementsAre(kSyncEfs));
+  EXPECT_THAT(numbers(), ElementsAre(kSyncEfs));
   EXPECT_EQ("E Fcx: EFS SYNC ERROR !!!!!!!!!\n", lines().back());
   EXPECT_EQ(0U, qve_reset_modem()) << "on purpose: it stays under way after any failure";
-  EXPECT_THAT(opcodes(), IsEmpty());
+  EXPECT_THAT(numbers(), IsEmpty());
 }
 
 TEST_F(ModemPower, BootIsAProperty) {
@@ -86,8 +92,8 @@ TEST_F(ModemPower, ReadyIsAnAnswerThatBeginsWithOne) {
     int64_t value;
   } refusals[] = {{Effect::refuse, 0}, {Effect::empty, 0}, {Effect::fail, 1}, {Effect::length, -1}};
   for (const auto& refusal : refusals) {
-    opcode_fault(kReady, refusal.effect, refusal.value);
-    EXPECT_EQ(1U, qve_check_modem_cmd_ready());
+    request_fault(kReady, refusal.effect, refusal.value);
+    EXPECT_EQ(1U, qve_check_modem_cmd_ready()) << virtual_phone::name_of(refusal.effect);
     clear_faults();
   }
   EXPECT_EQ(0U, qve_check_modem_cmd_ready());
@@ -102,12 +108,12 @@ TEST_F(ModemPower, AFlushSaysWhyItFailed) {
   } cases[] = {{Effect::fail, 1, "E Fcx: system_efs_sync Fail ! return error."},
                {Effect::refuse, 0, "E Fcx: system_efs_sync Fail ! rsp error."}};
   for (const auto& c : cases) {
-    opcode_fault(kSyncEfs, c.effect, c.value);
-    EXPECT_EQ(-1, system_efs_sync());
+    request_fault(kSyncEfs, c.effect, c.value);
+    EXPECT_EQ(-1, system_efs_sync()) << c.line;
     EXPECT_EQ(c.line, lines().back());
     clear_faults();
   }
-  opcode_fault(kSyncEfs, Effect::empty);
+  request_fault(kSyncEfs, Effect::empty);
   EXPECT_EQ(0, system_efs_sync());
 }
 

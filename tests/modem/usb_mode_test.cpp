@@ -127,6 +127,7 @@ TEST_F(UsbMode, ModesSetTheLockAndTheConfiguration) {
                {usb_mode_change_factory, "1", "factory", "x"},
                {usb_mode_change_cpdm, "0", "qmicm,adb", "0"}};
   for (const auto& c : cases) {
+    SCOPED_TRACE(c.config);
     set_lock("x");
     EXPECT_EQ(0, c.change());
     EXPECT_EQ(c.lock, lock());
@@ -142,11 +143,14 @@ TEST_F(UsbMode, ModesSetTheLockAndTheConfiguration) {
 // Seen while the switch sleeps: the first step is done, the second is not.
 TEST_F(UsbMode, ModesPauseBetweenTheirTwoSteps) {
   const struct {
+    const char* name;
     int (*change)();
     bool lock_first;
-  } cases[] = {
-      {usb_mode_change_user, true}, {usb_mode_change_factory, false}, {usb_mode_change_cpdm, true}};
+  } cases[] = {{"user", usb_mode_change_user, true},
+               {"factory", usb_mode_change_factory, false},
+               {"cpdm", usb_mode_change_cpdm, true}};
   for (const auto& c : cases) {
+    SCOPED_TRACE(c.name);
     set_lock("x");
     set_property(kConfig, "before");
     virtual_phone::set_clock(virtual_phone::Clock::stopped);
@@ -171,9 +175,10 @@ TEST_F(UsbMode, TheStateIsAPrefix) {
       {"CONFIGUREDX", 3},    {"connected", 0},   {"", 0},
       {" CONNECTED", 0},     {"CONNECTE", 0},    {"CONFIGURED" + std::string(3000, 'x'), 3}};
   for (const auto& c : cases) {
+    SCOPED_TRACE(c.content);
     write_file(file(kState), c.content);
-    log();
-    EXPECT_EQ(c.state, get_usbstate_from_sys()) << c.content;
+    lines();
+    EXPECT_EQ(c.state, get_usbstate_from_sys());
     const auto written = lines();
     EXPECT_EQ("I Fcx: USB State: " + c.content.substr(0, 1000), written.front().substr(0, 1018));
     EXPECT_EQ(c.state == 0 ? 3U : 2U, written.size());
@@ -192,7 +197,7 @@ TEST_F(UsbMode, AStateThatCannotBeReadIsNone) {
   for (const auto& c : cases) {
     fault(Part::file, kState, Effect::fail, EIO, c.access);
     write_file(file(kState), "CONFIGURED");
-    EXPECT_EQ(0, get_usbstate_from_sys());
+    EXPECT_EQ(0, get_usbstate_from_sys()) << c.line;
     std::string line = c.line;
     line.replace(line.find("%s"), 2, kState);
     EXPECT_THAT(lines(), ElementsAre(line));

@@ -78,11 +78,11 @@ usage)
   expect 2 'read-only' fcx prop set ro.build.type user
   expect 2 'needs a number' fcx fault item 9 late
   expect 2 'is no fault of files' fcx fault file /proc/meminfo garbage
-  expect 2 'Near it: read_imei' fcx fault opcode read_ime refuse
-  expect 2 'no request has the opcode 994' fcx fault opcode 994 fail
-  expect 2 'is no fault of opcodes: fail, late, refuse' fcx fault opcode 117 absent
+  expect 2 'Near it: read_imei' fcx fault request read_ime refuse
+  expect 2 'no request 994: 0 to 993 go to the modem' fcx fault request 994 fail
+  expect 2 'is no fault of requests: fail, late, refuse' fcx fault request 117 absent
   expect 2 'Services: dmi, diag, atservice, filehandle' fcx fault service modem absent
-  expect 2 'not expected: --on' fcx fault opcode 117 refuse --on read
+  expect 2 'not expected: --on' fcx fault request 117 refuse --on read
   expect 2 'check digit is 8, not 1' fcx modem set imei1 490154203237511
   expect 2 'an IMEI has 15 digits' fcx modem set imei2 49015420323751
   expect 2 'Near it: imei1, imei2, imei3' fcx modem set imei 490154203237518
@@ -167,16 +167,39 @@ state)
   ;;
 faults)
   fcx init >/dev/null
-  expect 0 'item +9 +any +fail -1 +1$' fcx fault item serial_number fail --times 1
+  expect 0 'item +9 +any +fail -1 +1 +1$' fcx fault item serial_number fail --times 1
   expect 3 'item 9 cannot be read' fcx send 4010
   expect 0 '^data +QV2006A00123$' fcx send 4010
-  expect 0 'write +fail ENOSPC +until cleared' \
-    fcx fault file mnt/vendor//persist-qv/./startday/date fail ENOSPC --on write
+  expect 0 'persist-qv/startday/date +write +fail ENOSPC +1 +until cleared' \
+    fcx fault file /mnt/vendor//persist-qv/./startday/date fail ENOSPC --on write
   expect 0 '^data +ERROR$' fcx send 4295 '2020/06/01 09:30:00'
   expect 0 '"value": 28' fcx fault list --json
   expect 2 'no fault 99' fcx fault clear 99
   expect 0 'no fault is set' fcx fault clear
   expect 0 '^data +OK$' fcx send 4295 '2020/06/01 09:30:00'
+  expect 0 'item +9 +read +fail -1 +2 +1$' fcx fault item 9 fail --on read --after 2 --times 1
+  expect 0 '^data +QV2006A00123$' fcx send 4010
+  expect 0 '"after": 1' fcx fault list --json
+  expect 3 'item 9 cannot be read' fcx send 4010
+  expect 0 '^data +QV2006A00123$' fcx send 4010
+  expect 0 '/mnt +syncdir +fail EIO' fcx fault file /mnt fail --on syncdir
+  expect 2 'one of open, read, write, sync, syncdir, rename, remove, stat, chmod, not "link"' \
+    fcx fault file /mnt fail --on link
+  expect 0 'access only: read, write; on any' fcx fault item --help
+  expect 2 'begins with / and has no' fcx fault file mnt/a fail
+  expect 2 'items are 0 to 4095' fcx fault item 4096 fail
+  expect 2 'strikes at least once' fcx fault item 9 fail --times 0
+  expect 2 'can strike is 1' fcx fault item 9 fail --after 0
+
+  expect 2 'fcx fault request` takes' fcx fault opcode read_imei fail --times 1
+  expect 2 '4415 is the opcode of the command' fcx fault request 4415 fail
+  expect 2 '4010 is the opcode of the command "get_serial_number", and no request' \
+    fcx fault request get_serial_number fail
+  expect 0 'note: 4294 is the opcode of the command "read_imei".*request 117 is "read_imei"' \
+    fcx fault request 4294 fail
+  expect 0 'request +117 read_imei +any' fcx fault request read_imei refuse
+  expect 0 '"target": "117",' fcx fault list --json
+  expect 0 '"name": "read_imei"' fcx fault list --json
   ;;
 modem)
   fcx init >/dev/null
@@ -194,9 +217,9 @@ modem)
   expect 0 '"state": "failing"' fcx modem nv 7 --json
   expect 0 'does not hold' fcx modem nv 8
   expect 0 'does not hold' fcx modem nv 7 none
-  expect 0 'opcode +117 +any +short 4 +2$' fcx fault opcode read_imei short 4 --times 2
-  expect 0 'service +dmi +call +dies +until' fcx fault service dmi dies
-  expect 0 '"value": -5' fcx fault opcode 200 length -5 --json
+  expect 0 'request +117 read_imei +any +short 4 +1 +2$' fcx fault request read_imei short 4 --times 2
+  expect 0 'service +dmi +call +dies +1 +until' fcx fault service dmi dies
+  expect 0 '"value": -5' fcx fault request 200 length -5 --json
   ;;
 identity)
   fcx init --profile blank >/dev/null
@@ -213,7 +236,7 @@ identity)
   expect 0 '116 write_imei +\*{11}7518 +0 +IMEI WRITE OK$' fcx modem
   expect 0 '117 read_imei +0 +\*{11}7518$' fcx modem
   expect 0 '117 read_imei +0 +490154203237518$' fcx modem --full
-  expect 0 'opcode +117 +any +fail 1 +1$' fcx fault opcode read_imei fail --times 1
+  expect 0 'request +117 read_imei +any +fail 1 +1 +1$' fcx fault request read_imei fail --times 1
   expect 3 '^result +1$' fcx send 4294
   expect 0 '^data +490154203237518$' fcx send 4294
   expect 3 'fcx log` shows' fcx send 4068
@@ -221,7 +244,7 @@ identity)
   expect 0 '^data +A0000012345678$' fcx send 4400
   expect 0 '^result +0$' fcx send 4063 QV-100
   expect 0 '^data +QV-100$' fcx send 4063
-  fcx fault opcode sync_efs fail >/dev/null
+  fcx fault request sync_efs fail >/dev/null
   expect 0 'system_efs_sync Fail ! return error.' fcx send 4020
   expect 0 ' E Fcx +: system_efs_sync Fail ! return error.$' fcx log
   ;;
@@ -300,8 +323,8 @@ boot)
   fcx sim remove >/dev/null
   start 'no SIM, or it does not answer' 'is over, after [0-9.]* s' '"complete": false'
   make single
-  fcx fault opcode read_imei fail >/dev/null
-  fcx fault opcode read_sim fail >/dev/null
+  fcx fault request read_imei fail >/dev/null
+  fcx fault request read_sim fail >/dev/null
   start 'IMEI could not be read' 'no answer about the SIM' 'network code.s MCC stands' '"mcc": "310"' \
     '"complete": true'
   fcx item set 13 490154203237526 >/dev/null

@@ -57,7 +57,7 @@ TEST_F(VirtualAtService, Base64IsWhatAnySideSpeaks) {
   };
   for (const auto& [bytes, text] : vectors) {
     EXPECT_EQ(text, vp::to_base64(bytes));
-    EXPECT_EQ(bytes, vp::from_base64(text));
+    EXPECT_EQ(bytes, vp::from_base64(text)) << text;
   }
   for (const char* text : {"Z", "Zg", "Zg=", "Z===", "====", "Zg==Zg==", "Zm9\n", "Zm9#"}) {
     EXPECT_EQ(std::nullopt, vp::from_base64(text)) << text;
@@ -110,7 +110,9 @@ TEST_F(VirtualAtService, RequestsThatDoNotSayWhatTheyCarryFail) {
       {4063, -1, ""},
       {4063, 2049, vp::to_base64(std::string(2049, 'x'))},
   };
-  for (const QVATCMDRequest& request : requests) EXPECT_EQ(1, call(request)->result);
+  for (const QVATCMDRequest& request : requests) {
+    EXPECT_EQ(1, call(request)->result) << request.data_len << " " << request.data.c_str();
+  }
   EXPECT_EQ(std::nullopt, vp::modem_value(phone(), "model_name"));
 }
 
@@ -130,14 +132,14 @@ TEST_F(VirtualAtService, FaultsSpoilAnswersAsTheySay) {
       {Effect::garbage, 0, "0 3 ###", 0},
   };
   for (const Case& each : cases) {
-    vp::set_fault(phone(), {0, Part::opcode, "4063", vp::Access::any, each.effect, each.value, 1});
+    vp::set_fault(phone(), {0, Part::request, "4063", vp::Access::any, each.effect, each.value, 1});
     const QVATCMDResponse response = ask(4063);
     EXPECT_EQ(each.answer, std::to_string(response.result) + " " +
                                std::to_string(response.data_len) + " " + std::string(response.data))
         << vp::name_of(each.effect);
     EXPECT_EQ(each.status, response.status) << vp::name_of(each.effect);
   }
-  fault(Part::opcode, "4063", Effect::longer, 5000);
+  fault(Part::request, "4063", Effect::longer, 5000);
   EXPECT_EQ(5000, ask(4063).data_len);
   EXPECT_EQ(6668U, ask(4063).data.size()) << "more than any record holds";
 }
@@ -162,11 +164,11 @@ TEST_F(VirtualAtService, ItCanBeAbsentDieOrComeLate) {
 
 TEST_F(VirtualAtService, ItsRequestsAreRecordedWithoutBase64) {
   ask(4063, "abc");
-  fault(Part::opcode, "4063", Effect::status, 5);
+  fault(Part::request, "4063", Effect::status, 5);
   ask(4063);
   const auto requests = vp::modem_requests(phone());
   ASSERT_EQ(2U, requests.size());
-  EXPECT_EQ(4063, requests[0].opcode);
+  EXPECT_EQ(4063, requests[0].number);
   EXPECT_EQ("abc", requests[0].payload);
   EXPECT_EQ("abc", requests[1].answer);
   EXPECT_EQ(3, requests[1].answer_length);

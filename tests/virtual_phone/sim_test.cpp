@@ -63,7 +63,7 @@ TEST_F(VirtualSim, TheModemReadsWhatIsInserted) {
   EXPECT_EQ("NO SIM ERROR", read());
 
   insert_sim(kIccid);
-  opcode_fault(request::read_sim, Effect::refuse);
+  request_fault(request::read_sim, Effect::refuse);
   EXPECT_EQ("NO SIM READ ERROR", read());
   clear_faults();
   for (const char* message : {"NO SIM ERROR", "NO SIM READ ERROR", "NOT YET"}) {
@@ -116,6 +116,7 @@ TEST_F(VirtualSim, TheRadioLayerOfAMediaTekChipsetPublishesIt) {
   };
   for (const Case& each : cases) {
     vp::set_sim(phone(), each.sim);
+    SCOPED_TRACE(each.published);
     EXPECT_EQ(each.published, published());
     set_property(kSlots[0], "by hand");
     set_property(kSlots[1], "too");
@@ -132,6 +133,7 @@ TEST_F(VirtualSim, ADelayKeepsTheRadioLayerSilent) {
       {{SimState::absent, "", 2}, "NO SIM ERROR"},
   };
   for (const auto& [sim, answer] : cases) {
+    SCOPED_TRACE(answer);
     vp::set_sim(phone(), sim);
     for (int start = 0; start < 2; ++start) {
       EXPECT_EQ("(not set)", property(kSlots[0])) << "to look is no poll";

@@ -20,9 +20,6 @@ namespace {
 namespace fs = std::filesystem;
 using android::base::unique_fd;
 
-/// Blocks of the factory item partition, of which its file holds only what is written.
-constexpr size_t kPartitionBlocks = 4096;
-
 const Profile& profile_named(std::string_view name) {
   std::string known;
   for (const Profile& profile : profiles()) {

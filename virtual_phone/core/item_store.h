@@ -11,6 +11,8 @@
 namespace virtual_phone {
 
 constexpr size_t kItemBlock = 2048;
+/// Blocks of the factory item partition, of which its file holds only what is written.
+constexpr size_t kPartitionBlocks = 4096;
 
 /// The first `length` bytes from item `number` on; they may run on into the items after it.
 std::string read_items(Phone& phone, int number, size_t length);

@@ -20,15 +20,6 @@ bool starts_with(std::string_view text, std::string_view start) {
   return text.substr(0, start.size()) == start;
 }
 
-/// Letters, digits and the marks that the property service allows; dots only between them.
-bool is_property_name(std::string_view name) {
-  constexpr std::string_view kAllowed =
-      "abcdefghijklmnopqrstuvwxyzABCDEFGHIJKLMNOPQRSTUVWXYZ0123456789._-@:";
-  return !name.empty() && name.front() != '.' && name.back() != '.' &&
-         name.find("..") == std::string_view::npos &&
-         name.find_first_not_of(kAllowed) == std::string_view::npos;
-}
-
 std::mutex observer_mutex;
 std::function<void(const PropertyChange&)> property_observer;
 std::atomic<bool> is_observed = false;
@@ -64,6 +55,14 @@ std::optional<std::string> found_property(Phone& phone, std::string_view name) {
 }
 
 }  // namespace
+
+bool is_property_name(std::string_view name) {
+  constexpr std::string_view kAllowed =
+      "abcdefghijklmnopqrstuvwxyzABCDEFGHIJKLMNOPQRSTUVWXYZ0123456789._-@:";
+  return !name.empty() && name.front() != '.' && name.back() != '.' &&
+         name.find("..") == std::string_view::npos &&
+         name.find_first_not_of(kAllowed) == std::string_view::npos;
+}
 
 std::optional<std::string> get_property(Phone& phone, std::string_view name) {
   const std::lock_guard lock(phone.mutex());

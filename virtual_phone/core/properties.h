@@ -13,6 +13,10 @@
 
 namespace virtual_phone {
 
+/// Whether a property can have this name: letters, digits and the marks that the property service
+/// allows; dots only between them.
+bool is_property_name(std::string_view name);
+
 std::optional<std::string> get_property(Phone& phone, std::string_view name);
 
 /// Throws Refused when the phone would refuse it.

@@ -39,6 +39,11 @@ CREATE TABLE sim(one INTEGER PRIMARY KEY CHECK(one = 1), state TEXT NOT NULL, ic
                  not_yet INTEGER NOT NULL);
 CREATE TABLE sim_run(one INTEGER PRIMARY KEY CHECK(one = 1), polls INTEGER NOT NULL);
 )",
+    // Faults may begin later, and what was called an opcode of the modem link is a request.
+    R"(
+ALTER TABLE fault ADD COLUMN strikes_from INTEGER NOT NULL DEFAULT 1;
+UPDATE fault SET kind = 'request' WHERE kind = 'opcode';
+)",
 };
 
 /// Raised with every change that older programs cannot read.

@@ -3,25 +3,17 @@
 #include <algorithm>
 #include <cerrno>
 #include <charconv>
+#include <filesystem>
 #include <iterator>
 
+#include "modem/link/requests.h"
 #include "virtual_phone/core/clock.h"
+#include "virtual_phone/core/item_store.h"
+#include "virtual_phone/core/properties.h"
+#include "virtual_phone/modem/exchange.h"
 
 namespace virtual_phone {
 namespace {
-
-constexpr const char* kParts[] = {"item", "property", "file", "opcode", "service"};
-constexpr const char* kAccesses[] = {"any",    "open",   "read", "write", "sync", "syncdir",
-                                     "rename", "remove", "stat", "chmod", "call"};
-constexpr const char* kEffects[] = {"fail",   "late",  "short", "return", "garbage", "status",
-                                    "refuse", "empty", "long",  "length", "absent",  "dies"};
-
-template <typename Value, size_t count>
-std::optional<Value> named(const char* const (&names)[count], std::string_view name) {
-  const auto* found = std::find(std::begin(names), std::end(names), name);
-  if (found == std::end(names)) return std::nullopt;
-  return static_cast<Value>(found - std::begin(names));
-}
 
 const EffectRow* row_of(Part part, Effect effect) {
   for (const EffectRow& row : fault_effects()) {
@@ -30,228 +22,313 @@ const EffectRow* row_of(Part part, Effect effect) {
   return nullptr;
 }
 
+bool has(const std::vector<Access>& accesses, Access access) {
+  return std::find(accesses.begin(), accesses.end(), access) != accesses.end();
+}
+
+/// All faults on one target, oldest first.
+constexpr char kOnTarget[] =
+    "SELECT id, kind, target, operation, effect, value, remaining, strikes_from FROM fault"
+    " WHERE kind = ? AND target = ? ORDER BY id";
+
 Fault fault_of(const Query& row) {
   Fault fault{row.number(0),
-              named<Part>(kParts, row.text(1)).value_or(Part::item),
+              named<Part>(row.text(1)).value_or(Part::item),
               row.text(2),
-              named<Access>(kAccesses, row.text(3)).value_or(Access::any),
-              named<Effect>(kEffects, row.text(4)).value_or(Effect::fail),
+              named<Access>(row.text(3)).value_or(Access::any),
+              named<Effect>(row.text(4)).value_or(Effect::fail),
               row.number(5),
-              std::nullopt};
+              std::nullopt,
+              row.number(7)};
   if (row.number(6) > 0) fault.remaining = row.number(6);
   return fault;
 }
 
-/// The first fault behind the one with the id `after` that strikes, counted down.
-std::optional<Fault> take(Phone& phone, Part part, std::string_view target, Access access,
-                          int64_t after) {
-  const std::lock_guard lock(phone.mutex());
-  // Opening a file moves no bytes: there is nothing to cut short.
-  const auto find = [&]() -> std::optional<Fault> {
-    Query query = phone.fleeting().query(
-        "SELECT id, kind, target, operation, effect, value, remaining FROM fault"
-        " WHERE kind = ?1 AND target = ?2 AND operation IN ('any', ?3) AND id > ?4"
-        " AND NOT (effect = 'short' AND ?3 = 'open') ORDER BY id LIMIT 1");
-    query.bind(name_of(part)).bind(target).bind(name_of(access)).bind(after);
-    if (!query.step()) return std::nullopt;
-    return fault_of(query);
-  };
-  std::optional<Fault> fault = find();
-  if (!fault.has_value() || !fault->remaining.has_value()) return fault;
-  // Looked at again under the write lock: another process may have used it up.
-  Transaction transaction(phone.fleeting());
-  fault = find();
-  if (fault.has_value() && fault->remaining.has_value()) {
-    phone.fleeting()
-        .query("UPDATE fault SET remaining = remaining - 1 WHERE id = ?")
-        .bind(fault->id)
-        .run();
-    phone.fleeting()
-        .query("DELETE FROM fault WHERE id = ? AND remaining = 0")
-        .bind(fault->id)
-        .run();
-  }
-  transaction.commit();
-  return fault;
+bool meets(const Fault& fault, Access access) {
+  if (fault.access != Access::any) return fault.access == access;
+  const EffectRow* row = row_of(fault.part, fault.effect);
+  return row != nullptr && (row->strikes.empty() || has(row->strikes, access));
 }
 
-/// Refuses a value that the effect cannot have.
-void check_value(const Fault& fault) {
+/// The faults that an access meets, in their order, and which of them strike it.
+struct Met {
+  std::vector<Fault> waiting;   ///< for a later access
+  std::vector<Fault> striking;  ///< late ones, and at most one that is not
+  /// Whether anything is to be counted down.
+  bool counts() const {
+    return !waiting.empty() ||
+           std::any_of(striking.begin(), striking.end(),
+                       [](const Fault& fault) { return fault.remaining.has_value(); });
+  }
+};
+
+Met meet(Database& database, Part part, std::string_view target, Access access) {
+  Met met;
+  bool is_struck = false;
+  Query query = database.query(kOnTarget);
+  query.bind(name_of(part)).bind(target);
+  while (query.step()) {
+    const Fault fault = fault_of(query);
+    if (!meets(fault, access)) continue;
+    if (fault.after > 1) {
+      met.waiting.push_back(fault);
+    } else if (!is_struck) {
+      is_struck = fault.effect != Effect::late;
+      met.striking.push_back(fault);
+    }
+  }
+  return met;
+}
+
+void count_down(Database& database, const Met& met) {
+  for (const Fault& fault : met.waiting) {
+    database.query("UPDATE fault SET strikes_from = strikes_from - 1 WHERE id = ?")
+        .bind(fault.id)
+        .run();
+  }
+  for (const Fault& fault : met.striking) {
+    database.query("UPDATE fault SET remaining = remaining - 1 WHERE id = ?").bind(fault.id).run();
+  }
+  database.execute("DELETE FROM fault WHERE remaining = 0");
+}
+
+/// The faults that strike this access, counted down.
+std::vector<Fault> take(Phone& phone, Part part, std::string_view target, Access access) {
+  const std::lock_guard lock(phone.mutex());
+  Met met = meet(phone.fleeting(), part, target, access);
+  if (!met.counts()) return met.striking;
+  // Looked at again under the write lock: another process may have counted them down.
+  Transaction transaction(phone.fleeting());
+  met = meet(phone.fleeting(), part, target, access);
+  count_down(phone.fleeting(), met);
+  transaction.commit();
+  return met.striking;
+}
+
+std::string what_of(const Fault& fault) { return std::string(name_of(fault.part)) + " fault"; }
+
+/// "a, b or c".
+template <typename Values, typename Text>
+std::string listed(const Values& values, const char* last, Text text) {
+  std::string list;
+  for (size_t i = 0; i < std::size(values); ++i) {
+    if (i > 0) list += i + 1 == std::size(values) ? last : ", ";
+    list += text(values[i]);
+  }
+  return list;
+}
+
+/// The lowest and the highest value that a fault can have.
+struct Range {
+  int64_t lowest;
+  int64_t highest;
+  const char* what;
+};
+
+Range range_of(Part part, Effect effect) {
   constexpr int64_t kHourMs = 3'600'000;
-  const auto refuse = [&](const std::string& why) {
-    throw Refused(std::string(name_of(fault.part)) + " fault \"" + name_of(fault.effect) + "\" " +
-                  why + ", not " + std::to_string(fault.value));
-  };
-  const bool is_int = fault.value == static_cast<int32_t>(fault.value);
-  switch (fault.effect) {
+  constexpr int64_t kByte = 255;
+  constexpr Range kNumber{INT32_MIN, INT32_MAX, "a number of 32 bits"};
+  constexpr Range kNone{INT64_MIN, INT64_MAX, ""};
+  switch (effect) {
     case Effect::fail:
-      if (fault.part == Part::item && (!is_int || fault.value >= 0)) {
-        refuse("takes a negative code of 32 bits");
-      }
-      if (fault.part == Part::opcode && fault.value == 0)
-        throw Refused("no failure has the code 0");
-      if (fault.part == Part::opcode && !is_int) refuse("takes a code of 32 bits");
-      break;
+      if (part == Part::item) return {INT32_MIN, -1, "a negative code of 32 bits"};
+      if (part == Part::file) return {1, kHighestError, "the number of an error"};
+      return part == Part::request ? kNumber : kNone;
     case Effect::late:
-      if (fault.value < 0 || fault.value > kHourMs) refuse("takes 0 to 3600000 milliseconds");
-      break;
+      return {1, kHourMs, "milliseconds"};
     case Effect::returns:
-      if (!is_int || fault.value < 1) refuse("takes a positive number of 32 bits");
-      break;
+      return {1, INT32_MAX, "a positive number of 32 bits"};
     case Effect::shorter:
-      if (!is_int || fault.value < 0) refuse("takes a number of bytes");
-      break;
+      return {0, INT32_MAX, "a number of bytes"};
     case Effect::status:
     case Effect::length:
-      if (!is_int) refuse("takes a number of 32 bits");
-      break;
+      return kNumber;
     case Effect::longer:
-      if (fault.value < 1 || fault.value > kLongestAnswer) {
-        refuse("takes 1 to " + std::to_string(kLongestAnswer) + " bytes");
-      }
-      break;
+      return {1, kLongestAnswer, "a number of bytes"};
     case Effect::garbage:
-      if (fault.part == Part::opcode && (fault.value < 0 || fault.value > 255)) {
-        refuse("takes a byte, 0 to 255");
-      }
-      break;
+      return part == Part::request ? Range{0, kByte, "a byte"} : kNone;
     case Effect::refuse:
     case Effect::empty:
     case Effect::absent:
     case Effect::dies:
       break;
   }
+  return kNone;
 }
 
-bool is_direct_opcode(int number) { return number >= 0 && number <= 993; }
-bool is_system_opcode(int number) { return number >= 1000 && number <= 4414; }
+/// Refuses numbers that the fault cannot have.
+void check_numbers(const Fault& fault) {
+  const Range range = range_of(fault.part, fault.effect);
+  if (fault.value < range.lowest || fault.value > range.highest) {
+    throw Refused(what_of(fault) + " \"" + name_of(fault.effect) + "\" takes " + range.what + ", " +
+                  std::to_string(range.lowest) + " to " + std::to_string(range.highest) + ", not " +
+                  std::to_string(fault.value));
+  }
+  if (fault.part == Part::request && fault.effect == Effect::fail && fault.value == 0) {
+    throw Refused("no failure has the code 0");
+  }
+  if (fault.remaining.value_or(1) < 1) throw Refused("a fault strikes at least once");
+  if (fault.after < 1) throw Refused("the first access that a fault can strike is 1");
+}
 
-/// Whether a request can have the opcode that `target` spells.
-bool is_opcode(std::string_view target) {
-  int number = -1;
-  const auto [end, error] = std::from_chars(target.data(), target.data() + target.size(), number);
-  return error == std::errc() && end == target.data() + target.size() &&
-         target == std::to_string(number) && (is_direct_opcode(number) || is_system_opcode(number));
+/// The number that a target spells, or nothing.
+std::optional<int32_t> number_of(const std::string& target) {
+  int32_t number = 0;
+  const char* end = target.data() + target.size();
+  const auto [stop, error] = std::from_chars(target.data(), end, number);
+  if (error != std::errc() || stop != end || target != std::to_string(number)) return std::nullopt;
+  return number;
+}
+
+void check_item(const Fault& fault) {
+  const auto number = number_of(fault.target);
+  if (number.has_value() && *number >= 0 && static_cast<size_t>(*number) < kPartitionBlocks) return;
+  throw Refused("there is no item " + fault.target + ": items are 0 to " +
+                std::to_string(kPartitionBlocks - 1));
+}
+
+/// Leaves the path as accesses have it.
+void settle_path(Fault& fault) {
+  namespace fs = std::filesystem;
+  const fs::path path(fault.target);
+  const bool leads_up = std::find(path.begin(), path.end(), "..") != path.end();
+  if (!path.is_absolute() || leads_up) {
+    throw Refused("\"" + fault.target + "\" is no device path: it begins with / and has no \"..\"");
+  }
+  if (!path.lexically_normal().has_filename()) {
+    throw Refused("\"" + fault.target + "\" names no file or directory");
+  }
+  fault.target = path.lexically_normal();
+}
+
+void check_request(const Fault& fault) {
+  const auto number = number_of(fault.target);
+  if (!number.has_value() || fcx::route_of(*number) == fcx::Route::none) {
+    throw Refused("there is no request " + fault.target + ": " + std::to_string(fcx::kFirstDirect) +
+                  " to " + std::to_string(fcx::kLastDirect) + " go to the modem, " +
+                  std::to_string(fcx::kFirstSystem) + " to " + std::to_string(fcx::kLastSystem) +
+                  " to the system side");
+  }
+  if (fault.effect == Effect::refuse && fcx::route_of(*number) == fcx::Route::direct &&
+      !knows_directly(*number)) {
+    throw Refused("the modem does not know request " + fault.target + ": it has nothing to refuse");
+  }
+}
+
+void check_service(const Fault& fault) {
+  if (std::find(std::begin(kServices), std::end(kServices), fault.target) != std::end(kServices)) {
+    return;
+  }
+  throw Refused("there is no service \"" + fault.target +
+                "\". Services: " + listed(kServices, ", ", [](const char* name) { return name; }));
 }
 
 /// Refuses a target that no access can ever have.
-void check_target(const Fault& fault) {
-  if (fault.target.empty()) throw Refused("a fault needs something to stand on");
-  if (fault.part == Part::opcode && !is_opcode(fault.target)) {
-    throw Refused("no request has the opcode " + fault.target +
-                  ": 0 to 993 go to the modem, 1000 to 4414 to the system side");
+void settle_target(Fault& fault) {
+  switch (fault.part) {
+    case Part::item:
+      return check_item(fault);
+    case Part::property:
+      if (is_property_name(fault.target)) return;
+      throw Refused("\"" + fault.target + "\" is no property name");
+    case Part::file:
+      return settle_path(fault);
+    case Part::request:
+      return check_request(fault);
+    case Part::service:
+      return check_service(fault);
   }
-  if (fault.part != Part::service) return;
-  std::string known;
-  for (const char* service : kServices) {
-    if (fault.target == service) return;
-    known += (known.empty() ? "" : ", ") + std::string(service);
-  }
-  throw Refused("there is no service \"" + fault.target + "\". Services: " + known);
 }
 
 /// Refuses an access at which the fault cannot strike, and takes the only one where there is one.
 void settle_access(Fault& fault, const EffectRow& row) {
-  const std::string what = std::string(name_of(fault.part)) + " fault";
-  if (fault.access == row.strikes) return;
-  if (fault.part == Part::opcode || fault.part == Part::service) {
-    if (fault.access != Access::any) throw Refused(what + " strikes on any access, say no other");
-  } else if (fault.access == Access::call) {
-    throw Refused("only a service is called; a " + what + " strikes on read, write or any");
+  if (fault.access == Access::any) {
+    if (row.strikes.size() == 1) fault.access = row.strikes.front();
+    return;
   }
-  if (fault.access == Access::open && fault.part != Part::file) {
-    throw Refused("only a file is opened; a " + what + " strikes on read, write or any");
-  }
-  if (row.strikes != Access::any) {
-    if (fault.access != Access::any) {
-      throw Refused(what + " \"" + name_of(fault.effect) + "\" strikes on " + name_of(row.strikes) +
-                    " only");
-    }
-    fault.access = row.strikes;
-  }
-  if (fault.access == Access::open && fault.effect == Effect::shorter) {
-    throw Refused("opening a file moves no bytes: there is nothing to cut short");
-  }
+  if (has(row.strikes, fault.access)) return;
+  const std::string which =
+      row.strikes.empty() ? "any access" : listed(row.strikes, " or ", name_of<Access>);
+  throw Refused(what_of(fault) + " \"" + name_of(fault.effect) + "\" strikes on " + which +
+                ", not on " + name_of(fault.access));
 }
 
 }  // namespace
 
 const std::vector<EffectRow>& fault_effects() {
+  static const std::vector<Access> kNoChoice;
+  static const std::vector<Access> kRead = {Access::read};
+  static const std::vector<Access> kCall = {Access::call};
+  // Of these each moves bytes.
+  static const std::vector<Access> kBytes = {Access::read, Access::write};
+  static const std::vector<Access> kAllOfAFile = {
+      Access::open,   Access::read,   Access::write, Access::sync, Access::sync_directory,
+      Access::rename, Access::remove, Access::stat,  Access::chmod};
   static const std::vector<EffectRow> rows = {
-      {Part::item, Effect::fail, Access::any, "CODE", -1,
-       "the access fails with this negative code"},
-      {Part::item, Effect::late, Access::any, "MS", std::nullopt,
-       "the access takes that much longer"},
-      {Part::item, Effect::shorter, Access::read, "N", std::nullopt,
+      {Part::item, Effect::fail, kBytes, "CODE", -1, "the access fails with this negative code"},
+      {Part::item, Effect::late, kBytes, "MS", std::nullopt, "the access takes that much longer"},
+      {Part::item, Effect::shorter, kRead, "N", std::nullopt,
        "only N bytes arrive, and N is returned"},
-      {Part::item, Effect::returns, Access::any, "N", std::nullopt,
+      {Part::item, Effect::returns, kBytes, "N", std::nullopt,
        "the access works but returns this positive number"},
-      {Part::item, Effect::garbage, Access::read, nullptr, 0, "every byte arrives as FF"},
-      {Part::property, Effect::fail, Access::any, nullptr, 0,
+      {Part::item, Effect::garbage, kRead, nullptr, 0, "every byte arrives as FF"},
+      {Part::property, Effect::fail, kBytes, nullptr, 0,
        "a read finds no value, a write is refused"},
-      {Part::property, Effect::late, Access::any, "MS", std::nullopt,
+      {Part::property, Effect::late, kBytes, "MS", std::nullopt,
        "the access takes that much longer"},
-      {Part::property, Effect::garbage, Access::read, nullptr, 0, "91 bytes FF arrive"},
-      {Part::file, Effect::fail, Access::any, "ERRNO", EIO,
+      {Part::property, Effect::garbage, kRead, nullptr, 0, "91 bytes FF arrive"},
+      {Part::file, Effect::fail, kAllOfAFile, "ERRNO", EIO,
        "the operation fails with this error, as ENOSPC or 28"},
-      {Part::file, Effect::late, Access::any, "MS", std::nullopt,
+      {Part::file, Effect::late, kAllOfAFile, "MS", std::nullopt,
        "the operation takes that much longer"},
-      {Part::file, Effect::shorter, Access::any, "N", std::nullopt,
+      {Part::file, Effect::shorter, kBytes, "N", std::nullopt,
        "a read ends after N bytes, a write finds the disk full after N bytes"},
-      {Part::opcode, Effect::fail, Access::any, "CODE", 1,
+      {Part::request, Effect::fail, kNoChoice, "CODE", 1,
        "no answer: the link returns this code, or the system side has it as its result"},
-      {Part::opcode, Effect::late, Access::any, "MS", std::nullopt,
+      {Part::request, Effect::late, kNoChoice, "MS", std::nullopt,
        "the answer takes that much longer"},
-      {Part::opcode, Effect::refuse, Access::any, nullptr, 0,
+      {Part::request, Effect::refuse, kNoChoice, nullptr, 0,
        "nothing is done, and the answer says so"},
-      {Part::opcode, Effect::status, Access::any, "N", std::nullopt,
+      {Part::request, Effect::status, kNoChoice, "N", std::nullopt,
        "the answer carries this status word"},
-      {Part::opcode, Effect::empty, Access::any, nullptr, 0, "the answer has no data"},
-      {Part::opcode, Effect::shorter, Access::any, "N", std::nullopt,
+      {Part::request, Effect::empty, kNoChoice, nullptr, 0, "the answer has no data"},
+      {Part::request, Effect::shorter, kNoChoice, "N", std::nullopt,
        "only the first N bytes of the answer arrive"},
-      {Part::opcode, Effect::longer, Access::any, "N", std::nullopt,
+      {Part::request, Effect::longer, kNoChoice, "N", std::nullopt,
        "the answer goes on with the letter X until it has N bytes"},
-      {Part::opcode, Effect::length, Access::any, "N", std::nullopt,
+      {Part::request, Effect::length, kNoChoice, "N", std::nullopt,
        "the answer says that it has N bytes, whatever arrives"},
-      {Part::opcode, Effect::garbage, Access::any, "BYTE", 255,
+      {Part::request, Effect::garbage, kNoChoice, "BYTE", 255,
        "every byte arrives as this one; from the system side a text that is no base64"},
-      {Part::service, Effect::absent, Access::any, nullptr, 0, "it is not there"},
-      {Part::service, Effect::dies, Access::call, nullptr, 0,
-       "it is there, but a call to it breaks off"},
-      {Part::service, Effect::late, Access::call, "MS", std::nullopt,
+      {Part::service, Effect::absent, kNoChoice, nullptr, 0, "it is not there"},
+      {Part::service, Effect::dies, kCall, nullptr, 0, "it is there, but a call to it breaks off"},
+      {Part::service, Effect::late, kCall, "MS", std::nullopt,
        "a call to it takes that much longer"},
   };
   return rows;
 }
 
-const char* name_of(Part part) { return kParts[static_cast<size_t>(part)]; }
-const char* name_of(Access access) { return kAccesses[static_cast<size_t>(access)]; }
-const char* name_of(Effect effect) { return kEffects[static_cast<size_t>(effect)]; }
-std::optional<Part> part_named(std::string_view name) { return named<Part>(kParts, name); }
-std::optional<Access> access_named(std::string_view name) { return named<Access>(kAccesses, name); }
-std::optional<Effect> effect_named(std::string_view name) { return named<Effect>(kEffects, name); }
-
 int64_t set_fault(Phone& phone, Fault fault) {
   const EffectRow* row = row_of(fault.part, fault.effect);
-  const std::string what = std::string(name_of(fault.part)) + " fault";
-  if (row == nullptr) throw Refused("there is no " + what + " \"" + name_of(fault.effect) + "\"");
-  settle_access(fault, *row);
-  check_target(fault);
-  check_value(fault);
-  if (fault.remaining.has_value() && *fault.remaining < 1) {
-    throw Refused("a fault strikes at least once");
+  if (row == nullptr) {
+    throw Refused("there is no " + what_of(fault) + " \"" + name_of(fault.effect) + "\"");
   }
+  settle_access(fault, *row);
+  settle_target(fault);
+  check_numbers(fault);
   const std::lock_guard lock(phone.mutex());
   phone.fleeting()
       .query(
-          "INSERT INTO fault(kind, target, operation, effect, value, remaining)"
-          " VALUES(?, ?, ?, ?, ?, nullif(?, 0))")
+          "INSERT INTO fault(kind, target, operation, effect, value, remaining, strikes_from)"
+          " VALUES(?, ?, ?, ?, ?, nullif(?, 0), ?)")
       .bind(name_of(fault.part))
       .bind(fault.target)
       .bind(name_of(fault.access))
       .bind(name_of(fault.effect))
       .bind(fault.value)
       .bind(fault.remaining.value_or(0))
+      .bind(fault.after)
       .run();
   return phone.fleeting().last_id();
 }
@@ -260,7 +337,8 @@ std::vector<Fault> faults(Phone& phone) {
   const std::lock_guard lock(phone.mutex());
   std::vector<Fault> found;
   Query query = phone.fleeting().query(
-      "SELECT id, kind, target, operation, effect, value, remaining FROM fault ORDER BY id");
+      "SELECT id, kind, target, operation, effect, value, remaining, strikes_from FROM fault"
+      " ORDER BY id");
   while (query.step()) found.push_back(fault_of(query));
   return found;
 }
@@ -278,12 +356,11 @@ int clear_faults(Phone& phone) {
 }
 
 std::optional<Fault> strike(Phone& phone, Part part, std::string_view target, Access access) {
-  std::optional<Fault> fault = take(phone, part, target, access, 0);
-  while (fault.has_value() && fault->effect == Effect::late) {
-    sleep_us(static_cast<uint64_t>(fault->value) * 1000);
-    fault = take(phone, part, target, access, fault->id);
+  for (const Fault& fault : take(phone, part, target, access)) {
+    if (fault.effect != Effect::late) return fault;
+    sleep_us(static_cast<uint64_t>(fault.value) * 1000);
   }
-  return fault;
+  return std::nullopt;
 }
 
 }  // namespace virtual_phone

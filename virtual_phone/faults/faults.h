@@ -7,15 +7,23 @@
 #include <string_view>
 #include <vector>
 
+#include "virtual_phone/core/enum_names.h"
 #include "virtual_phone/core/phone.h"
 
 namespace virtual_phone {
 
-/// What a fault can stand on. Its target is an item's number, a property's name, a device path, the
-/// number of an opcode of the modem link, or one of kServices.
-enum class Part { item, property, file, opcode, service };
-/// When it strikes. Items and properties are read and written; files are opened, too, and so on; a
-/// service is found or called.
+/// What a fault can stand on. Its target is an item's number, a property's name, the device path of
+/// a file or a directory, the number of a request of the modem link, or one of kServices.
+enum class Part { item, property, file, request, service };
+template <>
+inline constexpr EnumName<Part> kEnumNames<Part>[] = {{Part::item, "item"},
+                                                      {Part::property, "property"},
+                                                      {Part::file, "file"},
+                                                      {Part::request, "request"},
+                                                      {Part::service, "service"}};
+
+/// When it strikes: with which accesses, or with any that its effect can strike. A directory is
+/// flushed under its own path. A service is found (`any`) or called.
 enum class Access {
   any,
   open,
@@ -29,6 +37,13 @@ enum class Access {
   chmod,
   call
 };
+template <>
+inline constexpr EnumName<Access> kEnumNames<Access>[] = {
+    {Access::any, "any"},       {Access::open, "open"},     {Access::read, "read"},
+    {Access::write, "write"},   {Access::sync, "sync"},     {Access::sync_directory, "syncdir"},
+    {Access::rename, "rename"}, {Access::remove, "remove"}, {Access::stat, "stat"},
+    {Access::chmod, "chmod"},   {Access::call, "call"}};
+
 /// What happens. Which parts know it, and what the value means, is in fault_effects().
 enum class Effect {
   fail,
@@ -44,6 +59,12 @@ enum class Effect {
   absent,
   dies
 };
+template <>
+inline constexpr EnumName<Effect> kEnumNames<Effect>[] = {
+    {Effect::fail, "fail"},      {Effect::late, "late"},       {Effect::shorter, "short"},
+    {Effect::returns, "return"}, {Effect::garbage, "garbage"}, {Effect::status, "status"},
+    {Effect::refuse, "refuse"},  {Effect::empty, "empty"},     {Effect::longer, "long"},
+    {Effect::length, "length"},  {Effect::absent, "absent"},   {Effect::dies, "dies"}};
 
 /// The services beside the library that a fault can stand on: the direct modem interface, the
 /// diagnostic packets, the AT-command service, the file-handle service.
@@ -60,27 +81,25 @@ struct Fault {
   Effect effect;
   int64_t value = 0;
   std::optional<int64_t> remaining;  ///< how often it strikes; until it is cleared when not given
+  int64_t after = 1;                 ///< of the accesses from now on, the first that it strikes
 };
 
-/// What an effect does, where, and when: the rows behind the checks and the tool's help.
+/// What an effect does, where, and when: the rows from which the checks and the tool's help are
+/// made.
 struct EffectRow {
   Part part;
   Effect effect;
-  Access strikes;          ///< the access that it is meant for; any: all of them
-  const char* value_name;  ///< null when it takes none
+  std::vector<Access> strikes;  ///< the accesses that it can strike; none where there is no choice
+  const char* value_name;       ///< null when it takes none
   std::optional<int64_t> default_value;
   const char* meaning;
 };
 const std::vector<EffectRow>& fault_effects();
 
-const char* name_of(Part part);
-const char* name_of(Access access);
-const char* name_of(Effect effect);
-std::optional<Part> part_named(std::string_view name);
-std::optional<Access> access_named(std::string_view name);
-std::optional<Effect> effect_named(std::string_view name);
+/// The highest errno value with which a file operation can fail.
+constexpr int64_t kHighestError = 133;
 
-/// Sets a fault. Throws Refused for one that makes no sense. @return its id
+/// Sets a fault. Throws Refused, with the reason, for one that can never strike. @return its id
 int64_t set_fault(Phone& phone, Fault fault);
 std::vector<Fault> faults(Phone& phone);
 /// Removes one fault. @return whether there was one
@@ -88,9 +107,10 @@ bool clear_fault(Phone& phone, int64_t id);
 /// Removes all faults. @return how many there were
 int clear_faults(Phone& phone);
 
-/// The fault that strikes this access, the oldest first, and counts it down. Late ones before it
-/// have been slept through already, and are not returned. A service is found with Access::any,
-/// which meets no fault that breaks off calls.
+/// Counts the access down in all faults that it meets, whether or not one strikes it before them.
+/// @return the fault that strikes it: the oldest of those that do, but for late ones before it,
+///         which have been slept through already. A service is found with Access::any, which meets
+///         no fault that strikes calls.
 std::optional<Fault> strike(Phone& phone, Part part, std::string_view target, Access access);
 
 }  // namespace virtual_phone

@@ -9,7 +9,7 @@
 namespace virtual_phone {
 
 /// Answers one operation in the form of the modem link: its first byte says which.
-/// @return an int32, negative errno on failure, and what was read behind it
+/// @return an int32, negative errno on failure, and then what was read
 std::string answer_efs(Phone& phone, std::string_view payload);
 
 /// The answer to an operation that came to nothing but this result.

@@ -58,17 +58,17 @@ ModemAnswer answer_code(int32_t code) {
 
 std::string_view text_of(std::string_view payload) { return payload.substr(0, payload.find('\0')); }
 
-ModemAnswer answer_or_fail(int32_t opcode, const std::function<ModemAnswer()>& work) {
+ModemAnswer answer_or_fail(int32_t number, const std::function<ModemAnswer()>& work) {
   try {
     return work();
   } catch (const std::exception& error) {
-    __android_log_print(ANDROID_LOG_WARN, "VirtualPhone", "opcode %d: %s", opcode, error.what());
+    __android_log_print(ANDROID_LOG_WARN, "VirtualPhone", "request %d: %s", number, error.what());
     return answer_code(kLinkFailed);
   }
 }
 
-ModemAnswer answer_request(Phone& phone, int32_t opcode, const Answering& answering) {
-  const auto fault = strike(phone, Part::opcode, std::to_string(opcode), Access::any);
+ModemAnswer answer_request(Phone& phone, int32_t number, const Answering& answering) {
+  const auto fault = strike(phone, Part::request, std::to_string(number), Access::any);
   if (!fault.has_value()) return answering.carry_out();
   if (fault->effect == Effect::fail) return answer_code(static_cast<int32_t>(fault->value));
   if (fault->effect == Effect::refuse) return answering.refuse();

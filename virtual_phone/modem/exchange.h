@@ -20,8 +20,8 @@ struct ModemAnswer {
 
 /// The code of a request that the link could not carry.
 constexpr int32_t kLinkFailed = 1;
-/// The code of an opcode that the other side does not know.
-constexpr int32_t kUnknownOpcode = 2;
+/// The code of a request that the other side does not know.
+constexpr int32_t kUnknownRequest = 2;
 
 /// An answer of these bytes.
 ModemAnswer answer_of(std::string bytes);
@@ -37,16 +37,18 @@ struct Answering {
   std::function<ModemAnswer()> refuse;
 };
 
-/// Answers one request as the faults on its opcode have it.
-ModemAnswer answer_request(Phone& phone, int32_t opcode, const Answering& answering);
+/// Answers one request as the faults on it have it.
+ModemAnswer answer_request(Phone& phone, int32_t number, const Answering& answering);
 
 /// The answer of `work`. When it throws, logs why and answers kLinkFailed.
-ModemAnswer answer_or_fail(int32_t opcode, const std::function<ModemAnswer()>& work);
+ModemAnswer answer_or_fail(int32_t number, const std::function<ModemAnswer()>& work);
 
 /// What the modem answers over its direct interface, past all faults. Throws Refused for a request
 /// that makes no sense.
-ModemAnswer answer_directly(Phone& phone, int32_t opcode, std::string_view payload);
+ModemAnswer answer_directly(Phone& phone, int32_t number, std::string_view payload);
 /// The same when it refuses.
-ModemAnswer refuse_directly(int32_t opcode);
+ModemAnswer refuse_directly(int32_t number);
+/// Whether it knows the request, so that there is something to refuse.
+bool knows_directly(int32_t number);
 
 }  // namespace virtual_phone

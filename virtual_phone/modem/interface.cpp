@@ -41,12 +41,18 @@ bool reaches(Phone& phone, const char* service, Access access) {
   return !strike(phone, Part::service, service, access).has_value();
 }
 
-/// The meaningful bytes of a request. Throws Refused when there cannot be so many.
+/// The meaningful bytes of a request. Throws Refused when there cannot be so many, and when others
+/// follow: a record is zero after them.
 std::string_view payload_of(const qvcmd_request& request) {
   if (request.data_len < 0 || static_cast<size_t>(request.data_len) > sizeof request.data) {
     throw Refused("a request has no " + std::to_string(request.data_len) + " bytes");
   }
-  return {request.data, static_cast<size_t>(request.data_len)};
+  const std::string_view record(request.data, sizeof request.data);
+  const auto length = static_cast<size_t>(request.data_len);
+  if (record.find_first_not_of('\0', length) != std::string_view::npos) {
+    throw Refused("the request's record goes on after its " + std::to_string(length) + " bytes");
+  }
+  return record.substr(0, length);
 }
 
 ModemAnswer answer(Phone& phone, const qvcmd_request& request) {
@@ -63,7 +69,7 @@ int32_t exchange(Phone& phone, const qvcmd_request& request, qvcmd_response& res
   const InFlight flight;
   ModemRequest record{0, now_us(), request.opcode, "", 0, 0, 0, "", false};
   if (request.data_len > 0 && static_cast<size_t>(request.data_len) <= sizeof request.data) {
-    record.payload = payload_of(request);
+    record.payload.assign(request.data, static_cast<size_t>(request.data_len));
   }
   const ModemAnswer given = answer_or_fail(request.opcode, [&] { return answer(phone, request); });
   record.code = given.code;

@@ -10,6 +10,7 @@
 #include <string_view>
 #include <vector>
 
+#include "virtual_phone/core/enum_names.h"
 #include "virtual_phone/core/phone.h"
 
 namespace virtual_phone {
@@ -54,8 +55,9 @@ constexpr size_t kNvItemSize = 128;
 
 /// How an NV item answers; the values are the status bytes of its packet.
 enum class NvState { active = 0, failing = 4, inactive = 5 };
-const char* name_of(NvState state);
-std::optional<NvState> nv_state_named(std::string_view name);
+template <>
+inline constexpr EnumName<NvState> kEnumNames<NvState>[] = {
+    {NvState::active, "active"}, {NvState::failing, "failing"}, {NvState::inactive, "inactive"}};
 
 struct NvItem {
   NvState state;
@@ -75,7 +77,7 @@ std::map<uint16_t, NvItem> nv_items(Phone& phone);
 struct ModemRequest {
   int64_t id;
   int64_t time_us;        ///< when it arrived; since 1970, on the phone's clock
-  int32_t opcode;         ///< below 1000 over the direct interface, else to the AT-command service
+  int32_t number;         ///< whose route is fcx::route_of(number)
   std::string payload;    ///< as it travelled, without base64; empty when its length was impossible
   int32_t code;           ///< what the direct interface returned, or the system side's result
   int32_t status;         ///< the answer's status word
@@ -87,13 +89,13 @@ struct ModemRequest {
 /// How many requests are kept.
 constexpr int64_t kKeptRequests = 200;
 
-/// The requests behind the one with the id `after`, oldest first.
+/// The requests after the one with the id `after`, oldest first.
 std::vector<ModemRequest> modem_requests(Phone& phone, int64_t after = 0);
 /// Adds one; its id is given here.
 void record_modem_request(Phone& phone, const ModemRequest& request);
 
-/// Whether an answer to that opcode is the modem's word on how it went, and no value.
-bool is_modem_message(int32_t opcode, std::string_view answer);
+/// Whether an answer to that request is the modem's word on how it went, and no value.
+bool is_modem_message(int32_t number, std::string_view answer);
 
 struct EfsFile {
   std::string path;  ///< from the root of the modem's file system, with a slash

@@ -1,4 +1,4 @@
-// What the modem answers over its direct interface, opcode by opcode.
+// What the modem answers over its direct interface, request by request.
 #include <algorithm>
 #include <array>
 #include <cerrno>
@@ -82,7 +82,7 @@ struct Call {
 };
 
 struct Row {
-  int32_t opcode;
+  int32_t number;
   ModemAnswer (*carry_out)(const Call&);
   const char* value;    ///< the modem value that it is about, or null
   std::string done;     ///< the answer when it was done
@@ -123,11 +123,11 @@ ModemAnswer write_flag(const Call& call) {
 bool knows_pid(Phone& phone) { return modem_value(phone, "pid_supported") != "0"; }
 
 ModemAnswer read_pid(const Call& call) {
-  return knows_pid(call.phone) ? read_value(call) : answer_code(kUnknownOpcode);
+  return knows_pid(call.phone) ? read_value(call) : answer_code(kUnknownRequest);
 }
 
 ModemAnswer write_pid(const Call& call) {
-  return knows_pid(call.phone) ? write_record(call) : answer_code(kUnknownOpcode);
+  return knows_pid(call.phone) ? write_record(call) : answer_code(kUnknownRequest);
 }
 
 ModemAnswer read_sim(const Call& call) {
@@ -290,7 +290,7 @@ const std::vector<Row>& rows() {
 
 const Row* find_row(int32_t number) {
   const auto row = std::find_if(rows().begin(), rows().end(),
-                                [&](const Row& each) { return each.opcode == number; });
+                                [&](const Row& each) { return each.number == number; });
   return row == rows().end() ? nullptr : &*row;
 }
 
@@ -301,14 +301,16 @@ ModemAnswer answer_directly(Phone& phone, int32_t number, std::string_view paylo
     throw Refused("the modem is resetting");
   }
   const Row* row = find_row(number);
-  if (row == nullptr) return answer_code(kUnknownOpcode);
+  if (row == nullptr) return answer_code(kUnknownRequest);
   return row->carry_out({phone, *row, payload});
 }
 
 ModemAnswer refuse_directly(int32_t number) {
   const Row* row = find_row(number);
-  return row == nullptr ? answer_code(kUnknownOpcode) : answer_of(row->refused);
+  return row == nullptr ? answer_code(kUnknownRequest) : answer_of(row->refused);
 }
+
+bool knows_directly(int32_t number) { return find_row(number) != nullptr; }
 
 bool is_modem_message(int32_t number, std::string_view answer) {
   const Row* row = find_row(number);

@@ -3,12 +3,9 @@
 #include <cutils/properties.h>
 
 #include <algorithm>
-#include <iterator>
 
 namespace virtual_phone {
 namespace {
-
-constexpr SimState kStates[] = {SimState::inserted, SimState::absent, SimState::error};
 
 constexpr char kFirstSlot[] = "vendor.ril.iccid.sim1";
 constexpr char kSecondSlot[] = "vendor.ril.iccid.sim2";
@@ -18,7 +15,7 @@ constexpr size_t kPublishedDigits = 20;
 Sim load_sim(Database& database) {
   Query query = database.query("SELECT state, iccid, not_yet FROM sim WHERE one = 1");
   if (!query.step()) return {};
-  return {sim_state_named(query.text(0)).value_or(SimState::error), query.text(1), query.number(2)};
+  return {named<SimState>(query.text(0)).value_or(SimState::error), query.text(1), query.number(2)};
 }
 
 int64_t polls(Database& database) {
@@ -63,25 +60,6 @@ void publish_sim(Database& database) {
 
 }  // namespace
 
-const char* name_of(SimState state) {
-  switch (state) {
-    case SimState::inserted:
-      return "inserted";
-    case SimState::absent:
-      return "absent";
-    case SimState::error:
-      return "error";
-  }
-  return "";
-}
-
-std::optional<SimState> sim_state_named(std::string_view name) {
-  const auto* found = std::find_if(std::begin(kStates), std::end(kStates),
-                                   [&](SimState state) { return name == name_of(state); });
-  if (found == std::end(kStates)) return std::nullopt;
-  return *found;
-}
-
 Sim sim(Phone& phone) {
   const std::lock_guard lock(phone.mutex());
   return load_sim(phone.durable());
@@ -107,7 +85,7 @@ void check_iccid(std::string_view iccid) {
   const size_t digits = std::min(iccid.find_first_not_of("0123456789"), iccid.size());
   const bool is_padded = iccid.find_first_not_of('f', digits) == std::string_view::npos;
   if (digits < kFewest || iccid.size() > kMost || !is_padded) {
-    throw Refused("an ICCID has 18 to 20 digits, or less than 20 and \"f\" behind them");
+    throw Refused("an ICCID has 18 to 20 digits, or less than 20 and \"f\" after them");
   }
 }
 

@@ -1,4 +1,4 @@
-// The phone's SIM, and how it is found: the modem answers the opcode read_sim, and on a MediaTek
+// The phone's SIM, and how it is found: the modem answers the request read_sim, and on a MediaTek
 // chipset the radio layer publishes "vendor.ril.iccid.sim1" and "vendor.ril.iccid.sim2". The SIM is
 // on disk before a change is reported done.
 #pragma once
@@ -8,6 +8,7 @@
 #include <string>
 #include <string_view>
 
+#include "virtual_phone/core/enum_names.h"
 #include "virtual_phone/core/phone.h"
 
 namespace virtual_phone {
@@ -17,8 +18,9 @@ enum class SimState {
   absent,
   error,  ///< there is one that cannot be read
 };
-const char* name_of(SimState state);
-std::optional<SimState> sim_state_named(std::string_view name);
+template <>
+inline constexpr EnumName<SimState> kEnumNames<SimState>[] = {
+    {SimState::inserted, "inserted"}, {SimState::absent, "absent"}, {SimState::error, "error"}};
 
 struct Sim {
   SimState state = SimState::absent;
@@ -36,7 +38,7 @@ Sim sim(Phone& phone);
 void set_sim(Phone& phone, const Sim& sim);
 
 /// Throws Refused, with the reason, for what is no ICCID: 18 to 20 digits, or less than 20 with "f"
-/// behind them up to 20.
+/// after them up to 20.
 void check_iccid(std::string_view iccid);
 
 /// How many polls will still find the SIM not ready.

@@ -1,7 +1,4 @@
 // What the modem keeps, and the requests that reached it.
-#include <algorithm>
-#include <iterator>
-
 #include "fcx/qvcmd.h"
 #include "virtual_phone/modem/modem.h"
 
@@ -11,8 +8,6 @@ namespace {
 constexpr size_t kImeiDigits = 15;
 constexpr size_t kRecord = 128;
 
-constexpr NvState kNvStates[] = {NvState::active, NvState::failing, NvState::inactive};
-
 /// Throws Refused for a value that the modem does not know.
 const ModemValue& known(std::string_view name) {
   const ModemValue* row = find_modem_value(name);
@@ -21,7 +16,7 @@ const ModemValue& known(std::string_view name) {
 }
 
 NvItem nv_item_of(const Query& row) {
-  return {nv_state_named(row.text(1)).value_or(NvState::failing), row.text(2)};
+  return {named<NvState>(row.text(1)).value_or(NvState::failing), row.text(2)};
 }
 
 }  // namespace
@@ -44,7 +39,7 @@ const std::vector<ModemValue>& known_modem_values() {
       {"pid", ModemForm::record, 30, true, "product identifier"},
       {"pid2", ModemForm::record, kRecord, true, "second product identifier"},
       {"pid_supported", ModemForm::flag, 1, false,
-       "0: the modem does not know the product identifier's opcodes"},
+       "0: the modem does not know the product identifier's requests"},
       {"rgrv", ModemForm::record, kRecord, false, "RGRV record"},
       {"suffix", ModemForm::record, kRecord, false, "model suffix"},
   };
@@ -132,25 +127,6 @@ std::map<std::string, std::string> modem_values(Phone& phone) {
   return found;
 }
 
-const char* name_of(NvState state) {
-  switch (state) {
-    case NvState::active:
-      return "active";
-    case NvState::failing:
-      return "failing";
-    case NvState::inactive:
-      return "inactive";
-  }
-  return "";
-}
-
-std::optional<NvState> nv_state_named(std::string_view name) {
-  const auto* found = std::find_if(std::begin(kNvStates), std::end(kNvStates),
-                                   [&](NvState state) { return name == name_of(state); });
-  if (found == std::end(kNvStates)) return std::nullopt;
-  return *found;
-}
-
 std::optional<NvItem> nv_item(Phone& phone, uint16_t number) {
   const std::lock_guard lock(phone.mutex());
   Query query = phone.durable().query("SELECT item, state, value FROM modem_nv WHERE item = ?");
@@ -230,7 +206,7 @@ void record_modem_request(Phone& phone, const ModemRequest& request) {
           "INSERT INTO modem_request(time_us, opcode, payload, code, status, answer_length, answer,"
           " overlapped) VALUES(?, ?, ?, ?, ?, ?, ?, ?)")
       .bind(request.time_us)
-      .bind(request.opcode)
+      .bind(request.number)
       .bind_blob(request.payload)
       .bind(request.code)
       .bind(request.status)

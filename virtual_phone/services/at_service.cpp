@@ -1,5 +1,5 @@
 // The AT-command service of the system side, instance "atservice": what it does to the phone,
-// opcode by opcode.
+// request by request.
 #include <utils/Errors.h>
 #include <vendor/qve/hardware/qvatcmd/1.0/IQvAtCmd.h>
 
@@ -47,7 +47,7 @@ struct Call {
 };
 
 struct Row {
-  int32_t opcode;
+  int32_t number;
   ModemAnswer (*carry_out)(const Call&);
   const char* event;   ///< the kind that is recorded, or null
   const char* detail;  ///< of the event
@@ -126,8 +126,8 @@ constexpr Row kRows[] = {
 
 ModemAnswer carry_out(Phone& phone, int32_t number, std::string_view payload) {
   const auto* row = std::find_if(std::begin(kRows), std::end(kRows),
-                                 [&](const Row& each) { return each.opcode == number; });
-  if (row == std::end(kRows)) return answer_code(kUnknownOpcode);
+                                 [&](const Row& each) { return each.number == number; });
+  if (row == std::end(kRows)) return answer_code(kUnknownRequest);
   const ModemAnswer answer = row->carry_out({phone, *row, payload});
   if (row->event != nullptr) record_event(phone, row->event, row->detail);
   return answer;

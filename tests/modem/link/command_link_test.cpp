@@ -1,9 +1,12 @@
 // The command link: routes, outputs, failures on either route, base64, bulk transfer.
 #include "fcx/modem_link.h"
 
+#include <vendor/qve/hardware/qvatcmd/1.0/IQvAtCmd.h>
+
 #include <limits>
 
 #include "tests/phone_fixture.h"
+#include "virtual_phone/hidl/services.h"
 
 namespace fcx_test {
 namespace {
@@ -11,6 +14,9 @@ namespace {
 using testing::ElementsAre;
 using testing::IsEmpty;
 using testing::SizeIs;
+using vendor::qve::hardware::qvatcmd::V1_0::IQvAtCmd;
+using vendor::qve::hardware::qvatcmd::V1_0::QVATCMDRequest;
+using vendor::qve::hardware::qvatcmd::V1_0::QVATCMDResponse;
 using virtual_phone::Effect;
 
 constexpr int kReadPid = 202;
@@ -28,6 +34,11 @@ struct Outputs {
   std::string text() const {
     return std::string(data.data(), static_cast<size_t>(std::max(length, 0)));
   }
+  /// What was written into the buffer after the answer.
+  std::string rest() const {
+    const std::string all(data.begin(), data.end());
+    return all.substr(text().size(), all.find_last_not_of('#') + 1 - text().size());
+  }
   bool are_untouched() const {
     return length == kUntouched && status == kUntouched && has_no_data();
   }
@@ -36,15 +47,15 @@ struct Outputs {
 
 class ModemLink : public PhoneTest {
  protected:
-  int ask(int opcode, Outputs& out, std::string payload = "") {
-    return request_to_system(opcode, payload.data(), static_cast<int>(payload.size()),
+  int ask(int number, Outputs& out, std::string payload = "") {
+    return request_to_system(number, payload.data(), static_cast<int>(payload.size()),
                              out.data.data(), &out.length, &out.status);
   }
 };
 
 TEST_F(ModemLink, TheNumberPicksTheRoute) {
   const struct {
-    int opcode;
+    int number;
     bool is_sent;
   } cases[] = {
       {std::numeric_limits<int>::min(), false},
@@ -59,22 +70,23 @@ TEST_F(ModemLink, TheNumberPicksTheRoute) {
       {std::numeric_limits<int>::max(), false},
   };
   for (const auto& c : cases) {
+    SCOPED_TRACE(c.number);
     Outputs out;
-    // Nobody knows these opcodes: the other side says so where one is asked.
-    EXPECT_EQ(2, ask(c.opcode, out)) << c.opcode;
+    // Nobody knows these requests: the other side says so where one is asked.
+    EXPECT_EQ(2, ask(c.number, out));
     EXPECT_EQ(-1, out.length);
     EXPECT_TRUE(out.has_no_data());
     EXPECT_EQ(kUntouched, out.status);
-    EXPECT_THAT(requests(), SizeIs(c.is_sent ? 1 : 0)) << c.opcode;
+    EXPECT_THAT(requests(), SizeIs(c.is_sent ? 1 : 0));
   }
 }
 
 TEST_F(ModemLink, SaysWhatItDoes) {
   set_modem("pid", "PID1");
-  const auto lines_of = [&](int opcode) {
+  const auto lines_of = [&](int number) {
     Outputs out;
-    log();
-    ask(opcode, out);
+    lines();
+    ask(number, out);
     return lines();
   };
   EXPECT_THAT(lines_of(kReadPid), ElementsAre("I Fcx: [COMMON_INTERFACE] QVCMD OPCODE: 202",
@@ -97,6 +109,18 @@ TEST_F(ModemLink, SaysWhatItDoes) {
                           "I Fcx: [QVATCMD] result : 0, data_len : 6, status : 0",
                           "I Fcx: [COMMON_INTERFACE] Receive result value from request_to_android",
                           "I Fcx: Response Status: 0\n"));
+  request_fault(kModelName, Effect::fail, 7);
+  EXPECT_THAT(lines_of(kModelName),
+              ElementsAre("I Fcx: [COMMON_INTERFACE] QVCMD OPCODE: 4063",
+                          "I Fcx: [QVATCMD] result : 7, data_len : 0, status : 0",
+                          "I Fcx: [COMMON_INTERFACE] Receive result value from request_to_android",
+                          "I Fcx: Cannot get response. Return error!\n"));
+  service_fault("atservice", Effect::dies);
+  EXPECT_THAT(lines_of(kModelName),
+              ElementsAre("I Fcx: [COMMON_INTERFACE] QVCMD OPCODE: 4063",
+                          "E Fcx: [QVATCMD] the service did not answer\n",
+                          "I Fcx: [COMMON_INTERFACE] Receive result value from request_to_android",
+                          "I Fcx: Cannot get response. Return error!\n"));
   EXPECT_EQ(0, request_to_system(kReadPid, nullptr, 0, nullptr, nullptr, nullptr));
   EXPECT_EQ("I Fcx: [DMI] request_to_modem return value is 0\n", lines().back())
       << "no data, no status line";
@@ -105,6 +129,7 @@ TEST_F(ModemLink, SaysWhatItDoes) {
 TEST_F(ModemLink, EveryOutputMayBeMissing) {
   set_modem("pid", "PID1");
   for (int given = 0; given < 8; ++given) {
+    SCOPED_TRACE(given);
     Outputs out;
     EXPECT_EQ(
         0, request_to_system(kReadPid, nullptr, 0, given & 1 ? out.data.data() : nullptr,
@@ -124,7 +149,7 @@ TEST_F(ModemLink, EveryOutputMayBeMissing) {
 }
 
 TEST_F(ModemLink, APayloadIsCutOnceAndNoneIsEmpty) {
-  for (const int opcode : {kWritePid, kModelName}) {
+  for (const int number : {kWritePid, kModelName}) {
     std::string large(3000, 'p');
     const struct {
       void* payload;
@@ -139,10 +164,13 @@ TEST_F(ModemLink, APayloadIsCutOnceAndNoneIsEmpty) {
                  {large.data(), std::numeric_limits<int>::min(), 0},
                  {nullptr, 5, 0}};
     for (const auto& c : cases) {
-      request_to_system(opcode, c.payload, c.length, nullptr, nullptr, nullptr);
+      SCOPED_TRACE(std::to_string(number) + ", " + std::to_string(c.length));
+      request_to_system(number, c.payload, c.length, nullptr, nullptr, nullptr);
       const auto sent = requests();
       ASSERT_THAT(sent, SizeIs(1));
-      EXPECT_EQ(std::string(c.sent, 'p'), sent[0].payload) << opcode << ", " << c.length;
+      EXPECT_EQ(std::string(c.sent, 'p'), sent[0].payload);
+      // The modem refuses a record that goes on after its length.
+      EXPECT_EQ(number == kModelName && c.sent > 255 ? 1 : 0, sent[0].code);
     }
   }
 }
@@ -153,40 +181,51 @@ TEST_F(ModemLink, AnAnswerNeverPassesTheCallersBuffer) {
   const struct {
     Effect effect;
     int64_t value;
-    int length;  // what the caller is told
+    size_t length;  // what the caller is told
+    char filling;   // what follows the real answer
   } cases[] = {
-      {Effect::empty, 0, 0},          {Effect::shorter, 2, 2},
-      {Effect::longer, 2048, 2048},   {Effect::longer, 2049, 2048},
-      {Effect::longer, 6000, 2048},   {Effect::length, -1, 0},
-      {Effect::length, 2049, 2048},   {Effect::length, INT32_MAX, 2048},
-      {Effect::length, INT32_MIN, 0},
+      {Effect::empty, 0, 0, 0},
+      {Effect::shorter, 2, 2, 0},
+      {Effect::longer, 2048, 2048, 'X'},
+      {Effect::longer, 2049, 2048, 'X'},
+      {Effect::longer, 6000, 2048, 'X'},
+      // Bytes that are not there are zeros, also after an answer that had them.
+      {Effect::length, 2048, 2048, '\0'},
+      {Effect::length, 2049, 2048, '\0'},
+      {Effect::length, INT32_MAX, 2048, '\0'},
+      {Effect::length, 2, 2, 0},
+      {Effect::length, -1, 0, 0},
+      {Effect::length, INT32_MIN, 0, 0},
   };
-  for (const int opcode : {kReadPid, kModelName}) {
+  for (const int number : {kReadPid, kModelName}) {
     for (const auto& c : cases) {
-      opcode_fault(opcode, c.effect, c.value);
+      SCOPED_TRACE(std::to_string(number) + virtual_phone::name_of(c.effect) +
+                   std::to_string(c.value));
+      request_fault(number, c.effect, c.value);
       Outputs out;
-      EXPECT_EQ(0, ask(opcode, out));
-      EXPECT_EQ(c.length, out.length) << opcode << ", " << c.value;
-      const size_t real = std::min<size_t>(4, static_cast<size_t>(c.length));
-      EXPECT_EQ(std::string(opcode == kReadPid ? "PID1" : "QV-1", real),
-                out.text().substr(0, real));
+      EXPECT_EQ(0, ask(number, out));
+      std::string expected = number == kReadPid ? "PID1" : "QV-1";
+      expected.resize(c.length, c.filling);
+      EXPECT_EQ(expected, out.text());
+      EXPECT_EQ("", out.rest());
 
-      int length = 0;
+      Outputs generic;
       const bool is_possible = c.value >= 0 && c.value <= 2048;
-      EXPECT_EQ(is_possible ? 0 : 1,
-                get_qve_data_from_modem(opcode, out.data.data(), 0, out.data.data(), &length))
-          << opcode << ", " << c.value;
+      EXPECT_EQ(is_possible ? 0 : 1, get_qve_data_from_modem(number, generic.data.data(), 0,
+                                                             generic.data.data(), &generic.length));
+      EXPECT_EQ(expected, generic.text());
+      EXPECT_EQ("", generic.rest());
       clear_faults();
     }
   }
 }
 
 TEST_F(ModemLink, StatusWordsArriveOnBothRoutes) {
-  for (const int opcode : {kReadPid, kModelName}) {
-    opcode_fault(opcode, Effect::status, -7);
+  for (const int number : {kReadPid, kModelName}) {
+    request_fault(number, Effect::status, -7);
     Outputs out;
-    EXPECT_EQ(0, ask(opcode, out));
-    EXPECT_EQ(-7, out.status);
+    EXPECT_EQ(0, ask(number, out)) << number;
+    EXPECT_EQ(-7, out.status) << number;
   }
 }
 
@@ -196,11 +235,11 @@ TEST_F(ModemLink, TheModemsNotSupportedIsPassedOnAndNothingElse) {
     int expected;
   } cases[] = {{1, 1}, {2, 2}, {3, 1}, {-1, 1}, {-2, 1}};
   for (const auto& c : cases) {
-    opcode_fault(kReadPid, Effect::fail, c.code);
+    request_fault(kReadPid, Effect::fail, c.code);
     Outputs out;
     EXPECT_EQ(c.expected, ask(kReadPid, out)) << c.code;
-    EXPECT_EQ(-1, out.length);
-    EXPECT_TRUE(out.has_no_data());
+    EXPECT_EQ(-1, out.length) << c.code;
+    EXPECT_TRUE(out.has_no_data()) << c.code;
     clear_faults();
   }
 }
@@ -210,7 +249,8 @@ TEST_F(ModemLink, ADirectInterfaceThatDidNotOpenIsTriedAgain) {
   service_fault("dmi", Effect::absent);
   Outputs out;
   for (int i = 0; i < 2; ++i) {
-    log();
+    SCOPED_TRACE(i);
+    lines();
     EXPECT_EQ(1, ask(kReadPid, out));
     EXPECT_THAT(lines(), ElementsAre("I Fcx: [COMMON_INTERFACE] QVCMD OPCODE: 202",
                                      "I Fcx: [COMMON_INTERFACE] Call request_to_modem",
@@ -229,21 +269,20 @@ TEST_F(ModemLink, ADirectInterfaceThatDidNotOpenIsTriedAgain) {
 
 TEST_F(ModemLink, AServicesOwnResultIsReturnedExceptForTwo) {
   const struct {
-    int opcode;
+    int number;
     int expected;
   } cases[] = {{1010, 7}, {1011, 0}, {1012, 0}, {1013, 7}, {kModelName, 7}};
   for (const auto& c : cases) {
-    opcode_fault(c.opcode, Effect::fail, 7);
+    request_fault(c.number, Effect::fail, 7);
     Outputs out;
-    EXPECT_EQ(c.expected, ask(c.opcode, out)) << c.opcode;
-    EXPECT_EQ(c.expected == 0 ? 0 : -1, out.length) << c.opcode;
+    EXPECT_EQ(c.expected, ask(c.number, out)) << c.number;
+    EXPECT_EQ(c.expected == 0 ? 0 : -1, out.length) << c.number;
   }
 }
 
 TEST_F(ModemLink, AServiceThatIsNotThereTouchesNothing) {
   service_fault("atservice", Effect::absent);
   Outputs out;
-  log();
   EXPECT_EQ(1, ask(kModelName, out));
   EXPECT_TRUE(out.are_untouched());
   EXPECT_THAT(lines(), ElementsAre("I Fcx: [COMMON_INTERFACE] QVCMD OPCODE: 4063",
@@ -275,13 +314,59 @@ TEST_F(ModemLink, BytesOfEveryValueTravelBothWays) {
   for (size_t length = 250; length <= all.size(); ++length) {
     const std::string sent = all.substr(0, length);
     Outputs stored, read;
-    EXPECT_EQ(0, ask(kModelName, stored, sent));
-    EXPECT_EQ(0, ask(kModelName, read));
+    EXPECT_EQ(0, ask(kModelName, stored, sent)) << length;
+    EXPECT_EQ(0, ask(kModelName, read)) << length;
     EXPECT_EQ(sent, read.text());
   }
-  opcode_fault(kModelName, Effect::garbage);
+  request_fault(kModelName, Effect::garbage);
   Outputs out;
   EXPECT_EQ(0, ask(kModelName, out)) << "what cannot be decoded is left out";
+}
+
+/// A service that gives its answers, all to one call, in place of the phone's own.
+class Giving : public IQvAtCmd {
+ public:
+  explicit Giving(std::vector<QVATCMDResponse> answers) : answers_(std::move(answers)) {}
+  android::hardware::Return<void> request(const QVATCMDRequest&, request_cb give) override {
+    for (const QVATCMDResponse& answer : answers_) give(answer);
+    return android::hardware::Void();
+  }
+
+ private:
+  std::vector<QVATCMDResponse> answers_;
+};
+
+TEST_F(ModemLink, AnswersAsNoServiceShouldGiveThem) {
+  using std::string_literals::operator""s;
+  const std::string junk(4090, '\n');
+  const struct {
+    const char* what;
+    std::vector<std::pair<int, std::string>> given;  ///< lengths and texts
+    int code;
+    std::string answer;
+  } cases[] = {
+      {"a NUL inside", {{6, "Zm9v\0YmFy"s}}, 0, "foo\0\0\0"s},
+      {"more than 4096 characters", {{6, junk + "Zm9vYmFy"}}, 0, "foob\0\0"s},
+      {"two answers", {{6, "Zm9vYmFy"}, {5, "Zg=="}}, 0, "f\0\0\0\0"s},
+      {"an empty answer after another", {{6, "Zm9vYmFy"}, {0, "Zm9v"}}, 0, ""},
+      {"no answer", {}, 1, ""},
+  };
+  // In a process of its own each, where no later test finds the service.
+  const auto expect_answer = [this](const auto& c) {
+    std::vector<QVATCMDResponse> given;
+    for (const auto& [length, text] : c.given) given.push_back({0, length, 9, text});
+    const android::sp<Giving> service(new (std::nothrow) Giving(given));
+    virtual_phone::register_service(IQvAtCmd::descriptor, "atservice",
+                                    [service](virtual_phone::Phone&) { return service; });
+    Outputs out;
+    EXPECT_EQ(c.code, ask(1000, out));
+    EXPECT_EQ(c.answer, out.text());
+    EXPECT_EQ(c.code == 0 ? 9 : kUntouched, out.status);
+    _exit(HasFailure() ? 1 : 0);
+  };
+  for (const auto& c : cases) {
+    EXPECT_EXIT(expect_answer(c), testing::ExitedWithCode(0), "") << c.what;
+  }
 }
 
 // What one thread asks for while another is under way waits for it.
@@ -289,11 +374,11 @@ TEST_F(ModemLink, DirectRequestsOfTwoThreadsTakeTurns) {
   constexpr int kRequests = 20;
   set_modem("pid", "PID1");
   set_modem("impl", "1");
-  for (const int opcode : {kReadPid, kReadImpl}) opcode_fault(opcode, Effect::late, 2000);
-  const auto ask_often = [&](int opcode, const char* expected) {
+  for (const int number : {kReadPid, kReadImpl}) request_fault(number, Effect::late, 2000);
+  const auto ask_often = [&](int number, const char* expected) {
     for (int i = 0; i < kRequests; ++i) {
       Outputs out;
-      EXPECT_EQ(0, ask(opcode, out));
+      EXPECT_EQ(0, ask(number, out));
       EXPECT_EQ(expected, out.text());
     }
   };
@@ -324,7 +409,7 @@ TEST_F(ModemLink, GenericCallsRefuseWhatCannotBe) {
 
 TEST(Base64, WritesAndReads) {
   const struct {
-    const char* bytes;
+    std::string bytes;
     const char* text;
   } cases[] = {{"", ""},
                {"f", "Zg=="},
@@ -333,8 +418,10 @@ TEST(Base64, WritesAndReads) {
                {"foob", "Zm9vYg=="},
                {"fooba", "Zm9vYmE="},
                {"\xFF\xFE\xFD", "//79"},
-               {"\xFB\xEF\xBE", "++++"}};
+               {"\xFB\xEF\xBE", "++++"},
+               {std::string("\0a\0\0", 4), "AGEAAA=="}};
   for (const auto& c : cases) {
+    SCOPED_TRACE(c.text);
     std::string bytes = c.bytes;
     std::vector<char> text((bytes.size() + 2) / 3 * 4 + 1, '#');
     EXPECT_EQ(strlen(c.text), static_cast<size_t>(base64_encode(
@@ -352,7 +439,7 @@ TEST(Base64, WritesAndReads) {
 
 TEST(Base64, SkipsWhatIsOutsideTheAlphabetAndStopsAtTheRoom) {
   const struct {
-    const char* text;
+    std::string text;
     int room;
     const char* bytes;
   } cases[] = {
@@ -370,12 +457,14 @@ TEST(Base64, SkipsWhatIsOutsideTheAlphabetAndStopsAtTheRoom) {
       {"Zm9vYmFy", -1, ""},
       {"Z", 10, ""},
       {"!!!!", 10, ""},
+      {std::string("Zm9v\0YmFy", 9), 10, "foo"},
   };
   for (const auto& c : cases) {
+    SCOPED_TRACE(c.text);
     std::string text = c.text;
     std::vector<unsigned char> bytes(static_cast<size_t>(std::max(c.room, 0)));
     const int written = base64_decode(text.data(), bytes.data(), c.room);
-    EXPECT_EQ(c.bytes, std::string(bytes.begin(), bytes.begin() + written)) << c.text;
+    EXPECT_EQ(c.bytes, std::string(bytes.begin(), bytes.begin() + written));
   }
 }
 
@@ -400,10 +489,11 @@ TEST_F(BulkTransfer, EndsWithAPieceThatIsNotFull) {
                {510, {255, 255, 0}},
                {600, {255, 255, 90}}};
   for (const auto& c : cases) {
+    SCOPED_TRACE(c.length);
     std::string data;
     for (int i = 0; i < c.length; ++i) data += static_cast<char>('a' + i % 26);
     EXPECT_EQ(0, send_modem_data(data.data(), c.length));
-    EXPECT_EQ(c.pieces, sent_pieces()) << c.length;
+    EXPECT_EQ(c.pieces, sent_pieces());
     std::vector<char> back(QVCMD_DATA_SIZE);
     int length = 0;
     EXPECT_EQ(c.length == 0 ? 1 : 0, receive_modem_data(back.data(), &length));
@@ -422,7 +512,7 @@ TEST_F(BulkTransfer, AddsToTheLengthAndKeepsWithinTheBuffer) {
   for (const int length : {2047, 2048}) {
     send_modem_data(data.data(), length);
     int received = 7;
-    EXPECT_EQ(0, receive_modem_data(buffer.data(), &received));
+    EXPECT_EQ(0, receive_modem_data(buffer.data(), &received)) << length;
     EXPECT_EQ(7 + length, received);
   }
   send_modem_data(data.data(), 0);
@@ -436,7 +526,7 @@ TEST_F(BulkTransfer, AddsToTheLengthAndKeepsWithinTheBuffer) {
   EXPECT_EQ(1, receive_modem_data(buffer.data(), &received));
   EXPECT_EQ(8 * 255, received);
 
-  opcode_fault(156, Effect::longer, 255);
+  request_fault(156, Effect::longer, 255);
   received = 0;
   EXPECT_EQ(1, receive_modem_data(buffer.data(), &received)) << "a sender that never ends";
   EXPECT_EQ(8 * 255, received);
@@ -469,11 +559,11 @@ TEST_F(BulkTransfer, SaysWhatItDoes) {
 
 TEST_F(BulkTransfer, EndsWithTheFirstRequestThatFails) {
   std::string data(600, 'x');
-  opcode_fault(155, Effect::fail, 2);
+  request_fault(155, Effect::fail, 2);
   EXPECT_EQ(2, send_modem_data(data.data(), 600));
   EXPECT_EQ("I Fcx: send_modem_data. Return error:2\n", lines().back());
   EXPECT_THAT(requests(), SizeIs(1));
-  opcode_fault(156, Effect::fail, 2);
+  request_fault(156, Effect::fail, 2);
   int received = 0;
   EXPECT_EQ(2, receive_modem_data(data.data(), &received));
   EXPECT_EQ("I Fcx: receive_modem_data Return error:2\n", lines().back());

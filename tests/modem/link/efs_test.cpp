@@ -8,7 +8,6 @@
 namespace fcx_test {
 namespace {
 
-using testing::Each;
 using testing::SizeIs;
 using virtual_phone::Effect;
 
@@ -26,6 +25,7 @@ class ModemEfs : public PhoneTest {
 
 TEST_F(ModemEfs, AFileIsWrittenAndReadInAsFewRequestsAsItTakes) {
   for (const int size : {0, 1, kMost, kMost + 1, 3 * kMost, 100'000}) {
+    SCOPED_TRACE(size);
     std::string content;
     for (int i = 0; i < size; ++i) content += static_cast<char>(i * 7);
     const int fd = open("/nv/file");
@@ -33,14 +33,14 @@ TEST_F(ModemEfs, AFileIsWrittenAndReadInAsFewRequestsAsItTakes) {
     requests();
     EXPECT_EQ(size, efs_write(fd, content.data(), size));
     const auto fewest = static_cast<size_t>((size + kMost - 1) / kMost);
-    EXPECT_THAT(requests(), SizeIs(fewest)) << size;
+    EXPECT_THAT(requests(), SizeIs(fewest));
     EXPECT_EQ(0, efs_close(fd));
 
     const int again = open("/nv/file", O_RDONLY);
     std::string read(content.size(), '#');
     requests();
     EXPECT_EQ(size, efs_read(again, read.data(), size));
-    EXPECT_THAT(requests(), SizeIs(fewest)) << size;
+    EXPECT_THAT(requests(), SizeIs(fewest));
     EXPECT_EQ(content, read);
     EXPECT_EQ(0, efs_close(again));
     char path[] = "/nv/file";
@@ -72,7 +72,7 @@ TEST_F(ModemEfs, APathIsSentUpTo128Bytes) {
   const std::string longest = "/" + std::string(127, 'd');
   for (const std::string& path : {longest, longest + "more"}) {
     open(path);
-    EXPECT_EQ(longest + std::string(3, '\0'), requests().back().payload.substr(1, 131));
+    EXPECT_EQ(longest + std::string(3, '\0'), requests().back().payload.substr(1, 131)) << path;
   }
 }
 
@@ -90,25 +90,44 @@ TEST_F(ModemEfs, AShortReadLeavesAGap) {
   EXPECT_EQ(content + std::string(kHalf + 100, '#'), read);
   const auto sent = requests();
   ASSERT_THAT(sent, SizeIs(3));
-  EXPECT_EQ(100, sent[2].payload[8]) << "on behind the gap, on purpose";
+  EXPECT_EQ(100, sent[2].payload[8]) << "on after the gap, on purpose";
 }
 
-TEST_F(ModemEfs, AShortWriteGoesOnBehindWhatWasTaken) {
+TEST_F(ModemEfs, AShortWriteGoesOnAfterWhatWasTaken) {
   std::string content;
   for (int i = 0; i < 500; ++i) content += static_cast<char>(i);
   const int fd = open("/f");
   requests();
-  opcode_fault(kEfs, Effect::shorter, 1);  // the low byte of a count: 244 of 500, then 0 of 256
+  request_fault(kEfs, Effect::shorter, 1);  // the low byte of a count: 244 of 500, then 0 of 256
   EXPECT_EQ(244, efs_write(fd, content.data(), 500));
   const auto sent = requests();
   ASSERT_THAT(sent, SizeIs(2));
   EXPECT_EQ(content.substr(244), sent[1].payload.substr(8, 256));
 }
 
+TEST_F(ModemEfs, AnAnswerThatBreaksOffLeavesZeros) {
+  std::string content(100, 'c');
+  const int fd = open("/f");
+  ASSERT_EQ(100, efs_write(fd, content.data(), 100));
+  efs_close(fd);
+  for (const int arrived : {100, 40}) {
+    const int again = open("/f", O_RDONLY);
+    request_fault(kEfs, Effect::shorter, 4 + arrived);
+    std::string read(100, '#');
+    EXPECT_EQ(100, efs_read(again, read.data(), 100)) << arrived;
+    EXPECT_EQ(std::string(static_cast<size_t>(arrived), 'c') +
+                  std::string(static_cast<size_t>(100 - arrived), '\0'),
+              read)
+        << arrived;
+    clear_faults();
+    efs_close(again);
+  }
+}
+
 TEST_F(ModemEfs, AFailedExchangeEndsIt) {
   std::string content(3 * kMost, 'c');
   const int fd = open("/f");
-  opcode_fault(kEfs, Effect::fail, 1);
+  request_fault(kEfs, Effect::fail, 1);
   char path[] = "/f";
   EXPECT_EQ(-1, efs_open(path, O_RDONLY, 0));
   EXPECT_EQ(-1, efs_close(fd));
@@ -122,11 +141,11 @@ TEST_F(ModemEfs, AFailedExchangeEndsIt) {
 TEST_F(ModemEfs, CountsThatCannotBeAreCut) {
   std::string content(100, 'c');
   const int fd = open("/f");
-  opcode_fault(kEfs, Effect::garbage, 0x7F);  // a count of 2,139,062,143
+  request_fault(kEfs, Effect::garbage, 0x7F);  // a count of 2,139,062,143
   EXPECT_EQ(100, efs_write(fd, content.data(), 100));
   EXPECT_EQ(100, efs_read(fd, content.data(), 100));
   clear_faults();
-  opcode_fault(kEfs, Effect::garbage, 0xFF);  // a count of -1
+  request_fault(kEfs, Effect::garbage, 0xFF);  // a count of -1
   EXPECT_EQ(0, efs_write(fd, content.data(), 100));
   EXPECT_EQ(0, efs_read(fd, content.data(), 100));
 }
@@ -139,6 +158,7 @@ TEST_F(ModemEfs, WithoutBytesNothingIsSent) {
   EXPECT_EQ(-1, efs_read(1, nullptr, 1));
   EXPECT_EQ(-1, efs_write(1, nullptr, 1));
   for (const int n : {0, -1, INT32_MIN}) {
+    SCOPED_TRACE(n);
     EXPECT_EQ(0, efs_read(1, &byte, n));
     EXPECT_EQ(0, efs_write(1, &byte, n));
     EXPECT_EQ(0, efs_read(1, nullptr, n));

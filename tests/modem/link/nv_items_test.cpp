@@ -1,12 +1,13 @@
 // NV items by diagnostic packets.
 #include "fcx/modem_nv.h"
 
+#include <unistd.h>
+
 #include "tests/phone_fixture.h"
 
 namespace fcx_test {
 namespace {
 
-using testing::Each;
 using testing::SizeIs;
 using virtual_phone::Effect;
 using virtual_phone::NvState;
@@ -26,15 +27,41 @@ class NvItems : public PhoneTest {
   }
 };
 
+// The first test, each case in a process of its own: one that has its packets keeps them.
+TEST_F(NvItems, WithoutAPacketNothingIsSent) {
+  const auto ask_without = [this](int packets) {
+    virtual_phone::select(directory());
+    requests();
+    virtual_phone::set_fault(phone(), {0,
+                                       virtual_phone::Part::service,
+                                       "diag",
+                                       virtual_phone::Access::any,
+                                       Effect::absent,
+                                       0,
+                                       {},
+                                       packets + 1});
+    Bytes bytes = filled(0);
+    EXPECT_EQ(-1, qve_diag_nvread(kItem, bytes.data()));
+    EXPECT_EQ(-1, qve_diag_nvwrite(kItem, bytes.data()));
+    EXPECT_THAT(requests(), SizeIs(0));
+    clear_faults();
+    EXPECT_EQ(0, qve_diag_nvwrite(kItem, bytes.data())) << "asked for again";
+    _exit(HasFailure() ? 1 : 0);
+  };
+  for (const int packets : {0, 1}) {
+    EXPECT_EXIT(ask_without(packets), testing::ExitedWithCode(0), "") << packets << " there are";
+  }
+}
+
 TEST_F(NvItems, PacketsAreBytesAsTheModemWantsThem) {
   Bytes bytes = filled(0x77);
   EXPECT_EQ(0, qve_diag_nvwrite(kItem, bytes.data()));
   EXPECT_EQ(0, qve_diag_nvread(kItem, bytes.data()));
   const auto sent = requests();
   ASSERT_THAT(sent, SizeIs(2));
-  EXPECT_EQ(kWriteNv, sent[0].opcode);
+  EXPECT_EQ(kWriteNv, sent[0].number);
   EXPECT_EQ(std::string("\x27\x34\x12") + std::string(128, '\x77') + '\0', sent[0].payload);
-  EXPECT_EQ(kReadNv, sent[1].opcode);
+  EXPECT_EQ(kReadNv, sent[1].number);
   EXPECT_EQ(std::string("\x26\x34\x12") + std::string(129, '\0'), sent[1].payload);
 }
 
@@ -74,15 +101,16 @@ TEST_F(NvItems, AnswersOfAnyLength) {
       {Effect::shorter, 128, 0, 0, 128}, {Effect::longer, 2048, 0, 0, 128},
       {Effect::longer, 2049, 4, 4, 0},   {Effect::length, -1, 4, 4, 0},
       {Effect::fail, 1, 4, 4, 0},        {Effect::garbage, 255, 255, 255, 0},
+      {Effect::length, 1, 0, 0, 1},      {Effect::length, 128, 0, 0, 128},
   };
   for (const auto& c : cases) {
-    opcode_fault(kReadNv, c.effect, c.value);
-    opcode_fault(kWriteNv, c.effect, c.value);
+    SCOPED_TRACE(virtual_phone::name_of(c.effect) + std::to_string(c.value));
+    request_fault(kReadNv, c.effect, c.value);
+    request_fault(kWriteNv, c.effect, c.value);
     Bytes bytes = filled(0xEE);
-    EXPECT_EQ(c.read, qve_diag_nvread(kItem, bytes.data())) << c.value;
-    EXPECT_EQ(static_cast<ptrdiff_t>(c.bytes), std::count(bytes.begin(), bytes.end(), 9))
-        << c.value;
-    EXPECT_EQ(c.written, qve_diag_nvwrite(kItem, held.data())) << c.value;
+    EXPECT_EQ(c.read, qve_diag_nvread(kItem, bytes.data()));
+    EXPECT_EQ(static_cast<ptrdiff_t>(c.bytes), std::count(bytes.begin(), bytes.end(), 9));
+    EXPECT_EQ(c.written, qve_diag_nvwrite(kItem, held.data()));
     clear_faults();
   }
 }
@@ -92,23 +120,17 @@ TEST_F(NvItems, AShortAnswerKeepsNothingOfTheItemBefore) {
   ASSERT_EQ(0, qve_diag_nvwrite(1, first.data()));
   ASSERT_EQ(0, qve_diag_nvwrite(2, second.data()));
   ASSERT_EQ(0, qve_diag_nvread(1, read.data()));
-  opcode_fault(kReadNv, Effect::shorter, 1);
+  request_fault(kReadNv, Effect::shorter, 1);
   EXPECT_EQ(0, qve_diag_nvread(2, read.data()));
   Bytes expected = filled(0);
   expected[0] = 2;
   EXPECT_EQ(expected, read);
 }
 
-TEST_F(NvItems, WithoutAPacketOrABufferNothingIsSent) {
-  Bytes bytes = filled(0);
+TEST_F(NvItems, WithoutABufferNothingIsSent) {
   EXPECT_EQ(-1, qve_diag_nvread(kItem, nullptr));
   EXPECT_EQ(-1, qve_diag_nvwrite(kItem, nullptr));
-  service_fault("diag", Effect::absent);
-  EXPECT_EQ(-1, qve_diag_nvread(kItem, bytes.data()));
-  EXPECT_EQ(-1, qve_diag_nvwrite(kItem, bytes.data()));
   EXPECT_THAT(requests(), SizeIs(0));
-  clear_faults();
-  EXPECT_EQ(0, qve_diag_nvwrite(kItem, bytes.data())) << "asked for again";
 }
 
 }  // namespace

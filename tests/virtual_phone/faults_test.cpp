@@ -1,0 +1,187 @@
+// Faults: which are refused, which accesses they strike, and when.
+#include "virtual_phone/faults/faults.h"
+
+#include <cerrno>
+
+#include "platform/device_home.h"
+#include "platform/factory_item_library.h"
+#include "tests/phone_fixture.h"
+
+namespace fcx_test {
+namespace {
+
+using fcx::FileOperation;
+using testing::ElementsAre;
+using testing::HasSubstr;
+using testing::ThrowsMessage;
+using virtual_phone::Access;
+using virtual_phone::Effect;
+using virtual_phone::Fault;
+using virtual_phone::Part;
+using virtual_phone::Refused;
+
+namespace vp = virtual_phone;
+
+constexpr std::pair<FileOperation, Access> kOfAFile[] = {
+    {FileOperation::open, Access::open},
+    {FileOperation::read, Access::read},
+    {FileOperation::write, Access::write},
+    {FileOperation::sync, Access::sync},
+    {FileOperation::rename, Access::rename},
+    {FileOperation::sync_directory, Access::sync_directory},
+    {FileOperation::remove, Access::remove},
+    {FileOperation::stat, Access::stat},
+    {FileOperation::chmod, Access::chmod},
+};
+
+class Faults : public PhoneTest {
+ protected:
+  int64_t set(Part part, const char* target, Access access, Effect effect, int64_t value,
+              std::optional<int64_t> times = std::nullopt, int64_t after = 1) {
+    return vp::set_fault(phone(), {0, part, target, access, effect, value, times, after});
+  }
+  static int read_item() {
+    char byte = 0;
+    return get_ftm_item(9, 1, &byte);
+  }
+  static int error_of(FileOperation operation) {
+    return fcx::platform_file_fault("/a//./b", operation).error;
+  }
+};
+
+TEST_F(Faults, ThatCannotStrikeAreRefused) {
+  constexpr auto kAny = Access::any;
+  constexpr char kRoutes[] = "0 to 993 go to the modem, 1000 to 4414 to the system side";
+  const struct {
+    Fault fault;
+    const char* why;
+  } cases[] = {
+      {{0, Part::item, "-1", kAny, Effect::fail, -1, {}}, "items are 0 to 4095"},
+      {{0, Part::item, "4096", kAny, Effect::fail, -1, {}}, "items are 0 to 4095"},
+      {{0, Part::item, "09", kAny, Effect::fail, -1, {}}, "items are 0 to 4095"},
+      {{0, Part::item, "9", Access::open, Effect::fail, -1, {}}, "read or write, not on open"},
+      {{0, Part::item, "9", Access::write, Effect::shorter, 4, {}}, "on read, not on write"},
+      {{0, Part::item, "9", kAny, Effect::refuse, 0, {}}, "no item fault \"refuse\""},
+      {{0, Part::item, "9", kAny, Effect::fail, 0, {}}, "a negative code"},
+      {{0, Part::item, "9", kAny, Effect::returns, 0, {}}, "a positive number"},
+      {{0, Part::item, "9", kAny, Effect::late, 0, {}}, "milliseconds, 1 to 3600000, not 0"},
+      {{0, Part::item, "9", kAny, Effect::late, 3'600'001, {}}, "milliseconds, 1 to 3600000"},
+      {{0, Part::item, "9", kAny, Effect::fail, -1, 0}, "at least once"},
+      {{0, Part::item, "9", kAny, Effect::fail, -1, {}, 0}, "first access"},
+      {{0, Part::property, "a b", kAny, Effect::fail, 0, {}}, "no property name"},
+      {{0, Part::property, "", kAny, Effect::fail, 0, {}}, "no property name"},
+      {{0, Part::property, "a", Access::stat, Effect::fail, 0, {}}, "read or write, not on stat"},
+      {{0, Part::file, "proc/meminfo", kAny, Effect::fail, EIO, {}}, "begins with /"},
+      {{0, Part::file, "/a/../b", kAny, Effect::fail, EIO, {}}, "no \"..\""},
+      {{0, Part::file, "/a/b/", kAny, Effect::fail, EIO, {}}, "names no file or directory"},
+      {{0, Part::file, "/", kAny, Effect::fail, EIO, {}}, "names no file or directory"},
+      {{0, Part::file, "/a", kAny, Effect::fail, 0, {}}, "an error, 1 to 133"},
+      {{0, Part::file, "/a", kAny, Effect::fail, 134, {}}, "an error, 1 to 133"},
+      {{0, Part::file, "/a", Access::call, Effect::fail, EIO, {}}, "stat or chmod, not on call"},
+      {{0, Part::file, "/a", kAny, Effect::shorter, -1, {}}, "a number of bytes"},
+      {{0, Part::request, "-1", kAny, Effect::empty, 0, {}}, kRoutes},
+      {{0, Part::request, "0116", kAny, Effect::empty, 0, {}}, kRoutes},
+      {{0, Part::request, "994", kAny, Effect::empty, 0, {}}, kRoutes},
+      {{0, Part::request, "999", kAny, Effect::empty, 0, {}}, kRoutes},
+      {{0, Part::request, "4415", kAny, Effect::empty, 0, {}}, kRoutes},
+      {{0, Part::request, "99999999999", kAny, Effect::empty, 0, {}}, kRoutes},
+      {{0, Part::request, "100", kAny, Effect::refuse, 0, {}}, "does not know request 100"},
+      {{0, Part::request, "116", Access::read, Effect::fail, 1, {}}, "on any access, not on read"},
+      {{0, Part::request, "116", kAny, Effect::fail, 0, {}}, "the code 0"},
+      {{0, Part::request, "116", kAny, Effect::fail, int64_t{1} << 32, {}}, "of 32 bits"},
+      {{0, Part::request, "116", kAny, Effect::length, int64_t{1} << 31, {}}, "of 32 bits"},
+      {{0, Part::request, "116", kAny, Effect::longer, 0, {}}, "1 to 65536"},
+      {{0, Part::request, "116", kAny, Effect::longer, 65537, {}}, "1 to 65536"},
+      {{0, Part::request, "116", kAny, Effect::garbage, 256, {}}, "a byte, 0 to 255"},
+      {{0, Part::request, "116", kAny, Effect::absent, 0, {}}, "no request fault \"absent\""},
+      {{0, Part::service, "dmi", kAny, Effect::fail, 1, {}}, "no service fault \"fail\""},
+      {{0, Part::service, "dmi", Access::write, Effect::dies, 0, {}}, "on call, not on write"},
+      {{0, Part::service, "modem", kAny, Effect::dies, 0, {}},
+       "Services: dmi, diag, atservice, filehandle"},
+  };
+  for (const auto& c : cases) {
+    EXPECT_THAT([&] { vp::set_fault(phone(), c.fault); }, ThrowsMessage<Refused>(HasSubstr(c.why)))
+        << vp::name_of(c.fault.part) << " " << c.fault.target << " " << vp::name_of(c.fault.effect)
+        << " " << c.fault.value;
+  }
+  for (const auto& [operation, access] : kOfAFile) {
+    if (access == Access::read || access == Access::write) continue;
+    EXPECT_THROW(set(Part::file, "/a", access, Effect::shorter, 1), Refused)
+        << vp::name_of(access) << " moves no bytes";
+  }
+  EXPECT_THAT(vp::faults(phone()), testing::IsEmpty());
+}
+
+TEST_F(Faults, MayStandOnBothSidesOfEachLimit) {
+  for (const char* item : {"0", "4095"}) set(Part::item, item, Access::any, Effect::late, 1);
+  set(Part::item, "9", Access::any, Effect::late, 3'600'000);
+  for (const int error : {1, 133}) set(Part::file, "/a", Access::any, Effect::fail, error);
+  // Also on what nobody answers or sends: the link carries it.
+  for (const char* request : {"0", "993", "1000", "4414"}) {
+    set(Part::request, request, Access::any, Effect::empty, 0);
+  }
+  set(Part::request, "1000", Access::any, Effect::refuse, 0);
+  EXPECT_THAT(vp::faults(phone()), testing::SizeIs(10));
+}
+
+TEST_F(Faults, OnAFileStrikeTheirAccessOnly) {
+  for (const auto& [operation, access] : kOfAFile) {
+    set(Part::file, "/a/b", access, Effect::fail, EIO);
+    for (const auto& [asked, each] : kOfAFile) {
+      EXPECT_EQ(each == access ? EIO : 0, error_of(asked))
+          << vp::name_of(access) << ", asked for " << vp::name_of(each);
+    }
+    EXPECT_EQ(0, fcx::platform_file_fault("/a", operation).error) << "the directory is another";
+    clear_faults();
+  }
+  set(Part::file, "/a/b", Access::any, Effect::fail, EACCES);
+  for (const auto& [asked, each] : kOfAFile) {
+    EXPECT_EQ(EACCES, error_of(asked)) << vp::name_of(each);
+  }
+  clear_faults();
+  set(Part::file, "/a/b", Access::any, Effect::shorter, 3, 2);
+  for (const auto& [asked, each] : kOfAFile) {
+    const bool moves = each == Access::read || each == Access::write;
+    EXPECT_EQ(moves ? 3 : SIZE_MAX, fcx::platform_file_fault("/a/b", asked).limit)
+        << vp::name_of(each);
+  }
+  EXPECT_THAT(vp::faults(phone()), testing::IsEmpty()) << "used up by the two";
+}
+
+TEST_F(Faults, MayBeginWithALaterAccess) {
+  const auto five_reads = [] {
+    std::vector<int> codes;
+    for (int i = 0; i < 5; ++i) {
+      codes.push_back(read_item());
+      EXPECT_EQ(0, set_ftm_item(9, 1, "a")) << "counts for none of them";
+    }
+    return codes;
+  };
+  set(Part::item, "9", Access::read, Effect::fail, -3, 1, 3);
+  EXPECT_THAT(five_reads(), ElementsAre(0, 0, -3, 0, 0));
+  set(Part::item, "9", Access::read, Effect::fail, -4, {}, 4);
+  EXPECT_THAT(five_reads(), ElementsAre(0, 0, 0, -4, -4));
+  clear_faults();
+  // Each is counted on its own, also by accesses that another strikes.
+  set(Part::item, "9", Access::read, Effect::fail, -1, 2);
+  set(Part::item, "9", Access::read, Effect::late, 1, 1, 2);
+  set(Part::item, "9", Access::read, Effect::fail, -4, 1, 4);
+  EXPECT_THAT(five_reads(), ElementsAre(-1, -1, 0, -4, 0));
+  EXPECT_THAT(vp::faults(phone()), testing::IsEmpty()) << "the third read was late";
+}
+
+TEST_F(Faults, AreCountedDownByAllProcesses) {
+  set(Part::item, "9", Access::any, Effect::fail, -1, 2, 4);
+  vp::Phone other(directory());
+  EXPECT_EQ(0, read_item());
+  EXPECT_FALSE(vp::strike(other, Part::item, "9", Access::write).has_value());
+  EXPECT_EQ(2, vp::faults(phone()).front().after);
+  EXPECT_EQ(0, read_item());
+  EXPECT_TRUE(vp::strike(other, Part::item, "9", Access::read).has_value());
+  EXPECT_EQ(1, vp::faults(phone()).front().remaining);
+  EXPECT_EQ(-1, read_item());
+  EXPECT_EQ(0, read_item());
+}
+
+}  // namespace
+}  // namespace fcx_test
