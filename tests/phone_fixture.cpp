@@ -37,11 +37,8 @@ PhoneTest::PhoneTest()
   vp::select(directory_);
   fcx::reload_carrier_set_up();
   EXPECT_EQ(0, init_factory_item());
-  // The modem's interface as a process finds it, also where a test before has opened it.
-  service_fault("dmi", vp::Effect::absent);
-  EXPECT_EQ(-1, init_modem_interface());
-  clear_faults();
-  std::filesystem::resize_file(phone().log_file(), 0);
+  static bool is_first = true;
+  if (!std::exchange(is_first, false)) close_modem_interface();
   vp::observe_log([this](const vp::LogEntry& entry) { entries_.push_back(entry); });
 }
 
@@ -49,6 +46,13 @@ PhoneTest::~PhoneTest() {
   vp::observe_log({});
   std::error_code ignored;
   std::filesystem::remove_all(directory_, ignored);
+}
+
+void PhoneTest::close_modem_interface() {
+  service_fault("dmi", vp::Effect::absent);
+  EXPECT_EQ(-1, init_modem_interface());
+  clear_faults();
+  std::filesystem::resize_file(phone().log_file(), 0);
 }
 
 qvcmd_response PhoneTest::send(int32_t opcode, std::string_view payload) {

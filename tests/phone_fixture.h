@@ -79,6 +79,9 @@ class PhoneTest : public testing::Test {
   std::vector<virtual_phone::LogEntry> entries();
 
  private:
+  /// The library finds the modem's interface as the first test of a process does.
+  void close_modem_interface();
+
   std::filesystem::path directory_;
   std::vector<virtual_phone::LogEntry> entries_;
   int64_t last_request_ = 0;

@@ -91,6 +91,8 @@ TEST_F(ModemEfs, AShortReadLeavesAGap) {
   const auto sent = requests();
   ASSERT_THAT(sent, SizeIs(3));
   EXPECT_EQ(100, sent[2].payload[8]) << "on after the gap, on purpose";
+  EXPECT_EQ(0, efs_read(again, read.data(), 2 * kMost));
+  EXPECT_THAT(requests(), SizeIs(1)) << "one that brings nothing is the last";
 }
 
 TEST_F(ModemEfs, AShortWriteGoesOnAfterWhatWasTaken) {
@@ -110,15 +112,12 @@ TEST_F(ModemEfs, AnAnswerThatBreaksOffLeavesZeros) {
   const int fd = open("/f");
   ASSERT_EQ(100, efs_write(fd, content.data(), 100));
   efs_close(fd);
-  for (const int arrived : {100, 40}) {
+  for (const size_t arrived : {100, 40}) {
     const int again = open("/f", O_RDONLY);
-    request_fault(kEfs, Effect::shorter, 4 + arrived);
+    request_fault(kEfs, Effect::shorter, static_cast<int64_t>(4 + arrived));
     std::string read(100, '#');
     EXPECT_EQ(100, efs_read(again, read.data(), 100)) << arrived;
-    EXPECT_EQ(std::string(static_cast<size_t>(arrived), 'c') +
-                  std::string(static_cast<size_t>(100 - arrived), '\0'),
-              read)
-        << arrived;
+    EXPECT_EQ(content.substr(0, arrived) + std::string(100 - arrived, '\0'), read) << arrived;
     clear_faults();
     efs_close(again);
   }
