@@ -10,6 +10,7 @@
 #include "daemon/open.h"
 #include "fcx/background.h"
 #include "fcx/customisation.h"
+#include "fcx/factory_item_table.h"
 #include "fcx/identity_items.h"
 #include "fcx/mcc_lookup.h"
 #include "fcx/modem_link.h"
@@ -76,7 +77,7 @@ class Recorder {
 /// An identity of which a factory item is the modem's copy.
 struct Identity {
   const char* name;
-  int32_t opcode;
+  int32_t request;
   int item;
   void (*check)();
 };
@@ -96,7 +97,7 @@ std::string check_identity(vp::Phone& phone, const Identity& identity, int64_t l
     return name + " in " + item + " was not the modem's, which it has now.";
   }
   for (const vp::ModemRequest& request : vp::modem_requests(phone, last_request)) {
-    if (request.number != identity.opcode) continue;
+    if (request.number != identity.request) continue;
     if (request.code != 0) break;
     if (request.answer.empty() || vp::is_modem_message(request.number, request.answer)) {
       return "The modem has no " + std::string(identity.name) + "; " + item + " stays.";

@@ -19,9 +19,9 @@ constexpr uint64_t kResetUs = 5'000'000;
 std::atomic<bool> is_resetting = false;
 
 /// Whether the modem answers this request with a '1'.
-bool modem_says_yes(int opcode) {
+bool modem_says_yes(int request) {
   fcx::ModemAnswer answer;
-  return fcx::ask(opcode, {}, answer) == 0 && answer.starts_with("1");
+  return fcx::ask(request, {}, answer) == 0 && answer.starts_with("1");
 }
 
 }  // namespace

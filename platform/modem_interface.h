@@ -12,7 +12,7 @@ extern "C" {
 int dmi_init(void);
 
 /// Carries one request to the modem and waits for its answer, whose status word is `reserved`.
-/// @return 0 when the modem answered; 2 when it does not know the opcode; any other value when the
+/// @return 0 when the modem answered; 2 when it does not know the request; any other value when the
 ///         exchange failed. The answer's `result` has no meaning here.
 int request_to_modem_via_dmi(qvcmd_request* request, qvcmd_response* response);
 

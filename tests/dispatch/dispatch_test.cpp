@@ -237,7 +237,7 @@ TEST_F(Dispatch, ACommandClearsTheResponseOrKeepsWhatItDoesNotSet) {
     clear_faults();
   }
   send(4020);
-  EXPECT_EQ(200, requests().back().opcode) << "a flush, of which the response says nothing";
+  EXPECT_EQ(200, requests().back().number) << "a flush, of which the response says nothing";
   for (const fcx::Command& row : fcx::command_table()) {
     if (row.handler == nullptr || !fcx::is_available(row)) continue;
     EXPECT_EQ(1U, seen.count(row.opcode)) << row.handler << " is not in the list";
