@@ -248,7 +248,6 @@ int set_lcd_break_mode(int mode) {
 }
 
 int get_string_ftm_by_index(int index, char* buffer) {
-  if (buffer == nullptr) return -1;
   const FactoryItem any{
       index, "", kLongestItem, fcx::Encoding::bytes, fcx::Privacy::open, nullptr, nullptr, ""};
   return read_whole(any, buffer);

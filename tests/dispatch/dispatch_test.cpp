@@ -308,6 +308,7 @@ TEST_F(Dispatch, APayloadWithoutATerminatorEndsAt2048) {
     }
   }
   EXPECT_EQ(std::string(16, 'o'), item(item::csn, 17).c_str()) << "the CSN, cut at its length";
+  EXPECT_THAT(read_file(file("/mnt/vendor/persist-qv/agree_factory")), SizeIs(2048));
 }
 
 }  // namespace

@@ -67,10 +67,10 @@ TEST_F(TestResults, SaatResultGoesToTheItemOrToTheCamera) {
   lines();
   // What comes before the mark is not the camera's; of the item only 256 characters are shown.
   const std::string text = std::string(260, 'x') + "[FRONT_TOF]gain=2";
-  EXPECT_EQ(QVCMD_OK, send(4231, text).result);
+  EXPECT_EQ(QVCMD_OK, send(4231, text + '\0' + "!").result);
   EXPECT_THAT(lines_of(4231),
               ElementsAre("I Diag_Lib: [handle_set_saat_result] saatresult: " +
-                          std::string(256, 'x') + ", data: " + text + ", data_len: 277\n"));
+                          std::string(256, 'x') + ", data: " + text + ", data_len: 279\n"));
   EXPECT_EQ("gain=2", read_file(file(kTofFile)));
   EXPECT_THAT(send(4230, "[FRONT_TOF_CHECK]"), Answers(QVCMD_OK, ""));
   EXPECT_EQ("P1,P2", item_text(item::saat_result)) << "the camera's branch leaves the item alone";

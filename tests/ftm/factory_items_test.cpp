@@ -142,13 +142,17 @@ TEST_F(FactoryItems, ClearThenWriteStopsWhenTheClearFails) {
   const std::string text(40, 'n');
   for (const auto& [number, set] :
        {std::pair(212, set_saatresult), {251, set_midauto_result}, {253, set_midauto_crc_list}}) {
-    // The first of the two writes fails, the second would work.
-    virtual_phone::set_fault(
-        phone(), {0, Part::item, std::to_string(number), Access::write, Effect::fail, -1, 1});
+    const auto next_writes = [&](Effect effect, int value, int times) {
+      virtual_phone::set_fault(
+          phone(), {0, Part::item, std::to_string(number), Access::write, effect, value, times});
+    };
     set_item(number, "old");
+    next_writes(Effect::fail, -1, 1);  // the second would work
     EXPECT_EQ(-1, set(text.c_str())) << number;
     EXPECT_EQ("old", item_text(number));
+    next_writes(Effect::returns, 1, 2);
     EXPECT_EQ(0, set(text.c_str())) << number;
+    EXPECT_EQ(0U, virtual_phone::faults(phone()).size()) << number << " is written twice";
     EXPECT_EQ(text, item_text(number));
   }
 }
