@@ -3,6 +3,7 @@
 
 #include "benchmarks/bench.h"
 #include "fcx/command_table.h"
+#include "fcx/factory_item_table.h"
 #include "fcx/service_handler.h"
 #include "platform/factory_item_library.h"
 
@@ -27,9 +28,9 @@ void serial_number_bare(benchmark::State& state) {
   for (auto _ : state) {
     __android_log_buf_print(LOG_ID_SYSTEM, ANDROID_LOG_INFO, "Diag_Lib",
                             "service_handler: opcode = %d\n", 4010);
-    get_ftm_item(9, 12, serial_number);
+    get_ftm_item(fcx::item::serial_number, 12, serial_number);
     __android_log_buf_print(LOG_ID_SYSTEM, ANDROID_LOG_INFO, "Diag_Lib", "SERIAL NUM : %d (%s)\n",
-                            9, serial_number);
+                            fcx::item::serial_number, serial_number);
     benchmark::DoNotOptimize(serial_number);
   }
 }
