@@ -39,7 +39,7 @@ constexpr Access kFileAccesses[] = {Access::open,   Access::read,           Acce
                                     Access::remove, Access::stat,           Access::chmod};
 
 /// A ready-made phone in place of the blank one.
-class Faults : public CarrierTest {
+class StartFaults : public CarrierTest {
  protected:
   void use_profile(const char* profile) {
     const fs::path made = directory() / "ready-made";
@@ -135,7 +135,7 @@ std::vector<std::string> files_of(const ReadyMade& each) {
   return files;
 }
 
-TEST_F(Faults, AnyFileThatFailsInAFirstStartIsMadeUpForByTheNext) {
+TEST_F(StartFaults, AnyFileThatFailsInAFirstStartIsMadeUpForByTheNext) {
   for (const ReadyMade& each : kPhones) {
     for (const bool is_stored : {true, false}) {
       if (!is_stored && each.profile == kPhones[0].profile) continue;  // nothing new to see
@@ -167,21 +167,24 @@ TEST_F(Faults, AnyFileThatFailsInAFirstStartIsMadeUpForByTheNext) {
   }
 }
 
-TEST_F(Faults, TheFileHandleServiceThatDiesOnceIsAskedAgain) {
+TEST_F(StartFaults, TheFileHandleServiceMayDieInAnyCall) {
+  constexpr int64_t kCalls = 16;  // and more than a first start makes
   use_profile("overlay");
   boot();
   boot();
   const auto undisturbed = kept();
-  use_profile("overlay");
-  virtual_phone::set_fault(phone(),
-                           {0, Part::service, "filehandle", Access::any, Effect::dies, 0, 1});
-  boot();
-  boot();
-  boot();
-  EXPECT_EQ("", difference(undisturbed, kept()));
+  for (int64_t call = 1; call <= kCalls; ++call) {
+    use_profile("overlay");
+    virtual_phone::set_fault(
+        phone(), {0, Part::service, "filehandle", Access::call, Effect::dies, 0, 1, call});
+    boot();
+    clear_faults();
+    boot();
+    EXPECT_EQ("", difference(undisturbed, kept())) << "call " << call;
+  }
 }
 
-TEST_F(Faults, ADecisionThatCouldNotBePublishedIsNotDone) {
+TEST_F(StartFaults, ADecisionThatCouldNotBePublishedIsNotDone) {
   constexpr const char* kDecision[] = {
       "persist.vendor.qve.mcc-list",     "persist.vendor.qve.first-mcc",
       "persist.vendor.qve.first-mccmnc", "persist.vendor.qve.first-boot",
@@ -213,7 +216,7 @@ TEST_F(Faults, ADecisionThatCouldNotBePublishedIsNotDone) {
   }
 }
 
-TEST_F(Faults, ARefusedDecisionIsTriedAtEveryPollAndTellsNoLie) {
+TEST_F(StartFaults, ARefusedDecisionIsTriedAtEveryPollAndTellsNoLie) {
   use_profile("open");
   lines();
   fault(Part::property, "persist.vendor.qve.first-mcc", Effect::fail, 0, Access::write);
@@ -229,7 +232,7 @@ TEST_F(Faults, ARefusedDecisionIsTriedAtEveryPollAndTellsNoLie) {
 }
 
 /// A phone whose network code was rewritten: it waits for its SIM at every start.
-class LeftWaiting : public Faults {
+class LeftWaiting : public StartFaults {
  protected:
   LeftWaiting() {
     use_profile("open");
@@ -294,7 +297,7 @@ void make_pipe(const fs::path& path) {
   ASSERT_EQ(0, mkfifo(path.c_str(), 0666));
 }
 
-TEST_F(Faults, NothingWaitsForWhatIsNoFile) {
+TEST_F(StartFaults, NothingWaitsForWhatIsNoFile) {
   for (const ReadyMade& each : kPhones) {
     for (const std::string& path : files_of(each)) {
       use_profile(each.profile);
@@ -307,7 +310,7 @@ TEST_F(Faults, NothingWaitsForWhatIsNoFile) {
   }
 }
 
-TEST_F(Faults, AnEndlessOrHugeFileIsNoPackage) {
+TEST_F(StartFaults, AnEndlessOrHugeFileIsNoPackage) {
   constexpr char kCodes[] = "/oem/OP/OPEN_EU/config/carrier_code.xml";
   const auto what_is_said = [&] {
     lines();
@@ -327,7 +330,7 @@ TEST_F(Faults, AnEndlessOrHugeFileIsNoPackage) {
                   "Operation not supported\n"));
 }
 
-TEST_F(Faults, AnEncodingThatNoPhoneReadsIsRefusedEverywhere) {
+TEST_F(StartFaults, AnEncodingThatNoPhoneReadsIsRefusedEverywhere) {
   const struct {
     const char* encoding;
     bool is_read;

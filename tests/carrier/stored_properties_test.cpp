@@ -122,13 +122,4 @@ TEST_F(StoredProperties, WhatCannotBeReplacedInTheCacheStays) {
   EXPECT_EQ(2, std::distance(fs::directory_iterator(file(kDirectory)), {})) << "no temporary file";
 }
 
-TEST_F(StoredProperties, ARefusedPropertyStopsNothing) {
-  set_network_code(kOneMcc);
-  insert_sim(kGermanIccid);
-  fault(Part::property, "persist.vendor.qve.first-mcc", Effect::fail, 0, Access::write);
-  boot();
-  EXPECT_EQ("(not set) 310410 1 1", decision());
-  EXPECT_EQ(2, count(told(), "persist.vendor.qve.first-mcc cannot be set\\n"));
-}
-
 }  // namespace

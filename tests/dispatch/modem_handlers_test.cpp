@@ -41,9 +41,9 @@ TEST_F(ModemHandlers, TheAutomaticWriteTellsItsAnswersApart) {
     int32_t result;
     const char* line;
   } cases[] = {
-      {kImei, Effect::late, 0, QVCMD_OK, "I Diag_Lib: AutoMID write IMEI Success :)"},
-      {"1", Effect::late, 0, QVCMD_FAIL, "I Diag_Lib: AutoMID write IMEI Failed :("},
-      {"490154203237517", Effect::late, 0, QVCMD_FAIL,
+      {kImei, Effect::late, 1, QVCMD_OK, "I Diag_Lib: AutoMID write IMEI Success :)"},
+      {"1", Effect::late, 1, QVCMD_FAIL, "I Diag_Lib: AutoMID write IMEI Failed :("},
+      {"490154203237517", Effect::late, 1, QVCMD_FAIL,
        "I Diag_Lib: AutoMID write IMEI Digit Error."},
       {"490154203237517", Effect::longer, 20, QVCMD_FAIL,
        "I Diag_Lib: AutoMID write IMEI Digit Error."},
