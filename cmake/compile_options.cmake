@@ -12,6 +12,10 @@ if(NOT CMAKE_BUILD_TYPE)
 endif()
 
 add_compile_options(-funsigned-char -Wall -Wextra -Wshadow -Wmissing-declarations -Werror)
+if(CMAKE_CXX_COMPILER_ID STREQUAL Clang)
+  add_compile_options(-Wconditional-uninitialized -Wextra-semi
+    -Wloop-analysis -Wnon-virtual-dtor -Wshadow-all -Wunreachable-code-aggressive)
+endif()
 add_compile_definitions(_GNU_SOURCE)
 if(CMAKE_SIZEOF_VOID_P EQUAL 4)
   # Files and directories of file systems whose numbers need 64 bits.
@@ -22,4 +26,13 @@ set(FCX_SANITIZE "" CACHE STRING "Sanitizers to build with, as for -fsanitize")
 if(FCX_SANITIZE)
   add_compile_options(-fsanitize=${FCX_SANITIZE} -fno-sanitize-recover=all -fno-omit-frame-pointer)
   add_link_options(-fsanitize=${FCX_SANITIZE})
+endif()
+
+option(FCX_LIBCXX "Build with Clang's standard library, and the library without exceptions and RTTI, as on the phone" OFF)
+if(FCX_LIBCXX)
+  add_compile_options(-stdlib=libc++)
+  add_link_options(-stdlib=libc++)
+  # Locks are checked where std::mutex and std::lock_guard are annotated, too.
+  add_compile_options(-Wthread-safety)
+  add_compile_definitions(_LIBCPP_ENABLE_THREAD_SAFETY_ANNOTATIONS)
 endif()

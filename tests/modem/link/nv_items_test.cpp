@@ -3,6 +3,8 @@
 
 #include <unistd.h>
 
+#include <array>
+
 #include "tests/phone_fixture.h"
 
 namespace fcx_test {
