@@ -26,7 +26,7 @@ void restore_from_cache() {
 }
 
 /// Applies the SIM auto profile of the ICCID that was read.
-void apply_profile(const fcx::CarrierState& state) {
+void apply_profile(const fcx::CarrierState& state) REQUIRES(state.pass) {
   qve_check_nao_feature();
   if (!state.has_fast_profile || fcx::read_sim_profile_permission() != 0) return;
   fcx::SimProfile profile;

@@ -52,12 +52,12 @@ bool contains(const LongText& list, std::string_view part) {
 
 bool is_set(const char* property) { return read_property(property).view() == "1"; }
 
-void mark_left_waiting(CarrierState& state) {
+void mark_left_waiting(CarrierState& state) REQUIRES(state.pass) {
   if (!is_set(kLeftWaitingProperty)) publish(kLeftWaitingProperty, "1");
   state.is_left_waiting = true;
 }
 
-void check_laot_mode_enabled(CarrierState& state) {
+void check_laot_mode_enabled(CarrierState& state) REQUIRES(state.pass) {
   if (!state.is_test_mode) return;
   SBP_LOG("[QVE][SBP] LAOT MODE ENABLED! \n");
   state.decision.first_boot.set("0");
@@ -65,7 +65,7 @@ void check_laot_mode_enabled(CarrierState& state) {
   publish(fcx::kSimChangedProperty, "F");
 }
 
-void qve_set_sap_default_property(const CarrierState& state) {
+void qve_set_sap_default_property(const CarrierState& state) REQUIRES(state.pass) {
   SBP_LOG("[QVE][SBP] qve_set_sap_default_property");
   publish(fcx::kSimOperatorProperty, state.default_operator);
   publish(fcx::kIccidProperty, state.default_iccid);
@@ -78,7 +78,7 @@ void qve_set_sap_default_property(const CarrierState& state) {
 }
 
 /// Step 1: what earlier starts left, and what the device is.
-void prepare(CarrierState& state) {
+void prepare(CarrierState& state) REQUIRES(state.pass) {
   state.first_boot = static_cast<FirstBoot>(qve_check_fboot_status());
   state.is_left_waiting = state.is_left_waiting || is_set(kLeftWaitingProperty);
   state.sim_profile_permission = fcx::read_sim_profile_permission();
@@ -90,7 +90,7 @@ void prepare(CarrierState& state) {
 }
 
 /// Step 2: a device that has never completed a start gets the defaults.
-void set_defaults(CarrierState& state) {
+void set_defaults(CarrierState& state) REQUIRES(state.pass) {
   if (state.first_boot != FirstBoot::open) return;
   SBP_LOG("[QVE][SBP] SETUP default setting");
   state.decision.first_mcc.set(kUnknownMcc);
@@ -107,7 +107,7 @@ void read_mcc_list(LongText& out) {
   qve_get_mcc_list(code.data(), out.data());
 }
 
-void decide_mcc_list(const CarrierState& state, LongText& out) {
+void decide_mcc_list(const CarrierState& state, LongText& out) REQUIRES(state.pass) {
   const PropertyText of_test = state.is_test_mode
                                    ? read_property("persist.vendor.qve.service.flex.nt-mccmnc")
                                    : PropertyText();
@@ -119,7 +119,7 @@ void decide_mcc_list(const CarrierState& state, LongText& out) {
 }
 
 /// A rewritten network code makes this start a first one.
-void notice_network_code_change(CarrierState& state) {
+void notice_network_code_change(CarrierState& state) REQUIRES(state.pass) {
   if (read_property(fcx::kCodeChangedProperty, "F").view() != "1") return;
   SBP_LOG("[QVE][SBP] NTCODE changed status");
   state.first_boot = FirstBoot::open;
@@ -130,7 +130,7 @@ void notice_network_code_change(CarrierState& state) {
 }
 
 /// The user interface has confirmed an operator: it stands.
-void qve_update_cust_items(CarrierState& state, const PropertyText& mccmnc) {
+void qve_update_cust_items(CarrierState& state, const PropertyText& mccmnc) REQUIRES(state.pass) {
   SBP_LOG("[QVE][SBP] CUST confirmed UI mccmnc: %s", mccmnc.c_str());
   state.decision.first_boot.set("1");
   state.decision.first_mccmnc.set(mccmnc);
@@ -139,7 +139,7 @@ void qve_update_cust_items(CarrierState& state, const PropertyText& mccmnc) {
 }
 
 /// Step 3: which MCCs the device may belong to.
-void settle_mcc_list(CarrierState& state, Lists& lists) {
+void settle_mcc_list(CarrierState& state, Lists& lists) REQUIRES(state.pass) {
   decide_mcc_list(state, lists.mcc);
   state.decision.mcc_list.set(lists.mcc.c_str());
   lists.mccmnc = LongText(read_property(fcx::kMccMncListProperty).view());
@@ -156,7 +156,7 @@ void settle_mcc_list(CarrierState& state, Lists& lists) {
 }
 
 /// One MCC: no SIM is needed.
-void complete_by_network_code(CarrierState& state, const Lists& lists) {
+void complete_by_network_code(CarrierState& state, const Lists& lists) REQUIRES(state.pass) {
   SBP_LOG("[QVE][SBP] Only one MCC-list");
   if (state.first_boot == FirstBoot::by_user_interface) return;
   state.decision.first_mcc.set(lists.mcc.c_str());
@@ -166,7 +166,7 @@ void complete_by_network_code(CarrierState& state, const Lists& lists) {
 }
 
 /// Several MCCs: the SIM settles which, if it can.
-void leave_to_the_sim(CarrierState& state, const Lists& lists) {
+void leave_to_the_sim(CarrierState& state, const Lists& lists) REQUIRES(state.pass) {
   SBP_LOG("[QVE][SBP] 2 More MCC-lists");
   const PropertyText sim_operator = read_property(fcx::kSimOperatorProperty);
   if (state.first_boot == FirstBoot::by_user_interface) return;
@@ -179,7 +179,7 @@ void leave_to_the_sim(CarrierState& state, const Lists& lists) {
 }
 
 /// Step 4: what the network code alone decides.
-void decide_by_network_code(CarrierState& state, const Lists& lists) {
+void decide_by_network_code(CarrierState& state, const Lists& lists) REQUIRES(state.pass) {
   if (state.first_boot == FirstBoot::settled) return;
   const size_t length = lists.mcc.view().size();
   SBP_LOG("[QVE][SBP] MCC-list: %s, length: %zu", lists.mcc.c_str(), length);
@@ -194,7 +194,7 @@ void decide_by_network_code(CarrierState& state, const Lists& lists) {
 }
 
 /// Step 5: the SIM of the start before.
-void read_saved_iccid(CarrierState& state) {
+void read_saved_iccid(CarrierState& state) REQUIRES(state.pass) {
   state.saved_iccid =
       fcx::IccidText(read_property(fcx::kIccidProperty, state.default_iccid.c_str()).view());
   SBP_LOG("[QVE][SBP] Saved ICCID: %s", state.saved_iccid.c_str());
@@ -202,7 +202,7 @@ void read_saved_iccid(CarrierState& state) {
 }
 
 /// Step 6: steps 1 to 5 are done until the first read of the SIM that fails.
-void prepare_for_the_sim(CarrierState& state) {
+void prepare_for_the_sim(CarrierState& state) REQUIRES(state.pass) {
   if (state.sim_read != SimRead::none_failed) {
     state.decision.publish();
     return;
@@ -228,7 +228,7 @@ PropertyText publish_fixed_country() {
 enum class Next { accept, complete, poll_again };
 
 /// Step 7: reads the SIM.
-Next read_the_sim(CarrierState& state, fcx::IccidText& iccid) {
+Next read_the_sim(CarrierState& state, fcx::IccidText& iccid) REQUIRES(state.pass) {
   const fcx::SimReading sim = fcx::read_sim(kLog);
   switch (sim.answer) {
     case SimAnswer::iccid:
@@ -264,7 +264,7 @@ Next read_the_sim(CarrierState& state, fcx::IccidText& iccid) {
 }
 
 /// Step 8: the ICCID is this device's SIM.
-fcx::IccidText accept(CarrierState& state, const fcx::IccidText& read) {
+fcx::IccidText accept(CarrierState& state, const fcx::IccidText& read) REQUIRES(state.pass) {
   fcx::IccidText iccid = state.is_mtk ? fcx::without_padding(read) : read;
   if (state.is_test_mode) {
     iccid =
@@ -281,7 +281,7 @@ fcx::IccidText accept(CarrierState& state, const fcx::IccidText& read) {
 }
 
 /// Step 8, its end: the carrier that the package has for this SIM.
-void profile_sim(const CarrierState& state, const fcx::IccidText& iccid) {
+void profile_sim(const CarrierState& state, const fcx::IccidText& iccid) REQUIRES(state.pass) {
   if (!state.has_fast_profile || state.sim_profile_permission != 0) return;
   const PropertyText last = read_property(fcx::kLastIccidProperty, state.default_iccid.c_str());
   if (last.view() == iccid.view()) return;
@@ -309,7 +309,7 @@ void publish_sim_country(const char* mcc, const char* iccid) {
 }
 
 /// Step 9, its end: the SIM's MCC settles a first start when the network code has it.
-void settle_by_sim(CarrierState& state, std::string_view mcc) {
+void settle_by_sim(CarrierState& state, std::string_view mcc) REQUIRES(state.pass) {
   const bool is_settled = state.first_boot == FirstBoot::settled;
   if (is_settled && !state.is_network_code_changed && !state.is_left_waiting) return;
   const PropertyText list = state.decision.mcc_list.value();
@@ -322,7 +322,7 @@ void settle_by_sim(CarrierState& state, std::string_view mcc) {
 }
 
 /// Step 10: what was decided completes the first start.
-void complete(CarrierState& state, Next next) {
+void complete(CarrierState& state, Next next) REQUIRES(state.pass) {
   const bool completes = state.first_boot == FirstBoot::settled || next == Next::complete;
   if (completes) state.decision.complete_first_boot();
   state.is_decided = true;
@@ -333,7 +333,7 @@ void complete(CarrierState& state, Next next) {
 int qve_single_binary_init() {
   CarrierState& state = fcx::carrier_state();
   const std::lock_guard lock(state.pass);
-  if (state.default_iccid.empty()) fcx::read_defaults();
+  if (state.default_iccid.empty()) fcx::read_defaults(state);
   SBP_LOG("[QVE][SBP] qve_single_binary_init");
   if (!state.is_decided) {
     prepare_for_the_sim(state);
@@ -347,7 +347,7 @@ int qve_single_binary_init() {
     }
     complete(state, next);
   }
-  return fcx::close_first_boot() ? 0 : 1;
+  return fcx::close_first_boot(state) ? 0 : 1;
 }
 
 void qve_parse_iccid(const char* iccid) {
@@ -370,16 +370,14 @@ void fcx::parse_iccid(CarrierState& state, const char* iccid) {
   settle_by_sim(state, mcc);
 }
 
-void fcx::read_defaults() {
-  CarrierState& state = carrier_state();
+void fcx::read_defaults(CarrierState& state) {
   state.default_operator = read_property("ro.vendor.qve.kelp.default.operator", "OPEN");
   state.default_iccid = read_property("ro.vendor.qve.kelp.default.iccid", "89000000000000000000");
   state.default_country = read_property("ro.vendor.qve.kelp.default.country",
                                         read_property(kTargetCountryProperty).c_str());
 }
 
-bool fcx::close_first_boot() {
-  CarrierState& state = carrier_state();
+bool fcx::close_first_boot(CarrierState& state) {
   if (!state.decision.publish()) return false;
   if (is_set(kLeftWaitingProperty)) publish(kLeftWaitingProperty, "0");
   state.is_left_waiting = false;

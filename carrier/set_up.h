@@ -1,4 +1,4 @@
-// What the set-up decision shares with its threads. The state's pass is held by the caller.
+// What the set-up decision shares with its threads.
 #pragma once
 
 #include "carrier/state.h"
@@ -6,13 +6,13 @@
 namespace fcx {
 
 /// Reads what the device falls back to: operator, ICCID and country.
-void read_defaults();
+void read_defaults(CarrierState& state) REQUIRES(state.pass);
 
-/// qve_parse_iccid().
-void parse_iccid(CarrierState& state, const char* iccid);
+/// Step 9, as qve_parse_iccid().
+void parse_iccid(CarrierState& state, const char* iccid) REQUIRES(state.pass);
 
 /// Set-up has come to its end: what is decided stands, and no SIM settles it any more. @return
 /// false when that could not be published, and nothing was closed
-bool close_first_boot();
+[[nodiscard]] bool close_first_boot(CarrierState& state) REQUIRES(state.pass);
 
 }  // namespace fcx

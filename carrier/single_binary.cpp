@@ -41,7 +41,7 @@ void poll(int (*pass)()) {
 void read_and_log_defaults() {
   fcx::CarrierState& state = fcx::carrier_state();
   const std::lock_guard lock(state.pass);
-  fcx::read_defaults();
+  fcx::read_defaults(state);
   SBP_LOG("[QVE][SBP] Default Carrier %s\n", state.default_operator.c_str());
   SBP_LOG("[QVE][SBP] Default Iccid %s\n", state.default_iccid.c_str());
   SBP_LOG("[QVE][SBP] Default Country %s\n", state.default_country.c_str());
@@ -90,7 +90,7 @@ int start_when_decrypted() {
 void close_set_up() {
   fcx::CarrierState& state = fcx::carrier_state();
   const std::lock_guard lock(state.pass);
-  static_cast<void>(fcx::close_first_boot());  // the refusal has been logged
+  static_cast<void>(fcx::close_first_boot(state));  // the refusal has been logged
 }
 
 /// Ends what a start that lost its power has left in the middle.

@@ -8,6 +8,7 @@
 #include "carrier/decision.h"
 #include "carrier/package/state.h"
 #include "fcx/sync.h"
+#include "platform/thread_annotations.h"
 
 namespace fcx {
 
@@ -43,22 +44,23 @@ struct CarrierState {
   std::atomic<bool> is_stored_profile_stale = false;
 
   // Of this start.
-  SimRead sim_read = SimRead::none_failed;
-  FirstBoot first_boot = FirstBoot::open;
-  Decision decision;
+  SimRead sim_read GUARDED_BY(pass) = SimRead::none_failed;
+  FirstBoot first_boot GUARDED_BY(pass) = FirstBoot::open;
+  Decision decision GUARDED_BY(pass);
   /// All is decided but for what could not be published.
-  bool is_decided = false;
+  bool is_decided GUARDED_BY(pass) = false;
   /// An earlier pass, or a start that lost its power, has published the first start as done while
   /// the SIM could still settle its MCC.
-  bool is_left_waiting = false;
-  bool is_network_code_changed = false;
-  int sim_profile_permission = 0;  ///< 0 granted, 1 denied, negative when it could not be read
-  bool is_test_mode = false;
-  IccidText saved_iccid;     ///< of the start before
-  IccidText restored_iccid;  ///< read during an encrypted start
-  PropertyText default_operator;
-  PropertyText default_iccid;
-  PropertyText default_country;
+  bool is_left_waiting GUARDED_BY(pass) = false;
+  bool is_network_code_changed GUARDED_BY(pass) = false;
+  /// 0 granted, 1 denied, negative when it could not be read
+  int sim_profile_permission GUARDED_BY(pass) = 0;
+  bool is_test_mode GUARDED_BY(pass) = false;
+  IccidText saved_iccid GUARDED_BY(pass);     ///< of the start before
+  IccidText restored_iccid GUARDED_BY(pass);  ///< read during an encrypted start
+  PropertyText default_operator GUARDED_BY(pass);
+  PropertyText default_iccid GUARDED_BY(pass);
+  PropertyText default_country GUARDED_BY(pass);
 };
 
 CarrierState& carrier_state();

@@ -10,6 +10,7 @@
 #include "fcx/background.h"
 #include "fcx/sync.h"
 #include "platform/immortal.h"
+#include "platform/thread_annotations.h"
 
 namespace fcx {
 namespace {
@@ -23,7 +24,7 @@ struct Work {
 struct Running {
   Mutex mutex;
   CondVar changed;
-  int count = 0;
+  int count GUARDED_BY(mutex) = 0;
 
   void add(int change) {
     const std::lock_guard lock(mutex);

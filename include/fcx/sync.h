@@ -3,10 +3,18 @@
 
 #include <pthread.h>
 
+// With Clang's -Wthread-safety a program is checked as well: that a mutex is given back, that a
+// waiter holds it, and what a program marks as guarded by it.
+#if defined(__clang__)
+#define FCX_CHECKED_LOCK(attribute) __attribute__((attribute))
+#else
+#define FCX_CHECKED_LOCK(attribute)
+#endif
+
 #pragma GCC visibility push(default)
 
 /// A plain mutex. Usable with std::lock_guard.
-class Mutex {
+class FCX_CHECKED_LOCK(capability("mutex")) Mutex {
  public:
   Mutex();
   ~Mutex();
@@ -14,11 +22,11 @@ class Mutex {
   Mutex& operator=(const Mutex&) = delete;
 
   /// Waits for the mutex and takes it. @return 0, or an errno value
-  int lock();
+  int lock() FCX_CHECKED_LOCK(acquire_capability());
   /// Gives the mutex back. @return 0, or an errno value
-  int unlock();
+  int unlock() FCX_CHECKED_LOCK(release_capability());
   /// Takes the mutex if it is free. @return 0 when it was taken, EBUSY when another holds it
-  int tryLock();
+  int tryLock() FCX_CHECKED_LOCK(try_acquire_capability(false));
   /// The mutex itself, for calls into the threads library. Owned by this object.
   pthread_mutex_t* nativeHandle();
 
@@ -37,13 +45,13 @@ class CondVar {
   CondVar& operator=(const CondVar&) = delete;
 
   /// Waits for a signal. `mutex` is held by the caller, before and after.
-  void wait(Mutex& mutex);
+  void wait(Mutex& mutex) FCX_CHECKED_LOCK(requires_capability(mutex));
 
   /// Waits for a signal or until `milliseconds` have passed (a negative time has passed already).
   /// @return 1 when signalled, 0 after a time-out or an error. An error is logged: once in a long
   ///         while a deadline falls on a whole second, which ends the wait at once with an error
   ///         (EINVAL); that is on purpose, so loops must not spin on a 0.
-  int wait(Mutex& mutex, long milliseconds);
+  int wait(Mutex& mutex, long milliseconds) FCX_CHECKED_LOCK(requires_capability(mutex));
 
   /// Wakes one waiter.
   void notifyOne();
@@ -53,3 +61,5 @@ class CondVar {
 };
 
 #pragma GCC visibility pop
+
+#undef FCX_CHECKED_LOCK

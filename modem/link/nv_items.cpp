@@ -12,6 +12,7 @@
 #include "modem/link/requests.h"
 #include "platform/diag_packets.h"
 #include "platform/immortal.h"
+#include "platform/thread_annotations.h"
 
 namespace {
 
@@ -45,10 +46,10 @@ NvPacket packet_for(uint8_t command, uint16_t item) {
 /// The packets of this process: allocated once, used by one request at a time.
 struct Packets {
   Mutex mutex;
-  NvPacket* request = nullptr;
-  NvPacket* reply = nullptr;
+  NvPacket* request GUARDED_BY(mutex) PT_GUARDED_BY(mutex) = nullptr;
+  NvPacket* reply GUARDED_BY(mutex) PT_GUARDED_BY(mutex) = nullptr;
 
-  bool are_there(uint8_t command) {
+  bool are_there(uint8_t command) REQUIRES(mutex) {
     for (NvPacket** packet : {&request, &reply}) {
       if (*packet == nullptr) {
         *packet = static_cast<NvPacket*>(diagpkt_alloc(command, sizeof(NvPacket)));
@@ -61,7 +62,7 @@ struct Packets {
 
 /// Sends the request packet; the answer fills the reply from its data on.
 /// @return the bytes of the answer, or -1
-int exchange(int number, Packets& packets) {
+int exchange(int number, Packets& packets) REQUIRES(packets.mutex) {
   std::array<char, QVCMD_DATA_SIZE> answer;
   int length = 0;
   if (get_qve_data_from_modem(number, packets.request, sizeof(NvPacket), answer.data(), &length) !=

@@ -7,6 +7,7 @@
 #include <thread>
 
 #include "common/deadline.h"
+#include "platform/thread_annotations.h"
 #include "tests/phone_fixture.h"
 
 namespace fcx_test {
@@ -42,7 +43,7 @@ TEST(Deadline, CarriesOnlyBeyondAWholeSecond) {
 
 TEST(Mutex, TryLockTakesAFreeMutexOnly) {
   Mutex mutex;
-  EXPECT_EQ(0, mutex.tryLock());
+  if (mutex.tryLock() != 0) FAIL() << "it is free";
   EXPECT_EQ(EBUSY, mutex.tryLock());
   EXPECT_EQ(EBUSY, pthread_mutex_trylock(mutex.nativeHandle()));
   EXPECT_EQ(0, mutex.unlock());
@@ -55,8 +56,8 @@ class CondVars : public PhoneTest {};
 struct Handshake {
   Mutex mutex;
   CondVar changed;
-  bool asked = false;
-  bool answered = false;
+  bool asked GUARDED_BY(mutex) = false;
+  bool answered GUARDED_BY(mutex) = false;
 };
 
 void answer(Handshake& handshake) {

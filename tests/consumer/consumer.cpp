@@ -1,9 +1,13 @@
 #include <fcx/factory_items.h>
 #include <fcx/service_handler.h>
+#include <fcx/sync.h>
 
 #include <cstdio>
+#include <mutex>
 
 int main() {
+  Mutex turn;
+  const std::lock_guard lock(turn);
   if (init_factory_item() != 0) return 1;
   qvcmd_request request{4010, 0, {}};
   qvcmd_response response{};

@@ -186,7 +186,10 @@ TEST_F(VirtualModem, AResetTakesFiveSeconds) {
   EXPECT_EQ("1", ask(209).text());
   EXPECT_EQ(0, ask(117).code);
   EXPECT_THAT(events(), ElementsAre("modem_reset: for 5 s"));
-  phone().fleeting().execute("UPDATE modem_run SET reset_us = reset_us + 3600000000");
+  {
+    const std::lock_guard lock(phone().mutex());
+    phone().fleeting().execute("UPDATE modem_run SET reset_us = reset_us + 3600000000");
+  }
   EXPECT_EQ("1", ask(209).text()) << "begun by a process whose clock had run an hour ahead";
 }
 

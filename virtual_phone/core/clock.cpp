@@ -9,6 +9,7 @@
 #include <thread>
 
 #include "platform/immortal.h"
+#include "platform/thread_annotations.h"
 
 namespace virtual_phone {
 namespace {
@@ -22,8 +23,8 @@ Clock clock_of_environment() {
 
 struct Chosen {
   std::mutex mutex;
-  std::condition_variable changed;
-  Clock clock = clock_of_environment();
+  std::condition_variable_any changed;
+  Clock clock GUARDED_BY(mutex) = clock_of_environment();
 };
 
 /// Threads may sleep until the process is gone.
@@ -31,8 +32,8 @@ Chosen& chosen() { return fcx::immortal<Chosen>(); }
 
 /// The clock that is chosen, once it is not the stopped one.
 Clock running_clock() {
-  std::unique_lock lock(chosen().mutex);
-  chosen().changed.wait(lock, [] { return chosen().clock != Clock::stopped; });
+  const std::lock_guard lock(chosen().mutex);
+  while (chosen().clock == Clock::stopped) chosen().changed.wait(chosen().mutex);
   return chosen().clock;
 }
 

@@ -11,6 +11,7 @@
 #include <mutex>
 #include <string_view>
 
+#include "platform/thread_annotations.h"
 #include "virtual_phone/core/clock.h"
 #include "virtual_phone/core/log_file.h"
 #include "virtual_phone/core/phone.h"
@@ -21,7 +22,7 @@ namespace {
 constexpr std::string_view kPriorities = "??VDIWEFS";
 
 std::mutex observer_mutex;
-std::function<void(const LogEntry&)> log_observer;
+std::function<void(const LogEntry&)> log_observer GUARDED_BY(observer_mutex);
 std::atomic<bool> is_observed = false;
 
 void append_escaped(std::string& line, std::string_view message) {

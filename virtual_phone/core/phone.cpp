@@ -65,9 +65,9 @@ void upgrade(Database& database, const fs::path& directory) {
 
 struct Selection {
   std::mutex mutex;
-  std::unique_ptr<Phone> phone;
+  std::unique_ptr<Phone> phone GUARDED_BY(mutex);
   std::atomic<Phone*> current = nullptr;
-  bool failed = false;
+  bool failed GUARDED_BY(mutex) = false;
 };
 
 /// Threads may write to the log until the process is gone.

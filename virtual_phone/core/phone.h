@@ -10,6 +10,7 @@
 #include <string>
 #include <string_view>
 
+#include "platform/thread_annotations.h"
 #include "virtual_phone/core/database.h"
 #include "virtual_phone/core/error.h"
 #include "virtual_phone/core/log_file.h"
@@ -51,12 +52,12 @@ class Phone {
   void check_is_there() const;
 
   /// Holds other threads off the two connections below.
-  std::mutex& mutex() { return mutex_; }
+  std::mutex& mutex() RETURN_CAPABILITY(mutex_) { return mutex_; }
   /// For what must be on disk when the call returns: items, persistent properties, what the modem
   /// keeps.
-  Database& durable() { return durable_; }
+  Database& durable() REQUIRES(mutex_) { return durable_; }
   /// For everything else. A killed process loses none of it; a power cut may.
-  Database& fleeting() { return fleeting_; }
+  Database& fleeting() REQUIRES(mutex_) { return fleeting_; }
   LogFile& log() { return log_; }
 
   /// Whether this process has opened the factory item store.
@@ -68,8 +69,8 @@ class Phone {
   std::filesystem::path directory_;
   std::string root_;
   std::mutex mutex_;
-  Database durable_;
-  Database fleeting_;
+  Database durable_ GUARDED_BY(mutex_);
+  Database fleeting_ GUARDED_BY(mutex_);
   LogFile log_;
   uint64_t inode_ = 0;  ///< of phone.db
 };

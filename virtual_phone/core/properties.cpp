@@ -7,6 +7,7 @@
 #include <cstring>
 #include <mutex>
 
+#include "platform/thread_annotations.h"
 #include "virtual_phone/core/platform_call.h"
 #include "virtual_phone/faults/faults.h"
 #include "virtual_phone/modem/sim.h"
@@ -21,7 +22,7 @@ bool starts_with(std::string_view text, std::string_view start) {
 }
 
 std::mutex observer_mutex;
-std::function<void(const PropertyChange&)> property_observer;
+std::function<void(const PropertyChange&)> property_observer GUARDED_BY(observer_mutex);
 std::atomic<bool> is_observed = false;
 
 /// A property that changes when another is set.

@@ -12,7 +12,7 @@ namespace {
 
 struct Registry {
   std::mutex mutex;
-  std::map<std::pair<std::string, std::string>, ServiceFactory> factories;
+  std::map<std::pair<std::string, std::string>, ServiceFactory> factories GUARDED_BY(mutex);
 };
 
 /// Made by the first who asks: services are registered while libraries are being loaded. Threads

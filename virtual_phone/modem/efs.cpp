@@ -26,7 +26,7 @@ constexpr int kMostDescriptors = 64;
 /// The descriptors of this process.
 struct Descriptors {
   std::mutex mutex;
-  std::map<int32_t, unique_fd> files;
+  std::map<int32_t, unique_fd> files GUARDED_BY(mutex);
 
   static Descriptors& instance() {
     static Descriptors descriptors;
