@@ -7,7 +7,7 @@
 
 #include "common/deadline.h"
 
-// These messages have no tag.
+// These messages have no tag. A line that cannot be logged stops nothing.
 #define SYNC_ERROR(...) \
   static_cast<void>(__android_log_buf_print(LOG_ID_SYSTEM, ANDROID_LOG_ERROR, "", __VA_ARGS__))
 
