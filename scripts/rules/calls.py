@@ -136,11 +136,14 @@ def _dropped(tree):
     for path, source in tree.sources.items():
         if room_of(path) in ("tests", "benchmarks", "fuzz"):
             continue
+        lines = source.text.splitlines()
         for each in cast.finditer(source.code):
             rest = source.code[each.end():]
             what = _argument(rest) if each.group().endswith("(") else rest.split(";")[0]
-            line = source.line_of(each.start())
-            if re.search(r"\w\s*\(", what) and not source.commented_lines & {line, line - 1}:
+            line = first = source.line_of(each.start())
+            while first > 1 and lines[first - 2].endswith("\\"):
+                first -= 1  # to where the macro begins
+            if re.search(r"\w\s*\(", what) and not source.commented_lines & {line, first - 1}:
                 yield path, line, "a result is dropped without a comment that says why"
 
 
