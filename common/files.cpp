@@ -38,8 +38,8 @@ std::array<char, kUniqueLength> unique_characters() {
   constexpr char kAlphabet[] = "0123456789abcdefghijklmnopqrstuvwxyz";
   static std::atomic<uint32_t> serial = 0;
   timespec now{};
-  static_cast<void>(
-      clock_gettime(CLOCK_MONOTONIC, &now));  // one of three sources; needs no success
+  // One of three sources: it needs no success.
+  static_cast<void>(clock_gettime(CLOCK_MONOTONIC, &now));
   uint64_t number = static_cast<uint64_t>(now.tv_nsec) * 1'000'003 +
                     static_cast<uint64_t>(getpid()) * 7919 + ++serial;
   std::array<char, kUniqueLength> characters;

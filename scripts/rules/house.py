@@ -71,6 +71,7 @@ ARROWS = [
     (("ftm",), ("item table",), "the accessors are made from the rows"),
     (LIBRARY, ("common",), "text, files, threads and the log are everybody's"),
     (LIBRARY, ("platform",), "what differs between the homes is called through the platform's headers"),
+    (("virtual_phone",), ("item table",), "a ready-made phone has items, which have names"),
     ((*LIBRARY, "platform", "virtual_phone"), ("records",), "the two records are part of every contract"),
     (("virtual_phone",), ("platform",), "the bench is a home: it implements them"),
     (("virtual_phone",), ("modem/link/requests",), "the other side of the link has the same contract"),

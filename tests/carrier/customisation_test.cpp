@@ -115,7 +115,6 @@ TEST_F(Customisation, OldPackageVersionsHaveAnotherRoot) {
   const auto root_of = [&](const char* version) {
     set_build_property("ro.vendor.qve.sbp.version", version);
     restart();
-    reload();
     qve_sbp_verion();
     char path[2048];
     const std::string root = qve_get_tamra_file_path(nullptr, path);
@@ -243,7 +242,6 @@ TEST_F(Customisation, TheSimsTimeDependsOnTheChipsetAndTheFactoryReset) {
     set_build_property("ro.mediatek.platform", platform);
     set_build_property("ro.build.type", build);
     restart();
-    reload();
     set_item(fcx::item::factory_status, std::string(1, static_cast<char>(status)));
     told();
     qve_sbp_set_timer();
@@ -272,7 +270,6 @@ TEST_F(Customisation, TheRegionAndThePackageSayWhichProfilesThereAre) {
     if (strchr(files, 'c') != nullptr) place("/oem/OP/config/carrier_code.xml", "any");
     if (strchr(files, 'f') != nullptr) place("/oem/OP/config/feature_code.xml", "any");
     restart();
-    reload();
     EXPECT_EQ(rows(line), story_of(qve_check_nao_feature));
     const std::string use = type == std::string("none") ? "false" : "true";
     EXPECT_EQ(rows("~sim.profile=" + std::string(type) +

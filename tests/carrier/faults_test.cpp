@@ -9,6 +9,7 @@
 #include "fcx/modem_link.h"
 #include "fcx/network_code.h"
 #include "fcx/single_binary.h"
+#include "modem/link/requests.h"
 #include "tests/carrier/fixture.h"
 #include "virtual_phone/core/properties.h"
 #include "virtual_phone/modem/sim.h"
@@ -83,6 +84,14 @@ class StartFaults : public CarrierTest {
     boot();
     boot();
     return kept();
+  }
+
+  /// How often the modem was asked for the SIM since the last call.
+  size_t polls() {
+    const auto asked = requests();
+    return static_cast<size_t>(std::count_if(asked.begin(), asked.end(), [](const auto& request) {
+      return request.number == fcx::request::read_sim;
+    }));
   }
 
   std::string carrier() {

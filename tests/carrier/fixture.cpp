@@ -165,13 +165,6 @@ int CarrierTest::count(const std::string& story, std::string_view text) {
   return found;
 }
 
-size_t CarrierTest::polls() {
-  const auto asked = requests();
-  return static_cast<size_t>(std::count_if(asked.begin(), asked.end(), [](const auto& request) {
-    return request.number == fcx::request::read_sim;
-  }));
-}
-
 std::string CarrierTest::decision() {
   return property("persist.vendor.qve.first-mcc") + " " +
          property("persist.vendor.qve.first-mccmnc") + " " +

@@ -56,8 +56,6 @@ class CarrierTest : public PhoneTest {
   /// How often those rows stand in a story.
   static int count(const std::string& story, std::string_view text);
 
-  /// As read_sim's requests: how often the modem was asked for the SIM since the last call.
-  size_t polls();
   /// The decision: first-mcc, first-mccmnc, first-boot, sim-changed.
   std::string decision();
   /// Operator, sub-operator and country of the SIM profile.

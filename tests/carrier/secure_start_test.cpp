@@ -59,7 +59,6 @@ restored property [persist.vendor.qve.sim.operator.sub]: [DTM_B]\n
 
 TEST_F(SecureStart, SetsUpOnceTheFrameworkStarts) {
   restart();
-  reload();
   virtual_phone::set_clock(virtual_phone::Clock::stopped);
   std::thread daemon([] { EXPECT_EQ(1, sbpCreateThread()); });
   EXPECT_TRUE(fcx_test::eventually([&] { return carrier() == "DTM DTM_B DE"; }))

@@ -66,6 +66,7 @@ const char* not_null(std::string_view bytes) { return bytes.data() == nullptr ? 
 Query::~Query() {
   // What the last step met is told again: step() has thrown it.
   static_cast<void>(sqlite3_reset(statement_));
+  // A statement is not in use any more here: nothing can be refused.
   static_cast<void>(sqlite3_clear_bindings(statement_));
 }
 
@@ -106,12 +107,13 @@ std::string_view Query::blob(int column) const {
   return {bytes, static_cast<size_t>(sqlite3_column_bytes(statement_, column))};
 }
 
-// A destructor cannot throw. Every statement is gone before its connection, so that it closes.
 void Database::Close::operator()(sqlite3* database) const {
+  // A destructor cannot throw. Every statement is gone before its connection, so that it closes.
   static_cast<void>(sqlite3_close(database));
 }
 
 void Database::Finalize::operator()(sqlite3_stmt* statement) const {
+  // It tells again what the last step met.
   static_cast<void>(sqlite3_finalize(statement));
 }
 

@@ -88,6 +88,7 @@ void tell_of_loss() {
   static std::atomic<bool> is_told = false;
   if (is_told.exchange(true)) return;
   constexpr std::string_view kLost = "virtual phone: log entries are lost: out of memory\n";
+  // There is nowhere else to say it.
   static_cast<void>(write(STDERR_FILENO, kLost.data(), kLost.size()) >= 0);
 }
 

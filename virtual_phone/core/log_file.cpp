@@ -75,6 +75,7 @@ void put_away(const fs::path& file, const unique_fd& fd) {
     std::error_code ignored;  // then the file goes on to grow
     fs::rename(file, full_one(file), ignored);
   }
+  // Closing would end it, too.
   static_cast<void>(flock(fd.get(), LOCK_UN));
 }
 
