@@ -140,12 +140,6 @@ void PhoneTest::set_build_property(const char* name, std::string_view value) {
 
 std::vector<vp::LogEntry> PhoneTest::entries() { return std::exchange(entries_, {}); }
 
-std::vector<std::string> PhoneTest::log() {
-  std::vector<std::string> messages;
-  for (const vp::LogEntry& entry : entries()) messages.push_back(entry.message);
-  return messages;
-}
-
 std::vector<std::string> PhoneTest::lines() {
   constexpr int kSystemBuffer = 3;
   constexpr std::string_view kPriorities = "??VDIWEF";

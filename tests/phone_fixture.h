@@ -71,9 +71,8 @@ class PhoneTest : public testing::Test {
   /// Sets a property of the image: at once, and again with every restart.
   void set_build_property(const char* name, std::string_view value);
 
-  /// The messages that the library wrote since the last call, letter for letter.
-  std::vector<std::string> log();
-  /// The same with priority and tag in front: "I Fcx: message". All are from the system buffer.
+  /// The lines that the library wrote since the last call, letter for letter, with priority and tag
+  /// in front: "I Fcx: message". All are from the system buffer.
   std::vector<std::string> lines();
   /// The same with everything about them.
   std::vector<virtual_phone::LogEntry> entries();
