@@ -1,5 +1,5 @@
 // Carrier set-up beside a bare pass of libxml2 over the same file, a pass that waits for the SIM,
-// the lookups it is made of, and what it leaves behind.
+// the lookups it is made of, and what it leaves.
 #include <cutils/properties.h>
 #include <libxml/parser.h>
 #include <log/log.h>

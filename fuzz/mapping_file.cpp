@@ -46,7 +46,7 @@ void scan(const std::string& mccmnc, const std::string& subset, std::string_view
   } else {
     fuzz::require(path.empty() && pieces.size() == 1, "without a match nothing is added");
   }
-  fuzz::require(pieces.front() == "before", "pieces are added behind those that are there");
+  fuzz::require(pieces.front() == "before", "pieces are added after those that are there");
 }
 
 }  // namespace

@@ -3,22 +3,14 @@
 #include <libxml/tree.h>
 #include <sys/stat.h>
 
-#include "fcx/background.h"
 #include "fcx/customisation.h"
-#include "fcx/factory_items.h"
-#include "fcx/modem_link.h"
-#include "fcx/network_code.h"
-#include "fcx/single_binary.h"
 #include "modem/link/requests.h"
 #include "tests/carrier/fixture.h"
 #include "virtual_phone/core/properties.h"
-#include "virtual_phone/modem/sim.h"
 
 namespace {
 
 using fcx_test::CarrierTest;
-using testing::Contains;
-using testing::Not;
 using virtual_phone::Access;
 using virtual_phone::Effect;
 using virtual_phone::Part;
@@ -27,7 +19,6 @@ namespace fs = std::filesystem;
 
 constexpr char kKelp[] = "/mnt/vendor/persist-qv/kelp";
 constexpr char kCache[] = "/mnt/vendor/persist-qv/property";
-constexpr char kStoredCodes[] = "/mnt/vendor/persist-qv/kelp/carrier_code.xml";
 constexpr char kNewerCodes[] = R"(<profiles date="2021-01-01">
   <profile iccid="8944" carrier_code_fast="CR2" carrier_code_sub="CR2_GB" country="IE"/>
 </profiles>)";
@@ -42,22 +33,6 @@ constexpr Access kFileAccesses[] = {Access::open,   Access::read,           Acce
 /// A ready-made phone in place of the blank one.
 class StartFaults : public CarrierTest {
  protected:
-  void use_profile(const char* profile) {
-    const fs::path made = directory() / "ready-made";
-    virtual_phone::create(made, profile, true);
-    virtual_phone::select(made);
-    ASSERT_EQ(0, init_factory_item());
-    ASSERT_EQ(0, init_modem_interface());
-    publish_lists();
-  }
-
-  /// As another component of the phone does.
-  void publish_lists() {
-    std::string code(2049, '\0');
-    ASSERT_EQ(0, get_ntcode(code.data()));
-    set_network_code(code.c_str());
-  }
-
   /// All that outlives a start: properties, and the files that starts write.
   std::map<std::string, std::string> kept() {
     std::map<std::string, std::string> all;
@@ -92,12 +67,6 @@ class StartFaults : public CarrierTest {
     return static_cast<size_t>(std::count_if(asked.begin(), asked.end(), [](const auto& request) {
       return request.number == fcx::request::read_sim;
     }));
-  }
-
-  std::string carrier() {
-    return property("persist.vendor.qve.sim.operator") + " " +
-           property("persist.vendor.qve.sim.operator.sub") + " " +
-           property("persist.vendor.qve.sim.country");
   }
 };
 
@@ -260,9 +229,7 @@ class LeftWaiting : public StartFaults {
 };
 
 TEST_F(LeftWaiting, TheSameSimIsTheSameWhenItComesLater) {
-  virtual_phone::Sim late = virtual_phone::sim(phone());
-  late.not_yet = 3;
-  virtual_phone::set_sim(phone(), late);
+  insert_late_sim("89449800000000012349", 3);
   boot();
   EXPECT_EQ("0", property("persist.vendor.qve.sim-changed"));
   EXPECT_EQ("234", property("persist.vendor.qve.first-mcc"));
@@ -271,12 +238,9 @@ TEST_F(LeftWaiting, TheSameSimIsTheSameWhenItComesLater) {
 }
 
 TEST_F(LeftWaiting, ASimThatNeverAnswersIsWaitedForAsLongAsEver) {
-  virtual_phone::Sim late = virtual_phone::sim(phone());
-  late.not_yet = 1;
-  virtual_phone::set_sim(phone(), late);
-  virtual_phone::set_property(phone(), "persist.vendor.qve.ntcode-changed", "3");
+  set_property("persist.vendor.qve.ntcode-changed", "3");
   set_property(kMark, "1");
-  request_fault(14, Effect::fail, 1);
+  no_answer();
   boot();
   EXPECT_EQ(10U, polls()) << "an earlier start is done: no answer completes nothing";
   EXPECT_EQ("2", property("persist.vendor.qve.sim-changed"));

@@ -6,6 +6,7 @@
 #include "fcx/customisation.h"
 #include "fcx/factory_items.h"
 #include "fcx/mcc_lookup.h"
+#include "fcx/modem_link.h"
 #include "fcx/network_code.h"
 #include "fcx/single_binary.h"
 #include "modem/link/requests.h"
@@ -46,6 +47,7 @@ void CarrierTest::use_profile(const char* name) {
   vp::create(directory(), name, true);
   vp::select(directory());
   EXPECT_EQ(0, init_factory_item());
+  EXPECT_EQ(0, init_modem_interface());  // what is known of it was another phone's
   char code[2048];
   EXPECT_EQ(0, get_ntcode(code));
   set_network_code(code);
