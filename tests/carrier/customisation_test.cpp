@@ -193,11 +193,16 @@ TEST_F(Customisation, TheNetworkCodesOrderDecidesBetweenDirectories) {
 
   count_entries(23);
   std::string many;
-  for (int i = 0; i < 18; ++i) many += "26201,";  // 108 characters
-  const std::string subsets = "11,11,11,11,11,11,11,11,11,11,11,11,11,11,11,11,11,11,02,02,02,02";
-  EXPECT_EQ("/oem/OP/ATT:x", directory_of((many + "310410").c_str(), subsets.c_str()));
-  many += "26201,26201,26201";  // 125, and one more would be cut in two
-  EXPECT_EQ("none", directory_of((many + ",310410").c_str(), subsets.c_str()));
+  std::string subsets;
+  for (int i = 0; i < 19; ++i) {
+    many += "26201,";
+    subsets += "11,";
+  }
+  subsets += "11,021";
+  EXPECT_EQ("/oem/OP/LONG", directory_of((many + "999999,310410").c_str(), subsets.c_str()))
+      << "127 and 63 characters";
+  many.replace(0, 5, "999999");
+  EXPECT_EQ("none", directory_of((many + "999999,310410").c_str(), subsets.c_str())) << "one more";
 }
 
 TEST_F(Customisation, AnOverlaysMappingHasPiecesAndSubsetsOfTwoCharacters) {

@@ -52,6 +52,9 @@ TEST_F(Sim, OneThatCannotBeReadLeavesTheDefaults) {
   no_answer();
   EXPECT_EQ(1, qve_single_binary_init());
   EXPECT_EQ("FFF FFFFF 0 F", decision()) << "what failed first counts";
+  clear_faults();
+  remove_sim();
+  EXPECT_EQ(1, count(boot_story(), "SETUP default setting")) << "without one, too";
 }
 
 TEST_F(Sim, OddContentStopsNothing) {
