@@ -26,9 +26,16 @@ constexpr char kMark[] = "persist.vendor.qve.sbp.unfinished";
 constexpr char kTwoNetworks[] =
     R"("2","234,15F,FFFFFFFF,FFFFFFFF,12","262,01F,FFFFFFFF,FFFFFFFF,11")";
 
-constexpr Access kFileAccesses[] = {Access::open,   Access::read,           Access::write,
-                                    Access::sync,   Access::sync_directory, Access::rename,
-                                    Access::remove, Access::stat,           Access::chmod};
+struct FileFault {
+  Access access;
+  Effect effect = Effect::fail;
+  int64_t value = EIO;
+};
+constexpr FileFault kFileFaults[] = {
+    {Access::open},   {Access::read}, {Access::read, Effect::shorter, 20},
+    {Access::write},  {Access::sync}, {Access::write, Effect::shorter, 20},
+    {Access::rename}, {Access::stat}, {Access::sync_directory},
+    {Access::remove}, {Access::chmod}};
 
 /// A ready-made phone in place of the blank one.
 class StartFaults : public CarrierTest {
@@ -50,10 +57,9 @@ class StartFaults : public CarrierTest {
   }
 
   /// A start with a fault, and two without.
-  std::map<std::string, std::string> kept_after(Part part, const std::string& target,
-                                                Access access) {
-    virtual_phone::set_fault(phone(), {0, part, target, access, Effect::fail,
-                                       part == Part::file ? EIO : 0, std::nullopt});
+  std::map<std::string, std::string> kept_after(Part part, const std::string& target, Access access,
+                                                Effect effect = Effect::fail, int64_t value = 0) {
+    virtual_phone::set_fault(phone(), {0, part, target, access, effect, value, std::nullopt});
     boot();
     clear_faults();
     boot();
@@ -128,11 +134,12 @@ TEST_F(StartFaults, AnyFileThatFailsInAFirstStartIsMadeUpForByTheNext) {
       const auto undisturbed = kept();
       ASSERT_EQ(is_stored ? "CR2 CR2_GB IE" : "CR2 CR2_GB GB", carrier());
       for (const std::string& path : files_of(each)) {
-        for (const Access access : kFileAccesses) {
+        for (const FileFault& each_fault : kFileFaults) {
+          const auto [access, effect, value] = each_fault;
           begin();
-          auto kept = kept_after(Part::file, path, access);
+          auto kept = kept_after(Part::file, path, access, effect, value);
           // A copy that could not be removed stays until the next one, and is read by nobody.
-          if (access == Access::remove) {
+          if (access == Access::remove || effect == Effect::shorter) {
             kept.erase("kelp/feature_code.xml");
             kept.erase("kelp/client_id.xml");
           }

@@ -1,6 +1,4 @@
-// What cannot be kept, or read, at once.
-#include <sys/stat.h>
-
+// What cannot be kept at once.
 #include "fcx/single_binary.h"
 #include "tests/carrier/fixture.h"
 
@@ -35,54 +33,6 @@ TEST_F(StoredProperties, AProfileThatCannotBeKeptIsTriedAgainAndNoneOfAnotherSim
   boot();
   EXPECT_EQ(kBritishIccid, property("persist.vendor.qve.last-iccid"));
   EXPECT_THAT(content(kKelpProp), StartsWith("persist.vendor.qve.sim.operator VFB\n"));
-}
-
-TEST_F(StoredProperties, WhatCouldNotBeReadOrKeptIsTriedAgain) {
-  constexpr char kFeatures[] = R"(<features><carrier_property fast="VFB">
-    <string name="persist.vendor.qve.volte" value="1"/></carrier_property></features>)";
-  constexpr char kIds[] = R"(<client_ids><client_id fast="VFB">
-    <string name="ro.com.google.clientidbase" value="vfb"/></client_id></client_ids>)";
-  set_network_code(kTwoMccs);
-  for (const bool is_overlay : {false, true}) {
-    SCOPED_TRACE(is_overlay ? "overlay" : "direct");
-    if (is_overlay) make_overlay_product();
-    const std::string root = is_overlay ? "/product/OP/EU" : "/oem/OP/EU";
-    use_package(root);
-    place(root + "/config/feature_code.xml", kFeatures);
-    place(root + "/config/client_id.xml", kIds);
-    for (const char* kept : {kPermProp, kFeatureProp}) fs::remove(file(kept));
-    insert_sim(kGermanIccid);
-    boot();
-    insert_sim(kBritishIccid);
-    // On an overlay its copy does not fit.
-    const std::string codes = is_overlay ? kStoredCodes : root + "/config/carrier_code.xml";
-    for (const std::string& lost : {codes, std::string(kFeatureProp)}) {
-      fault(Part::file, lost, Effect::shorter, 20);
-      boot();
-      EXPECT_EQ(kGermanIccid, property("persist.vendor.qve.last-iccid")) << lost;
-      clear_faults();
-    }
-    boot();
-    EXPECT_EQ(kBritishIccid, property("persist.vendor.qve.last-iccid"));
-    EXPECT_EQ("VFB VFB GB", carrier());
-    EXPECT_EQ("persist.vendor.qve.volte=1\n", content(kFeatureProp));
-  }
-}
-
-TEST_F(StoredProperties, APipeInPlaceOfAFileStopsNothing) {
-  set_network_code(kTwoMccs);
-  insert_sim(kGermanIccid);
-  for (const bool is_overlay : {false, true}) {
-    if (is_overlay) make_overlay_product();
-    use_package(is_overlay ? "/product/OP/EU" : "/oem/OP/EU");
-    for (const char* path : {"/oem/OP/petname.xml", kKelpProp, kPermProp, kStoredCodes}) {
-      fs::remove(file(path));
-      ASSERT_EQ(0, mkfifo(file(path).c_str(), 0600)) << path;
-    }
-    set_property("persist.vendor.qve.first-boot", "0");
-    boot();
-    EXPECT_EQ("262 FFFFF 1 1", decision()) << is_overlay;
-  }
 }
 
 TEST_F(StoredProperties, WhatIsLeftOfTheSimBeforeIsNotRestored) {

@@ -123,8 +123,8 @@ TEST_F(VirtualOverlay, TheServiceAndItsFilesFailAsTheFaultsSay) {
   };
   const Case cases[] = {
       {Access::any, Effect::fail, EIO, broken()},   {Access::open, Effect::fail, ENOENT, missing()},
-      {Access::read, Effect::fail, EIO, broken()},  {Access::any, Effect::shorter, 4, "abcd"},
-      {Access::any, Effect::shorter, 0, ""},        {Access::any, Effect::shorter, 7, "abcdef"},
+      {Access::read, Effect::fail, EIO, broken()},  {Access::any, Effect::shorter, 4, broken()},
+      {Access::any, Effect::shorter, 0, broken()},  {Access::any, Effect::shorter, 7, "abcdef"},
       {Access::write, Effect::fail, EIO, "abcdef"},
   };
   for (const Case& each : cases) {

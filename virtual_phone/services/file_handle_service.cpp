@@ -72,7 +72,8 @@ Answer read_whole(const unique_fd& file, size_t limit) {
     if (got == 0) break;
     done += static_cast<size_t>(got);
   }
-  answer.contents.resize(done);
+  // What ends before its size says is not the whole file.
+  if (done < static_cast<size_t>(found.st_size)) return failure(Error::IO);
   return answer;
 }
 
