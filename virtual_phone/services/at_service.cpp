@@ -77,7 +77,10 @@ ModemAnswer copy_logs(const Call& call) {
       copy_into(entry.path(), target / entry.path().lexically_relative(logs));
     }
   }
-  copy_into(call.phone.log_file(), target / call.phone.log_file().filename());
+  const fs::path log = call.phone.log_file();
+  const fs::path full = log.string() + ".1";
+  if (fs::exists(full)) copy_into(full, target / full.filename());
+  copy_into(log, target / log.filename());
   return answer_of("");
 }
 
