@@ -14,30 +14,23 @@ namespace fcx_test {
 namespace {
 
 TEST(Deadline, CarriesOnlyBeyondAWholeSecond) {
-  const struct {
-    long now_ns;
-    long milliseconds;
-    int64_t seconds;
-    long nanoseconds;
-  } cases[] = {
+  // A second that is just full is left as it is, on purpose.
+  const std::tuple<long, long, int64_t, long> cases[] = {
       {0, 0, 100, 0},
       {999'000'000, 0, 100, 999'000'000},
-      {999'000'000, 1, 100, 1'000'000'000},  // left as it is, on purpose
+      {999'000'000, 1, 100, 1'000'000'000},
       {999'000'001, 1, 101, 1},
       {0, 1000, 101, 0},
       {500'000'000, 1500, 101, 1'000'000'000},
       {999'999'999, 999, 101, 998'999'999},
       {5, -1, 100, 5},
       {5, std::numeric_limits<long>::min(), 100, 5},
-      {0, 2'147'483'647, 100 + 2'147'483, 647'000'000},
-  };
-  for (const auto& c : cases) {
-    timespec now{};
-    now.tv_sec = 100;
-    now.tv_nsec = c.now_ns;
-    const timespec deadline = fcx::deadline_after(now, c.milliseconds);
-    EXPECT_EQ(c.seconds, deadline.tv_sec) << c.now_ns << " + " << c.milliseconds;
-    EXPECT_EQ(c.nanoseconds, deadline.tv_nsec) << c.now_ns << " + " << c.milliseconds;
+      {0, 2'147'483'647, 100 + 2'147'483, 647'000'000}};
+  for (const auto& [now_ns, milliseconds, seconds, nanoseconds] : cases) {
+    timespec now{100, now_ns};
+    const timespec deadline = fcx::deadline_after(now, milliseconds);
+    EXPECT_EQ(seconds, deadline.tv_sec) << now_ns << " + " << milliseconds;
+    EXPECT_EQ(nanoseconds, deadline.tv_nsec) << now_ns << " + " << milliseconds;
   }
 }
 
@@ -85,9 +78,7 @@ TEST_F(CondVars, ATimeOutIsNotAnError) {
   Mutex mutex;
   CondVar never;
   const std::lock_guard lock(mutex);
-  EXPECT_EQ(0, never.wait(mutex, 1));
-  EXPECT_EQ(0, never.wait(mutex, 0));
-  EXPECT_EQ(0, never.wait(mutex, -5));
+  for (const long milliseconds : {1, 0, -5}) EXPECT_EQ(0, never.wait(mutex, milliseconds));
   EXPECT_THAT(lines(), testing::IsEmpty());
 }
 

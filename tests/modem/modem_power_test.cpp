@@ -9,8 +9,6 @@
 namespace fcx_test {
 namespace {
 
-using testing::ElementsAre;
-using testing::IsEmpty;
 using virtual_phone::Clock;
 using virtual_phone::Effect;
 
@@ -26,23 +24,21 @@ class ModemPower : public PhoneTest {
     lines();
   }
 
-  std::vector<int> numbers() {
+  /// Resets: what that returns, and the requests that it makes.
+  void expect_reset(unsigned code, const std::vector<int>& numbers) {
+    requests();
+    EXPECT_EQ(code, qve_reset_modem());
     std::vector<int> sent;
     for (const auto& request : requests()) sent.push_back(request.number);
-    return sent;
+    EXPECT_EQ(numbers, sent);
   }
 };
 
 TEST_F(ModemPower, AResetIsNotRepeatedWhileItLasts) {
   virtual_phone::set_clock(Clock::stopped);
-  EXPECT_EQ(0U, qve_check_modem_cmd_ready());
-  requests();
-  EXPECT_EQ(0U, qve_reset_modem());
-  EXPECT_THAT(numbers(), ElementsAre(kSyncEfs, kReset));
+  expect_reset(0, {kSyncEfs, kReset});
   EXPECT_EQ(1U, qve_check_modem_cmd_ready()) << "the modem is down";
-  requests();
-  EXPECT_EQ(0U, qve_reset_modem());
-  EXPECT_THAT(numbers(), IsEmpty());
+  expect_reset(0, {});
 
   virtual_phone::set_clock(Clock::fast);
   fcx::wait_for_background_work();
@@ -51,66 +47,49 @@ TEST_F(ModemPower, AResetIsNotRepeatedWhileItLasts) {
                                               "I Fcx: POWER_RESET: modem reset is doing.\n"}));
   EXPECT_EQ("I Fcx: POWER_RESET: modem reset done.\n", written.back());
   EXPECT_EQ(0U, qve_check_modem_cmd_ready());
-  requests();
-  EXPECT_EQ(0U, qve_reset_modem());
-  EXPECT_THAT(numbers(), ElementsAre(kSyncEfs, kReset));
+  expect_reset(0, {kSyncEfs, kReset});
   fcx::wait_for_background_work();
 }
 
 TEST_F(ModemPower, AFailedResetStaysUnderWay) {
   request_fault(kReset, Effect::refuse);
-  EXPECT_EQ(1U, qve_reset_modem());
+  expect_reset(1, {kSyncEfs, kReset});
   clear_faults();
-  requests();
-  EXPECT_EQ(0U, qve_reset_modem()) << "on purpose: \"doing\" until the process restarts";
-  EXPECT_THAT(numbers(), IsEmpty());
+  expect_reset(0, {});  // on purpose: "doing" until the process restarts
 }
 
 TEST_F(ModemPower, WithoutAFlushThereIsNoReset) {
   request_fault(kSyncEfs, Effect::refuse);
-  EXPECT_EQ(1U, qve_reset_modem());
-  EXPECT_THAT(numbers(), ElementsAre(kSyncEfs));
+  expect_reset(1, {kSyncEfs});
   EXPECT_EQ("E Fcx: EFS SYNC ERROR !!!!!!!!!\n", lines().back());
-  EXPECT_EQ(0U, qve_reset_modem()) << "on purpose: it stays under way after any failure";
-  EXPECT_THAT(numbers(), IsEmpty());
+  expect_reset(0, {});  // on purpose: it stays under way after any failure
 }
 
 TEST_F(ModemPower, BootIsAProperty) {
-  const struct {
-    const char* value;
-    unsigned expected;
-  } cases[] = {{"1", 0}, {"1x", 0}, {"0", 1}, {"", 1}, {"x1", 1}};
-  for (const auto& c : cases) {
-    set_property("vendor.qve.ril.modembsp.bootup", c.value);
-    EXPECT_EQ(c.expected, qve_check_modem()) << c.value;
+  for (const auto& [value, expected] :
+       {std::pair("1", 0U), {"1x", 0}, {"0", 1}, {"", 1}, {"x1", 1}}) {
+    set_property("vendor.qve.ril.modembsp.bootup", value);
+    EXPECT_EQ(expected, qve_check_modem()) << value;
   }
 }
 
 TEST_F(ModemPower, ReadyIsAnAnswerThatBeginsWithOne) {
-  const struct {
-    Effect effect;
-    int64_t value;
-  } refusals[] = {{Effect::refuse, 0}, {Effect::empty, 0}, {Effect::fail, 1}, {Effect::length, -1}};
-  for (const auto& refusal : refusals) {
-    request_fault(kReady, refusal.effect, refusal.value);
-    EXPECT_EQ(1U, qve_check_modem_cmd_ready()) << virtual_phone::name_of(refusal.effect);
+  for (const auto& [effect, value] : {std::pair{Effect::refuse, 0},
+                                      {Effect::empty, 0},
+                                      {Effect::fail, 1},
+                                      {Effect::length, -1}}) {
+    request_fault(kReady, effect, value);
+    EXPECT_EQ(1U, qve_check_modem_cmd_ready()) << virtual_phone::name_of(effect);
     clear_faults();
   }
-  EXPECT_EQ(0U, qve_check_modem_cmd_ready());
 }
 
 TEST_F(ModemPower, AFlushSaysWhyItFailed) {
-  EXPECT_EQ(0, system_efs_sync());
-  const struct {
-    Effect effect;
-    int64_t value;
-    const char* line;
-  } cases[] = {{Effect::fail, 1, "E Fcx: system_efs_sync Fail ! return error."},
-               {Effect::refuse, 0, "E Fcx: system_efs_sync Fail ! rsp error."}};
-  for (const auto& c : cases) {
-    request_fault(kSyncEfs, c.effect, c.value);
-    EXPECT_EQ(-1, system_efs_sync()) << c.line;
-    EXPECT_EQ(c.line, lines().back());
+  for (const auto& [effect, reason] :
+       {std::pair{Effect::fail, "return"}, {Effect::refuse, "rsp"}}) {
+    request_fault(kSyncEfs, effect, 1);
+    EXPECT_EQ(-1, system_efs_sync()) << reason;
+    EXPECT_EQ(std::string("E Fcx: system_efs_sync Fail ! ") + reason + " error.", lines().back());
     clear_faults();
   }
   request_fault(kSyncEfs, Effect::empty);

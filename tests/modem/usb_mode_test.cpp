@@ -12,7 +12,6 @@ namespace {
 namespace fs = std::filesystem;
 
 using testing::ElementsAre;
-using testing::HasSubstr;
 using virtual_phone::Access;
 using virtual_phone::Effect;
 using virtual_phone::Part;
@@ -31,14 +30,12 @@ class UsbMode : public PhoneTest {
 };
 
 TEST_F(UsbMode, TheLockIsOneCharacter) {
-  const struct {
-    const char* content;
-    int lock;
-  } cases[] = {{"0", 0}, {"1", 1}, {"1\n", 1}, {"9", 9}, {"", -1}};
-  for (const auto& c : cases) {
-    set_lock(c.content);
-    EXPECT_EQ(c.lock, get_usb_lock()) << c.content;
+  for (const auto& [content, number] :
+       {std::pair("0", 0), {"1", 1}, {"1\n", 1}, {"9", 9}, {"", -1}}) {
+    set_lock(content);
+    EXPECT_EQ(number, get_usb_lock()) << content;
   }
+  EXPECT_EQ("I Fcx: USB PATH : get_usb_lock FAILED\n", lines().back());
   set_lock("0");
   EXPECT_EQ(0, set_usb_lock(1));
   EXPECT_EQ("1", lock());
@@ -62,21 +59,18 @@ TEST_F(UsbMode, ALockThatIsNotThereIsZeroAndOneThatFailsIsNot) {
 }
 
 TEST_F(UsbMode, APathChangeReleasesTheLockAndEndsInFactoryMode) {
-  set_lock("1");
-  fault(Part::property, kUsbState, Effect::late, 1000, Access::read);
-  EXPECT_EQ(0, usb_path_change(nullptr));
-  fcx::wait_for_background_work();
-  EXPECT_EQ("0", lock()) << "released";
+  // Only a lock of 1 is released.
+  for (const auto& [before, after] : {std::pair("1", "0"), {"5", "5"}}) {
+    set_lock(before);
+    fault(Part::property, kUsbState, Effect::late, 1000, Access::read);
+    EXPECT_EQ(0, usb_path_change(nullptr));
+    fcx::wait_for_background_work();
+    EXPECT_EQ(after, lock());
+  }
   EXPECT_EQ("factory,adb", property(kConfig));
   EXPECT_EQ("factory,adb", property(kUsbState));
   EXPECT_EQ("skip", property("vendor.qve.usb.adb_skip_auth"));
   EXPECT_THAT(lines(), testing::IsEmpty()) << "every state came";
-}
-
-TEST_F(UsbMode, OnlyALockOfOneIsReleased) {
-  set_lock("5");
-  EXPECT_EQ(nullptr, usb_path_change_thread(nullptr));
-  EXPECT_EQ("5", lock());
 }
 
 TEST_F(UsbMode, AStateIsWaitedForAlmostASecond) {
@@ -88,15 +82,6 @@ TEST_F(UsbMode, AStateIsWaitedForAlmostASecond) {
   EXPECT_LT(waited, 21 * 50'000);
 }
 
-TEST_F(UsbMode, AStateThatDoesNotComeStopsNothing) {
-  fault(Part::property, kUsbState, Effect::fail, 0, Access::read);
-  EXPECT_EQ(nullptr, usb_path_change_thread(nullptr));
-  EXPECT_THAT(lines(), ElementsAre("E Fcx: USB PATH : wait_for_state(none) FAILED\n",
-                                   "E Fcx: USB PATH : wait_for_state(skip) FAILED\n",
-                                   "E Fcx: USB PATH : wait_for_state(factory,adb) FAILED\n"));
-  EXPECT_EQ("factory,adb", property(kConfig));
-}
-
 TEST_F(UsbMode, APathChangeWithoutALockNodeThatOpensChangesNothing) {
   fault(Part::file, kLock, Effect::fail, EACCES, Access::open);
   set_property(kConfig, "factory");
@@ -104,111 +89,93 @@ TEST_F(UsbMode, APathChangeWithoutALockNodeThatOpensChangesNothing) {
   EXPECT_EQ("factory", property(kConfig));
 }
 
-TEST_F(UsbMode, ASecondPathChangeIsRefused) {
+TEST_F(UsbMode, ASecondPathChangeIsRefusedAndAStateThatDoesNotComeStopsNothing) {
   fault(Part::property, kUsbState, Effect::fail, 0, Access::read);
   virtual_phone::set_clock(virtual_phone::Clock::stopped);
   EXPECT_EQ(0, usb_path_change(nullptr));
   EXPECT_TRUE(eventually([&] { return property(kConfig) == "none"; }));
   EXPECT_EQ(reinterpret_cast<void*>(intptr_t{-1}), usb_path_change_thread(nullptr));
-  EXPECT_EQ("I Fcx: USB PATH : usb_path_change_thread is already running\n", lines().back());
   virtual_phone::set_clock(virtual_phone::Clock::fast);
   fcx::wait_for_background_work();
+  EXPECT_THAT(lines(), ElementsAre("I Fcx: USB PATH : usb_path_change_thread is already running\n",
+                                   "E Fcx: USB PATH : wait_for_state(none) FAILED\n",
+                                   "E Fcx: USB PATH : wait_for_state(skip) FAILED\n",
+                                   "E Fcx: USB PATH : wait_for_state(factory,adb) FAILED\n"));
   EXPECT_EQ("factory,adb", property(kConfig));
   EXPECT_EQ(nullptr, usb_path_change_thread(nullptr)) << "and it can be done again";
 }
 
+constexpr struct Mode {
+  int (*change)();
+  bool lock_first;
+  const char* lock;
+  const char* config;
+} kModes[] = {{usb_mode_change_user, true, "0", "factory,adb"},
+              {usb_mode_change_factory, false, "1", "factory"},
+              {usb_mode_change_cpdm, true, "0", "qmicm,adb"}};
+
 TEST_F(UsbMode, ModesSetTheLockAndTheConfiguration) {
-  const struct {
-    int (*change)();
-    const char* lock;
-    const char* config;
-    const char* lock_when_refused;
-  } cases[] = {{usb_mode_change_user, "0", "factory,adb", "0"},
-               {usb_mode_change_factory, "1", "factory", "x"},
-               {usb_mode_change_cpdm, "0", "qmicm,adb", "0"}};
-  for (const auto& c : cases) {
-    SCOPED_TRACE(c.config);
-    set_lock("x");
-    EXPECT_EQ(0, c.change());
-    EXPECT_EQ(c.lock, lock());
-    EXPECT_EQ(c.config, property(kConfig));
+  for (const Mode& mode : kModes) {
+    SCOPED_TRACE(mode.config);
     set_lock("x");
     fault(Part::property, kConfig, Effect::fail, 0, Access::write);
-    EXPECT_EQ(1, c.change());
-    EXPECT_EQ(c.lock_when_refused, lock());
+    EXPECT_EQ(1, mode.change());
+    EXPECT_EQ(mode.lock_first ? mode.lock : "x", lock());
     clear_faults();
-  }
-}
-
-// Seen while the switch sleeps: the first step is done, the second is not.
-TEST_F(UsbMode, ModesPauseBetweenTheirTwoSteps) {
-  const struct {
-    int (*change)();
-    bool lock_first;
-  } cases[] = {
-      {usb_mode_change_user, true}, {usb_mode_change_factory, false}, {usb_mode_change_cpdm, true}};
-  for (const auto& c : cases) {
-    SCOPED_TRACE("case " + std::to_string(&c - cases));
+    // Seen while the switch sleeps: the first step is done, the second is not.
     set_lock("x");
     set_property(kConfig, "before");
     virtual_phone::set_clock(virtual_phone::Clock::stopped);
     const int64_t begin = virtual_phone::now_us();
-    std::thread changer([&] { EXPECT_EQ(0, c.change()); });
-    EXPECT_TRUE(
-        eventually([&] { return c.lock_first ? lock() == "0" : property(kConfig) == "factory"; }));
-    EXPECT_EQ(c.lock_first ? "before" : "factory", property(kConfig));
-    EXPECT_EQ(c.lock_first ? "0" : "x", lock());
+    std::thread changer([&] { EXPECT_EQ(0, mode.change()); });
+    EXPECT_TRUE(eventually([&] { return lock() == "0" || property(kConfig) != "before"; }));
+    EXPECT_EQ(mode.lock_first ? "before" : mode.config, property(kConfig));
+    EXPECT_EQ(mode.lock_first ? mode.lock : "x", lock());
     virtual_phone::set_clock(virtual_phone::Clock::fast);
     changer.join();
     EXPECT_GE(virtual_phone::now_us() - begin, 100'000);
+    EXPECT_EQ(mode.config, property(kConfig));
+    EXPECT_EQ(mode.lock, lock());
   }
 }
 
 TEST_F(UsbMode, TheStateIsAPrefix) {
-  const struct {
-    std::string content;
-    int state;
-  } cases[] = {
+  const std::pair<std::string, int> cases[] = {
       {"DISCONNECTED\n", 1}, {"CONNECTED\n", 2}, {"CONFIGURED", 3},
       {"CONFIGUREDX", 3},    {"connected", 0},   {"", 0},
       {" CONNECTED", 0},     {"CONNECTE", 0},    {"CONFIGURED" + std::string(3000, 'x'), 3}};
-  for (const auto& c : cases) {
-    SCOPED_TRACE(c.content);
-    write_file(file(kState), c.content);
+  for (const auto& [content, state] : cases) {
+    SCOPED_TRACE(content);
+    write_file(file(kState), content);
     lines();
-    EXPECT_EQ(c.state, get_usbstate_from_sys());
+    EXPECT_EQ(state, get_usbstate_from_sys());
     const auto written = lines();
-    EXPECT_EQ("I Fcx: USB State: " + c.content.substr(0, 1000), written.front().substr(0, 1018));
-    EXPECT_EQ(c.state == 0 ? 3U : 2U, written.size());
+    EXPECT_EQ("I Fcx: USB State: " + content.substr(0, 1000), written.front().substr(0, 1018));
+    EXPECT_EQ(state == 0 ? 3U : 2U, written.size());
     EXPECT_EQ("I Fcx: The value returned from " + std::string(kState) + " is " +
-                  std::to_string(c.state) + " ",
+                  std::to_string(state) + " ",
               written.back());
   }
 }
 
 TEST_F(UsbMode, AStateThatCannotBeReadIsNone) {
-  const struct {
-    Access access;
-    const char* line;
-  } cases[] = {{Access::open, "I Fcx: Error while opening the file %s : Input/output error \n"},
-               {Access::read, "I Fcx: Error while reading the file %s : Input/output error\n"}};
-  for (const auto& c : cases) {
-    fault(Part::file, kState, Effect::fail, EIO, c.access);
-    write_file(file(kState), "CONFIGURED");
-    EXPECT_EQ(0, get_usbstate_from_sys()) << c.line;
-    std::string line = c.line;
-    line.replace(line.find("%s"), 2, kState);
-    EXPECT_THAT(lines(), ElementsAre(line));
+  write_file(file(kState), "CONFIGURED");
+  for (const auto& [access, doing, end] :
+       {std::tuple{Access::open, "opening", " \n"}, {Access::read, "reading", "\n"}}) {
+    fault(Part::file, kState, Effect::fail, EIO, access);
+    EXPECT_EQ(0, get_usbstate_from_sys()) << doing;
+    EXPECT_THAT(lines(), ElementsAre(std::string("I Fcx: Error while ") + doing + " the file " +
+                                     kState + " : Input/output error" + end));
     clear_faults();
   }
 }
 
 TEST_F(UsbMode, AnAttributeIsWrittenInPlace) {
   const char* attribute = "/data/vendor/factory/attribute";
-  EXPECT_EQ(0, write_sysfs(attribute, "mem", 3));
-  EXPECT_EQ("mem", read_file(file(attribute)));
-  EXPECT_EQ(0, write_sysfs(attribute, "on", 2));
-  EXPECT_EQ("on", read_file(file(attribute)));
+  for (const std::string text : {"mem", "on"}) {
+    EXPECT_EQ(0, write_sysfs(attribute, text.c_str(), static_cast<int>(text.size())));
+    EXPECT_EQ(text, read_file(file(attribute)));
+  }
   EXPECT_EQ(-1, write_sysfs("/no/such/attribute", "1", 1));
   EXPECT_EQ("E Fcx: write_sysfs: Open Error(No such file or directory): /no/such/attribute",
             lines().back());

@@ -21,6 +21,12 @@ class ModemEfs : public PhoneTest {
   int open(const std::string& path, int flags = O_RDWR | O_CREAT) {
     return efs_open(const_cast<char*>(path.c_str()), flags, 0644);
   }
+  void write_file(const char* path, std::string content) {
+    const int fd = open(path);
+    const int size = static_cast<int>(content.size());
+    EXPECT_EQ(size, efs_write(fd, content.data(), size));
+    EXPECT_EQ(0, efs_close(fd));
+  }
 };
 
 TEST_F(ModemEfs, AFileIsWrittenAndReadInAsFewRequestsAsItTakes) {
@@ -28,24 +34,21 @@ TEST_F(ModemEfs, AFileIsWrittenAndReadInAsFewRequestsAsItTakes) {
     SCOPED_TRACE(size);
     std::string content;
     for (int i = 0; i < size; ++i) content += static_cast<char>(i * 7);
-    const int fd = open("/nv/file");
-    ASSERT_GE(fd, 0);
-    requests();
-    EXPECT_EQ(size, efs_write(fd, content.data(), size));
     const auto fewest = static_cast<size_t>((size + kMost - 1) / kMost);
-    EXPECT_THAT(requests(), SizeIs(fewest));
-    EXPECT_EQ(0, efs_close(fd));
+    write_file("/nv/file", content);
+    EXPECT_THAT(requests(), SizeIs(fewest + 2)) << "and to open and close";
 
-    const int again = open("/nv/file", O_RDONLY);
+    const int fd = open("/nv/file", O_RDONLY);
     std::string read(content.size(), '#');
     requests();
-    EXPECT_EQ(size, efs_read(again, read.data(), size));
+    EXPECT_EQ(size, efs_read(fd, read.data(), size));
     EXPECT_THAT(requests(), SizeIs(fewest));
     EXPECT_EQ(content, read);
-    EXPECT_EQ(0, efs_close(again));
+    EXPECT_EQ(0, efs_close(fd));
     char path[] = "/nv/file";
     EXPECT_EQ(0, efs_unlink(path));
     EXPECT_LT(open("/nv/file", O_RDONLY), 0);
+    requests();
   }
 }
 
@@ -78,20 +81,17 @@ TEST_F(ModemEfs, APathIsSentUpTo128Bytes) {
 
 TEST_F(ModemEfs, AShortReadLeavesAGap) {
   constexpr int kHalf = kMost / 2;
-  std::string content(kMost + kHalf, 'c');
-  const int fd = open("/f");
-  ASSERT_EQ(kMost + kHalf, efs_write(fd, content.data(), kMost + kHalf));
-  efs_close(fd);
-
-  const int again = open("/f", O_RDONLY);
+  const std::string content(kMost + kHalf, 'c');
+  write_file("/f", content);
+  const int fd = open("/f", O_RDONLY);
   std::string read(2 * kMost + 100, '#');
   requests();
-  EXPECT_EQ(kMost + kHalf, efs_read(again, read.data(), 2 * kMost + 100));
+  EXPECT_EQ(kMost + kHalf, efs_read(fd, read.data(), 2 * kMost + 100));
   EXPECT_EQ(content + std::string(kHalf + 100, '#'), read);
   const auto sent = requests();
   ASSERT_THAT(sent, SizeIs(3));
   EXPECT_EQ(100, sent[2].payload[8]) << "on after the gap, on purpose";
-  EXPECT_EQ(0, efs_read(again, read.data(), 2 * kMost));
+  EXPECT_EQ(0, efs_read(fd, read.data(), 2 * kMost));
   EXPECT_THAT(requests(), SizeIs(1)) << "one that brings nothing is the last";
 }
 
@@ -108,38 +108,21 @@ TEST_F(ModemEfs, AShortWriteGoesOnAfterWhatWasTaken) {
 }
 
 TEST_F(ModemEfs, AnAnswerThatBreaksOffLeavesZeros) {
-  std::string content(100, 'c');
-  const int fd = open("/f");
-  ASSERT_EQ(100, efs_write(fd, content.data(), 100));
-  efs_close(fd);
+  write_file("/f", std::string(100, 'c'));
   for (const size_t arrived : {100, 40}) {
-    const int again = open("/f", O_RDONLY);
+    const int fd = open("/f", O_RDONLY);
     request_fault(kEfs, Effect::shorter, static_cast<int64_t>(4 + arrived));
     std::string read(100, '#');
-    EXPECT_EQ(100, efs_read(again, read.data(), 100)) << arrived;
-    EXPECT_EQ(content.substr(0, arrived) + std::string(100 - arrived, '\0'), read) << arrived;
+    EXPECT_EQ(100, efs_read(fd, read.data(), 100)) << arrived;
+    EXPECT_EQ(std::string(arrived, 'c') + std::string(100 - arrived, '\0'), read) << arrived;
     clear_faults();
-    efs_close(again);
   }
 }
 
-TEST_F(ModemEfs, AFailedExchangeEndsIt) {
+TEST_F(ModemEfs, AnExchangeThatFailsOrCannotBeEndsIt) {
   std::string content(3 * kMost, 'c');
   const int fd = open("/f");
-  request_fault(kEfs, Effect::fail, 1);
   char path[] = "/f";
-  EXPECT_EQ(-1, efs_open(path, O_RDONLY, 0));
-  EXPECT_EQ(-1, efs_close(fd));
-  EXPECT_EQ(-1, efs_unlink(path));
-  EXPECT_EQ(0, efs_read(fd, content.data(), 10));
-  requests();
-  EXPECT_EQ(0, efs_write(fd, content.data(), 3 * kMost));
-  EXPECT_THAT(requests(), SizeIs(1));
-}
-
-TEST_F(ModemEfs, CountsThatCannotBeAreCut) {
-  std::string content(100, 'c');
-  const int fd = open("/f");
   request_fault(kEfs, Effect::garbage, 0x7F);  // a count of 2,139,062,143
   EXPECT_EQ(100, efs_write(fd, content.data(), 100));
   EXPECT_EQ(100, efs_read(fd, content.data(), 100));
@@ -147,6 +130,15 @@ TEST_F(ModemEfs, CountsThatCannotBeAreCut) {
   request_fault(kEfs, Effect::garbage, 0xFF);  // a count of -1
   EXPECT_EQ(0, efs_write(fd, content.data(), 100));
   EXPECT_EQ(0, efs_read(fd, content.data(), 100));
+  clear_faults();
+  request_fault(kEfs, Effect::fail, 1);
+  EXPECT_EQ(-1, efs_open(path, O_RDONLY, 0));
+  EXPECT_EQ(-1, efs_close(fd));
+  EXPECT_EQ(-1, efs_unlink(path));
+  EXPECT_EQ(0, efs_read(fd, content.data(), 10));
+  requests();
+  EXPECT_EQ(0, efs_write(fd, content.data(), 3 * kMost));
+  EXPECT_THAT(requests(), SizeIs(1));
 }
 
 TEST_F(ModemEfs, WithoutBytesNothingIsSent) {
@@ -157,11 +149,10 @@ TEST_F(ModemEfs, WithoutBytesNothingIsSent) {
   EXPECT_EQ(-1, efs_read(1, nullptr, 1));
   EXPECT_EQ(-1, efs_write(1, nullptr, 1));
   for (const int n : {0, -1, INT32_MIN}) {
-    SCOPED_TRACE(n);
-    EXPECT_EQ(0, efs_read(1, &byte, n));
-    EXPECT_EQ(0, efs_write(1, &byte, n));
-    EXPECT_EQ(0, efs_read(1, nullptr, n));
-    EXPECT_EQ(0, efs_write(1, nullptr, n));
+    for (char* buffer : {&byte, static_cast<char*>(nullptr)}) {
+      EXPECT_EQ(0, efs_read(1, buffer, n)) << n;
+      EXPECT_EQ(0, efs_write(1, buffer, n)) << n;
+    }
   }
   EXPECT_THAT(requests(), SizeIs(0));
 }

@@ -31,17 +31,12 @@ class NvItems : public PhoneTest {
 
 // The first test, each case in a process of its own: one that has its packets keeps them.
 TEST_F(NvItems, WithoutAPacketNothingIsSent) {
+  using virtual_phone::Access, virtual_phone::Part;
   const auto ask_without = [this](int packets) {
     virtual_phone::select(directory());
     requests();
-    virtual_phone::set_fault(phone(), {0,
-                                       virtual_phone::Part::service,
-                                       "diag",
-                                       virtual_phone::Access::any,
-                                       Effect::absent,
-                                       0,
-                                       {},
-                                       packets + 1});
+    virtual_phone::set_fault(
+        phone(), {0, Part::service, "diag", Access::any, Effect::absent, 0, {}, packets + 1});
     Bytes bytes = filled(0);
     EXPECT_EQ(-1, qve_diag_nvread(kItem, bytes.data()));
     EXPECT_EQ(-1, qve_diag_nvwrite(kItem, bytes.data()));
@@ -98,35 +93,26 @@ TEST_F(NvItems, AnswersOfAnyLength) {
   Bytes held = filled(9);
   ASSERT_EQ(0, qve_diag_nvwrite(kItem, held.data()));
   ASSERT_EQ(0, qve_diag_nvread(kItem, held.data()));
-  const struct {
-    Effect effect;
-    int64_t value;
-    int read;
-    int written;
-    size_t bytes;  // that arrive in the buffer
-    uint8_t rest;  // of it; EE where nothing arrives
-  } cases[] = {
+  // What reading and writing return, the bytes that arrive in the buffer, and the rest of it: EE
+  // where nothing arrives.
+  const std::tuple<Effect, int64_t, int, int, int, uint8_t> cases[] = {
       {Effect::empty, 0, 5, 0, 0, 0xEE},        {Effect::shorter, 1, 0, 0, 1, 0},
       {Effect::shorter, 128, 0, 0, 128, 0},     {Effect::longer, 2048, 0, 0, 128, 0},
       {Effect::longer, 2049, 4, 4, 0, 0xEE},    {Effect::length, 1, 0, 0, 1, 0},
       {Effect::length, -1, 4, 4, 0, 0xEE},      {Effect::fail, 1, 4, 4, 0, 0xEE},
       {Effect::garbage, 254, 254, 254, 0, 254},
   };
-  for (const auto& c : cases) {
-    SCOPED_TRACE(virtual_phone::name_of(c.effect) + std::to_string(c.value));
-    request_fault(kReadNv, c.effect, c.value);
-    request_fault(kWriteNv, c.effect, c.value);
-    Bytes bytes = filled(0xEE);
-    EXPECT_EQ(c.read, qve_diag_nvread(kItem, bytes.data()));
-    Bytes expected = filled(c.rest);
-    std::fill_n(expected.begin(), c.bytes, uint8_t{9});
+  for (const auto& [effect, value, read, written, arrived, rest] : cases) {
+    SCOPED_TRACE(virtual_phone::name_of(effect) + std::to_string(value));
+    for (const int request : {kReadNv, kWriteNv}) request_fault(request, effect, value);
+    Bytes bytes = filled(0xEE), expected = filled(rest);
+    std::fill_n(expected.begin(), arrived, uint8_t{9});
+    EXPECT_EQ(read, qve_diag_nvread(kItem, bytes.data()));
     EXPECT_EQ(expected, bytes);
-    EXPECT_EQ(c.written, qve_diag_nvwrite(kItem, held.data()));
+    EXPECT_EQ(written, qve_diag_nvwrite(kItem, held.data()));
     clear_faults();
   }
-}
-
-TEST_F(NvItems, WithoutABufferNothingIsSent) {
+  requests();
   EXPECT_EQ(-1, qve_diag_nvread(kItem, nullptr));
   EXPECT_EQ(-1, qve_diag_nvwrite(kItem, nullptr));
   EXPECT_THAT(requests(), SizeIs(0));
