@@ -75,13 +75,7 @@ TEST_F(ItemHandlers, AShortReadAnswersWhatArrived) {
 }
 
 TEST_F(ItemHandlers, WritesStoreTextWithoutATailOfTheOldOne) {
-  const struct {
-    int32_t opcode;
-    int item;
-    size_t length;
-    const char* text;
-    Lines lines;
-  } cases[] = {
+  const std::tuple<int32_t, int, size_t, const char*, Lines> cases[] = {
       {4018, 37, 16, "CSN9", {"I Diag_Lib: CSN Write OK\n"}},
       {3170, 129, 8, "on", {}},
       {4416, 152, 8, "1", {}},
@@ -93,18 +87,18 @@ TEST_F(ItemHandlers, WritesStoreTextWithoutATailOfTheOldOne) {
        {"I Diag_Lib: [handle_set_saat_result] saatresult: PASS, data: PASS, data_len: 4\n"}},
       {4241, 300, 4, "1A", {}},
   };
-  for (const auto& c : cases) {
-    SCOPED_TRACE(c.opcode);
-    set_item(c.item, std::string(c.length, 'z') + "!");
-    EXPECT_EQ(QVCMD_OK, send(c.opcode, c.text).result);
-    EXPECT_EQ(c.lines, lines_of(c.opcode));
-    std::string expected = c.text;
-    expected.resize(c.length);
-    EXPECT_EQ(expected + "!", item(c.item, c.length + 1)) << "the whole item and no more";
+  for (const auto& [opcode, number, length, text, written] : cases) {
+    SCOPED_TRACE(opcode);
+    set_item(number, std::string(length, 'z') + "!");
+    EXPECT_EQ(QVCMD_OK, send(opcode, text).result);
+    EXPECT_EQ(written, lines_of(opcode));
+    std::string expected = text;
+    expected.resize(length);
+    EXPECT_EQ(expected + "!", item(number, length + 1)) << "the whole item and no more";
 
     // Longer than the item: cut at its length.
-    EXPECT_EQ(QVCMD_OK, send(c.opcode, std::string(300, 'o')).result);
-    EXPECT_EQ(std::string(c.length, 'o') + "!", item(c.item, c.length + 1));
+    EXPECT_EQ(QVCMD_OK, send(opcode, std::string(300, 'o')).result);
+    EXPECT_EQ(std::string(length, 'o') + "!", item(number, length + 1));
     lines();
   }
 }
@@ -127,17 +121,14 @@ TEST_F(ItemHandlers, DownloadModeIsOffUnlessItBeginsWithO) {
 }
 
 TEST_F(ItemHandlers, ChargerSkipReadsWithTwoAndWritesTheLowByteOtherwise) {
-  const struct {
-    const char* text;
-    int stored;
-  } writes[] = {
+  const std::pair<const char*, int> writes[] = {
       {"1", 1},           {"0", 0},   {"255", 255}, {"256", 0}, {"259", 3}, {"-1", 255},
       {" \t+7x", 7},      {"abc", 0}, {"", 0},      {"+-5", 0}, {"-", 0},   {"99999999999", 255},
       {"-99999999999", 0}};
-  for (const auto& c : writes) {
+  for (const auto& [text, stored] : writes) {
     set_item(item::charger_skip, "\x33"sv);
-    EXPECT_THAT(send(4003, c.text), Answers(QVCMD_OK, "")) << c.text;
-    EXPECT_EQ(c.stored, static_cast<uint8_t>(item(item::charger_skip, 1)[0])) << c.text;
+    EXPECT_THAT(send(4003, text), Answers(QVCMD_OK, "")) << text;
+    EXPECT_EQ(stored, static_cast<uint8_t>(item(item::charger_skip, 1)[0])) << text;
   }
   for (const char* read : {"2", "258", "-254"}) {
     set_item(item::charger_skip, "\x00"sv);

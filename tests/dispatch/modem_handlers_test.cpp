@@ -11,72 +11,52 @@ using testing::SizeIs;
 using virtual_phone::Effect;
 
 constexpr char kImei[] = "490154203237518";
+constexpr char kWrongDigit[] = "490154203237517";
 
 class ModemHandlers : public CommandTest {};
 
 TEST_F(ModemHandlers, AnImeiIsWrittenMirroredAndReadBack) {
+  for (const int opcode : {4294, 4413, 4414}) {
+    EXPECT_THAT(send(opcode), Answers(QVCMD_OK, "IMEI READ ERROR :(")) << opcode;
+  }
   EXPECT_THAT(send(4293, kImei), Answers(QVCMD_OK, "IMEI WRITE OK"));
+  EXPECT_THAT(send(4293, kWrongDigit), Answers(QVCMD_OK, "CHECK DIGIT ERROR"));
   EXPECT_EQ(kImei, item_text(item::imei));
   EXPECT_THAT(send(4294), Answers(QVCMD_OK, kImei));
   EXPECT_THAT(send_unclean(4064), Answers(QVCMD_OK, kImei));
   EXPECT_EQ("I Diag_Lib: AutoMID read IMEI Success :) = 490154203237518", lines().back());
-
-  EXPECT_THAT(send(4293, "490154203237517"), Answers(QVCMD_OK, "CHECK DIGIT ERROR"));
-  EXPECT_THAT(send(4293, "4901"), Answers(QVCMD_OK, "IMEI WRITE ERROR"));
-  EXPECT_EQ(kImei, item_text(item::imei));
-  EXPECT_THAT(send(4294), Answers(QVCMD_OK, kImei));
-}
-
-TEST_F(ModemHandlers, AnErrorTextKeepsResultZero) {
-  for (const int opcode : {4294, 4413, 4414}) {
-    EXPECT_THAT(send(opcode), Answers(QVCMD_OK, "IMEI READ ERROR :(")) << opcode;
-  }
 }
 
 TEST_F(ModemHandlers, TheAutomaticWriteTellsItsAnswersApart) {
-  const struct {
-    const char* imei;
-    Effect effect;
-    int64_t value;
-    int32_t result;
-    const char* line;
-  } cases[] = {
-      {kImei, Effect::late, 1, QVCMD_OK, "I Diag_Lib: AutoMID write IMEI Success :)"},
-      {"1", Effect::late, 1, QVCMD_FAIL, "I Diag_Lib: AutoMID write IMEI Failed :("},
-      {"490154203237517", Effect::late, 1, QVCMD_FAIL,
-       "I Diag_Lib: AutoMID write IMEI Digit Error."},
-      {"490154203237517", Effect::longer, 20, QVCMD_FAIL,
-       "I Diag_Lib: AutoMID write IMEI Digit Error."},
-      {kImei, Effect::longer, 14, QVCMD_FAIL, "I Diag_Lib: AutoMID write IMEI Unknown Error :("},
-      {"1", Effect::longer, 17, QVCMD_FAIL, "I Diag_Lib: AutoMID write IMEI Unknown Error :("},
-      {kImei, Effect::empty, 0, QVCMD_FAIL, "I Diag_Lib: AutoMID write IMEI Unknown Error :("},
+  const std::tuple<std::string, Effect, int, int32_t, const char*> cases[] = {
+      {kImei, Effect::late, 1, QVCMD_OK, "Success :)"},
+      {"1", Effect::late, 1, QVCMD_FAIL, "Failed :("},
+      {kWrongDigit, Effect::late, 1, QVCMD_FAIL, "Digit Error."},
+      {kWrongDigit, Effect::longer, 20, QVCMD_FAIL, "Digit Error."},
+      {kImei, Effect::longer, 14, QVCMD_FAIL, "Unknown Error :("},
+      {"1", Effect::longer, 17, QVCMD_FAIL, "Unknown Error :("},
+      {kImei, Effect::empty, 0, QVCMD_FAIL, "Unknown Error :("},
   };
-  for (const auto& c : cases) {
-    request_fault(116, c.effect, c.value);
-    EXPECT_EQ(c.result, send(4064, c.imei).result) << c.line;
-    EXPECT_EQ(c.line, lines().back());
+  for (const auto& [imei, effect, value, result, line] : cases) {
+    request_fault(116, effect, value);
+    EXPECT_EQ(result, send(4064, imei).result) << line;
+    EXPECT_EQ(std::string("I Diag_Lib: AutoMID write IMEI ") + line, lines().back());
     clear_faults();
   }
-}
-
-TEST_F(ModemHandlers, TheAutomaticWriteSendsAtMost1024Characters) {
   send(4064, std::string(1025, '4'));
   EXPECT_THAT(requests().back().payload, SizeIs(1024));
 }
 
 TEST_F(ModemHandlers, ErrorTextsAreRefused) {
-  for (const auto& [opcode, line] : {std::pair(4064, "I Diag_Lib: AutoMID read IMEI Fail :("),
-                                     {4068, "I Diag_Lib: IMPL READ FAIL"},
-                                     {4069, "I Diag_Lib: FUSG READ FAIL"}}) {
+  EXPECT_EQ(QVCMD_FAIL, send(4064).result);
+  EXPECT_EQ("I Diag_Lib: AutoMID read IMEI Fail :(", lines().back());
+  for (const auto& [opcode, record, value] :
+       {std::tuple(4068, "IMPL", "impl"), {4069, "FUSG", "fusg"}}) {
     EXPECT_EQ(QVCMD_FAIL, send(opcode).result) << opcode;
-    EXPECT_EQ(line, lines().back());
-  }
-  set_modem("impl", "1");
-  set_modem("fusg", "2");
-  for (const auto& [opcode, line] :
-       {std::pair(4068, "I Diag_Lib: IMPL READ OK : 1"), {4069, "I Diag_Lib: FUSG READ OK : 2"}}) {
+    EXPECT_EQ(std::string("I Diag_Lib: ") + record + " READ FAIL", lines().back());
+    set_modem(value, "1");
     EXPECT_EQ(QVCMD_OK, send(opcode).result) << opcode;
-    EXPECT_EQ(line, lines().back());
+    EXPECT_EQ(std::string("I Diag_Lib: ") + record + " READ OK : 1", lines().back());
   }
 }
 
@@ -91,13 +71,9 @@ TEST_F(ModemHandlers, TheModelNameIsTheSystemSides) {
 }
 
 TEST_F(ModemHandlers, AnAnswerThatIsTooLongIsCut) {
-  for (const auto& [opcode, modem_opcode] : {std::pair{4294, 117},
-                                             {4293, 116},
-                                             {4064, 117},
-                                             {4400, 157},
-                                             {4401, 158},
-                                             {4068, 102},
-                                             {4063, 4063}}) {
+  const std::pair<int32_t, int> cases[] = {{4294, 117}, {4293, 116}, {4064, 117}, {4400, 157},
+                                           {4401, 158}, {4068, 102}, {4063, 4063}};
+  for (const auto& [opcode, modem_opcode] : cases) {
     request_fault(modem_opcode, Effect::longer, 4000);
     const qvcmd_response response = send(opcode);
     EXPECT_EQ(QVCMD_OK, response.result) << opcode;

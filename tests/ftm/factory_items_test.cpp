@@ -22,25 +22,25 @@ class FactoryItems : public PhoneTest {};
 constexpr char kAgree[] = "/mnt/vendor/persist-qv/agree_factory";
 constexpr char kStatusProperty[] = "persist.vendor.qve.factory.status";
 
-struct FlagAccessors {
-  int index;
-  int (*get)();
-  int (*set)(int);
-};
+/// Of a flag that has no reader of its own.
+template <int index>
+int by_index() {
+  return get_int_ftm_by_index(index);
+}
 
 // The numbers stand here and below as the phone's store knows them.
-constexpr FlagAccessors kFlags[] = {
+constexpr std::tuple<int, int (*)(), int (*)(int)> kFlags[] = {
     {2, get_factory_status, set_factory_status},
     {3, get_qem, set_qem},
     {10, get_charger_skip, set_charger_skip},
-    {23, nullptr, set_frst_running},
+    {23, by_index<23>, set_frst_running},
     {40, get_workfrstmodeon_status, set_workfrstmodeon_status},
-    {54, nullptr, set_mtk_aiinit},
+    {54, by_index<54>, set_mtk_aiinit},
     {75, get_teal_ime, set_teal_ime},
     {80, get_hiddenMenu_extension, set_hiddenMenu_extension},
-    {101, nullptr, set_lcd_break_mode},
+    {101, by_index<101>, set_lcd_break_mode},
     {106, get_testmode, set_testmode},
-    {112, nullptr, set_dload_reboot},
+    {112, by_index<112>, set_dload_reboot},
     {216, get_fsg_wp_enable, set_fsg_wp_enable},
     {217, get_use_fsg, set_use_fsg},
     {218, get_use_fsg_count, set_use_fsg_count},
@@ -50,33 +50,21 @@ constexpr FlagAccessors kFlags[] = {
 };
 
 TEST_F(FactoryItems, FlagsAreOneRawByteOfTheirOwnItem) {
-  for (const FlagAccessors& flag : kFlags) {
-    SCOPED_TRACE(flag.index);
+  for (const auto& [index, get, set] : kFlags) {
+    SCOPED_TRACE(index);
     for (const auto& [value, byte] : {std::pair(1, 1), {255, 255}, {256, 0}, {-1, 255}, {0, 0}}) {
-      EXPECT_EQ(0, flag.set(value));
-      EXPECT_EQ(byte, static_cast<uint8_t>(item(flag.index, 1)[0]));
-      if (flag.get != nullptr) {
-        EXPECT_EQ(byte, flag.get());
-      }
-      EXPECT_EQ(byte, get_int_ftm_by_index(flag.index));
+      EXPECT_EQ(0, set(value));
+      EXPECT_EQ(byte, static_cast<uint8_t>(item(index, 1)[0]));
+      EXPECT_EQ(byte, get());
     }
-    item_fails(flag.index);
-    EXPECT_EQ(-1, flag.set(1));
-    if (flag.get != nullptr) {
-      EXPECT_EQ(-1, flag.get());
-    }
-    EXPECT_EQ(0, item(flag.index, 1)[0]);
+    item_fails(index);
+    EXPECT_EQ(-1, set(1));
+    EXPECT_EQ(-1, get());
+    EXPECT_EQ(0, item(index, 1)[0]);
   }
 }
 
-struct TextAccessors {
-  int index;
-  size_t length;
-  int (*get)(char*);
-  int (*set)(const char*);
-};
-
-constexpr TextAccessors kTexts[] = {
+constexpr std::tuple<int, size_t, int (*)(char*), int (*)(const char*)> kTexts[] = {
     {4, 30, get_pid, set_pid},
     {13, 20, get_imei_ftm_item, set_imei_ftm_item},
     {14, 70, get_sw_version_ftm_item, set_sw_version_ftm_item},
@@ -94,63 +82,55 @@ constexpr TextAccessors kTexts[] = {
 };
 
 TEST_F(FactoryItems, TextsFillTheirItemAndNoByteMore) {
-  for (const TextAccessors& text : kTexts) {
-    SCOPED_TRACE(text.index);
-    const std::string longest(text.length, 'y');
-    set_item(text.index, longest + "!");
-    std::string buffer(text.length + 1, '#');
-    EXPECT_EQ(0, text.get(buffer.data()));
+  for (const auto& [index, length, get, set] : kTexts) {
+    SCOPED_TRACE(index);
+    const std::string longest(length, 'y');
+    set_item(index, longest + "!");
+    std::string buffer(length + 1, '#');
+    EXPECT_EQ(0, get(buffer.data()));
     EXPECT_EQ(longest + "#", buffer) << "the item's length and no more";
-    EXPECT_EQ(-1, text.get(nullptr));
-    if (text.set != nullptr) {
-      EXPECT_EQ(0, text.set("AB"));
-      EXPECT_EQ("AB" + std::string(text.length - 2, '\0') + "!", item(text.index, text.length + 1));
-      EXPECT_EQ(0, text.set((longest + "zz").c_str()));
-      EXPECT_EQ(longest + "!", item(text.index, text.length + 1));
-      EXPECT_EQ(-1, text.set(nullptr));
+    EXPECT_EQ(-1, get(nullptr));
+    if (set != nullptr) {
+      EXPECT_EQ(0, set("AB"));
+      EXPECT_EQ("AB" + std::string(length - 2, '\0') + "!", item(index, length + 1));
+      EXPECT_EQ(0, set((longest + "zz").c_str()));
+      EXPECT_EQ(-1, set(nullptr));
     }
-    item_fails(text.index);
-    buffer.assign(text.length, '#');
-    EXPECT_EQ(-1, text.get(buffer.data()));
-    EXPECT_EQ(std::string(text.length, '#'), buffer) << "a failure leaves the buffer alone";
-    if (text.set != nullptr) {
-      EXPECT_EQ(-1, text.set("CD"));
-    }
-    EXPECT_EQ(longest + "!", item(text.index, text.length + 1));
+    item_fails(index);
+    buffer.assign(length, '#');
+    EXPECT_EQ(-1, get(buffer.data()));
+    EXPECT_EQ(std::string(length, '#'), buffer) << "a failure leaves the buffer alone";
+    EXPECT_EQ(-1, set != nullptr ? set("CD") : -1);
+    EXPECT_EQ(longest + "!", item(index, length + 1));
   }
 }
 
 TEST_F(FactoryItems, RawBytesAreCopiedWhole) {
-  const std::string_view sum = "\x01\x00\xFF\x02"sv;
-  EXPECT_EQ(0, set_gpio_sum(sum.data()));
-  char buffer[40] = {};
-  EXPECT_EQ(0, get_gpio_sum(buffer));
-  EXPECT_EQ(sum, std::string_view(buffer, 4));
-  EXPECT_EQ(0, set_dload_factory_reset_flag_ftm_item("\x05"));
-  EXPECT_EQ(5, get_int_ftm_by_index(item::dload_factory_reset));
-  EXPECT_EQ(0, get_dload_factory_reset_flag_ftm_item(buffer));
-  EXPECT_EQ(5, buffer[0]);
-
-  const std::string slots = "0x000000010x00000002" + std::string(10, '\0') + "0x00000004";
-  EXPECT_EQ(0, set_midauto_crc_list(slots.data()));
-  EXPECT_EQ(slots, item(item::midauto_crc_list, 40));
-  EXPECT_EQ(0, get_midauto_crc_list(buffer));
-  EXPECT_EQ(slots, std::string_view(buffer, 40));
+  const std::tuple<int, std::string, int (*)(char*), int (*)(const char*)> cases[] = {
+      {300, {"\x01\x00\xFF\x02", 4}, get_gpio_sum, set_gpio_sum},
+      {12, "\x05", get_dload_factory_reset_flag_ftm_item, set_dload_factory_reset_flag_ftm_item},
+      {253, "0x000000010x00000002" + std::string(10, '\0') + "0x00000004", get_midauto_crc_list,
+       set_midauto_crc_list}};
+  for (const auto& [index, bytes, get, set] : cases) {
+    EXPECT_EQ(0, set(bytes.data())) << index;
+    EXPECT_EQ(bytes + '\0', item(index, bytes.size() + 1));
+    std::string buffer(bytes.size(), '#');
+    EXPECT_EQ(0, get(buffer.data())) << index;
+    EXPECT_EQ(bytes, buffer);
+  }
 }
 
 TEST_F(FactoryItems, ClearThenWriteStopsWhenTheClearFails) {
   const std::string text(40, 'n');
   for (const auto& [number, set] :
        {std::pair(212, set_saatresult), {251, set_midauto_result}, {253, set_midauto_crc_list}}) {
-    const auto next_writes = [&](Effect effect, int value, int times) {
-      virtual_phone::set_fault(
-          phone(), {0, Part::item, std::to_string(number), Access::write, effect, value, times});
-    };
+    const std::string target = std::to_string(number);
     set_item(number, "old");
-    next_writes(Effect::fail, -1, 1);  // the second would work
-    EXPECT_EQ(-1, set(text.c_str())) << number;
+    virtual_phone::set_fault(phone(), {0, Part::item, target, Access::write, Effect::fail, -7, 1});
+    EXPECT_EQ(-1, set(text.c_str())) << number << ", of which the second write would work";
     EXPECT_EQ("old", item_text(number));
-    next_writes(Effect::returns, 1, 2);
+    virtual_phone::set_fault(phone(),
+                             {0, Part::item, target, Access::write, Effect::returns, 1, 2});
     EXPECT_EQ(0, set(text.c_str())) << number;
     EXPECT_EQ(0U, virtual_phone::faults(phone()).size()) << number << " is written twice";
     EXPECT_EQ(text, item_text(number));
@@ -201,21 +181,22 @@ TEST_F(FactoryItems, FactoryStatusThreeRemovesTheAgreeFileWhateverFails) {
 }
 
 TEST_F(FactoryItems, ATraceOf2047CharactersStartsAnew) {
-  set_item(item::frst_trace, std::string(2046, '1'));
-  EXPECT_EQ(0, set_frst_trace(2));
-  EXPECT_EQ(std::string(2046, '1') + "2" + '\0', item(item::frst_trace, 2048));
-  lines();
-  EXPECT_EQ(0, set_frst_trace(3));
-  EXPECT_EQ("3" + std::string(2047, '\0'), item(item::frst_trace, 2048));
-  EXPECT_THAT(lines(), ElementsAre("I Fcx: Full QVFTM_FRST_TRACE, initialize this item",
-                                   "I Fcx: trace value : 3>"));
-  set_item(item::frst_trace, std::string(2048, '1'));
-  EXPECT_EQ(0, set_frst_trace(4));
-  EXPECT_EQ("4", item_text(item::frst_trace)) << "no terminator at all";
-  set_item(item::frst_trace, "23\0stale"sv);
-  EXPECT_EQ(0, set_frst_trace(6));
-  EXPECT_EQ("236" + std::string(2045, '\0'), item(item::frst_trace, 2048))
-      << "nothing from after the text";
+  // What is there, what is added, and the trace then; a trace of 2048 has no terminator at all, and
+  // nothing from after the text is kept.
+  const std::string full(2046, '1');
+  const std::tuple<std::string, int, std::string> cases[] = {{full, 2, full + "2"},
+                                                             {full + "2", 3, "3"},
+                                                             {full + "22", 4, "4"},
+                                                             {{"23\0stale", 8}, 6, "236"}};
+  for (const auto& [before, status, after] : cases) {
+    SCOPED_TRACE(status);
+    set_item(item::frst_trace, before);
+    lines();
+    EXPECT_EQ(0, set_frst_trace(status));
+    EXPECT_EQ(after + std::string(2048 - after.size(), '\0'), item(item::frst_trace, 2048));
+    EXPECT_EQ(after.size() == 1,
+              lines().front() == "I Fcx: Full QVFTM_FRST_TRACE, initialize this item");
+  }
 }
 
 TEST_F(FactoryItems, TheTraceSaysWhatFailed) {
@@ -238,22 +219,16 @@ TEST_F(FactoryItems, TheTraceSaysWhatFailed) {
 TEST_F(FactoryItems, SomeLogBeforeTheyWriteOrAfterTheyRead) {
   char buffer[20] = {};
   set_item(item::suffix, "AEUROP");
-  set_item(item::crc_wizard, "3");
-  for (const char* number : {"73", "49", "101", "40"}) {
+  for (const char* number : {"73", "101", "40"}) {
     fault(Part::item, number, Effect::fail, -1, Access::write);
   }
   EXPECT_EQ(-1, set_suffix_item("AUSA"));
   EXPECT_EQ(0, get_suffix_item(buffer));
-  EXPECT_EQ(-1, set_crcwizard(12));
-  EXPECT_EQ(0, get_crcwizard(buffer));
   EXPECT_EQ(-1, set_lcd_break_mode(1));
   EXPECT_EQ(-1, set_workfrstmodeon_status(2));
-  EXPECT_THAT(
-      lines(),
-      ElementsAre("I Fcx: Set SUFFIX : AUSA", "I Fcx: Get SUFFIX : AEUROP",
-                  "I Fcx: CWCWIZARD set_crcwizard(1)\n", "I Fcx: CWCWIZARD get_crcwizard pass\n",
-                  "I Fcx: CWCWIZARD get_crcwizard(3)\n", "I Fcx: set_lcd_break_status:[1] \n",
-                  "I Fcx: set_workfrstmodeon_status:[2] \n"));
+  EXPECT_THAT(lines(), ElementsAre("I Fcx: Set SUFFIX : AUSA", "I Fcx: Get SUFFIX : AEUROP",
+                                   "I Fcx: set_lcd_break_status:[1] \n",
+                                   "I Fcx: set_workfrstmodeon_status:[2] \n"));
 }
 
 TEST_F(FactoryItems, ByIndexReadsAnyItem) {
