@@ -12,25 +12,20 @@ using virtual_phone::Part;
 class BtAddress : public PhoneTest {};
 
 TEST_F(BtAddress, TwelveDigitsMakeSixBytes) {
-  const std::string zeros(6, '\0');
-  const std::tuple<const char*, int, std::string> cases[] = {
-      {"0a1B2c3D4e5F", 0, "\x0A\x1B\x2C\x3D\x4E\x5F"},
-      {"FFFFFFFFFFFF", 0, "\xFF\xFF\xFF\xFF\xFF\xFF"},
-      {"0a1B2c3D4e5Fzz", 0, "\x0A\x1B\x2C\x3D\x4E\x5F"},
-      {"0a1B2c3D4e5", 1, "\x0A\x1B\x2C\x3D\x4E\x50"},  // what was converted stays
-      {"G", 1, zeros},
-      {"/0", 1, zeros},
-      {"@0", 1, zeros},
-      {"`0", 1, zeros},
-      {"g", 1, zeros},
-      {"", 1, zeros},
-      {nullptr, 1, zeros},
-      {"0A:B2C3D4E5F", 1, "\x0A" + zeros.substr(1)}};
-  for (const auto& [text, result, expected] : cases) {
+  using Converted = std::pair<int, std::string>;
+  const auto convert = [](const char* text) {
     uint8_t bytes[6] = {9, 9, 9, 9, 9, 9};
-    EXPECT_EQ(result, bt_addr_ascii_to_hexa(text, bytes)) << text;
-    EXPECT_EQ(expected, std::string(bytes, bytes + 6)) << text;
+    const int result = bt_addr_ascii_to_hexa(text, bytes);
+    return Converted(result, std::string(bytes, bytes + 6));
+  };
+  EXPECT_EQ(Converted(0, "\x0A\x1B\x2C\x3D\x4E\x5F"), convert("0a1B2c3D4e5F"));
+  EXPECT_EQ(Converted(0, "\xFF\xFF\xFF\xFF\xFF\xFF"), convert("FFFFFFFFFFFFzz"));
+  EXPECT_EQ(Converted(1, "\x0A\x1B\x2C\x3D\x4E\x50"), convert("0a1B2c3D4e5")) << "stays";
+  for (const char* text : {"0G", "0/", "0:", "0@", "0`", "0g", ""}) {
+    EXPECT_EQ(Converted(1, std::string(6, '\0')), convert(text)) << text;
   }
+  EXPECT_EQ(Converted(1, std::string(6, '\0')), convert(nullptr));
+  EXPECT_EQ(Converted(1, std::string("\x0A\0\0\0\0\0", 6)), convert("0A:B2C3D4E5F"));
   EXPECT_THAT(lines().back(),
               testing::MatchesRegex(
                   "E Fcx: \\[bt\\([1-9][0-9]+\\)-bt_addr_ascii_to_hexa\\]   bt_addr_assign : "

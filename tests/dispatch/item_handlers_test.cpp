@@ -17,16 +17,9 @@ class ItemHandlers : public CommandTest {};
 
 using Lines = std::vector<std::string>;
 
-/// The numbers stand here as stations know them.
-struct TextCommand {
-  int32_t opcode;
-  int item;
-  size_t length;
-  const char* when_empty;
-  std::string line;  ///< what is logged of the stored text "A1", or nothing
-};
-
-const TextCommand kTextCommands[] = {
+/// The numbers stand here as stations know them: opcode, item, its length, the answer when it is
+/// empty, and what is logged of the stored text "A1", or nothing.
+const std::tuple<int32_t, int, size_t, const char*, std::string> kTextCommands[] = {
     {4010, 9, 12, "0", "I Diag_Lib: SERIAL NUM : 9 (A1)\n"},
     {4015, 18, 16, "", "I Diag_Lib: MSN : 18 (A1)\n"},
     {4016, 19, 16, "", "I Diag_Lib: MANUF DATE : 19 (A1)\n"},
@@ -44,26 +37,23 @@ const TextCommand kTextCommands[] = {
 };
 
 TEST_F(ItemHandlers, AnswerAnItemsTextOrItsDefault) {
-  for (const TextCommand& command : kTextCommands) {
-    SCOPED_TRACE(command.opcode);
-    // The line has the text as it is stored, not the default.
-    const auto expect_line = [&](const std::string& text) {
-      std::string line = command.line;
-      if (!line.empty()) line.replace(line.find("A1"), 2, text);
-      EXPECT_EQ(line.empty() ? Lines{} : Lines{line}, lines_of(command.opcode));
-    };
-    EXPECT_THAT(send(command.opcode), Answers(QVCMD_OK, command.when_empty));
-    expect_line("");
-    const std::string text("A1", std::min<size_t>(command.length, 2));
-    set_item(command.item, text);
-    const qvcmd_response response = send_unclean(command.opcode);
+  const auto with_text = [](std::string line, const std::string& text) {
+    return line.empty() ? Lines{} : Lines{line.replace(line.find("A1"), 2, text)};
+  };
+  for (const auto& [opcode, number, length, when_empty, line] : kTextCommands) {
+    SCOPED_TRACE(opcode);
+    EXPECT_THAT(send(opcode), Answers(QVCMD_OK, when_empty));
+    EXPECT_EQ(with_text(line, ""), lines_of(opcode)) << "the text as it is stored, not the default";
+    const std::string text("A1", std::min<size_t>(length, 2));
+    set_item(number, text);
+    const qvcmd_response response = send_unclean(opcode);
     EXPECT_THAT(response, Answers(QVCMD_OK, text));
     EXPECT_EQ('\0', response.data[text.size()]);
-    expect_line(text);
+    EXPECT_EQ(with_text(line, text), lines_of(opcode));
     // Text of the full length has no terminator; what is stored after it is not the item's.
-    const std::string full(command.length, 'x');
-    set_item(command.item, full + "beyond");
-    EXPECT_THAT(send(command.opcode), Answers(QVCMD_OK, full));
+    const std::string full(length, 'x');
+    set_item(number, full + "beyond");
+    EXPECT_THAT(send(opcode), Answers(QVCMD_OK, full));
     lines();
   }
 }
@@ -75,16 +65,14 @@ TEST_F(ItemHandlers, AShortReadAnswersWhatArrived) {
 }
 
 TEST_F(ItemHandlers, WritesStoreTextWithoutATailOfTheOldOne) {
+  const char* saat =
+      "I Diag_Lib: [handle_set_saat_result] saatresult: PASS, data: PASS, data_len: 4\n";
   const std::tuple<int32_t, int, size_t, const char*, Lines> cases[] = {
       {4018, 37, 16, "CSN9", {"I Diag_Lib: CSN Write OK\n"}},
       {3170, 129, 8, "on", {}},
       {4416, 152, 8, "1", {}},
       {4408, 251, 128, "11", {}},
-      {4231,
-       212,
-       256,
-       "PASS",
-       {"I Diag_Lib: [handle_set_saat_result] saatresult: PASS, data: PASS, data_len: 4\n"}},
+      {4231, 212, 256, "PASS", {saat}},
       {4241, 300, 4, "1A", {}},
   };
   for (const auto& [opcode, number, length, text, written] : cases) {

@@ -112,8 +112,9 @@ TEST_F(FactoryItems, RawBytesAreCopiedWhole) {
       {253, "0x000000010x00000002" + std::string(10, '\0') + "0x00000004", get_midauto_crc_list,
        set_midauto_crc_list}};
   for (const auto& [index, bytes, get, set] : cases) {
+    set_item(index, std::string(bytes.size(), 'z') + "!");
     EXPECT_EQ(0, set(bytes.data())) << index;
-    EXPECT_EQ(bytes + '\0', item(index, bytes.size() + 1));
+    EXPECT_EQ(bytes + "!", item(index, bytes.size() + 1));
     std::string buffer(bytes.size(), '#');
     EXPECT_EQ(0, get(buffer.data())) << index;
     EXPECT_EQ(bytes, buffer);

@@ -363,7 +363,7 @@ TEST(Base64, SkipsWhatIsOutsideTheAlphabetAndStopsAtTheRoom) {
   }
   EXPECT_EQ("foobar", decoded("Zm9v\nYmFy"));
   EXPECT_EQ("f\x06\x66\xF6", decoded("Zg==Zm9v"));
-  for (const std::string& text : {" Z m 9 v "s, "=Zm9v"s, "\xFFZm\x80\x39v"s, "Zm9v\0YmFy"s}) {
+  for (const std::string& text : {" Z m 9 v "s, "=Zm9v"s, "\xFFZm\x80\x39v"s}) {
     EXPECT_EQ("foo", decoded(text)) << text;
   }
   for (const char* text : {"Z", "!!!!"}) EXPECT_EQ("", decoded(text)) << text;
