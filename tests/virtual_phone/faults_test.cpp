@@ -1,11 +1,20 @@
 // Faults: which are refused, which accesses they strike, and when.
 #include "virtual_phone/faults/faults.h"
 
+#include <cutils/properties.h>
+#include <vendor/qve/hardware/filehandle/1.0/IFileHandle.h>
+#include <vendor/qve/hardware/qvatcmd/1.0/IQvAtCmd.h>
+
 #include <cerrno>
+#include <cstdlib>
+#include <functional>
 
 #include "platform/device_home.h"
+#include "platform/diag_packets.h"
 #include "platform/factory_item_library.h"
+#include "platform/modem_interface.h"
 #include "tests/phone_fixture.h"
+#include "virtual_phone/core/clock.h"
 
 namespace fcx_test {
 namespace {
@@ -14,6 +23,8 @@ using fcx::FileOperation;
 using testing::ElementsAre;
 using testing::HasSubstr;
 using testing::ThrowsMessage;
+using vendor::qve::hardware::filehandle::V1_0::IFileHandle;
+using vendor::qve::hardware::qvatcmd::V1_0::IQvAtCmd;
 using virtual_phone::Access;
 using virtual_phone::Effect;
 using virtual_phone::Fault;
@@ -51,7 +62,6 @@ class Faults : public PhoneTest {
 
 TEST_F(Faults, ThatCannotStrikeAreRefused) {
   constexpr auto kAny = Access::any;
-  constexpr char kRoutes[] = "0 to 993 go to the modem, 1000 to 4414 to the system side";
   const struct {
     Fault fault;
     const char* why;
@@ -63,7 +73,9 @@ TEST_F(Faults, ThatCannotStrikeAreRefused) {
       {{0, Part::item, "9", Access::write, Effect::shorter, 4, {}}, "on read, not on write"},
       {{0, Part::item, "9", kAny, Effect::refuse, 0, {}}, "no item fault \"refuse\""},
       {{0, Part::item, "9", kAny, Effect::fail, 0, {}}, "a negative code"},
+      {{0, Part::item, "9", kAny, Effect::fail, int64_t{INT32_MIN} - 1, {}}, "a negative code"},
       {{0, Part::item, "9", kAny, Effect::returns, 0, {}}, "a positive number"},
+      {{0, Part::item, "9", kAny, Effect::returns, int64_t{1} << 31, {}}, "a positive number"},
       {{0, Part::item, "9", kAny, Effect::late, 0, {}}, "milliseconds, 1 to 3600000, not 0"},
       {{0, Part::item, "9", kAny, Effect::late, 3'600'001, {}}, "milliseconds, 1 to 3600000"},
       {{0, Part::item, "9", kAny, Effect::fail, -1, 0}, "at least once"},
@@ -79,12 +91,6 @@ TEST_F(Faults, ThatCannotStrikeAreRefused) {
       {{0, Part::file, "/a", kAny, Effect::fail, 134, {}}, "an error, 1 to 133"},
       {{0, Part::file, "/a", Access::call, Effect::fail, EIO, {}}, "stat or chmod, not on call"},
       {{0, Part::file, "/a", kAny, Effect::shorter, -1, {}}, "a number of bytes"},
-      {{0, Part::request, "-1", kAny, Effect::empty, 0, {}}, kRoutes},
-      {{0, Part::request, "0116", kAny, Effect::empty, 0, {}}, kRoutes},
-      {{0, Part::request, "994", kAny, Effect::empty, 0, {}}, kRoutes},
-      {{0, Part::request, "999", kAny, Effect::empty, 0, {}}, kRoutes},
-      {{0, Part::request, "4415", kAny, Effect::empty, 0, {}}, kRoutes},
-      {{0, Part::request, "99999999999", kAny, Effect::empty, 0, {}}, kRoutes},
       {{0, Part::request, "100", kAny, Effect::refuse, 0, {}}, "does not know request 100"},
       {{0, Part::request, "116", Access::read, Effect::fail, 1, {}}, "on any access, not on read"},
       {{0, Part::request, "116", kAny, Effect::fail, 0, {}}, "the code 0"},
@@ -103,6 +109,12 @@ TEST_F(Faults, ThatCannotStrikeAreRefused) {
     EXPECT_THAT([&] { vp::set_fault(phone(), c.fault); }, ThrowsMessage<Refused>(HasSubstr(c.why)))
         << vp::name_of(c.fault.part) << " " << c.fault.target << " " << vp::name_of(c.fault.effect)
         << " " << c.fault.value;
+  }
+  for (const char* number : {"-1", "0116", "994", "999", "4415", "99999999999"}) {
+    EXPECT_THAT([&] { set(Part::request, number, kAny, Effect::empty, 0); },
+                ThrowsMessage<Refused>(
+                    HasSubstr("0 to 993 go to the modem, 1000 to 4414 to the system side")))
+        << number;
   }
   for (const auto& [operation, access] : kOfAFile) {
     if (access == Access::read || access == Access::write) continue;
@@ -181,6 +193,51 @@ TEST_F(Faults, AreCountedDownByAllProcesses) {
   EXPECT_EQ(1, vp::faults(phone()).front().remaining);
   EXPECT_EQ(-1, read_item());
   EXPECT_EQ(0, read_item());
+}
+
+TEST_F(Faults, OfAServiceAreMetAtItsLookupOrAtACall) {
+  const auto at = IQvAtCmd::getService("atservice");
+  const auto files = IFileHandle::getService("default");
+  const struct {
+    const char* service;
+    std::function<bool()> is_found;
+    std::function<bool()> answers;
+  } cases[] = {
+      {"dmi", [] { return dmi_init() == 0; },
+       [] {
+         qvcmd_request request{209, 0, {}};
+         qvcmd_response response;
+         return request_to_modem_via_dmi(&request, &response) == 0;
+       }},
+      {"atservice", [] { return IQvAtCmd::getService("atservice") != nullptr; },
+       [&] {
+         return at->request({4063, 0, ""}, [](const auto&) {}).isOk();
+       }},
+      {"filehandle", [] { return IFileHandle::getService("default") != nullptr; },
+       [&] { return files->readFile("/a", [](const auto&, auto) {}).isOk(); }},
+      {"diag", [] { return true; },
+       [] {
+         return std::unique_ptr<void, decltype(&free)>(diagpkt_alloc(1, 1), &free) != nullptr;
+       }},
+  };
+  for (const auto& [service, is_found, answers] : cases) {
+    SCOPED_TRACE(service);
+    service_fault(service, Effect::dies);
+    EXPECT_TRUE(is_found());
+    EXPECT_FALSE(answers());
+    clear_faults();
+    service_fault(service, Effect::absent);
+    EXPECT_EQ(service == std::string_view("diag"), is_found()) << "it has no lookup";
+    EXPECT_FALSE(answers()) << "who found it before";
+    clear_faults();
+    fault(Part::service, service, Effect::late, 60'000);
+    const int64_t before = vp::now_us();
+    EXPECT_TRUE(is_found());
+    EXPECT_LT(vp::now_us() - before, 60'000'000);
+    EXPECT_TRUE(answers());
+    EXPECT_GE(vp::now_us() - before, 60'000'000) << "on the phone's clock";
+    clear_faults();
+  }
 }
 
 }  // namespace
