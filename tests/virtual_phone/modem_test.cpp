@@ -60,13 +60,7 @@ struct Step {
 };
 
 TEST_F(VirtualModem, KeepsWhatItIsGiven) {
-  const struct {
-    int32_t write;
-    int32_t read;
-    const char* unread;
-    std::string value;
-    const char* done;
-  } values[] = {
+  const std::tuple<int32_t, int32_t, const char*, std::string, const char*> values[] = {
       {116, 117, "IMEI READ ERROR :(", kImei, "IMEI WRITE OK"},
       {118, 119, "IMEI READ ERROR :(", "490154203237526", "IMEI WRITE OK"},
       {120, 121, "IMEI READ ERROR :(", "000000000000000", "IMEI WRITE OK"},
@@ -79,9 +73,9 @@ TEST_F(VirtualModem, KeepsWhatItIsGiven) {
       {108, 109, "FUSG READ ERROR", "1", "FUSG WRITE OK"},
       {105, 106, "IDDE READ ERROR", "record", "IDDE OK"},
   };
-  for (const auto& each : values) {
-    EXPECT_EQ(each.unread, ask(each.read).text()) << each.read;
-    EXPECT_EQ(each.done, ask(each.write, each.value).text()) << each.write;
+  for (const auto& [write, read, unread, value, done] : values) {
+    EXPECT_EQ(unread, ask(read).text()) << read;
+    EXPECT_EQ(done, ask(write, value).text()) << write;
   }
   using std::string_literals::operator""s;
   const Step steps[] = {
@@ -111,7 +105,9 @@ TEST_F(VirtualModem, KeepsWhatItIsGiven) {
     EXPECT_EQ(step.answer, ask(step.number, step.payload).text())
         << step.number << " \"" << step.payload << '"';
   }
-  for (const auto& each : values) EXPECT_EQ(each.value, ask(each.read).text()) << each.read;
+  for (const auto& [write, read, unread, value, done] : values) {
+    EXPECT_EQ(value, ask(read).text()) << read;
+  }
   for (const auto& [flag, kept] : {std::pair("10", "1"), {"no", "0"}}) {
     ask(101, flag);
     EXPECT_EQ(kept, ask(102).text());
@@ -344,12 +340,7 @@ TEST_F(VirtualModem, RequestsThatCannotBeAreRefused) {
 
 TEST_F(VirtualModem, FaultsSpoilAnswersAsTheySay) {
   const std::string done = "IMEI WRITE OK";
-  const struct {
-    Effect effect;
-    int64_t value;
-    std::string answer;
-    bool is_stored;
-  } cases[] = {
+  const std::tuple<Effect, int64_t, std::string, bool> cases[] = {
       {Effect::fail, -1, "code -1", false},
       {Effect::refuse, 0, "IMEI WRITE ERROR", false},
       {Effect::late, 1000, done, true},
@@ -360,14 +351,14 @@ TEST_F(VirtualModem, FaultsSpoilAnswersAsTheySay) {
       {Effect::longer, 15, done + "XX", true},
       {Effect::garbage, 0xFF, std::string(13, '\xFF'), true},
   };
-  for (const auto& each : cases) {
-    SCOPED_TRACE(vp::name_of(each.effect) + std::to_string(each.value));
+  for (const auto& [effect, value, expected, is_stored] : cases) {
+    SCOPED_TRACE(vp::name_of(effect) + std::to_string(value));
     vp::remove_modem_value(phone(), "imei1");
-    vp::set_fault(phone(), {0, Part::request, "116", vp::Access::any, each.effect, each.value, 1});
+    vp::set_fault(phone(), {0, Part::request, "116", vp::Access::any, effect, value, 1});
     const Answer answer = ask(116, kImei);
-    EXPECT_EQ(each.answer, answer.text());
-    EXPECT_EQ(each.effect == Effect::status ? 9 : 0, answer.response.reserved);
-    EXPECT_EQ(each.is_stored ? kImei : "(none)", modem("imei1"));
+    EXPECT_EQ(expected, answer.text());
+    EXPECT_EQ(effect == Effect::status ? 9 : 0, answer.response.reserved);
+    EXPECT_EQ(is_stored ? kImei : "(none)", modem("imei1"));
     EXPECT_EQ(done, ask(116, kImei).text()) << "struck once";
   }
 }
@@ -401,11 +392,7 @@ TEST_F(VirtualModem, TwoRequestsAtOnceAreSeen) {
 }
 
 TEST_F(VirtualModem, ValuesAreChecked) {
-  const struct {
-    const char* name;
-    std::string value;
-    const char* why;
-  } refused[] = {
+  const std::tuple<const char*, std::string, const char*> refused[] = {
       {"imei1", "490154203237511", "check digit is 8, not 1"},
       {"imei1", "49015420323751", "an IMEI has 15 digits"},
       {"imei2", "49015420323752A", "an IMEI has 15 digits"},
@@ -414,18 +401,18 @@ TEST_F(VirtualModem, ValuesAreChecked) {
       {"pid", std::string(31, 'p'), "has 1 to 30 bytes, not 31"},
       {"imei", kImei, "no value"},
   };
-  for (const auto& each : refused) {
-    EXPECT_THAT([&] { vp::check_modem_value(each.name, each.value); },
-                ThrowsMessage<Refused>(HasSubstr(each.why)))
-        << each.name << " " << each.value;
+  for (const auto& row : refused) {
+    EXPECT_THAT([&] { vp::check_modem_value(std::get<0>(row), std::get<1>(row)); },
+                ThrowsMessage<Refused>(HasSubstr(std::get<2>(row))))
+        << std::get<0>(row) << " " << std::get<1>(row);
   }
   EXPECT_THROW(set_modem("imei", kImei), Refused);
   EXPECT_THROW(set_modem("idde", std::string(2049, 'x')), Refused);
   set_modem("imei1", "bad");
   EXPECT_EQ("bad", ask(117).text()) << "a state that no write leads to";
 
-  vp::create(directory() / "other", "single", false);
-  vp::Phone single(directory() / "other");
+  vp::create(directory(), "single", true);
+  vp::Phone single(directory());
   for (const auto& [name, value] : vp::modem_values(single)) {
     EXPECT_NO_THROW(vp::check_modem_value(name, value)) << name;
   }

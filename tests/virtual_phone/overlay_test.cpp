@@ -42,8 +42,7 @@ class VirtualOverlay : public PhoneTest {
     std::string said = "dead";
     const auto service = IFileHandle::getService("default");
     const auto called = service->readFile(path, [&](const auto& contents, Error error) {
-      said =
-          error == Error::NONE ? std::string(contents) : error_text(error) + std::string(contents);
+      said = (error == Error::NONE ? "" : error_text(error)) + std::string(contents);
     });
     EXPECT_TRUE(called.isOk());
     return said;
@@ -55,14 +54,12 @@ TEST_F(VirtualOverlay, OnlyTheServiceSeesWhatLiesOverTheTree) {
   place("overlay", "/product/OP/a.xml", bytes);
   place("root", "/product/OP/a.xml", "below");
   place("root", "/product/OP/b.xml", "only below");
+  place("root", "/product/OP/empty", "");
   EXPECT_EQ(bytes, read("/product/OP/a.xml"));
   EXPECT_EQ("only below", read("/product/OP/b.xml"));
-  place("root", "/product/OP/empty", "");
   EXPECT_EQ("", read("/product/OP/empty"));
-
-  EXPECT_EQ("below", read_file(file("/product/OP/a.xml"))) << "who opens it himself";
   fs::remove(file("/product/OP/a.xml"));
-  EXPECT_EQ(0, fexists_direct("/product/OP/a.xml"));
+  EXPECT_EQ(0, fexists_direct("/product/OP/a.xml")) << "who looks for it himself";
   EXPECT_EQ(bytes, get_halData_from_file("/product/OP/a.xml"));
 }
 
@@ -72,12 +69,14 @@ TEST_F(VirtualOverlay, OnlySystemAndProductTreesAreRead) {
     place("overlay", path, path);
   }
   write_file(directory() / "overlay/outside", "o");
-  const std::pair<std::string, const char*> read_ones[] = {
-      {"/system/etc/a", "/system/etc/a"},         {"/product/a", "/product/a"},
-      {"/mnt/product/OP/a", "/mnt/product/OP/a"}, {"//product/./x/..//a", "/product/a"},
-      {"/../../product/a", "/product/a"},         {std::string("/product/a\0/b", 13), "/product/a"},
+  const std::pair<std::string, const char*> allowed[] = {
+      {"/system/etc/a", "/system/etc/a"},
+      {"/mnt/product/OP/a", "/mnt/product/OP/a"},
+      {"//product/./x/..//a", "/product/a"},
+      {"/../../product/a", "/product/a"},
+      {std::string("/product/a\0/b", 13), "/product/a"},
   };
-  for (const auto& [path, said] : read_ones) EXPECT_EQ(said, read(path)) << path;
+  for (const auto& [path, said] : allowed) EXPECT_EQ(said, read(path)) << path;
   for (const char* path : {"/oem/OP/a", "/mnt/vendor/product/a", "/data/a", "/productx/a", "",
                            "/product/../data/a", "/product/../outside", "product/a", "/product"}) {
     EXPECT_EQ(error_text(Error::DENIED), read(path)) << path;
@@ -99,22 +98,16 @@ TEST_F(VirtualOverlay, AnAnswerHasFourMebibytesAtMost) {
 
 TEST_F(VirtualOverlay, ItsFilesFailAsTheFaultsSay) {
   place("overlay", "/product/a", "abcdef");
-  const struct {
-    Access access;
-    Effect effect;
-    int64_t value;
-    std::string said;
-  } cases[] = {
+  const std::tuple<Access, Effect, int64_t, std::string> cases[] = {
       {Access::open, Effect::fail, ENOENT, error_text(Error::NOT_FOUND)},
       {Access::read, Effect::fail, EIO, error_text(Error::IO)},
       {Access::any, Effect::shorter, 4, error_text(Error::IO)},
-      {Access::any, Effect::shorter, 0, error_text(Error::IO)},
       {Access::any, Effect::shorter, 7, "abcdef"},
       {Access::write, Effect::fail, EIO, "abcdef"},
   };
-  for (const auto& each : cases) {
-    fault(Part::file, "/product/a", each.effect, each.value, each.access);
-    EXPECT_EQ(each.said, read("/product/x/../a")) << vp::name_of(each.effect) << each.value;
+  for (const auto& [access, effect, value, said] : cases) {
+    fault(Part::file, "/product/a", effect, value, access);
+    EXPECT_EQ(said, read("/product/x/../a")) << vp::name_of(effect) << value;
     clear_faults();
   }
 }
