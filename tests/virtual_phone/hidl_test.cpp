@@ -70,14 +70,10 @@ TEST(HidlString, ACopyIsItsOwnAndAMoveLeavesNothing) {
 class HidlDeathTest : public PhoneTest {};
 
 TEST(HidlReturn, AFailureThatWasAskedAboutIsHarmless) {
-  const Return<void> void_failure = Status::fromStatusT(android::DEAD_OBJECT);
-  EXPECT_FALSE(void_failure.isOk());
-  EXPECT_TRUE(void_failure.isDeadObject());
   const Return<int32_t> failure = Status::fromExceptionCode(Status::EX_ILLEGAL_STATE, "busy");
   EXPECT_EQ(7, failure.withDefault(7));
   EXPECT_FALSE(failure.isDeadObject());
   EXPECT_THAT(failure.description(), HasSubstr("busy"));
-
   const Return<int32_t> success = 5;
   EXPECT_EQ(5, success);
   EXPECT_EQ(5, success.withDefault(7));
@@ -86,11 +82,7 @@ TEST(HidlReturn, AFailureThatWasAskedAboutIsHarmless) {
 
 TEST_F(HidlDeathTest, WhatCouldMisleadAborts) {
   using Failure = Return<int32_t>;
-  const struct {
-    const char* what;
-    void (*overlook)(Failure&&);
-    const char* says;
-  } cases[] = {
+  const std::tuple<const char*, void (*)(Failure &&), const char*> cases[] = {
       {"destroyed", [](Failure&&) {}, "Nobody asked"},
       {"only described", [](Failure&& it) { it.description(); }, "Nobody asked"},
       {"moved on", [](Failure&& it) { const Failure moved = std::move(it); }, "Nobody asked"},

@@ -173,36 +173,6 @@ TEST_F(VirtualPhone, OnlyAFileIsALogAndNobodyWaitsForIt) {
   EXPECT_THAT([&] { vp::LogReader{log}; }, is_refused);
 }
 
-TEST_F(VirtualPhone, AnEntryThatThereIsNoMemoryForIsLost) {
-#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
-  GTEST_SKIP() << "these checks end a process that is out of memory";
-#endif
-  const std::string large(64 << 20, 'x');
-  const rlimit none{1, RLIM_INFINITY};
-  rlimit set{};
-  ASSERT_EQ(0, setrlimit(RLIMIT_AS, &none));
-  ASSERT_EQ(0, getrlimit(RLIMIT_AS, &set));
-  testing::internal::CaptureStderr();
-  for (int i = 0; i < 2; ++i) __android_log_buf_write(3, 4, "Fcx", large.c_str());
-  const rlimit unlimited{RLIM_INFINITY, RLIM_INFINITY};
-  ASSERT_EQ(0, setrlimit(RLIMIT_AS, &unlimited));
-  const std::string said = testing::internal::GetCapturedStderr();
-  if (set.rlim_cur != none.rlim_cur) GTEST_SKIP() << "memory has no limit under an emulator";
-  EXPECT_EQ("virtual phone: log entries are lost: out of memory\n", said) << "once";
-  __android_log_buf_write(3, 4, "Fcx", "after");
-  EXPECT_THAT(lines(), ElementsAre("I Fcx: after"));
-}
-
-TEST_F(VirtualPhone, AValueThatADatabaseDoesNotTakeIsToldAsSuch) {
-  vp::Database database(directory() / "phone.db", vp::Database::Survives::kill);
-  const char byte = 0;
-  const std::string_view huge(&byte, size_t{1} << 31);  // refused before it is read
-  const auto fails = [](const char* why) { return ThrowsMessage<Error>(HasSubstr(why)); };
-  EXPECT_THAT([&] { database.query("SELECT ?").bind(huge); }, fails("phone.db: string or blob"));
-  EXPECT_THAT([&] { database.query("SELECT ?").bind_blob(huge); }, fails("string or blob too big"));
-  EXPECT_THAT([&] { database.query("SELECT ?").bind(1).bind(2); }, fails("index out of range"));
-}
-
 TEST_F(VirtualPhone, ADirectoryThatIsNoUsablePhoneSaysWhatToDo) {
   const auto other = directory() / "other";
   vp::create(other, "single", false);
