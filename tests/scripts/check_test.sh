@@ -39,12 +39,9 @@ while read -r from to header; do
 done < <(xargs -n 3 <<'END'
 dispatch modem/link include/fcx/modem_link.h         carrier devices include/fcx/bt_address.h
 carrier virtual_phone virtual_phone/core/phone.h     carrier/package carrier carrier/sim.h
-services tools tools/cli.h                           devices tests tests/phone_fixture.h
 modem carrier/package carrier/package/xml.h          ftm modem/link modem/link/command_link.h
-common benchmarks benchmarks/bench.h                 platform common common/text.h
 include/fcx platform platform/device_home.h          virtual_phone common common/files.h
-daemon common common/text.h                          tools modem/link modem/link/command_link.h
-tests carrier carrier/state.h                        benchmarks fuzz fuzz/target.h
+daemon common common/text.h                          tests carrier carrier/state.h
 END
 )
 plant carrier '#include "modem/link/base64.h"' 'modem/link/base64.h is internal to modem/link'

@@ -17,7 +17,6 @@ namespace {
 
 using android::sp;
 using android::hardware::hidl_string;
-using android::hardware::hidl_vec;
 using android::hardware::Return;
 using android::hardware::Status;
 using android::hardware::Void;
@@ -25,7 +24,6 @@ using testing::HasSubstr;
 using vendor::qve::hardware::filehandle::V1_0::IFileHandle;
 using vendor::qve::hardware::qvatcmd::V1_0::IQvAtCmd;
 using vendor::qve::hardware::qvatcmd::V1_0::QVATCMDRequest;
-using vendor::qve::hardware::qvatcmd::V1_0::QVATCMDResponse;
 
 TEST(HidlString, HoldsWhatItWasGiven) {
   const std::string with_nul("a\0b", 3);
