@@ -6,6 +6,7 @@
 #include <android-base/thread_annotations.h>
 #else
 #define GUARDED_BY(mutex)
+#define NO_THREAD_SAFETY_ANALYSIS
 #define PT_GUARDED_BY(mutex)
 #define REQUIRES(...)
 #define RETURN_CAPABILITY(mutex)

@@ -82,7 +82,15 @@ TEST_F(CondVars, ATimeOutIsNotAnError) {
   EXPECT_THAT(lines(), testing::IsEmpty());
 }
 
+/// Waits with a mutex that nobody holds: the error that is wanted, and that the compiler would see.
+int wait_without_mutex(CondVar& condition, Mutex& mutex) NO_THREAD_SAFETY_ANALYSIS {
+  return condition.wait(mutex, 1);
+}
+
 TEST_F(CondVars, AnErrorOfATimedWaitIsLoggedWithoutATag) {
+#ifdef __SANITIZE_THREAD__
+  GTEST_SKIP() << "the data-race checks see the same error";
+#endif
   // A mutex that notices who does not hold it.
   Mutex mutex;
   pthread_mutexattr_t checking;
@@ -90,7 +98,7 @@ TEST_F(CondVars, AnErrorOfATimedWaitIsLoggedWithoutATag) {
   ASSERT_EQ(0, pthread_mutexattr_settype(&checking, PTHREAD_MUTEX_ERRORCHECK));
   ASSERT_EQ(0, pthread_mutex_init(mutex.nativeHandle(), &checking));
   CondVar never;
-  EXPECT_EQ(0, never.wait(mutex, 1));
+  EXPECT_EQ(0, wait_without_mutex(never, mutex));
   EXPECT_THAT(lines(), testing::ElementsAre("E : CondVar::wait: fail timed wait; error=0x1"));
 }
 

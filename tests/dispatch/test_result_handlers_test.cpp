@@ -9,7 +9,6 @@ namespace item = fcx::item;
 
 using std::string_view_literals::operator""sv;
 using testing::ElementsAre;
-using testing::IsEmpty;
 using virtual_phone::Access;
 using virtual_phone::Effect;
 using virtual_phone::Part;

@@ -123,8 +123,9 @@ TEST_F(FactoryItems, RawBytesAreCopiedWhole) {
 
 TEST_F(FactoryItems, ClearThenWriteStopsWhenTheClearFails) {
   const std::string text(40, 'n');
-  for (const auto& [number, set] :
-       {std::pair(212, set_saatresult), {251, set_midauto_result}, {253, set_midauto_crc_list}}) {
+  const std::pair<int, int (*)(const char*)> setters[] = {
+      {212, set_saatresult}, {251, set_midauto_result}, {253, set_midauto_crc_list}};
+  for (const auto& [number, set] : setters) {
     const std::string target = std::to_string(number);
     set_item(number, "old");
     virtual_phone::set_fault(phone(), {0, Part::item, target, Access::write, Effect::fail, -7, 1});

@@ -11,7 +11,6 @@ namespace {
 
 namespace item = fcx::item;
 
-using testing::ElementsAre;
 using testing::IsEmpty;
 using testing::SizeIs;
 using virtual_phone::Access;

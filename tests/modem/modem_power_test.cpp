@@ -52,17 +52,17 @@ TEST_F(ModemPower, AResetIsNotRepeatedWhileItLasts) {
 }
 
 TEST_F(ModemPower, AFailedResetStaysUnderWay) {
-  request_fault(kReset, Effect::refuse);
-  expect_reset(1, {kSyncEfs, kReset});
-  clear_faults();
-  expect_reset(0, {});  // on purpose: "doing" until the process restarts
-}
-
-TEST_F(ModemPower, WithoutAFlushThereIsNoReset) {
-  request_fault(kSyncEfs, Effect::refuse);
-  expect_reset(1, {kSyncEfs});
-  EXPECT_EQ("E Fcx: EFS SYNC ERROR !!!!!!!!!\n", lines().back());
-  expect_reset(0, {});  // on purpose: it stays under way after any failure
+  const std::pair<int, std::vector<int>> cases[] = {{kReset, {kSyncEfs, kReset}},
+                                                    {kSyncEfs, {kSyncEfs}}};
+  for (const auto& [refused, sent] : cases) {
+    testmode_power_reset_wait(nullptr);
+    request_fault(refused, Effect::refuse);
+    expect_reset(1, sent);
+    clear_faults();
+    expect_reset(0, {});  // on purpose: "doing" until the process restarts
+  }
+  const auto written = lines();
+  EXPECT_EQ("E Fcx: EFS SYNC ERROR !!!!!!!!!\n", written.at(written.size() - 2));
 }
 
 TEST_F(ModemPower, BootIsAProperty) {

@@ -87,9 +87,9 @@ TEST_F(HidlDeathTest, WhatCouldMisleadAborts) {
       {"overwritten", [](Failure&& it) { it = 1; }, "Nobody asked"},
       {"its value taken", [](Failure&& it) { static_cast<void>(int32_t{it}); }, "value was taken"},
   };
-  for (const auto& [what, overlook, says] : cases) {
-    const auto fail = [&] { overlook(Status::fromStatusT(android::DEAD_OBJECT)); };
-    EXPECT_EXIT(fail(), testing::KilledBySignal(SIGABRT), says) << what;
+  for (const auto& each : cases) {
+    const auto fail = [&] { std::get<1>(each)(Status::fromStatusT(android::DEAD_OBJECT)); };
+    EXPECT_EXIT(fail(), testing::KilledBySignal(SIGABRT), std::get<2>(each)) << std::get<0>(each);
   }
   EXPECT_DEATH(hidl_string().setToExternal("abc", 2), "must end in a NUL");
 }

@@ -229,7 +229,6 @@ TEST_F(VirtualOverlay, TheProductSaysWhetherItHasOne) {
       {"true", true},         {"1", true},           {"false", false},   {"0", false},
       {"TRUE", std::nullopt}, {"yes", std::nullopt}, {"", std::nullopt},
   };
-  EXPECT_EQ(std::nullopt, Features2::product_overlayfs());
   for (const auto& [value, has_one] : cases) {
     set_build_property("ro.vendor.qve.product.overlayfs", value);
     EXPECT_EQ(has_one, Features2::product_overlayfs()) << value;
