@@ -211,6 +211,7 @@ TEST_F(VirtualPhone, OnlyAPhoneIsReplaced) {
 }
 
 TEST_F(VirtualPhone, AValueThatADatabaseDoesNotTakeIsAnError) {
+  const std::lock_guard lock(phone().mutex());
   EXPECT_THROW(phone().fleeting().query("SELECT ?").bind(1).bind(2), Error);
 }
 
