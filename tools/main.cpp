@@ -6,6 +6,7 @@
 #include <exception>
 #include <new>
 #include <string>
+#include <vector>
 
 #include "tools/commands.h"
 #include "virtual_phone/core/clock.h"
@@ -60,6 +61,17 @@ void choose_clock() {
                                             : virtual_phone::Clock::real);
 }
 
+/// Lets the first allocation that fails still throw: the exception takes memory too, and the
+/// reserve that libc++abi has for it is not aligned as the unwinder requires.
+void keep_memory_for_errors() {
+  static std::vector<char> reserve(std::size_t{64} * 1024);
+  std::set_new_handler([] {
+    std::set_new_handler(nullptr);
+    std::vector<char>().swap(reserve);
+    throw std::bad_alloc();
+  });
+}
+
 /// What clears away a large object needs memory itself, and ends the process where there is none.
 void install_end_without_memory() {
   static const std::terminate_handler other = std::set_terminate([] {
@@ -104,6 +116,7 @@ int run(int argc, char** argv) {
 }  // namespace
 
 int main(int argc, char** argv) {
+  keep_memory_for_errors();
   install_end_without_memory();
   try {
     choose_clock();
