@@ -1,6 +1,6 @@
 #!/usr/bin/env bash
 # Boots that lose their power: power_cut_test.sh N [PROFILE], with $FCX_TOOL the command that runs the
-# tool. N times a first start, and N times the start behind a change of the SIM, is killed at a moment
+# tool. N times a first start, and N times the start after a change of the SIM, is killed at a moment
 # of its own; the next whole starts must decide as those of a phone that nobody has disturbed, and
 # leave the same files.
 set -u
@@ -56,7 +56,7 @@ cut_starts() {
     { timeout -s KILL "$moment" "${tool[@]}" --phone "$work/phone" boot; } >/dev/null 2>&1
     first=$(boot "$work/phone")
     differ "$name, cut after $moment s: the next start" "$(settled "$second")" "$(settled "$first")"
-    differ "$name, cut after $moment s: the start behind it" "$second" "$(boot "$work/phone")"
+    differ "$name, cut after $moment s: the start after it" "$second" "$(boot "$work/phone")"
     differ "$name, cut after $moment s: the files" "$expected_kept" "$(kept "$work/phone")"
   done
 }
