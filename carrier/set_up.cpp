@@ -100,22 +100,25 @@ void set_defaults(CarrierState& state) REQUIRES(state.pass) {
   if (state.has_fast_profile || state.has_late_profile) qve_set_sap_default_property(state);
 }
 
-/// The MCCs of the stored network code.
-void read_mcc_list(LongText& out) {
+/// The MCCs of the stored network code. @return false when it cannot be read
+[[nodiscard]] bool read_mcc_list(LongText& out) {
   fcx::TextBuffer<2048> code;
-  if (get_ntcode(code.data()) != 0) SBP_LOG("[QVE][SBP] the network code cannot be read\n");
+  const bool is_read = get_ntcode(code.data()) == 0;
+  if (!is_read) SBP_LOG("[QVE][SBP] the network code cannot be read\n");
   qve_get_mcc_list(code.data(), out.data());
+  return is_read;
 }
 
-void decide_mcc_list(const CarrierState& state, LongText& out) REQUIRES(state.pass) {
+/// @return false when nobody knows
+[[nodiscard]] bool decide_mcc_list(const CarrierState& state, LongText& out) REQUIRES(state.pass) {
   const PropertyText of_test = state.is_test_mode
                                    ? read_property("persist.vendor.qve.service.flex.nt-mccmnc")
                                    : PropertyText();
   if (of_test.view().size() >= 6) {
     out = LongText(of_test.view().substr(0, 3));
-  } else {
-    read_mcc_list(out);
+    return true;
   }
+  return read_mcc_list(out);
 }
 
 /// A rewritten network code makes this start a first one.
@@ -140,8 +143,11 @@ void qve_update_cust_items(CarrierState& state, const PropertyText& mccmnc) REQU
 
 /// Step 3: which MCCs the device may belong to.
 void settle_mcc_list(CarrierState& state, Lists& lists) REQUIRES(state.pass) {
-  decide_mcc_list(state, lists.mcc);
-  state.decision.mcc_list.set(lists.mcc.c_str());
+  const bool is_known = decide_mcc_list(state, lists.mcc);
+  // The list of an earlier start, or pass, stands where nobody knows a newer one.
+  if (is_known || state.first_boot != FirstBoot::settled) {
+    state.decision.mcc_list.set(lists.mcc.c_str());
+  }
   lists.mccmnc = LongText(read_property(fcx::kMccMncListProperty).view());
   lists.subset = LongText(read_property(fcx::kSubsetListProperty).view());
   qve_check_2nd_ntcode(lists.mccmnc.c_str(), lists.subset.c_str());

@@ -114,7 +114,9 @@ void clear_temporaries_in(const DevicePath& directory) {
   if (open == nullptr) return;
   while (const dirent* entry = readdir(open.get())) {
     const std::string_view name = entry->d_name;
-    if (name.substr(0, kTemporary.size()) != kTemporary) continue;
+    const bool is_temporary = name.size() == kTemporary.size() + kUniqueLength &&
+                              name.substr(0, kTemporary.size()) == kTemporary;
+    if (!is_temporary) continue;
     const unique_fd fd(openat(dirfd(open.get()), entry->d_name, O_RDONLY | O_NOFOLLOW | kAlways));
     // Nobody makes links: one was planted.
     const bool is_left_over = fd.ok() ? take(fd) : errno == ELOOP;
@@ -243,7 +245,8 @@ Result flush_directory_of(const char* device_path) {
   return operate(directory.data(), DevicePath(parent), FileOperation::sync_directory,
                  [](const char* opened) {
                    const unique_fd fd(open(opened, O_RDONLY | O_DIRECTORY | kAlways));
-                   return fd.ok() ? fsync(fd.get()) : 0;
+                   if (fd.ok()) return fsync(fd.get());
+                   return errno == EACCES ? 0 : -1;
                  });
 }
 

@@ -76,7 +76,8 @@ Copy copy_from_service(const std::string& path) {
   }
   std::string made = fcx::kStoredFilesDirectory;
   made.append(path, path.rfind('/'), std::string::npos);
-  fcx::DeviceFile file(made.c_str(), O_WRONLY | O_CREAT | O_TRUNC, kCopyMode);
+  // A copy's name is known beforehand: a link that somebody has planted there is not followed.
+  fcx::DeviceFile file(made.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_NOFOLLOW, kCopyMode);
   if (!file.is_open()) {
     SBP_LOG("[QVE][SBP] %s cannot be opened: %s\n", made.c_str(), file.reason());
     return {{}, false, answer.presence};

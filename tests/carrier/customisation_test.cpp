@@ -88,9 +88,13 @@ TEST_F(Customisation, AnOverlaysXmlIsCopiedToBeParsedAndACopyThatIsNoXmlStays) {
   EXPECT_EQ("<half>", content(kCopy));
 
   place("/product/x/a.xml", "<whole/>");
+  std::string copy = "untouched";
+  fs::remove(file(kCopy));
+  fs::create_symlink(directory() / "outside", file(kCopy));
+  EXPECT_EQ(0, get_hal_copied_file("/product/x/a.xml", copy));
+  EXPECT_FALSE(fs::exists(directory() / "outside")) << "nor is a link followed";
   fs::remove(file(kCopy));
   fs::create_directory(file(kCopy));  // nothing can be copied there
-  std::string copy = "untouched";
   EXPECT_EQ(0, get_hal_copied_file("/product/x/a.xml", copy));
   EXPECT_EQ("untouched", copy);
   EXPECT_FALSE(parses("/product/x/a.xml")) << "and it cannot be opened itself";

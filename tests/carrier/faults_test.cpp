@@ -270,6 +270,16 @@ TEST_F(LeftWaiting, AfterAPowerCutTheSimSettlesTheMccAndNothingElseIsDifferent) 
   EXPECT_EQ("FFF", property("persist.vendor.qve.first-mcc"));
 }
 
+TEST_F(LeftWaiting, ANetworkCodeThatCannotBeReadChangesNoList) {
+  set_property("persist.vendor.qve.ntcode-changed", "3");
+  set_property("persist.vendor.qve.first-mcc", "FFF");
+  set_property(kMark, "1");
+  item_fails(421);
+  boot();
+  EXPECT_EQ("234,262", property("persist.vendor.qve.mcc-list"));
+  EXPECT_EQ("234", property("persist.vendor.qve.first-mcc")) << "no later start would settle it";
+}
+
 /// Puts something that is no file in a device file's place.
 void make_pipe(const fs::path& path) {
   fs::create_directories(path.parent_path());

@@ -136,6 +136,7 @@ TEST_F(DeviceHandlers, TemporariesAreTheirMakersAndFollowNoLink) {
   write_file(directory / ".temp.333333", "being written");
   const int living = open((directory / ".temp.333333").c_str(), O_RDONLY);
   ASSERT_EQ(0, flock(living, LOCK_EX));
+  write_file(directory / ".temp.of.others", "none of ours");
   write_file(directory / "agree_factory.tmp", "nobody's");
   fs::permissions(directory / "agree_factory.tmp", fs::perms::owner_read);
   send(4419, "agreed");
@@ -145,8 +146,8 @@ TEST_F(DeviceHandlers, TemporariesAreTheirMakersAndFollowNoLink) {
   for (const auto& each : fs::directory_iterator(directory)) {
     if (!each.is_directory()) left.push_back(each.path().filename());
   }
-  EXPECT_THAT(left,
-              testing::UnorderedElementsAre("agree_factory", "agree_factory.tmp", ".temp.333333"));
+  EXPECT_THAT(left, testing::UnorderedElementsAre("agree_factory", "agree_factory.tmp",
+                                                  ".temp.333333", ".temp.of.others"));
   close(living);
 }
 
