@@ -61,7 +61,9 @@ void reset_serial_number() {
   constexpr size_t kLongest = fcx::factory_item<fcx::item::serial_number>().length;
   static_assert(kZeros.size() == kLongest);
   fcx::TextBuffer<kLongest> serial;
-  static_cast<void>(qve_factory_serial_number_read(serial.data()));  // unreadable: none
+  if (qve_factory_serial_number_read(serial.data()) != 0) {
+    DOMAIN_ERROR("item %d cannot be read\n", fcx::item::serial_number);
+  }
   const size_t length = std::max<size_t>(serial.view().size(), 1);
   const fcx::TextBuffer<kLongest> zeros(kZeros.substr(0, length));
   if (qve_factory_serial_number_write(zeros.c_str()) != 0) {
@@ -71,7 +73,10 @@ void reset_serial_number() {
 
 /// Resets what hangs on the identity. @return 0, or 1 when the Bluetooth address cannot be stored
 int reset_dependent_identity() {
-  if (handle_testmode_bt_write_request(fcx::kDefaultBtAddress) == 1) return QVCMD_FAIL;
+  if (handle_testmode_bt_write_request(fcx::kDefaultBtAddress) == 1) {
+    DOMAIN_ERROR("item %d cannot be written\n", fcx::item::bt_address);
+    return QVCMD_FAIL;
+  }
   reset_serial_number();
   if (set_ntcode("", 0) != 0) DOMAIN_ERROR("the network-code list cannot be emptied\n");
   if (!fcx::write_property(kMccListProperty, "0").ok()) {

@@ -276,6 +276,10 @@ TEST_F(IdentityItems, AResetSerialNumberIsAsLongAsTheOldOne) {
     call(write_qve_idde, "record");
     EXPECT_EQ(zeros, item_text(item::serial_number)) << old;
   }
+  fault(Part::item, "9", Effect::fail, -1, Access::read);
+  lines();
+  call(write_qve_idde, "record");
+  EXPECT_THAT(lines(), testing::Contains("E Fcx: item 9 cannot be read\n"));
 }
 
 TEST_F(IdentityItems, AnIddeThatIsNotAcceptedChangesNothing) {
@@ -292,6 +296,7 @@ TEST_F(IdentityItems, AnIddeThatIsNotAcceptedChangesNothing) {
   }
   fault(Part::item, "8", Effect::fail, -1, Access::write);
   EXPECT_EQ(1U, call(write_qve_idde, "record").first) << "without the Bluetooth address it ends";
+  EXPECT_EQ("E Fcx: item 8 cannot be written\n", lines().back());
   EXPECT_EQ("QV2006A00123", item_text(item::serial_number));
   EXPECT_EQ("(not set)", property("persist.vendor.qve.ntcode-changed"));
 }
