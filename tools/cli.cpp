@@ -56,11 +56,6 @@ Option Verb::add_option(const std::string& names, std::optional<std::string>& va
   return Option(*app_->add_option(names, value, help));
 }
 
-Option Verb::add_option(const std::string& names, std::optional<int64_t>& value,
-                        const std::string& help) {
-  return Option(*app_->add_option(names, value, help));
-}
-
 void Verb::add_flag(const std::string& names, bool& value, const std::string& help) {
   app_->add_flag(names, value, help);
 }

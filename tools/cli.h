@@ -47,8 +47,6 @@ class Verb {
   Option add_option(const std::string& names, std::string& value, const std::string& help);
   Option add_option(const std::string& names, std::optional<std::string>& value,
                     const std::string& help);
-  Option add_option(const std::string& names, std::optional<int64_t>& value,
-                    const std::string& help);
   void add_flag(const std::string& names, bool& value, const std::string& help);
 
   /// Text at the end of its help.

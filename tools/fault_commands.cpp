@@ -294,18 +294,18 @@ void add_fault(Verb& tool, Invocation& invocation) {
   add_command(group, "list", "List the faults that are set", "",
               [&invocation] { list_faults(invocation); });
 
-  auto id = std::make_shared<std::optional<int64_t>>();
+  auto id = std::make_shared<std::string>("all");
   Verb& clear =
       add_command(group, "clear", "Remove one fault, or all of them", "", [&invocation, id] {
         vp::Phone& phone = invocation.open_phone();
-        if (!id->has_value()) {
+        if (*id == "all") {
           vp::clear_faults(phone);
-        } else if (!vp::clear_fault(phone, **id)) {
-          throw UsageError("there is no fault " + std::to_string(**id));
+        } else if (!vp::clear_fault(phone, number_of(*id, "a fault"))) {
+          throw UsageError("there is no fault " + *id);
         }
         list_faults(invocation);
       });
-  clear.add_option("id", *id, "The fault's number in `fcx fault list`");
+  clear.add_option("id", *id, "The fault's number in `fcx fault list`, or all of them");
 }
 
 }  // namespace cli

@@ -192,6 +192,9 @@ void add_prop(Verb& tool, Invocation& invocation) {
   auto name = std::make_shared<std::string>();
   Verb& get = add_command(group, "get", "Print one value; nothing when it is not set", "",
                           [&invocation, name] {
+                            if (!vp::is_property_name(*name)) {
+                              throw UsageError("\"" + *name + "\" is no property name");
+                            }
                             const auto value = vp::get_property(invocation.open_phone(), *name);
                             if (invocation.json) {
                               print({{"name", *name}, {"value", value ? Json(*value) : Json()}});

@@ -133,20 +133,24 @@ is prepared first. A row that is not available answers `result` 1.
 class TemporaryPhone {
  public:
   explicit TemporaryPhone(const char* profile)
-      : directory_(std::filesystem::temp_directory_path() /
-                   ("fcx-demo-" + std::to_string(getpid()) + "-" + profile)) {
-    vp::create(directory_, profile, true);
-    factory_daemon::open(directory_);
-  }
-  ~TemporaryPhone() {
-    std::error_code ignored;
-    std::filesystem::remove_all(directory_, ignored);
+      : directory_{std::filesystem::temp_directory_path() /
+                   ("fcx-demo-" + std::to_string(getpid()) + "-" + profile)} {
+    vp::create(directory_.path, profile, true);
+    factory_daemon::open(directory_.path);
   }
   TemporaryPhone(const TemporaryPhone&) = delete;
   TemporaryPhone& operator=(const TemporaryPhone&) = delete;
 
  private:
-  std::filesystem::path directory_;
+  /// Gone also when no phone came of it.
+  struct Directory {
+    std::filesystem::path path;
+    ~Directory() {
+      std::error_code ignored;
+      std::filesystem::remove_all(path, ignored);
+    }
+  };
+  Directory directory_;
 };
 
 struct DemoStep {

@@ -16,8 +16,6 @@ ROOMS = {
     "carrier": (),
     "carrier/package": ("*.h",),
     "services": (),
-    "services/logs": (),
-    "services/screen": (),
     "devices": (),
     "modem": (),
     "modem/link": ("command_link.h",),

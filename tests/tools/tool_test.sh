@@ -107,7 +107,7 @@ phone)
     state=$1
     (cd "$work" && eval "$1" >/dev/null)
   }
-  for begun in 'mkdir -p phone/root' 'mkdir phone; : >phone/phone.db' 'fcx init; rm phone/phone.db*' \
+  for begun in 'mkdir phone; : >phone/phone.db' 'fcx init; rm phone/phone.db*' \
     'fcx init; : >phone/phone.db' 'fcx init; truncate -s 99 phone/phone.db' \
     'fcx init; truncate -s 3000 phone/phone.db' 'fcx init; head -c 9000 /dev/zero >phone/phone.db' \
     'fcx init; cp -r phone .phone.new-old' 'fcx init; mv phone .phone.new-old; mkdir -p .phone.new/root'; do
@@ -117,7 +117,7 @@ phone)
     expect 0 'profile blank' fcx init --profile blank --force
     expect 0 '^$' find "$work" -maxdepth 1 -name '.phone.*'
   done
-  for foreign in 'mkdir -p phone/log' 'mkdir phone; echo kept >phone/phone.db' 'mkdir -p phone/phone.db/root' \
+  for foreign in 'mkdir -p phone/root phone/log' 'mkdir -p phone/root; echo kept >phone/phone.db' 'mkdir phone; echo kept >phone/phone.db' 'mkdir -p phone/phone.db/root' \
     'fcx init; echo kept >phone/thesis' 'fcx init; echo kept >phone/efs-golden' 'echo kept >phone' \
     'ln -s nowhere phone' 'mkdir .phone.new; echo kept >.phone.new/thesis'; do
     place "$foreign"
@@ -136,6 +136,7 @@ state)
   fcx prop set vendor.a 1
   expect 0 'restarted' fcx reboot
   expect 0 '"value": null' fcx prop get vendor.a --json
+  expect 2 'is no property name' fcx prop get 'a b'
   expect 0 '\[ro.build.type\]: \[userdebug\]' fcx prop list
   expect 0 'restart +by hand' fcx events
   log=$FCX_PHONE/log/system.log
@@ -156,6 +157,7 @@ faults)
   expect 0 '^data +ERROR$' fcx send 4295 '2020/06/01 09:30:00'
   expect 0 '"value": 28' fcx fault list --json
   expect 2 'no fault 99' fcx fault clear 99
+  expect 2 'a fault is a whole number, not ""' fcx fault clear ''
   expect 0 'no fault is set' fcx fault clear
   expect 0 'item +9 +read +fail -1 +2 +1$' fcx fault item 9 fail --on read --after 2 --times 1
   expect 0 '/mnt +syncdir +fail EIO' fcx fault file /mnt fail --on syncdir

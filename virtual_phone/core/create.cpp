@@ -87,6 +87,13 @@ void make_database(const fs::path& file, const Profile& profile) {
   transaction.commit();
 }
 
+/// The partition of the factory items, as large as no other file is by chance.
+constexpr uintmax_t kPartitionSize = kPartitionBlocks * kItemBlock;
+
+fs::path partition_of(const fs::path& directory) {
+  return device_file(directory / "root", get_ftm_path());
+}
+
 void make_phone(const fs::path& directory, const Profile& profile) {
   const fs::path root = directory / "root";
   fs::create_directories(directory / "log");
@@ -96,9 +103,8 @@ void make_phone(const fs::path& directory, const Profile& profile) {
   write_tree(root, profile.files);
   write_tree(directory / kOverlayName, profile.overlay_files);
   write_tree(directory / kEfsName, profile.efs_files);
-  const fs::path partition = device_file(root, get_ftm_path());
-  write_file(partition, "");
-  fs::resize_file(partition, kPartitionBlocks * kItemBlock);
+  write_file(partition_of(directory), "");
+  fs::resize_file(partition_of(directory), kPartitionSize);
   make_database(directory / kDatabaseName, profile);
 }
 
@@ -113,8 +119,11 @@ Content content_of(const fs::path& directory) {
   constexpr std::string_view kMagic("SQLite format 3\0", 16);
   constexpr size_t kHeader = 100;
   constexpr size_t kApplicationIdOffset = 68;
-  // Without a database only the tree says that there is, or was to be, a phone.
-  const Content unknown = fs::exists(directory / "root") ? Content::half_made : Content::foreign;
+  // Without a database only the tree says that there was a phone: "root" alone may be anybody's.
+  const fs::path partition = partition_of(directory);
+  const bool has_partition =
+      fs::is_regular_file(partition) && fs::file_size(partition) == kPartitionSize;
+  const Content unknown = has_partition ? Content::half_made : Content::foreign;
   const fs::path file = directory / kDatabaseName;
   if (!fs::exists(fs::symlink_status(file))) return unknown;
   if (!fs::is_regular_file(file)) return Content::foreign;
