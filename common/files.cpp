@@ -222,6 +222,12 @@ Result DeviceFile::write(std::string_view content) {
   return is_open() ? write_all(device_path_, fd_, content) : Result::failed(error_);
 }
 
+Result DeviceFile::close() {
+  if (!is_open()) return Result::failed(error_);
+  error_ = EBADF;
+  return Result::of(::close(fd_.release()));
+}
+
 ReadResult read_device_file(const char* device_path, char* buffer, size_t size) {
   return DeviceFile(device_path, O_RDONLY).read(buffer, size);
 }

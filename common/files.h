@@ -69,6 +69,8 @@ class DeviceFile {
   ReadResult read(char* buffer, size_t size);
   /// Writes on, in place.
   Result write(std::string_view content);
+  /// Ends it, with what only the end tells of the writes.
+  Result close();
 
  private:
   const char* device_path_;

@@ -64,14 +64,16 @@ struct PathChange {
 /// Writes the lock node as a kernel attribute. A failure is logged there and stops nothing.
 void write_lock(const char* digit) { static_cast<void>(write_sysfs(kLockNode, digit, 1)); }
 
-int set_config(const char* config) {
-  return fcx::write_property(kConfigProperty, config).ok() ? 0 : 1;
+int set_config(const char* function, const char* config) {
+  if (fcx::write_property(kConfigProperty, config).ok()) return 0;
+  DOMAIN_ERROR("%s: %s cannot be set\n", function, kConfigProperty);
+  return 1;
 }
 
-int unlock_and_configure(const char* config) {
+int unlock_and_configure(const char* function, const char* config) {
   write_lock("0");
   fcx::platform_sleep_us(kModeChangeUs);
-  return set_config(config);
+  return set_config(function, config);
 }
 
 /// Which state a text says, the longer name first: it holds the shorter one.
@@ -134,16 +136,16 @@ void* usb_path_change_thread(void*) {
   return nullptr;
 }
 
-int usb_mode_change_user() { return unlock_and_configure("factory,adb"); }
+int usb_mode_change_user() { return unlock_and_configure(__func__, "factory,adb"); }
 
 int usb_mode_change_factory() {
-  if (set_config("factory") != 0) return 1;
+  if (set_config(__func__, "factory") != 0) return 1;
   fcx::platform_sleep_us(kModeChangeUs);
   write_lock("1");
   return 0;
 }
 
-int usb_mode_change_cpdm() { return unlock_and_configure("qmicm,adb"); }
+int usb_mode_change_cpdm() { return unlock_and_configure(__func__, "qmicm,adb"); }
 
 int get_usbstate_from_sys() {
   fcx::TextBuffer<1024> text;

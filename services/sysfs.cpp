@@ -17,7 +17,9 @@ int write_sysfs(const char* path, const char* buf, int n) {
     return -1;
   }
   const fcx::Result written = file.write({buf, static_cast<size_t>(n)});
-  if (written.ok()) return 0;
-  DOMAIN_ERROR("%s: Write Error(%s): %s", __func__, written.reason(), path);
+  const fcx::Result closed = file.close();
+  if (written.ok() && closed.ok()) return 0;
+  DOMAIN_ERROR("%s: Write Error(%s): %s", __func__,
+               written.ok() ? closed.reason() : written.reason(), path);
   return -1;
 }

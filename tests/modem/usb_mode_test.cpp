@@ -107,12 +107,13 @@ TEST_F(UsbMode, ASecondPathChangeIsRefusedAndAStateThatDoesNotComeStopsNothing) 
 
 constexpr struct Mode {
   int (*change)();
+  const char* name;
   bool lock_first;
   const char* lock;
   const char* config;
-} kModes[] = {{usb_mode_change_user, true, "0", "factory,adb"},
-              {usb_mode_change_factory, false, "1", "factory"},
-              {usb_mode_change_cpdm, true, "0", "qmicm,adb"}};
+} kModes[] = {{usb_mode_change_user, "usb_mode_change_user", true, "0", "factory,adb"},
+              {usb_mode_change_factory, "usb_mode_change_factory", false, "1", "factory"},
+              {usb_mode_change_cpdm, "usb_mode_change_cpdm", true, "0", "qmicm,adb"}};
 
 TEST_F(UsbMode, ModesSetTheLockAndTheConfiguration) {
   for (const Mode& mode : kModes) {
@@ -120,6 +121,8 @@ TEST_F(UsbMode, ModesSetTheLockAndTheConfiguration) {
     set_lock("x");
     fault(Part::property, kConfig, Effect::fail, 0, Access::write);
     EXPECT_EQ(1, mode.change());
+    EXPECT_EQ(std::string("E Fcx: ") + mode.name + ": " + kConfig + " cannot be set\n",
+              lines().back());
     EXPECT_EQ(mode.lock_first ? mode.lock : "x", lock());
     clear_faults();
     // Seen while the switch sleeps: the first step is done, the second is not.
