@@ -2,13 +2,14 @@
 
 #include "fcx/factory_item_table.h"
 #include "tools/words.h"
+#include "virtual_phone/core/item_store.h"
 
 namespace cli {
 
 int item_number(const std::string& word) {
   if (!word.empty() && word.find_first_not_of("0123456789") == std::string::npos) {
     const int64_t number = number_of(word, "an item");
-    if (number > INT32_MAX) throw UsageError("there is no item " + word);
+    virtual_phone::check_item(number);
     return static_cast<int>(number);
   }
   std::vector<std::string> names;

@@ -74,6 +74,7 @@ usage)
   expect 2 '0 to 255' fcx item set 2 256
   expect 2 'holds 12$' fcx item set serial_number 1234567890123
   expect 2 'no item is called' fcx item get serial_nummer
+  expect 2 'items are 0 to 4095' fcx item set 4096 x
   expect 2 'no negative' fcx log -n -1
   expect 2 'needs a number' fcx fault item 9 late
   expect 2 'Near it: read_imei' fcx fault request read_ime refuse

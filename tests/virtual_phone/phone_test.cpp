@@ -157,12 +157,20 @@ TEST_F(VirtualPhone, AFullLogIsTakenOverFromAtOnceAndWhileAProcessRuns) {
   EXPECT_EQ("6\n", read_file(log));
   EXPECT_THAT(vp::LogReader(log).last_lines(7), ElementsAre("3", "4", full, "5", much, "6"));
 
+  // Two are put away between two entries of a process.
+  for (const char* last : {"7", "8"}) {
+    fill(last);
+    vp::Phone another(directory());
+  }
+  write(older, "9");
+  EXPECT_THAT(vp::LogReader(log).last_lines(2), ElementsAre("8", "9"));
+
   vp::create(directory(), "blank", true);
   write(newer, much);
   EXPECT_EQ("", read_file(log)) << "another phone's log";
 }
 
-TEST_F(VirtualPhone, OnlyAFileIsALogAndNobodyWaitsForIt) {
+TEST_F(VirtualPhone, OnlyFilesAreTheLogAndTheDatabaseAndNobodyWaits) {
   const auto log = phone().log_file();
   const auto is_refused = ThrowsMessage<Error>(HasSubstr("is no regular file"));
   ASSERT_EQ(0, mkfifo((log.string() + ".1").c_str(), 0600));
@@ -171,6 +179,9 @@ TEST_F(VirtualPhone, OnlyAFileIsALogAndNobodyWaitsForIt) {
   ASSERT_EQ(0, mkfifo(log.c_str(), 0600));
   EXPECT_THAT([&] { vp::Phone{directory()}; }, is_refused);
   EXPECT_THAT([&] { vp::LogReader{log}; }, is_refused);
+  fs::remove(log);
+  ASSERT_EQ(0, mkfifo((directory() / "phone.db-journal").c_str(), 0600));
+  EXPECT_THAT([&] { vp::Phone{directory()}; }, is_refused);
 }
 
 TEST_F(VirtualPhone, ADirectoryThatIsNoUsablePhoneSaysWhatToDo) {

@@ -147,11 +147,9 @@ Content content_of(const fs::path& directory) {
 }
 
 bool is_phones_entry(const fs::path& entry) {
-  const std::string database = kDatabaseName;
   const std::string name = entry.filename().string();
-  for (const std::string& known :
-       {database, database + "-wal", database + "-shm", database + "-journal"}) {
-    if (name == known) return true;
+  for (const char* suffix : kDatabaseSuffixes) {
+    if (name == std::string(kDatabaseName) + suffix) return true;
   }
   if (!fs::is_directory(entry)) return false;
   for (const std::string& known :

@@ -61,6 +61,15 @@ std::string uri_of(const std::filesystem::path& file) {
 /// A null pointer would be neither text nor blob but NULL.
 const char* not_null(std::string_view bytes) { return bytes.data() == nullptr ? "" : bytes.data(); }
 
+/// A pipe in the place of one of a database's files would let its opener wait.
+void check_are_regular(const std::filesystem::path& file) {
+  for (const char* suffix : kDatabaseSuffixes) {
+    const std::filesystem::path each = file.string() + suffix;
+    if (!std::filesystem::exists(each) || std::filesystem::is_regular_file(each)) continue;
+    throw Error(each.string() + " is no regular file, as a database's must be. Remove it.");
+  }
+}
+
 }  // namespace
 
 Query::~Query() {
@@ -118,6 +127,7 @@ void Database::Finalize::operator()(sqlite3_stmt* statement) const {
 }
 
 Database::Database(const std::filesystem::path& file, const std::string& opened_as, int flags) {
+  check_are_regular(file);
   sqlite3* opened = nullptr;
   const int result =
       sqlite3_open_v2(opened_as.c_str(), &opened, flags | SQLITE_OPEN_NOMUTEX, nullptr);

@@ -45,6 +45,9 @@ class Query {
   int bound_ = 0;
 };
 
+/// What SQLite adds to a database's name for its files.
+constexpr const char* kDatabaseSuffixes[] = {"", "-wal", "-shm", "-journal"};
+
 class Database {
  public:
   /// What a completed write outlives.

@@ -9,6 +9,12 @@
 
 namespace virtual_phone {
 
+void check_item(int64_t number) {
+  if (number >= 0 && number < static_cast<int64_t>(kPartitionBlocks)) return;
+  throw Refused("there is no item " + std::to_string(number) + ": items are 0 to " +
+                std::to_string(kPartitionBlocks - 1));
+}
+
 std::string read_items(Phone& phone, int number, size_t length) {
   const std::lock_guard lock(phone.mutex());
   std::string bytes(length, '\0');
@@ -25,7 +31,7 @@ std::string read_items(Phone& phone, int number, size_t length) {
 }
 
 void write_item(Phone& phone, int number, std::string_view bytes) {
-  if (number < 0) throw Refused("item numbers are not negative");
+  check_item(number);
   if (bytes.size() > kItemBlock) {
     throw Refused("item " + std::to_string(number) + ": " + std::to_string(bytes.size()) +
                   " bytes, an item holds at most " + std::to_string(kItemBlock));
@@ -64,7 +70,8 @@ int access_item(const char* name, int index, int length, const void* buffer, Acc
                 Work work) {
   return platform_call(name, -1, [&](Phone& phone) -> int {
     if (!phone.items_open) throw Refused("the item store is not open, call init_ftm_item() first");
-    if (index < 0 || length < 1 || buffer == nullptr) {
+    check_item(index);
+    if (length < 1 || buffer == nullptr) {
       throw Refused("item " + std::to_string(index) + ", length " + std::to_string(length) +
                     ": no such access");
     }

@@ -17,6 +17,9 @@ constexpr size_t kPartitionBlocks = 4096;
 /// The first `length` bytes from item `number` on; they may run on into the items after it.
 std::string read_items(Phone& phone, int number, size_t length);
 
+/// Throws Refused for a number that no item has.
+void check_item(int64_t number);
+
 /// Writes the first bytes of an item, which are on disk when this returns, all or none. Throws
 /// Refused when they are more than an item holds.
 void write_item(Phone& phone, int number, std::string_view bytes);

@@ -29,18 +29,19 @@ fs::path full_one(const fs::path& file) { return file.string() + ".1"; }
 struct Found {
   ino_t inode = 0;
   off_t size = 0;
+  bool is_removed = false;
 };
 
 Found found_at(const fs::path& file) {
   struct stat found {};
   if (stat(file.c_str(), &found) != 0) return {};
-  return {found.st_ino, found.st_size};
+  return {found.st_ino, found.st_size, found.st_nlink == 0};
 }
 
 Found found_in(const unique_fd& fd) {
   struct stat found {};
   if (fstat(fd.get(), &found) != 0) return {};
-  return {found.st_ino, found.st_size};
+  return {found.st_ino, found.st_size, found.st_nlink == 0};
 }
 
 void check_is_regular(const fs::path& file, const struct stat& found) {
@@ -104,14 +105,22 @@ void put_in_front(std::string_view text, size_t most, std::deque<std::string>& l
 
 }  // namespace
 
-LogFile::LogFile(fs::path file) : file_(std::move(file)), fd_(open_to_append(file_)) {
+LogFile::LogFile(fs::path file)
+    : file_(std::move(file)),
+      directory_(found_at(file_.parent_path()).inode),
+      fd_(open_to_append(file_)) {
   take_over_from_a_full_one();
 }
 
 void LogFile::append(std::string_view line) {
+  // Others may have put two full ones away since the last entry.
+  if (found_in(fd_).is_removed) look_again();
   // One write an entry: entries of several processes do not mix.
   static_cast<void>(write(fd_.get(), line.data(), line.size()) >= 0);
-  if (unchecked_ += line.size(); unchecked_ < kCheckedEvery) return;
+  if (unchecked_ += line.size(); unchecked_ >= kCheckedEvery) look_again();
+}
+
+void LogFile::look_again() {
   unchecked_ = 0;
   try {
     take_over_from_a_full_one();
@@ -125,7 +134,8 @@ void LogFile::take_over_from_a_full_one() {
   if (mine.size > kFullLog) put_away(file_, fd_);
   // Another process may have put it away, too. A phone that was made anew meanwhile has another
   // log.
-  if (found_at(full_one(file_)).inode != mine.inode) return;
+  const bool is_replaced = mine.is_removed && found_at(file_.parent_path()).inode == directory_;
+  if (!is_replaced && found_at(full_one(file_)).inode != mine.inode) return;
   const unique_fd next = open_to_append(file_);
   // At once: other threads write to it meanwhile.
   static_cast<void>(dup3(next.get(), fd_.get(), O_CLOEXEC) >= 0);

@@ -5,6 +5,7 @@
 
 #include <atomic>
 #include <cstddef>
+#include <cstdint>
 #include <filesystem>
 #include <string>
 #include <string_view>
@@ -24,9 +25,11 @@ class LogFile {
   void append(std::string_view line);
 
  private:
+  void look_again();
   void take_over_from_a_full_one();
 
   std::filesystem::path file_;
+  uint64_t directory_;  ///< the inode of the one that it is in
   android::base::unique_fd fd_;
   std::atomic<size_t> unchecked_ = 0;  ///< bytes appended since the file's size was looked at
 };

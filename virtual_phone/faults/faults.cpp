@@ -181,11 +181,10 @@ std::optional<int32_t> number_of(const std::string& target) {
   return number;
 }
 
-void check_item(const Fault& fault) {
+void check_item_target(const Fault& fault) {
   const auto number = number_of(fault.target);
-  if (number.has_value() && *number >= 0 && static_cast<size_t>(*number) < kPartitionBlocks) return;
-  throw Refused("there is no item " + fault.target + ": items are 0 to " +
-                std::to_string(kPartitionBlocks - 1));
+  if (!number.has_value()) throw Refused("\"" + fault.target + "\" is no item's number");
+  check_item(*number);
 }
 
 /// Leaves the path as accesses have it.
@@ -196,10 +195,7 @@ void settle_path(Fault& fault) {
   if (!path.is_absolute() || leads_up) {
     throw Refused("\"" + fault.target + "\" is no device path: it begins with / and has no \"..\"");
   }
-  if (!path.lexically_normal().has_filename()) {
-    throw Refused("\"" + fault.target + "\" names no file or directory");
-  }
-  fault.target = path.lexically_normal();
+  fault.target = normal(path);
 }
 
 void check_request(const Fault& fault) {
@@ -228,7 +224,7 @@ void check_service(const Fault& fault) {
 void settle_target(Fault& fault) {
   switch (fault.part) {
     case Part::item:
-      return check_item(fault);
+      return check_item_target(fault);
     case Part::property:
       if (is_property_name(fault.target)) return;
       throw Refused("\"" + fault.target + "\" is no property name");
