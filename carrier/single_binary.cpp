@@ -50,14 +50,16 @@ void read_and_log_defaults() {
 
 /// @param prefix of the line for a failure
 int start_set_up(const char* prefix) {
-  const int error = fcx::start_detached(single_binary_event, nullptr);
+  const int error =
+      fcx::start_detached(fcx::LibraryThread::carrier_set_up, single_binary_event, nullptr);
   if (error == 0) return kStarted;
   SBP_LOG("%sUnable to create Single Binary thread : %s\n", prefix, strerror(error));
   return kFailed;
 }
 
 int start_restore() {
-  const int error = fcx::start_detached(single_binary_iccid_event, nullptr);
+  const int error =
+      fcx::start_detached(fcx::LibraryThread::carrier_restore, single_binary_iccid_event, nullptr);
   if (error == 0) {
     SBP_LOG("[QVE][SBP] Created  Single Binary ICCID thread...");
     return kStarted;

@@ -104,6 +104,11 @@ Result keep_access(const char* device_path, const unique_fd& fd, const struct st
   return Result::of(fchmod(fd.get(), old.st_mode & 07777));
 }
 
+Result look_up(const char* device_path, struct stat& found) {
+  return operate(device_path, DevicePath(device_path), FileOperation::stat,
+                 [&](const char* path) { return stat(path, &found); });
+}
+
 /// Removes the temporary files of a directory that nobody holds any more.
 void clear_temporaries_in(const DevicePath& directory) {
   struct Close {
@@ -198,6 +203,15 @@ Result DeviceFile::status(struct stat& found) const {
   return Result::of(fstat(fd_.get(), &found));
 }
 
+Result DeviceFile::size_by_seeking(int64_t& size) {
+  if (!is_open()) return Result::failed(error_);
+  const FileFault fault = platform_file_fault(device_path_, FileOperation::seek);
+  if (fault.error != 0) return Result::failed(fault.error);
+  const off_t end = lseek(fd_.get(), 0, SEEK_END);
+  size = fault.size >= 0 ? fault.size : end;
+  return Result::of(end < 0 ? -1 : lseek(fd_.get(), 0, SEEK_SET));
+}
+
 ReadResult DeviceFile::read(char* buffer, size_t size) {
   if (!is_open()) return ReadResult::failed(error_);
   if (!read_fault_.has_value()) {
@@ -271,6 +285,27 @@ Result rename_device_file(const char* from, const char* to) {
     errno = renamed.error();
     return renamed.ok() ? 0 : -1;
   });
+}
+
+Result make_device_directory(const char* device_path, mode_t mode) {
+  return operate(device_path, DevicePath(device_path), FileOperation::mkdir,
+                 [&](const char* path) { return mkdir(path, mode); });
+}
+
+Result give_owner_of(const char* model, const char* device_path) {
+  struct stat found {};
+  const Result looked_up = look_up(model, found);
+  if (!looked_up.ok()) return looked_up;
+  return operate(device_path, DevicePath(device_path), FileOperation::chown,
+                 [&](const char* path) { return chown(path, found.st_uid, found.st_gid); });
+}
+
+Result give_mode_of(const char* model, const char* device_path) {
+  struct stat found {};
+  const Result looked_up = look_up(model, found);
+  if (!looked_up.ok()) return looked_up;
+  return operate(device_path, DevicePath(device_path), FileOperation::chmod,
+                 [&](const char* path) { return chmod(path, found.st_mode & 07777); });
 }
 
 void clear_temporaries(const char* directory) { clear_temporaries_in(DevicePath(directory)); }

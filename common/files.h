@@ -11,6 +11,7 @@
 #include <array>
 #include <climits>
 #include <cstddef>
+#include <cstdint>
 #include <optional>
 #include <string_view>
 
@@ -65,6 +66,9 @@ class DeviceFile {
 
   /// What the file system says of it.
   Result status(struct stat& found) const;
+  /// Its size as seeking to its end tells it; what the kernel makes up tells anything. The next
+  /// read begins at the start again.
+  Result size_by_seeking(int64_t& size);
   /// Reads on, until `size` bytes or the end.
   ReadResult read(char* buffer, size_t size);
   /// Writes on, in place.
@@ -97,6 +101,13 @@ Result remove_device_file(const char* device_path);
 
 /// Gives a device file another name in the same file system, in place of what has it.
 Result rename_device_file(const char* from, const char* to);
+
+/// Makes a directory whose parent is there.
+Result make_device_directory(const char* device_path, mode_t mode);
+
+/// Gives a device file the owner and group of another, or its permissions.
+Result give_owner_of(const char* model, const char* device_path);
+Result give_mode_of(const char* model, const char* device_path);
 
 /// Removes from a directory what interrupted replacements of its files have left: temporary files
 /// that nobody holds any more. One that stays is in nobody's way.

@@ -46,18 +46,19 @@ void* run(void* argument) {
 
 }  // namespace
 
-int start_detached(void* (*body)(void*), void* argument) {
+int start_detached(LibraryThread thread, void* (*body)(void*), void* argument) {
+  if (const int fault = platform_thread_fault(thread); fault != 0) return fault;
   std::unique_ptr<Work> work(new (std::nothrow) Work{body, argument});
   if (work == nullptr) return ENOMEM;
   running().add(1);
-  pthread_t thread{};
-  const int error = pthread_create(&thread, nullptr, run, work.get());
+  pthread_t started{};
+  const int error = pthread_create(&started, nullptr, run, work.get());
   if (error != 0) {
     running().add(-1);
     return error;
   }
   work.release();
-  return pthread_detach(thread);
+  return pthread_detach(started);
 }
 
 void wait_for_background_work() {

@@ -37,7 +37,8 @@ unsigned int qve_reset_modem() {
     return 1;
   }
   if (!modem_says_yes(fcx::request::reset_modem)) return 1;
-  const int error = fcx::start_detached(testmode_power_reset_wait, nullptr);
+  const int error =
+      fcx::start_detached(fcx::LibraryThread::modem_reset, testmode_power_reset_wait, nullptr);
   if (error == 0) return 0;
   DOMAIN_INFO("POWER_RESET : Unable to create modem reset thread : %s\n", strerror(error));
   return 1;

@@ -119,7 +119,7 @@ int set_usb_lock(int v) {
 }
 
 int usb_path_change(void* arg) {
-  const int error = fcx::start_detached(usb_path_change_thread, arg);
+  const int error = fcx::start_detached(fcx::LibraryThread::usb_path, usb_path_change_thread, arg);
   if (error == 0) return 0;
   DOMAIN_INFO("Unable to create pm reset thread : %s\n", strerror(error));
   return -1;

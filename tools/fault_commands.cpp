@@ -28,6 +28,11 @@ int64_t error_number(const std::string& word) {
   return number_of(word, "an error (as ENOSPC)");
 }
 
+/// Whether a fault's value is an errno value.
+bool fails_with_error(vp::Part part, vp::Effect effect) {
+  return effect == vp::Effect::fail && (part == vp::Part::file || part == vp::Part::thread);
+}
+
 std::string plural(vp::Part part) {
   return part == vp::Part::property ? "properties" : std::string(vp::name_of(part)) + "s";
 }
@@ -51,7 +56,7 @@ int64_t effect_value(const vp::EffectRow& row, const std::optional<std::string>&
                      row.meaning);
   }
   if (row.value_name == nullptr) throw UsageError("\"" + what + "\" takes no number");
-  if (row.part == vp::Part::file && row.effect == vp::Effect::fail) return error_number(*word);
+  if (fails_with_error(row.part, row.effect)) return error_number(*word);
   return number_of(*word, row.value_name);
 }
 
@@ -59,7 +64,7 @@ std::string fault_text(const vp::Fault& fault) {
   std::string text = vp::name_of(fault.effect);
   for (const vp::EffectRow& row : vp::fault_effects()) {
     if (row.part != fault.part || row.effect != fault.effect || row.value_name == nullptr) continue;
-    const bool is_error = fault.part == vp::Part::file && fault.effect == vp::Effect::fail;
+    const bool is_error = fails_with_error(fault.part, fault.effect);
     const char* name = is_error ? strerrorname_np(static_cast<int>(fault.value)) : nullptr;
     text += " " + (name != nullptr ? std::string(name) : std::to_string(fault.value));
   }
@@ -274,6 +279,7 @@ void add_fault(Verb& tool, Invocation& invocation) {
       "  fcx fault request read_imei refuse           the modem answers that it has no IMEI\n"
       "  fcx fault request sync_efs fail --after 3    from the third one on\n"
       "  fcx fault service dmi absent                 the modem cannot be reached\n"
+      "  fcx fault thread reboot fail                 the thread of a reboot cannot be started\n"
       "  fcx fault list\n"
       "  fcx fault clear 2                            one fault; without a number all of them",
       {});
@@ -291,6 +297,10 @@ void add_fault(Verb& tool, Invocation& invocation) {
   add_part(group, invocation, vp::Part::service,
            "dmi (the modem), diag (NV packets), atservice (the system side) or filehandle",
            "  fcx fault service diag absent");
+  add_part(
+      group, invocation, vp::Part::thread,
+      "carrier_set_up, carrier_restore, usb_path, modem_reset, reboot, power_off or cable_wait",
+      "  fcx fault thread reboot fail");
   add_command(group, "list", "List the faults that are set", "",
               [&invocation] { list_faults(invocation); });
 

@@ -1,5 +1,11 @@
-// Control of the device as a whole.
+// Control of the device as a whole: power, display, the cable, log services, and what a start keeps
+// in step. Return values differ from function to function, on purpose: each says its own.
+//
+// Reboots and power-offs run on detached threads that wait a second, so that the answer to a
+// command can leave first.
 #pragma once
+
+#include <cstdint>
 
 #pragma GCC visibility push(default)
 

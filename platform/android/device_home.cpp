@@ -1,5 +1,7 @@
 #include "platform/device_home.h"
 
+#include <unistd.h>
+
 #include <cerrno>
 #include <ctime>
 
@@ -14,6 +16,10 @@ void platform_sleep_us(uint64_t microseconds) {
   while (nanosleep(&left, &left) != 0 && errno == EINTR) {
   }
 }
+
+void platform_sync() { sync(); }
+
+int platform_thread_fault(LibraryThread) { return 0; }
 
 FileFault platform_file_fault(const char*, FileOperation) { return {}; }
 

@@ -11,6 +11,7 @@
 #include "platform/device_home.h"
 #include "virtual_phone/core/clock.h"
 #include "virtual_phone/core/events.h"
+#include "virtual_phone/core/flush.h"
 #include "virtual_phone/core/platform_call.h"
 #include "virtual_phone/faults/faults.h"
 
@@ -76,19 +77,36 @@ const char* device_root() {
 
 void platform_sleep_us(uint64_t microseconds) { vp::sleep_us(microseconds); }
 
+void platform_sync() {
+  vp::platform_call("platform_sync", -1, [](vp::Phone& phone) {
+    vp::sync_tree(phone.root());
+    return 0;
+  });
+}
+
+int platform_thread_fault(LibraryThread thread) {
+  return vp::platform_call("platform_thread_fault", 0, [&](vp::Phone& phone) {
+    const auto fault = vp::strike(phone, vp::Part::thread, vp::name_of(thread), vp::Access::any);
+    return fault.has_value() ? static_cast<int>(fault->value) : 0;
+  });
+}
+
 FileFault platform_file_fault(const char* device_path, FileOperation operation) {
   FileFault met;
   vp::platform_call("platform_file_fault", 0, [&](vp::Phone& phone) {
     using vp::Access;
     constexpr Access kAccess[] = {Access::open,   Access::read,           Access::write,
                                   Access::sync,   Access::sync_directory, Access::rename,
-                                  Access::remove, Access::stat,           Access::chmod};
+                                  Access::remove, Access::stat,           Access::chmod,
+                                  Access::chown,  Access::mkdir,          Access::seek};
     const std::string path = (std::filesystem::path("/") / device_path).lexically_normal();
     const auto fault =
         vp::strike(phone, vp::Part::file, path, kAccess[static_cast<size_t>(operation)]);
     if (!fault.has_value()) return 0;
     if (fault->effect == vp::Effect::fail) {
       met.error = static_cast<int>(fault->value);
+    } else if (fault->effect == vp::Effect::size) {
+      met.size = fault->value;
     } else {
       met.limit = static_cast<size_t>(fault->value);
     }

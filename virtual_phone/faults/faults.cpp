@@ -134,6 +134,7 @@ Range range_of(Part part, Effect effect) {
     case Effect::fail:
       if (part == Part::item) return {INT32_MIN, -1, "a negative code of 32 bits"};
       if (part == Part::file) return {1, kHighestError, "the number of an error"};
+      if (part == Part::thread) return {1, kHighestError, "the number of an error"};
       return part == Part::request ? kNumber : kNone;
     case Effect::late:
       return {1, kHourMs, "milliseconds"};
@@ -144,6 +145,8 @@ Range range_of(Part part, Effect effect) {
     case Effect::status:
     case Effect::length:
       return kNumber;
+    case Effect::size:
+      return {0, INT64_MAX, "a number of bytes"};
     case Effect::longer:
       return {1, kLongestAnswer, "a number of bytes"};
     case Effect::garbage:
@@ -220,6 +223,13 @@ void check_service(const Fault& fault) {
                 "\". Services: " + listed(kServices, ", ", [](const char* name) { return name; }));
 }
 
+void check_thread(const Fault& fault) {
+  if (named<fcx::LibraryThread>(fault.target).has_value()) return;
+  throw Refused(
+      "the library starts no thread \"" + fault.target + "\". Threads: " +
+      listed(kEnumNames<fcx::LibraryThread>, ", ", [](const auto& thread) { return thread.name; }));
+}
+
 /// Refuses a target that no access can ever have.
 void settle_target(Fault& fault) {
   switch (fault.part) {
@@ -234,6 +244,8 @@ void settle_target(Fault& fault) {
       return check_request(fault);
     case Part::service:
       return check_service(fault);
+    case Part::thread:
+      return check_thread(fault);
   }
 }
 
@@ -259,8 +271,10 @@ const std::vector<EffectRow>& fault_effects() {
   // Of these each moves bytes.
   static const std::vector<Access> kBytes = {Access::read, Access::write};
   static const std::vector<Access> kAllOfAFile = {
-      Access::open,   Access::read,   Access::write, Access::sync, Access::sync_directory,
-      Access::rename, Access::remove, Access::stat,  Access::chmod};
+      Access::open,           Access::read,   Access::write,  Access::sync,
+      Access::sync_directory, Access::rename, Access::remove, Access::stat,
+      Access::chmod,          Access::chown,  Access::mkdir,  Access::seek};
+  static const std::vector<Access> kSeek = {Access::seek};
   static const std::vector<EffectRow> rows = {
       {Part::item, Effect::fail, kBytes, "CODE", -1, "the access fails with this negative code"},
       {Part::item, Effect::late, kBytes, "MS", std::nullopt, "the access takes that much longer"},
@@ -280,6 +294,7 @@ const std::vector<EffectRow>& fault_effects() {
        "the operation takes that much longer"},
       {Part::file, Effect::shorter, kBytes, "N", std::nullopt,
        "a read ends after N bytes, a write finds the disk full after N bytes"},
+      {Part::file, Effect::size, kSeek, "N", std::nullopt, "seeking to its end says N bytes"},
       {Part::request, Effect::fail, kNoChoice, "CODE", 1,
        "no answer: the link returns this code, or the system side has it as its result"},
       {Part::request, Effect::late, kNoChoice, "MS", std::nullopt,
@@ -301,6 +316,8 @@ const std::vector<EffectRow>& fault_effects() {
       {Part::service, Effect::dies, kCall, nullptr, 0, "it is there, but a call to it breaks off"},
       {Part::service, Effect::late, kCall, "MS", std::nullopt,
        "a call to it takes that much longer"},
+      {Part::thread, Effect::fail, kNoChoice, "ERRNO", EAGAIN,
+       "it cannot be started, with this error, as EAGAIN or 11"},
   };
   return rows;
 }

@@ -7,20 +7,20 @@
 #include <string_view>
 #include <vector>
 
+#include "platform/device_home.h"
 #include "virtual_phone/core/enum_names.h"
 #include "virtual_phone/core/phone.h"
 
 namespace virtual_phone {
 
 /// What a fault can stand on. Its target is an item's number, a property's name, the device path of
-/// a file or a directory, the number of a request of the modem link, or one of kServices.
-enum class Part { item, property, file, request, service };
+/// a file or a directory, the number of a request of the modem link, one of kServices, or the name
+/// of a thread.
+enum class Part { item, property, file, request, service, thread };
 template <>
-inline constexpr EnumName<Part> kEnumNames<Part>[] = {{Part::item, "item"},
-                                                      {Part::property, "property"},
-                                                      {Part::file, "file"},
-                                                      {Part::request, "request"},
-                                                      {Part::service, "service"}};
+inline constexpr EnumName<Part> kEnumNames<Part>[] = {
+    {Part::item, "item"},       {Part::property, "property"}, {Part::file, "file"},
+    {Part::request, "request"}, {Part::service, "service"},   {Part::thread, "thread"}};
 
 /// When it strikes: with which accesses, or with any that its effect can strike. A directory is
 /// flushed under its own path. A service is found (`any`) or called.
@@ -35,6 +35,9 @@ enum class Access {
   remove,
   stat,
   chmod,
+  chown,
+  mkdir,
+  seek,
   call
 };
 template <>
@@ -42,7 +45,8 @@ inline constexpr EnumName<Access> kEnumNames<Access>[] = {
     {Access::any, "any"},       {Access::open, "open"},     {Access::read, "read"},
     {Access::write, "write"},   {Access::sync, "sync"},     {Access::sync_directory, "syncdir"},
     {Access::rename, "rename"}, {Access::remove, "remove"}, {Access::stat, "stat"},
-    {Access::chmod, "chmod"},   {Access::call, "call"}};
+    {Access::chmod, "chmod"},   {Access::chown, "chown"},   {Access::mkdir, "mkdir"},
+    {Access::seek, "seek"},     {Access::call, "call"}};
 
 /// What happens. Which parts know it, and what the value means, is in fault_effects().
 enum class Effect {
@@ -57,14 +61,26 @@ enum class Effect {
   longer,
   length,
   absent,
-  dies
+  dies,
+  size
 };
 template <>
 inline constexpr EnumName<Effect> kEnumNames<Effect>[] = {
     {Effect::fail, "fail"},      {Effect::late, "late"},       {Effect::shorter, "short"},
     {Effect::returns, "return"}, {Effect::garbage, "garbage"}, {Effect::status, "status"},
     {Effect::refuse, "refuse"},  {Effect::empty, "empty"},     {Effect::longer, "long"},
-    {Effect::length, "length"},  {Effect::absent, "absent"},   {Effect::dies, "dies"}};
+    {Effect::length, "length"},  {Effect::absent, "absent"},   {Effect::dies, "dies"},
+    {Effect::size, "size"}};
+
+template <>
+inline constexpr EnumName<fcx::LibraryThread> kEnumNames<fcx::LibraryThread>[] = {
+    {fcx::LibraryThread::carrier_set_up, "carrier_set_up"},
+    {fcx::LibraryThread::carrier_restore, "carrier_restore"},
+    {fcx::LibraryThread::usb_path, "usb_path"},
+    {fcx::LibraryThread::modem_reset, "modem_reset"},
+    {fcx::LibraryThread::reboot, "reboot"},
+    {fcx::LibraryThread::power_off, "power_off"},
+    {fcx::LibraryThread::cable_wait, "cable_wait"}};
 
 /// The services beside the library that a fault can stand on: the direct modem interface, the
 /// diagnostic packets, the AT-command service, the file-handle service.

@@ -11,6 +11,7 @@
 #include <cstring>
 #include <map>
 
+#include "virtual_phone/core/flush.h"
 #include "virtual_phone/modem/modem.h"
 
 namespace virtual_phone {
@@ -178,21 +179,6 @@ constexpr OperationRow kOperations[] = {
            efs_write(word_at(payload, 4), payload.substr(8, kPieceSize), word_at(payload, 2040)));
      }},
 };
-
-void flush(const fs::path& path) {
-  const unique_fd file(open(path.c_str(), O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC));
-  if (!file.ok() || fsync(file.get()) != 0) {
-    throw Error(path.string() + ": " + strerror(errno));
-  }
-}
-
-void flush_tree(const fs::path& tree) {
-  for (const fs::directory_entry& entry : fs::recursive_directory_iterator(tree)) {
-    const fs::file_type type = entry.symlink_status().type();
-    if (type == fs::file_type::regular || type == fs::file_type::directory) flush(entry.path());
-  }
-  flush(tree);
-}
 
 }  // namespace
 

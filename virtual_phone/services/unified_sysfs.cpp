@@ -1,0 +1,57 @@
+// The vendor's unified sysfs library: nodes of power and display, without waiting for any.
+#include "platform/unified_sysfs.h"
+
+#include <android-base/unique_fd.h>
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <filesystem>
+
+#include "platform/device_home.h"
+#include "virtual_phone/core/phone.h"
+
+namespace {
+
+using android::base::unique_fd;
+using fcx::FileFault;
+using fcx::FileOperation;
+
+/// Whether a fault lets the operation fail.
+bool fails(const char* path, FileOperation operation) {
+  return fcx::platform_file_fault(path, operation).error != 0;
+}
+
+/// Opens a node of the selected phone. Only what is no pipe: that would be waited for.
+unique_fd open_node(const char* path, int flags) {
+  const virtual_phone::Phone* phone = virtual_phone::selected_or_null();
+  if (phone == nullptr || fails(path, FileOperation::open)) return {};
+  const auto place = (std::filesystem::path("/") / path).lexically_normal();
+  unique_fd node(open((phone->root() + place.string()).c_str(), flags | O_NONBLOCK | O_CLOEXEC));
+  struct stat found {};
+  if (!node.ok() || fstat(node.get(), &found) != 0 || !S_ISREG(found.st_mode)) return {};
+  return node;
+}
+
+}  // namespace
+
+int unified_sysfs_read(const char* path, char* buffer, int length) {
+  if (path == nullptr || buffer == nullptr || length < 0) return -1;
+  const unique_fd node = open_node(path, O_RDONLY);
+  if (!node.ok()) return -1;
+  const FileFault fault = fcx::platform_file_fault(path, FileOperation::read);
+  if (fault.error != 0) return -1;
+  return static_cast<int>(
+      read(node.get(), buffer, std::min(static_cast<size_t>(length), fault.limit)));
+}
+
+int unified_sysfs_write(const char* path, const char* buffer, int length) {
+  if (path == nullptr || buffer == nullptr || length < 0) return -1;
+  const unique_fd node = open_node(path, O_WRONLY | O_TRUNC);
+  if (!node.ok()) return -1;
+  const FileFault fault = fcx::platform_file_fault(path, FileOperation::write);
+  const auto wanted = static_cast<size_t>(length);
+  if (fault.error != 0 || fault.limit < wanted) return -1;
+  return write(node.get(), buffer, wanted) == static_cast<ssize_t>(wanted) ? length : -1;
+}
