@@ -26,11 +26,15 @@ void DeviceFileLines::fill() {
 std::optional<std::string_view> DeviceFileLines::next() {
   if (!is_open()) return std::nullopt;
   fill();
-  if (unread_.empty()) return std::nullopt;
-  const std::string_view piece = unread_.substr(0, longest_);
+  return take_piece(unread_, longest_);
+}
+
+std::optional<std::string_view> take_piece(std::string_view& text, size_t longest) {
+  if (text.empty()) return std::nullopt;
+  const std::string_view piece = text.substr(0, longest);
   const size_t newline = piece.find('\n');
   const std::string_view line = piece.substr(0, newline);
-  unread_.remove_prefix(newline == std::string_view::npos ? piece.size() : newline + 1);
+  text.remove_prefix(newline == std::string_view::npos ? piece.size() : newline + 1);
   return bounded_text(line.data(), line.size());
 }
 

@@ -33,6 +33,10 @@ class DeviceFileLines {
   bool is_at_end_ = false;
 };
 
+/// Takes the first line off a text, or its first `longest` characters, as DeviceFileLines does;
+/// nothing when the text is empty.
+std::optional<std::string_view> take_piece(std::string_view& text, size_t longest);
+
 /// Takes the first line off a text; nothing when the text is empty.
 std::optional<std::string_view> take_line(std::string_view& text);
 

@@ -6,6 +6,7 @@
 
 #include <cstring>
 
+#include "carrier/package/cache.h"
 #include "carrier/package/paths.h"
 #include "fcx/customisation.h"
 
@@ -13,6 +14,7 @@ namespace {
 
 using android::hardware::hidl_string;
 using fcx::Presence;
+using fcx::ServiceAnswer;
 using fcx::XmlFound;
 using fcx::XmlReading;
 using vendor::qve::hardware::filehandle::V1_0::Error;
@@ -21,15 +23,7 @@ using vendor::qve::hardware::filehandle::V1_0::IFileHandle;
 constexpr char kFileHandleService[] = "default";
 constexpr mode_t kCopyMode = 0664;
 
-/// What the service has of a file. Contents that are not empty are a success, whatever the status
-/// says, on purpose; an empty file is none. Without contents the status tells an absent file from
-/// one that could not be read.
-struct ServiceAnswer {
-  Presence presence;
-  std::string contents;
-};
-
-ServiceAnswer read_through_service(const std::string& path) {
+ServiceAnswer ask_service(const std::string& path) {
   if (is_system_path(path) == 0) {
     SBP_LOG("[QVE][SBP] file path is not system or product path!");
     return {Presence::absent, {}};
@@ -55,6 +49,20 @@ ServiceAnswer read_through_service(const std::string& path) {
     answer.presence = Presence::absent;
   }
   return answer;
+}
+
+ServiceAnswer read_through_service(const std::string& path) {
+  if (const ServiceAnswer* had = fcx::cached_answer(path)) return *had;
+  const ServiceAnswer answer = ask_service(path);
+  fcx::keep_answer(path, answer);
+  return answer;
+}
+
+/// Whether there is a file that is opened directly.
+Presence find_directly(const char* path) {
+  const Presence presence = fcx::presence_of(path);
+  if (presence == Presence::unknown) fcx::note_unreadable(path);
+  return presence;
 }
 
 bool goes_through_service(const char* path) { return e_is_overlayfs && is_system_path(path) != 0; }
@@ -142,7 +150,7 @@ _xmlDoc* getXmlParseFile(const char* name) {
 }
 
 fcx::Presence fcx::find_package_file(const char* path) {
-  return goes_through_service(path) ? read_through_service(path).presence : presence_of(path);
+  return goes_through_service(path) ? read_through_service(path).presence : find_directly(path);
 }
 
 int fexists_hal(const char* path) {
@@ -150,7 +158,7 @@ int fexists_hal(const char* path) {
 }
 
 int fexists_direct(const char* path) {
-  return path != nullptr && fcx::presence_of(path) == Presence::present ? 1 : 0;
+  return path != nullptr && find_directly(path) == Presence::present ? 1 : 0;
 }
 
 int fexists(const char* path) {

@@ -2,9 +2,9 @@
 #include <optional>
 #include <sstream>
 
+#include "carrier/package/cache.h"
 #include "carrier/package/paths.h"
 #include "carrier/package/state.h"
-#include "common/lines.h"
 #include "fcx/customisation.h"
 
 namespace {
@@ -66,14 +66,11 @@ void parse_directly(const char* mccmnc_list, const char* subset_list, char* out)
   fcx::LongText mapping;
   qve_get_tamra_file_path(kMappingFile, mapping.data());
   any_entry(mccmnc_list, subset_list, [&](std::string_view mccmnc, std::string_view subset) {
-    fcx::DeviceFileLines lines(mapping.c_str(), kLongestMappingLine);
-    while (const auto line = lines.next()) {
-      const auto path = mapped_path(*line, mccmnc, subset);
-      if (!path.has_value()) continue;
-      copy_text(*path, kLongestDirectory, out);
-      return true;
-    }
-    return false;
+    return fcx::any_line(mapping.c_str(), kLongestMappingLine, [&](std::string_view line) {
+      const auto path = mapped_path(line, mccmnc, subset);
+      if (path.has_value()) copy_text(*path, kLongestDirectory, out);
+      return path.has_value();
+    });
   });
 }
 
@@ -101,11 +98,8 @@ int qve_get_value_from_file(const char* path, const char* key, char* value) {
 
 int qve_get_value_from_file_direct(const char* path, const char* key, char* value) {
   if (path == nullptr || key == nullptr || value == nullptr) return 1;
-  fcx::DeviceFileLines lines(path, kLongestKeyLine);
-  while (const auto line = lines.next()) {
-    if (find_value(*line, key, value)) return 0;
-  }
-  return 1;
+  const auto has_key = [&](std::string_view line) { return find_value(line, key, value); };
+  return fcx::any_line(path, kLongestKeyLine, has_key) ? 0 : 1;
 }
 
 int qve_get_value_from_file_hal(const char* path, const char* key, char* value) {

@@ -8,6 +8,7 @@
 #pragma once
 
 #include <iosfwd>
+#include <memory>
 #include <string>
 #include <vector>
 
@@ -114,5 +115,28 @@ void qve_check_2nd_ntcode(const char* mccmnc_list, const char* subset_list);
 /// Reads what earlier starts left, and stops the log on a "user" build.
 /// @return 4 when "persist.vendor.qve.first-boot" is "1", else 0
 int qve_check_fboot_status();
+
+namespace fcx {
+
+/// While one lives, the functions above read each file once for the thread that made it, and go by
+/// what they have read: of each file 16 MiB. One that is made inside another's life is that one.
+class PackageCache {
+ public:
+  PackageCache();
+  ~PackageCache();
+  PackageCache(const PackageCache&) = delete;
+  PackageCache& operator=(const PackageCache&) = delete;
+
+  /// The path of the first file that could not be read, or not be looked up; null when there was
+  /// none. A file that is not there is no such file.
+  const char* unreadable() const;
+
+  struct Files;
+
+ private:
+  std::unique_ptr<Files> files_;
+};
+
+}  // namespace fcx
 
 #pragma GCC visibility pop

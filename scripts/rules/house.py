@@ -56,6 +56,7 @@ PUBLIC = {
     "system_control.h": ("services",),
     "table.h": ("records",),
     "usb_mode.h": ("modem",),
+    "version_info.h": ("modem",),
 }
 
 # From these rooms to those, and why. An arrow to "include/fcx" leads to all of its headers.
@@ -95,6 +96,16 @@ PAIRS = [
      "an identity reset starts carrier set-up anew"),
     ("modem/modem_power.cpp", "include/fcx/system_control.h", "services/system_control.cpp",
      "the modem's files are flushed before it is reset"),
+    ("modem/version_info/factory_version.cpp", "include/fcx/customisation.h", "carrier/package/key_values.cpp",
+     "the carrier's files are part of the software's version"),
+    ("modem/version_info/factory_version.cpp", "include/fcx/mcc_lookup.h", "carrier/network_code_list.cpp",
+     "and so is the network code"),
+    ("modem/version_info/fixed_area_version.cpp", "include/fcx/customisation.h", "carrier/package/files.cpp",
+     "an identifier of the product tree is read through the service"),
+    ("modem/version_info/fixed_area_version.cpp", "include/fcx/system_control.h", "services/boot_checks.cpp",
+     "where the operator's identifier lies"),
+    ("modem/version_info/property_files.cpp", "include/fcx/customisation.h", "carrier/package/key_values.cpp",
+     "pieces of the version are values of the package's files"),
     ("modem/usb_mode.cpp", "include/fcx/sysfs.h", "services/sysfs.cpp",
      "the lock of the USB mode is a kernel attribute"),
     ("benchmarks/carrier_bench.cpp", "carrier/calling_codes.h", "carrier/calling_codes.h",

@@ -76,7 +76,7 @@ TEST_F(Faults, ThatCannotStrikeAreRefused) {
       {{0, Part::property, "a b", kAny, Effect::fail, 0, {}}, "no property name"},
       {{0, Part::file, "proc/meminfo", kAny, Effect::fail, EIO, {}}, "begins with /"},
       {{0, Part::file, "/a/../b", kAny, Effect::fail, EIO, {}}, "no \"..\""},
-      {{0, Part::file, "/a", Access::call, Effect::fail, EIO, {}}, "stat or chmod, not on call"},
+      {{0, Part::file, "/a", Access::call, Effect::fail, EIO, {}}, "mkdir or seek, not on call"},
       {{0, Part::request, "100", kAny, Effect::refuse, 0, {}}, "does not know request 100"},
       {{0, Part::request, "116", Access::read, Effect::fail, 1, {}}, "on any access, not on read"},
       {{0, Part::request, "116", kAny, Effect::fail, 0, {}}, "the code 0"},

@@ -274,6 +274,7 @@ const std::vector<Row>& rows() {
       {request::receive_bulk, receive_bulk, nullptr, "", ""},
       {request::read_meid, read_value, "meid", "", ""},
       {request::read_pesn, read_value, "pesn", "", ""},
+      {request::read_type_code, read_value, "type_code", "", "TYPE READ ERROR"},
       {request::sync_efs, flush_efs, nullptr, kYes, "\xFF"},
       {request::read_pid, read_pid, "pid", "", ""},
       {request::write_pid, write_pid, "pid", "PID WRITE OK", "PID WRITE ERROR"},

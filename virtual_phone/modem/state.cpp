@@ -42,6 +42,7 @@ const std::vector<ModemValue>& known_modem_values() {
        "0: the modem does not know the product identifier's requests"},
       {"rgrv", ModemForm::record, kRecord, false, "RGRV record"},
       {"suffix", ModemForm::record, kRecord, false, "model suffix"},
+      {"type_code", ModemForm::record, kRecord, false, "the device's type code"},
   };
   return rows;
 }

@@ -22,6 +22,9 @@ const std::vector<ProfileProperty> kBuild = {
     {"ro.build.type", "userdebug"},
     {"ro.build.version.release", "10"},
     {"ro.product.model", "QV-100"},
+    {"ro.vendor.qve.build.target_operator", "OPEN"},
+    {"ro.vendor.qve.factoryversion", "QV100AT-00-V10a-OPEN-EU-JUN-01-2020+0"},
+    {"ro.vendor.qve.swversion_rev", "0"},
     {"vendor.qve.ril.modembsp.bootup", "1"},
     {"vendor.qve.usb.config", "factory,adb"},
     {"vendor.qve.usb.state", "factory,adb"},
@@ -61,11 +64,8 @@ const std::vector<ProfileItem> kFactoryItems = {
     {item::pid, "QV100AAAAAA0012345"sv},
     {item::serial_number, "QV2006A00123"sv},
     {item::imei, "490154203237518"sv},
-    {item::sw_version, "QV100AT-00-V10a-OPEN-EU-JUN-01-2020+0"sv},
-    {item::sw_original_version, "QV100AT-00-V10a-OPEN-EU-JUN-01-2020+0"sv},
     {item::msn, "006QVAB000123"sv},
     {item::manuf_date, "20200601"sv},
-    {item::sw_fixed_area_version, "QV100AT-00-V10a-FIXED"sv},
     {item::buyer, "OPEN_EU"sv},
     {item::set_revision, "A01"sv},
     {item::csn, "006QVCS000456"sv},
@@ -84,6 +84,18 @@ const std::vector<ProfileItem> kFactoryItems = {
     {item::sku, "QV100EAW.AEUROPBK"sv},
 };
 
+// What the image says of itself, and the items that hold it.
+
+constexpr std::string_view kEuropeanVersion = "QV100AT-00-V10a-OPEN-EU-JUN-01-2020+0";
+constexpr std::string_view kAmericanVersion = "QV100AT-00-V10b-OPEN-NA-JUN-01-2020+0";
+constexpr std::string_view kFixedArea = "A2006010900-M2006010900-C2006010900-O2006010900-0";
+
+const std::vector<ProfileFile> kIdentifierFiles = {
+    {"/cust/cust.ubid", "C2006010900\n"},
+    {"/vendor/etc/ap.ubid", "A2006010900\n"},
+};
+const std::string kOperatorIdentifier = "O2006010900-0\n";
+
 const std::vector<ProfileFile> kFactoryFiles = {
     {"/mnt/vendor/persist-qv/startday/isValid", "0"},
     {"/mnt/vendor/persist-qv/startday/date", "0000/00/00 00:00:00"},
@@ -94,12 +106,20 @@ const std::vector<ProfileModemValue> kModemValues = {
     {"fusg", "1"sv},        {"imei1", "490154203237518"sv},  {"imei2", "490154203237526"sv},
     {"impl", "1"sv},        {"meid", "A0000012345678"sv},    {"model_name", "QV-100"sv},
     {"pesn", "80A1B2C3"sv}, {"pid", "QV100AAAAAA0012345"sv}, {"suffix", "AEUROP"sv},
+    {"type_code", "0"sv},
 };
 
 const std::vector<ProfileFile> kModemFiles = {
     {"/nv/item_files/modem/mmode/sms_only", "0"},
     {"/qv/factory/rf_cal_date", "20200601"},
 };
+
+/// The items that a phone has which was started with this software.
+void set_versions(Profile& profile, std::string_view version, std::string_view original) {
+  profile.items.push_back({item::sw_version, version});
+  profile.items.push_back({item::sw_original_version, original});
+  profile.items.push_back({item::sw_fixed_area_version, kFixedArea});
+}
 
 /// A phone that has left the factory.
 Profile written(const char* name, const char* meaning, std::string_view network_code,
@@ -116,12 +136,16 @@ Profile written(const char* name, const char* meaning, std::string_view network_
                      sim_iccid};
   profile.items.push_back({item::network_code, network_code});
   append(profile.files, kFactoryFiles);
+  append(profile.files, kIdentifierFiles);
   return profile;
 }
 
 Profile single() {
-  return written("single", "one carrier, all factory data written",
-                 R"("1","310,410,FFFFFFFF,FFFFFFFF,FF")", "8901410000000000001");
+  Profile profile = written("single", "one carrier, all factory data written",
+                            R"("1","310,410,FFFFFFFF,FFFFFFFF,FF")", "8901410000000000001");
+  set_versions(profile, "QV100AT-00-V10a-310-410-JUN-01-2020+0", kEuropeanVersion);
+  profile.files.push_back({"/data/.OP/userdata.ubid", kOperatorIdentifier});
+  return profile;
 }
 
 /// A phone for several carriers of Europe, but for where its package lies.
@@ -135,10 +159,10 @@ Profile european(const char* name, const char* meaning) {
                               {"ro.crypto.type", "file"},
                               {"ro.product.name", "qv100_global_com"},
                               {"ro.vendor.qve.build.target_country", "EU"},
-                              {"ro.vendor.qve.build.target_operator", "OPEN"},
                               {"ro.vendor.qve.build.target_region", "EU"},
                               {"ro.vendor.qve.kelp", "1"},
                           });
+  set_versions(profile, "QV100AT-00-V10a-262-01-CR1-JUN-01-2020+0", kEuropeanVersion);
   return profile;
 }
 
@@ -146,6 +170,7 @@ Profile open() {
   Profile profile = european("open", "several carriers and countries, chosen by the SIM");
   set_properties(profile, {{"ro.vendor.qve.capp_tamra.rootdir", root_in_place(open_europe())}});
   append(profile.files, files_in_place(open_europe()));
+  profile.files.push_back({"/oem/OP/_COMMON/op.ubid", kOperatorIdentifier});
   return profile;
 }
 
@@ -155,6 +180,7 @@ Profile overlay() {
   set_properties(profile, {{"ro.vendor.qve.capp_tamra.rootdir", root_on_overlay(open_europe())},
                            {"ro.vendor.qve.product.overlayfs", "true"}});
   profile.overlay_files = files_on_overlay(open_europe());
+  profile.overlay_files.push_back({"/product/etc/op.ubid", kOperatorIdentifier});
   return profile;
 }
 
@@ -167,14 +193,16 @@ Profile mtk() {
                               {"ro.mediatek.platform", "MT6755"},
                               {"ro.product.name", "qv100_nao_us"},
                               {"ro.vendor.qve.build.target_country", "US"},
-                              {"ro.vendor.qve.build.target_operator", "OPEN"},
                               {"ro.vendor.qve.build.target_region", "NA"},
                               {"ro.vendor.qve.capp_tamra.rootdir", root_in_place(north_america())},
                               {"ro.vendor.qve.chip.vendor", "mtk"},
+                              {"ro.vendor.qve.factoryversion", std::string(kAmericanVersion)},
                               {"ro.vendor.qve.naop", "1"},
                               {"ro.vendor.qve.simbase", "1"},
                           });
   append(profile.files, files_in_place(north_america()));
+  set_versions(profile, "QV100AT-00-V10b-310-410-NA1-JUN-01-2020+0", kAmericanVersion);
+  profile.files.push_back({"/oem/OP/_COMMON/op.ubid", kOperatorIdentifier});
   return profile;
 }
 

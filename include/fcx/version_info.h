@@ -1,0 +1,114 @@
+// The device's version strings. A getter returns 0, or 1 when there is no such text, and writes the
+// length of `out`; the text has no NUL after it unless said otherwise. One that fails leaves `out`
+// and `out_len` as they were, unless said otherwise. A null pointer fails. Failures are logged with
+// priority INFO.
+#pragma once
+
+#include <cstddef>
+
+#pragma GCC visibility push(default)
+
+/// The factory software version, as MODEL-TYPE-NAME-MCC-MNC[-POSTFIX]-DATE and what follows it. Its
+/// pieces are from "ro.vendor.qve.factoryversion", the modem (the type's code) and further
+/// properties; with type 2 also from the customisation package and the network-code list.
+/// @param type 1: as the software was built; 2: as the carrier's package and the network code make
+///             it, which is also stored in factory item 14. Any other type is 0 without a text
+/// @param out  69 bytes
+int get_qve_factory_sw_version(int type, char* out, int* out_len);
+/// The same without the line that says that it was asked for.
+int get_qve_factory_sw_version_sbp(int type, char* out, int* out_len);
+
+/// The version of the software's fixed areas: four build identifiers of 11 characters with '-'
+/// between them, and after a further '-' one character.
+/// @param out     49 bytes. A line of a build-identifier file that is too short leaves zero bytes
+/// @param out_len receives the length up to the first of them. 0, and `out` as it was, without an
+///                application-processor identifier, and when the customisation's cannot be read
+/// @return 0; 1 also for a text with the operator's default, "FFFFFFFFFFF-F"
+int get_qve_factory_sw_fixed_area_version(char* out, int* out_len);
+
+/// The hardware revision from the kernel command line: "1.0", "0.a1", or the digit of an evaluation
+/// board. 1 for a revision that is reserved.
+/// @param out 5 bytes
+int get_qve_hw_version(char* out, int* out_len);
+
+/// The Android release, "ro.build.version.release".
+/// @param out 92 bytes, with a NUL
+int get_qve_android_sw_version(char* out, int* out_len);
+
+/// The binary revision, "ro.vendor.qve.swversion_rev" when it has one or two characters, else "0".
+/// @param out 3 bytes, with a NUL
+/// @return 0, or 1 for a null pointer
+int get_qve_bynary_revision(char* out, int* out_len);
+
+// Pieces of the factory software version from files of KEY=VALUE lines. A slot has 70 bytes, text
+// of at most 69 characters and a NUL.
+
+/// Fills the slots that are still empty from a carrier's property file; only "ro.vendor.qve.opensw"
+/// overwrites the MCC and the MNC.
+/// @param mccmnc, subset what the network code's first entry says
+/// @return 0, or 1 for a null pointer
+int load_swv_components_from_file(char* file, char* mccmnc, char* subset, char* mcc, char* mnc,
+                                  char* short_name, char* hidden, char* date, char* postfix);
+
+/// How the property files of the package in directory `root` are arranged.
+/// @return 2 with a mapping file of its own, 1 for the open package, else 0
+int qve_parse_integration(char* root);
+
+/// Finds the integration property file that belongs to a carrier's one.
+/// @param out 2048 bytes; untouched when `prop_file` holds no '/'
+/// @return whether it is another file than `prop_file`: 1 or 0
+int qve_integration_properties(char* out, const char* prop_file, const char* root);
+
+// The same with where each piece is from, for whoever asks why a version is as it is.
+
+namespace fcx {
+
+/// Where a piece of the factory software version is from. In one slot each comes before those below
+/// it.
+enum class VersionSource {
+  none,          ///< the slot is empty
+  file,          ///< a property file of the package
+  network_code,  ///< the first entry of the network-code list
+  group_file,    ///< the package's mapping of customisation groups
+  modem,         ///< the modem's answer
+  property,      ///< a system property
+};
+
+struct VersionSlot {
+  char text[70];  ///< with its NUL
+  VersionSource source;
+  const char* name;  ///< of the property, or of the file's key; else null
+  int file;          ///< which of FactoryVersion::files, where it is from one
+};
+
+struct FactoryVersion {
+  VersionSlot model, type, short_name, mcc, mnc, postfix, date, arb, hidden;
+  bool is_factory;      ///< it ends in "-FACTORY", and has no hidden version
+  char text[70];        ///< the version
+  char files[5][2048];  ///< property files that filled slots, and the mapping of groups
+};
+
+/// The factory software version as get_qve_factory_sw_version_sbp() makes it; nothing is stored.
+/// @param type 1 or 2
+/// @return 0, or 1 when there is none; what was found by then is in `version`
+[[nodiscard]] int read_factory_version(int type, FactoryVersion& version);
+
+/// A field of the fixed-area version.
+struct FixedAreaField {
+  char text[14];     ///< with its NUL
+  const char* path;  ///< the build-identifier file
+  bool is_default;   ///< the file is not there, or could not be used
+};
+
+struct FixedAreaVersion {
+  FixedAreaField application, modem, customisation, carrier;
+  char text[50];  ///< the version
+};
+
+/// The fixed-area version as get_qve_factory_sw_fixed_area_version() makes it.
+/// @return as that; `version` has all zero from the first field on that there is none for
+[[nodiscard]] int read_fixed_area_version(FixedAreaVersion& version, int& length);
+
+}  // namespace fcx
+
+#pragma GCC visibility pop
