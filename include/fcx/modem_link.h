@@ -1,11 +1,10 @@
 // The command link: the one way to the modem and to the system side. A request has a number and up
 // to 2048 bytes; the number picks the route:
 //
-//   0 to 993       the direct interface to the modem; one exchange at a time, whoever asks
-//   1000 to 4414   the AT-command service of the system side ("atservice"). One answer is kept for
-//                  the whole process, without a lock: such requests must not overlap. Commands
-//                  that come one at a time see to that.
+//   0 to 993       the direct interface to the modem
+//   1000 to 4414   the AT-command service of the system side ("atservice")
 //
+// Each route makes one exchange at a time, whoever asks; the two go on beside each other.
 // modem/link/requests.def names the numbers that this library uses. Nothing here throws.
 #pragma once
 

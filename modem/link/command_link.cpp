@@ -16,6 +16,7 @@
 #include "modem/link/requests.h"
 #include "platform/immortal.h"
 #include "platform/modem_interface.h"
+#include "platform/thread_annotations.h"
 
 namespace {
 
@@ -32,9 +33,9 @@ struct DirectInterface {
   std::atomic<int> status = -1;
 };
 
-/// The AT-command service's answer to the request that is under way. There is room for all that
-/// can be decoded, more than a record holds.
-struct PendingAnswer {
+/// An answer of the AT-command service. There is room for all that can be decoded, more than a
+/// record holds.
+struct SystemAnswer {
   static constexpr size_t kLongestText = 4096;
   static constexpr size_t kMostBytes = 4096;
 
@@ -43,7 +44,13 @@ struct PendingAnswer {
   int32_t status;
   std::array<uint8_t, kMostBytes> data;
 };
-PendingAnswer pending_answer;
+
+/// The exchange with the AT-command service: the answer to the request that is under way, and who
+/// may make one.
+struct SystemExchange {
+  Mutex mutex;
+  SystemAnswer pending GUARDED_BY(mutex) = {};
+};
 
 /// What became of a request.
 struct Outcome {
@@ -71,6 +78,21 @@ int request_to_modem(qvcmd_request& request, qvcmd_response& response) {
 /// Whether the service's result counts for this request. It does not for these two, on purpose.
 constexpr bool result_counts(int number) { return number != 1011 && number != 1012; }
 
+/// Calls the service, and waits for its turn before.
+void call_service(IQvAtCmd& service, const QVATCMDRequest& call, qvcmd_response& response) {
+  auto& system = fcx::immortal<SystemExchange>();
+  const std::lock_guard lock(system.mutex);
+  // A service that dies must not let the last answer pass as this one's.
+  system.pending = {QVCMD_FAIL, 0, 0, {}};
+  if (!service.request(call, response_from_system).isOk()) {
+    DOMAIN_ERROR("[QVATCMD] the service did not answer\n");
+  }
+  response.result = system.pending.result;
+  response.data_len = system.pending.data_len;
+  response.reserved = system.pending.status;
+  memcpy(response.data, system.pending.data.data(), sizeof response.data);
+}
+
 Outcome request_to_android(const qvcmd_request& request, qvcmd_response& response) {
   // Looked up for every request anew, on purpose: the service may have been restarted.
   const android::sp<IQvAtCmd> service = IQvAtCmd::getService(kAtService, false);
@@ -85,15 +107,7 @@ Outcome request_to_android(const qvcmd_request& request, qvcmd_response& respons
   call.opcode = request.opcode;
   call.data_len = request.data_len;
   call.data.setToExternal(text.data(), length);
-  // A service that dies must not let the last answer pass as this one's.
-  pending_answer = {QVCMD_FAIL, 0, 0, {}};
-  if (!service->request(call, response_from_system).isOk()) {
-    DOMAIN_ERROR("[QVATCMD] the service did not answer\n");
-  }
-  response.result = pending_answer.result;
-  response.data_len = pending_answer.data_len;
-  response.reserved = pending_answer.status;
-  memcpy(response.data, pending_answer.data.data(), sizeof response.data);
+  call_service(*service, call, response);
   DOMAIN_INFO("[COMMON_INTERFACE] Receive result value from request_to_android");
   return {result_counts(request.opcode) ? response.result : QVCMD_OK};
 }
@@ -196,12 +210,13 @@ int get_qve_data_from_modem(int number, void* req, int req_len, void* rsp, int* 
   return answer.claimed_length() == *rsp_len ? 0 : QVCMD_FAIL;
 }
 
-void response_from_system(const QVATCMDResponse& response) {
-  pending_answer = {response.result, response.data_len, response.status, {}};
+// The caller of the service holds the mutex.
+void response_from_system(const QVATCMDResponse& response) NO_THREAD_SAFETY_ANALYSIS {
+  SystemAnswer& pending = fcx::immortal<SystemExchange>().pending;
+  pending = {response.result, response.data_len, response.status, {}};
   DOMAIN_INFO("[QVATCMD] result : %d, data_len : %d, status : %d", response.result,
               response.data_len, response.status);
   if (response.data_len < 1) return;
-  const size_t length = std::min<size_t>(response.data.size(), PendingAnswer::kLongestText);
-  fcx::decode_base64({response.data.c_str(), length}, pending_answer.data.data(),
-                     pending_answer.data.size());
+  const size_t length = std::min<size_t>(response.data.size(), SystemAnswer::kLongestText);
+  fcx::decode_base64({response.data.c_str(), length}, pending.data.data(), pending.data.size());
 }

@@ -314,6 +314,38 @@ TEST_F(ModemLink, DirectRequestsOfTwoThreadsTakeTurns) {
   for (const auto& request : sent) EXPECT_FALSE(request.overlapped);
 }
 
+/// A service that answers with what it was sent, and lets other threads run before it returns.
+class Echoing : public IQvAtCmd {
+ public:
+  android::hardware::Return<void> request(const QVATCMDRequest& request, request_cb give) override {
+    constexpr int kYields = 50;
+    give({0, request.data_len, 0, request.data});
+    for (int i = 0; i < kYields; ++i) std::this_thread::yield();
+    return android::hardware::Void();
+  }
+};
+
+TEST_F(ModemLink, SystemRequestsOfTwoThreadsGetTheirOwnAnswers) {
+  // In a process of its own, as above.
+  const auto ask_beside_another = [this] {
+    virtual_phone::register_service(IQvAtCmd::descriptor, "atservice", [](virtual_phone::Phone&) {
+      return android::sp<Echoing>(new (std::nothrow) Echoing);
+    });
+    const auto ask_often = [this](const char* payload) {
+      for (int i = 0; i < 100; ++i) {
+        Outputs out;
+        EXPECT_EQ(0, ask(kModelName, out, payload));
+        EXPECT_EQ(payload, out.text());
+      }
+    };
+    std::thread other(ask_often, "the cable is out");
+    ask_often("QV-1");
+    other.join();
+    _exit(HasFailure() ? 1 : 0);
+  };
+  EXPECT_EXIT(ask_beside_another(), testing::ExitedWithCode(0), "");
+}
+
 TEST_F(ModemLink, GenericCallsRefuseWhatCannotBe) {
   char data[QVCMD_DATA_SIZE] = {};
   int length = 0;
