@@ -1,11 +1,29 @@
-// Kernel attribute files.
+// Kernel attribute files. Failures are logged, null pointers and negative sizes among them.
 #pragma once
 
 #pragma GCC visibility push(default)
 
+/// Whether a file, or a folder, can be opened for reading. Its absence is not logged.
+/// @return 0 when it can, else -1
+int check_sysfs(const char* path);
+
+/// Reads a file from its start into `buf`, whose `n` bytes are zeroed first.
+/// @return `n`, also when the file is shorter or the reading fails; -1 when it cannot be opened
+int read_sysfs(const char* path, char* buf, int n);
+
+/// Reads a file of the size that seeking to its end tells. That of what the kernel makes up is 0 or
+/// 4096: `buf` must take that.
+/// @return the bytes read; -1 when it cannot be opened or read, or has no such size
+int read_sysfs(const char* path, char* buf);
+
 /// Writes `n` bytes to a file in place of what it held; a file that is not there is made.
-/// @return 0; -1 when it cannot be opened or written, for a null pointer and for a negative `n`:
-///         all of it is logged
+/// @return 0; -1 when it cannot be opened or written
 int write_sysfs(const char* path, const char* buf, int n);
+
+/// The same for a file of the ERI data: where it cannot be opened, the folder `dir` is made with
+/// mode 0755 first. The file then gets the owner, the group and the mode of `dir`; that one of them
+/// cannot be given is no failure.
+/// @return 0; -1 when it cannot be opened then either, or not be written
+int write_eri_sysfs(const char* path, const char* dir, const char* buf, int n);
 
 #pragma GCC visibility pop

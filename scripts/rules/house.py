@@ -94,7 +94,7 @@ PAIRS = [
      "the network code is an identity, too"),
     ("modem/identity_items.cpp", "include/fcx/single_binary.h", "carrier/network_code_rewrite.cpp",
      "an identity reset starts carrier set-up anew"),
-    ("modem/modem_power.cpp", "include/fcx/system_control.h", "services/system_control.cpp",
+    ("modem/modem_power.cpp", "include/fcx/system_control.h", "services/power.cpp",
      "the modem's files are flushed before it is reset"),
     ("modem/version_info/factory_version.cpp", "include/fcx/customisation.h", "carrier/package/key_values.cpp",
      "the carrier's files are part of the software's version"),
@@ -108,6 +108,8 @@ PAIRS = [
      "pieces of the version are values of the package's files"),
     ("modem/usb_mode.cpp", "include/fcx/sysfs.h", "services/sysfs.cpp",
      "the lock of the USB mode is a kernel attribute"),
+    ("services/power_off_with_cable.cpp", "include/fcx/usb_mode.h", "modem/usb_mode.cpp",
+     "the USB state tells whether the cable is there"),
     ("benchmarks/carrier_bench.cpp", "carrier/calling_codes.h", "carrier/calling_codes.h",
      "every calling code is looked up"),
 ]
