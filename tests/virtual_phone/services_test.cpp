@@ -59,6 +59,10 @@ TEST_F(VirtualAtService, AnswersWhatItKnows) {
   EXPECT_EQ("0 0 ", answer(1654));
   EXPECT_EQ("183", read_file(file("/proc/qve_power/lcd/brightness")));
   for (const int32_t number : {1900, 1901, 1902, 1903}) EXPECT_EQ("0 0 ", answer(number));
+  fs::remove(file("/proc/qve_power/lcd/brightness"));
+  EXPECT_EQ("1 0 ", answer(1653)) << "there is no such node";
+  ASSERT_EQ(0, mkfifo(file("/proc/qve_power/lcd/brightness").c_str(), 0600));
+  EXPECT_EQ("1 0 ", answer(1653)) << "and nobody waits for its reader";
   EXPECT_THAT(events(), ElementsAre("sleep: 0", "wake_up: 183", "omadm: 1", "omadm: 2", "omadm: 3",
                                     "omadm: other"));
 }

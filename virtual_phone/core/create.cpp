@@ -21,9 +21,9 @@ namespace fs = std::filesystem;
 using android::base::unique_fd;
 
 const Profile& profile_named(std::string_view name) {
+  if (const Profile* profile = find_profile(name); profile != nullptr) return *profile;
   std::string known;
   for (const Profile& profile : profiles()) {
-    if (profile.name == name) return profile;
     known += known.empty() ? profile.name : std::string(", ") + profile.name;
   }
   throw Refused("there is no profile \"" + std::string(name) + "\". Profiles: " + known);
@@ -100,6 +100,7 @@ void make_phone(const fs::path& directory, const Profile& profile) {
   for (const char* device_path : device_directories()) {
     fs::create_directories(device_file(root, device_path));
   }
+  write_tree(root, profile.nodes);
   write_tree(root, profile.files);
   write_tree(directory / kOverlayName, profile.overlay_files);
   write_tree(directory / kEfsName, profile.efs_files);

@@ -48,7 +48,9 @@ ModemAnswer answer_or_fail(int32_t number, const std::function<ModemAnswer()>& w
 ModemAnswer answer_directly(Phone& phone, int32_t number, std::string_view payload);
 /// The same when it refuses.
 ModemAnswer refuse_directly(int32_t number);
-/// Whether it knows the request, so that there is something to refuse.
+/// Whether it knows the request, so that there is something to refuse, and an answer.
 bool knows_directly(int32_t number);
+/// The same of the system side.
+bool system_side_knows(int32_t number);
 
 }  // namespace virtual_phone

@@ -11,12 +11,21 @@ namespace {
 using std::string_view_literals::operator""sv;
 namespace item = fcx::item;
 
+/// The boot loader's properties, "ro.boot.NAME", are in it as "androidboot.NAME".
+constexpr char kCommandLine[] =
+    "console=null loglevel=4 androidboot.hardware=qv100"
+    " androidboot.vendor.qve.hw.revision=rev_10 androidboot.vendor.qve.model.factory=QV-100"
+    " androidboot.vendor.qve.model.name=QV-100\n";
+
 constexpr char kMemoryInfo[] =
     "MemTotal:        3809036 kB\n"
     "MemFree:          412876 kB\n"
     "MemAvailable:    1893320 kB\n";
 
 const std::vector<ProfileProperty> kBuild = {
+    {"ro.boot.vendor.qve.hw.revision", "rev_10"},
+    {"ro.boot.vendor.qve.model.factory", "QV-100"},
+    {"ro.boot.vendor.qve.model.name", "QV-100"},
     {"ro.bootmode", "unknown"},
     {"ro.build.date", "Mon Jun  1 09:00:00 KST 2020"},
     {"ro.build.type", "userdebug"},
@@ -25,6 +34,10 @@ const std::vector<ProfileProperty> kBuild = {
     {"ro.vendor.qve.build.target_operator", "OPEN"},
     {"ro.vendor.qve.factoryversion", "QV100AT-00-V10a-OPEN-EU-JUN-01-2020+0"},
     {"ro.vendor.qve.swversion_rev", "0"},
+    {"ro.vendor.qve.mid.bootstart", "0"},
+    {"vendor.qve.boot_completed", "1"},
+    {"vendor.qve.factory.pif", "0"},
+    {"vendor.qve.factory.qem", "0"},
     {"vendor.qve.ril.modembsp.bootup", "1"},
     {"vendor.qve.usb.config", "factory,adb"},
     {"vendor.qve.usb.state", "factory,adb"},
@@ -32,9 +45,27 @@ const std::vector<ProfileProperty> kBuild = {
 
 /// What the kernel shows of itself, on any phone.
 const std::vector<ProfileFile> kKernelFiles = {
+    {"/proc/cmdline", kCommandLine},
     {"/proc/meminfo", kMemoryInfo},
+    {"/proc/qve_power/adc/usb_in", "5000000\n"},
+    {"/proc/qve_power/battery/present", "1\n"},
+    {"/proc/qve_power/key_led/red_brightness", "0\n"},
+    {"/proc/qve_power/lcd/brightness", "183\n"},
     {"/sys/class/android_usb/android0/lock", "0"},
     {"/sys/class/android_usb/android0/state", "CONFIGURED\n"},
+    // Of the four CPUs the third is offline: it has no frequency.
+    {"/sys/devices/system/cpu/online", "0-1,3\n"},
+    {"/sys/devices/system/cpu/cpu0/cpufreq/scaling_cur_freq", "1200000\n"},
+    {"/sys/devices/system/cpu/cpu0/cpufreq/scaling_max_freq", "1800000\n"},
+    {"/sys/devices/system/cpu/cpu0/cpufreq/scaling_min_freq", "600000\n"},
+    {"/sys/devices/system/cpu/cpu1/cpufreq/scaling_cur_freq", "1200000\n"},
+    {"/sys/devices/system/cpu/cpu1/cpufreq/scaling_max_freq", "1800000\n"},
+    {"/sys/devices/system/cpu/cpu1/cpufreq/scaling_min_freq", "600000\n"},
+    {"/sys/devices/system/cpu/cpu3/cpufreq/scaling_cur_freq", "2000000\n"},
+    {"/sys/devices/system/cpu/cpu3/cpufreq/scaling_max_freq", "2400000\n"},
+    {"/sys/devices/system/cpu/cpu3/cpufreq/scaling_min_freq", "800000\n"},
+    {"/sys/kernel/fcx_mid/fcx_status", "0\n"},
+    {"/sys/power/autosleep", "on\n"},
 };
 
 template <typename Row>
@@ -53,8 +84,10 @@ void set_properties(Profile& profile, const std::vector<ProfileProperty>& wanted
 }
 
 Profile blank() {
-  return {"blank", "nothing written yet: every item is empty", kBuild, {}, kKernelFiles, {}, {},
-          {}};
+  Profile profile = {"blank", "nothing written yet: every item is empty", kBuild, {}, {}, {}, {},
+                     {}};
+  profile.nodes = kKernelFiles;
+  return profile;
 }
 
 // What the factory has written, apart from the carriers.
@@ -128,7 +161,7 @@ Profile written(const char* name, const char* meaning, std::string_view network_
                      meaning,
                      kBuild,
                      kFactoryItems,
-                     kKernelFiles,
+                     kFactoryFiles,
                      kModemValues,
                      {{453, "\0\0\0\0"sv}},
                      kModemFiles,
@@ -137,6 +170,7 @@ Profile written(const char* name, const char* meaning, std::string_view network_
   profile.items.push_back({item::network_code, network_code});
   append(profile.files, kFactoryFiles);
   append(profile.files, kIdentifierFiles);
+  profile.nodes = kKernelFiles;
   return profile;
 }
 
@@ -211,6 +245,13 @@ Profile mtk() {
 const std::vector<Profile>& profiles() {
   static const std::vector<Profile> all = {single(), open(), mtk(), overlay(), blank()};
   return all;
+}
+
+const Profile* find_profile(std::string_view name) {
+  for (const Profile& profile : profiles()) {
+    if (profile.name == name) return &profile;
+  }
+  return nullptr;
 }
 
 const std::vector<const char*>& device_directories() {

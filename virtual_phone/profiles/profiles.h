@@ -35,9 +35,12 @@ struct Profile {
   std::vector<ProfileFile> efs_files;
   std::vector<ProfileFile> overlay_files = {};  ///< which only the file-handle service reads
   std::string_view sim_iccid = {};              ///< of the SIM that is inserted; empty: none is
+  std::vector<ProfileFile> nodes = {};          ///< files that show what the kernel has to say
 };
 
 const std::vector<Profile>& profiles();
+/// The profile of that name, or null.
+const Profile* find_profile(std::string_view name);
 
 /// Directories that every phone has from the start.
 const std::vector<const char*>& device_directories();

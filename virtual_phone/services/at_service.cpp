@@ -4,13 +4,14 @@
 #include <vendor/qve/hardware/qvatcmd/1.0/IQvAtCmd.h>
 
 #include <algorithm>
-#include <fstream>
+#include <filesystem>
 #include <new>
 
 #include "fcx/qvcmd.h"
 #include "modem/link/requests.h"
 #include "virtual_phone/core/clock.h"
 #include "virtual_phone/core/events.h"
+#include "virtual_phone/core/node.h"
 #include "virtual_phone/core/platform_call.h"
 #include "virtual_phone/faults/faults.h"
 #include "virtual_phone/hidl/services.h"
@@ -95,12 +96,7 @@ ModemAnswer erase_logs(const Call& call) {
 
 /// The row's detail is the brightness.
 ModemAnswer set_brightness(const Call& call) {
-  const fs::path node = device_file(call.phone, kBrightness);
-  fs::create_directories(node.parent_path());
-  std::ofstream out(node, std::ios::binary);
-  out << call.row.detail;
-  out.close();
-  if (!out) throw Error(node.string() + ": cannot be written");
+  write_node(call.phone, kBrightness, call.row.detail);
   return answer_of("");
 }
 
@@ -127,10 +123,16 @@ constexpr Row kRows[] = {
     {request::model_name, model_name, nullptr, nullptr},
 };
 
-ModemAnswer carry_out(Phone& phone, int32_t number, std::string_view payload) {
+/// The row of a request, or null.
+const Row* find_row(int32_t number) {
   const auto* row = std::find_if(std::begin(kRows), std::end(kRows),
                                  [&](const Row& each) { return each.number == number; });
-  if (row == std::end(kRows)) return answer_code(kUnknownRequest);
+  return row == std::end(kRows) ? nullptr : row;
+}
+
+ModemAnswer carry_out(Phone& phone, int32_t number, std::string_view payload) {
+  const Row* row = find_row(number);
+  if (row == nullptr) return answer_code(kUnknownRequest);
   const ModemAnswer answer = row->carry_out({phone, *row, payload});
   if (row->event != nullptr) record_event(phone, row->event, row->detail);
   return answer;
@@ -205,4 +207,7 @@ Service at_service(Phone& phone) {
     (register_service(IQvAtCmd::descriptor, kName, at_service), true);
 
 }  // namespace
+
+bool system_side_knows(int32_t number) { return find_row(number) != nullptr; }
+
 }  // namespace virtual_phone

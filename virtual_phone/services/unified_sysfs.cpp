@@ -1,16 +1,13 @@
 // The vendor's unified sysfs library: nodes of power and display, without waiting for any.
 #include "platform/unified_sysfs.h"
 
-#include <android-base/unique_fd.h>
 #include <fcntl.h>
-#include <sys/stat.h>
 #include <unistd.h>
 
 #include <algorithm>
-#include <filesystem>
 
 #include "platform/device_home.h"
-#include "virtual_phone/core/phone.h"
+#include "virtual_phone/core/node.h"
 
 namespace {
 
@@ -18,20 +15,12 @@ using android::base::unique_fd;
 using fcx::FileFault;
 using fcx::FileOperation;
 
-/// Whether a fault lets the operation fail.
-bool fails(const char* path, FileOperation operation) {
-  return fcx::platform_file_fault(path, operation).error != 0;
-}
-
-/// Opens a node of the selected phone. Only what is no pipe: that would be waited for.
+/// Opens a node of the selected phone, unless a fault lets that fail.
 unique_fd open_node(const char* path, int flags) {
   const virtual_phone::Phone* phone = virtual_phone::selected_or_null();
-  if (phone == nullptr || fails(path, FileOperation::open)) return {};
-  const auto place = (std::filesystem::path("/") / path).lexically_normal();
-  unique_fd node(open((phone->root() + place.string()).c_str(), flags | O_NONBLOCK | O_CLOEXEC));
-  struct stat found {};
-  if (!node.ok() || fstat(node.get(), &found) != 0 || !S_ISREG(found.st_mode)) return {};
-  return node;
+  if (phone == nullptr) return {};
+  if (fcx::platform_file_fault(path, FileOperation::open).error != 0) return {};
+  return virtual_phone::open_node(*phone, path, flags);
 }
 
 }  // namespace

@@ -1,0 +1,55 @@
+#include "virtual_phone/core/node.h"
+
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <cstring>
+
+#include "virtual_phone/core/error.h"
+
+namespace virtual_phone {
+namespace {
+
+using android::base::unique_fd;
+
+[[noreturn]] void fail(std::string_view device_path) {
+  throw Error(std::string(device_path) + ": " + strerror(errno));
+}
+
+}  // namespace
+
+unique_fd open_node(const Phone& phone, std::string_view device_path, int flags) {
+  const auto place = (std::filesystem::path("/") / device_path).lexically_normal();
+  unique_fd node(open((phone.root() + place.string()).c_str(), flags | O_NONBLOCK | O_CLOEXEC));
+  if (!node.ok()) return {};
+  struct stat found {};
+  if (fstat(node.get(), &found) == 0 && S_ISREG(found.st_mode)) return node;
+  node.reset();
+  errno = ENOTSUP;
+  return {};
+}
+
+std::optional<std::string> read_node(const Phone& phone, std::string_view device_path) {
+  constexpr size_t kLongest = 4096;
+  const unique_fd node = open_node(phone, device_path, O_RDONLY);
+  if (!node.ok() && (errno == ENOENT || errno == ENOTDIR)) return std::nullopt;
+  if (!node.ok()) fail(device_path);
+  std::string content(kLongest, '\0');
+  const ssize_t size = read(node.get(), content.data(), content.size());
+  if (size < 0) fail(device_path);
+  content.resize(static_cast<size_t>(size));
+  return content;
+}
+
+void write_node(const Phone& phone, std::string_view device_path, std::string_view content) {
+  const unique_fd node = open_node(phone, device_path, O_WRONLY | O_TRUNC);
+  if (!node.ok()) fail(device_path);
+  errno = ENOSPC;  // of a short write
+  if (write(node.get(), content.data(), content.size()) != static_cast<ssize_t>(content.size())) {
+    fail(device_path);
+  }
+}
+
+}  // namespace virtual_phone
