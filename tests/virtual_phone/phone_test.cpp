@@ -18,6 +18,7 @@
 #include "tests/phone_fixture.h"
 #include "virtual_phone/core/item_store.h"
 #include "virtual_phone/core/log_file.h"
+#include "virtual_phone/core/power.h"
 #include "virtual_phone/core/properties.h"
 #include "virtual_phone/core/schema.h"
 
@@ -96,8 +97,108 @@ TEST_F(VirtualPhone, ARestartKeepsWhatPersists) {
   EXPECT_EQ(0, property_set("ro.a", "2"));
   acquire_wake_lock(PARTIAL_WAKE_LOCK, "off");
   selinux_android_restorecon("/data/vendor", 0);
-  EXPECT_THAT(events(), ElementsAre("reboot: restart fcx", "restart: restart fcx",
-                                    "wake_lock: acquire off", "restorecon: /data/vendor flags 0"));
+  EXPECT_THAT(events(), ElementsAre("reboot: restart, reason fcx", "wake_lock: acquire off",
+                                    "restorecon: /data/vendor flags 0"));
+}
+
+TEST_F(VirtualPhone, ItsEventsSayHowItIsPowered) {
+  const auto state = [&] {
+    const vp::PowerState now = vp::power_state(phone());
+    std::string text = now.is_off ? "off" : "on";
+    if (now.last_end) text += ", " + now.last_end->kind + ": " + now.last_end->detail;
+    for (const vp::WakeLock& lock : now.wake_locks) text += ", " + lock.name;
+    return text;
+  };
+  EXPECT_EQ("on", state());
+  for (const char* lock : {"a", "b", "b", "c"}) acquire_wake_lock(PARTIAL_WAKE_LOCK, lock);
+  release_wake_lock("b");
+  release_wake_lock("d");
+  EXPECT_EQ("on, a, c", state());
+  const std::tuple<unsigned, const char*, const char*> cases[] = {
+      {ANDROID_RB_RESTART, nullptr, "on, reboot: restart"},
+      {ANDROID_RB_RESTART2, "dload", "on, reboot: restart, reason dload"},
+      {ANDROID_RB_RESTART2, "oem-11", "off, reboot: restart, reason oem-11"},
+      {ANDROID_RB_RESTART2, "oem-112", "on, reboot: restart, reason oem-112"},
+      {ANDROID_RB_POWEROFF, nullptr, "off, reboot: power off"},
+      {ANDROID_RB_THERMOFF, "hot", "off, reboot: thermal power off, reason hot"},
+  };
+  for (const auto& [command, reason, expected] : cases) {
+    EXPECT_EQ(0, android_reboot(command, 0, reason));
+    EXPECT_EQ(expected, state());
+  }
+  acquire_wake_lock(PARTIAL_WAKE_LOCK, "a");
+  EXPECT_EQ("off, reboot: thermal power off, reason hot, a", state());
+  vp::restart(phone(), "power off");
+  EXPECT_EQ("on, restart: power off", state());
+}
+
+/// Makes a phone what the version before nodes and single reboot events would have left.
+void make_old(const fs::path& directory, const char* more_sql) {
+  vp::create(directory, "open", true);
+  for (const char* gone : {"proc/qve_power", "proc/cmdline", "sys/power", "oem"}) {
+    fs::remove_all(directory / "root" / gone);
+  }
+  vp::Database database(directory / "phone.db", vp::Database::Survives::kill);
+  for (const char* table : {"property", "build_property"}) {
+    database.execute((std::string("DELETE FROM ") + table +
+                      " WHERE name LIKE 'ro.boot.%' OR name = 'ro.vendor.qve.kelp'")
+                         .c_str());
+  }
+  database.execute(R"(
+INSERT INTO event VALUES(1, 1, 'restart', 'boot'), (2, 2, 'reboot', 'restart fcx'),
+  (3, 3, 'restart', 'restart fcx'), (4, 4, 'reboot', 'restart'), (5, 5, 'restart', 'restart'),
+  (6, 6, 'restart', 'restart'), (7, 7, 'reboot', 'power off'), (8, 8, 'restart', 'power off');
+PRAGMA user_version=4;
+)");
+  database.execute(more_sql);
+}
+
+TEST_F(VirtualPhone, AnOlderOneIsGivenWhatItLacksAndKeepsWhatItHas) {
+  const auto old = directory() / "old";
+  const fs::path root = old / "root";
+  make_old(old, "INSERT INTO property VALUES('ro.boot.vendor.qve.model.name', 'mine')");
+  write_file(root / "proc/meminfo", "mine");
+  fs::create_symlink("nowhere", root / "proc/cmdline");
+  write_file(root / "sys/power", "no directory");
+  fs::remove(root / "mnt/vendor/persist-qv/startday/date");
+  // A raise that cannot be completed changes no version, and leaves half of what it makes nowhere.
+  const fs::path begun = root / "proc/qve_power/lcd/.brightness.raised";
+  fs::create_directories(begun);
+  EXPECT_THAT([&] { vp::Phone{old}; }, ThrowsMessage<Error>(HasSubstr("Is a directory")));
+  EXPECT_TRUE(fs::exists(root / "proc/qve_power/adc/usb_in")) << "what came before it";
+  write_file(root / "proc/qve_power/adc/usb_in", "7");
+  fs::remove(begun);
+  write_file(begun, "what a killed process has left, and is longer than the node");
+
+  vp::Phone raised(old);
+  EXPECT_EQ("183\n", read_file(root / "proc/qve_power/lcd/brightness"));
+  EXPECT_EQ("7", read_file(root / "proc/qve_power/adc/usb_in"));
+  EXPECT_EQ("mine", read_file(root / "proc/meminfo"));
+  EXPECT_EQ("nowhere", fs::read_symlink(root / "proc/cmdline"));
+  EXPECT_EQ("no directory", read_file(root / "sys/power"));
+  EXPECT_TRUE(fs::is_directory(root / "oem"));
+  for (const char* path :
+       {"mnt/vendor/persist-qv/startday/date", "oem/OP", "proc/qve_power/lcd/.brightness.raised"}) {
+    EXPECT_FALSE(fs::exists(root / path)) << path << " is no node";
+  }
+  EXPECT_EQ("mine", vp::get_property(raised, "ro.boot.vendor.qve.model.name"));
+  EXPECT_EQ("1", vp::get_property(raised, "ro.vendor.qve.kelp")) << "of its own profile";
+  vp::restart(raised, "test");
+  EXPECT_EQ("QV-100", vp::get_property(raised, "ro.boot.vendor.qve.model.name"));
+  std::vector<std::string> events;
+  for (const vp::Event& event : vp::events(raised))
+    events.push_back(event.kind + ": " + event.detail);
+  EXPECT_THAT(events, ElementsAre("restart: boot", "reboot: restart, reason fcx", "reboot: restart",
+                                  "restart: restart", "reboot: power off", "restart: test"));
+  fs::remove(root / "proc/qve_power/lcd/brightness");
+  vp::Phone{old};
+  EXPECT_FALSE(fs::exists(root / "proc/qve_power/lcd/brightness"))
+      << "somebody has removed it since";
+
+  make_old(old, "UPDATE phone SET value = 'forgotten'");
+  vp::Phone forgotten(old);
+  EXPECT_TRUE(fs::exists(root / "proc/qve_power/lcd/brightness"));
+  EXPECT_EQ(std::nullopt, vp::get_property(forgotten, "ro.vendor.qve.kelp"));
 }
 
 TEST_F(VirtualPhone, ItemsAreBlocksThatKeepWhatIsNotWritten) {

@@ -6,8 +6,11 @@ namespace virtual_phone {
 
 void record_event(Phone& phone, std::string_view kind, std::string_view detail) {
   const std::lock_guard lock(phone.mutex());
-  phone.fleeting()
-      .query("INSERT INTO event(time_us, kind, detail) VALUES(?, ?, ?)")
+  record_event(phone.fleeting(), kind, detail);
+}
+
+void record_event(Database& database, std::string_view kind, std::string_view detail) {
+  database.query("INSERT INTO event(time_us, kind, detail) VALUES(?, ?, ?)")
       .bind(now_us())
       .bind(kind)
       .bind(detail)

@@ -1,4 +1,5 @@
-// What happened to the phone: reboots, wake locks, restored file labels, prepared thread pools.
+// What happened to the phone: reboots, wake locks, restored file labels, prepared thread pools, and
+// what the system side was asked to do.
 #pragma once
 
 #include <cstdint>
@@ -12,12 +13,15 @@ namespace virtual_phone {
 
 struct Event {
   int64_t id;
-  int64_t time_us;     ///< since 1970, on the phone's clock
-  std::string kind;    ///< reboot, restart, wake_lock, restorecon, rpc_threadpool
+  int64_t time_us;  ///< since 1970, on the phone's clock
+  std::string
+      kind;  ///< reboot, restart, wake_lock, restorecon, rpc_threadpool, sleep, wake_up, omadm
   std::string detail;  ///< what exactly
 };
 
 void record_event(Phone& phone, std::string_view kind, std::string_view detail);
+/// The same as part of a transaction.
+void record_event(Database& database, std::string_view kind, std::string_view detail);
 
 /// The id of the last event, 0 before the first.
 int64_t last_event(Phone& phone);

@@ -8,7 +8,7 @@
 
 #include "platform/immortal.h"
 #include "virtual_phone/core/events.h"
-#include "virtual_phone/core/schema.h"
+#include "virtual_phone/core/raise.h"
 #include "virtual_phone/modem/sim.h"
 
 namespace virtual_phone {
@@ -22,45 +22,6 @@ fs::path existing(const fs::path& directory) {
   if (fs::exists(directory / kDatabaseName, error)) return directory;
   if (error) throw Error((directory / kDatabaseName).string() + ": " + error.message());
   throw Error("no phone in " + directory.string() + ". Make one with `fcx init`.");
-}
-
-int64_t pragma(Database& database, const char* sql) {
-  Query query = database.query(sql);
-  return query.step() ? query.number(0) : 0;
-}
-
-/// Refuses what is not a phone, or one of a newer version.
-void check_version(Database& database, const fs::path& directory) {
-  const std::string shown = (directory / kDatabaseName).string();
-  if (pragma(database, "PRAGMA application_id") != kApplicationId) {
-    if (!database.is_empty()) throw Error(shown + " is not a phone's database.");
-    throw Error(shown + " was not made to its end. `fcx init --force` makes a new phone.");
-  }
-  const int64_t version = pragma(database, "PRAGMA user_version");
-  if (version < 1) {
-    throw Error(shown + " is damaged (phone version " + std::to_string(version) +
-                "); `fcx init --force` makes a new phone.");
-  }
-  if (version > kPhoneVersion) {
-    throw Error(directory.string() + " was made by a newer fcx (phone version " +
-                std::to_string(version) + ", this one knows " + std::to_string(kPhoneVersion) +
-                "). Update this one, or use another directory.");
-  }
-}
-
-/// Raises an older phone to this version.
-void upgrade(Database& database, const fs::path& directory) {
-  check_version(database, directory);
-  if (pragma(database, "PRAGMA user_version") == kPhoneVersion) return;
-  Transaction transaction(database);
-  // Looked at again under the write lock: another process may have been faster, or newer.
-  check_version(database, directory);
-  for (int64_t version = pragma(database, "PRAGMA user_version"); version < kPhoneVersion;
-       ++version) {
-    database.execute(kSchemaSteps[version]);
-  }
-  database.execute(("PRAGMA user_version=" + std::to_string(kPhoneVersion)).c_str());
-  transaction.commit();
 }
 
 struct Selection {
@@ -101,7 +62,7 @@ Phone::Phone(const std::filesystem::path& directory)
       root_((directory_ / "root").string()),
       durable_(directory_ / kDatabaseName, Database::Survives::power_cut),
       fleeting_(directory_ / kDatabaseName, Database::Survives::kill),
-      log_((upgrade(fleeting_, directory_), log_file())) {
+      log_((raise(fleeting_, directory_), log_file())) {
   struct stat database {};
   if (stat((directory_ / kDatabaseName).c_str(), &database) == 0) inode_ = database.st_ino;
 }
@@ -150,15 +111,18 @@ Phone* selected_or_null() noexcept {
 
 Phone* selected_so_far() noexcept { return selection().current; }
 
-void restart(Phone& phone, std::string_view reason) {
-  record_event(phone, "restart", reason);
+void end_uptime(Phone& phone, std::string_view kind, std::string_view detail) {
   const std::lock_guard lock(phone.mutex());
-  Transaction transaction(phone.fleeting());
-  phone.fleeting().execute("DELETE FROM property WHERE substr(name, 1, 8) <> 'persist.'");
-  phone.fleeting().execute("INSERT OR IGNORE INTO property SELECT name, value FROM build_property");
-  phone.fleeting().execute("DELETE FROM modem_run");
-  start_sim(phone.fleeting());
+  Database& database = phone.fleeting();
+  Transaction transaction(database);
+  record_event(database, kind, detail);
+  database.execute("DELETE FROM property WHERE substr(name, 1, 8) <> 'persist.'");
+  database.execute("INSERT OR IGNORE INTO property SELECT name, value FROM build_property");
+  database.execute("DELETE FROM modem_run");
+  start_sim(database);
   transaction.commit();
 }
+
+void restart(Phone& phone, std::string_view reason) { end_uptime(phone, kRestartEvent, reason); }
 
 }  // namespace virtual_phone

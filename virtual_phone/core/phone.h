@@ -88,9 +88,16 @@ Phone* selected_or_null() noexcept;
 /// The phone that is selected already, or null: none is opened for the answer.
 Phone* selected_so_far() noexcept;
 
-/// The phone is switched off and on: properties that do not persist are gone, build properties are
-/// back, the modem has forgotten its bulk transfer and any reset, and the SIM starts anew. Recorded
-/// as an event of kind "restart".
+// The events that end an uptime.
+constexpr char kRestartEvent[] = "restart";  ///< somebody has switched the phone off and on
+constexpr char kRebootEvent[] = "reboot";    ///< android_reboot() was called
+
+/// The phone is switched off, and on for whoever comes next: properties that do not persist are
+/// gone, build properties are back, the modem has forgotten its bulk transfer and any reset, and
+/// the SIM starts anew. Recorded, at once with all that, as an event of one of these kinds.
+void end_uptime(Phone& phone, std::string_view kind, std::string_view detail);
+
+/// The same by hand: an event of kind kRestartEvent.
 void restart(Phone& phone, std::string_view reason);
 
 }  // namespace virtual_phone

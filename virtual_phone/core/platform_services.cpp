@@ -13,6 +13,7 @@
 #include "virtual_phone/core/events.h"
 #include "virtual_phone/core/flush.h"
 #include "virtual_phone/core/platform_call.h"
+#include "virtual_phone/core/power.h"
 #include "virtual_phone/faults/faults.h"
 
 namespace vp = virtual_phone;
@@ -26,11 +27,21 @@ int record(const char* function, const char* kind, const std::string& detail) {
   });
 }
 
+/// The same by a service that a fault may keep from it.
+int record_by(const char* service, const char* function, const char* kind,
+              const std::string& detail) {
+  return vp::platform_call(function, -1, [&](vp::Phone& phone) {
+    if (vp::strike(phone, vp::Part::service, service, vp::Access::call).has_value()) return -1;
+    vp::record_event(phone, kind, detail);
+    return 0;
+  });
+}
+
 std::string reboot_detail(unsigned command, const char* reason) {
-  std::string detail = command == ANDROID_RB_POWEROFF   ? "power off"
-                       : command == ANDROID_RB_THERMOFF ? "thermal power off"
+  std::string detail = command == ANDROID_RB_POWEROFF   ? vp::kPowerOff
+                       : command == ANDROID_RB_THERMOFF ? vp::kThermalPowerOff
                                                         : "restart";
-  if (reason != nullptr) detail += std::string(" ") + reason;
+  if (reason != nullptr) detail += std::string(", reason ") + reason;
   return detail;
 }
 
@@ -38,19 +49,20 @@ std::string reboot_detail(unsigned command, const char* reason) {
 
 int android_reboot(unsigned command, int, const char* reason) {
   return vp::platform_call("android_reboot", -1, [&](vp::Phone& phone) {
-    const std::string detail = reboot_detail(command, reason);
-    vp::record_event(phone, "reboot", detail);
-    vp::restart(phone, detail);
+    if (vp::strike(phone, vp::Part::service, "reboot", vp::Access::call).has_value()) return -1;
+    vp::end_uptime(phone, vp::kRebootEvent, reboot_detail(command, reason));
     return 0;
   });
 }
 
 int acquire_wake_lock(int, const char* id) {
-  return record("acquire_wake_lock", "wake_lock", std::string("acquire ") + id);
+  return record_by("wakelock", "acquire_wake_lock", vp::kWakeLockEvent,
+                   std::string(vp::kAcquire) + id);
 }
 
 int release_wake_lock(const char* id) {
-  return record("release_wake_lock", "wake_lock", std::string("release ") + id);
+  return record_by("wakelock", "release_wake_lock", vp::kWakeLockEvent,
+                   std::string(vp::kRelease) + id);
 }
 
 int selinux_android_restorecon(const char* path, unsigned int flags) {

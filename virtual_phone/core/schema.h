@@ -7,7 +7,7 @@ namespace virtual_phone {
 
 constexpr int kApplicationId = 0x46435856;  // "FCXV"
 
-/// What makes a phone of the next version of the one before, from nothing on. A step is never
+/// What makes the tables of the next version of those before, from nothing on. A step is never
 /// changed once phones were made with it: a change is a further step.
 constexpr const char* kSchemaSteps[] = {
     R"(
@@ -43,6 +43,15 @@ CREATE TABLE sim_run(one INTEGER PRIMARY KEY CHECK(one = 1), polls INTEGER NOT N
     R"(
 ALTER TABLE fault ADD COLUMN strikes_from INTEGER NOT NULL DEFAULT 1;
 UPDATE fault SET kind = 'request' WHERE kind = 'opcode';
+)",
+    // System control: nodes and properties, see raise.cpp. A reboot was two events, and its reason
+    // was not called one.
+    R"(
+DELETE FROM event WHERE kind = 'restart' AND EXISTS(
+  SELECT 1 FROM event AS reboot WHERE reboot.id = event.id - 1 AND reboot.kind = 'reboot'
+                                      AND reboot.detail = event.detail);
+UPDATE event SET detail = 'restart, reason ' || substr(detail, 9)
+  WHERE kind = 'reboot' AND detail LIKE 'restart _%';
 )",
 };
 
