@@ -210,7 +210,7 @@ std::string accesses_of(vp::Part part) {
   return list;
 }
 
-void add_part(Verb& group, Invocation& invocation, vp::Part part, const char* target_help,
+void add_part(Verb& group, Invocation& invocation, vp::Part part, const std::string& target_help,
               const std::string& example) {
   struct Options {
     std::string target;
@@ -258,6 +258,17 @@ void add_part(Verb& group, Invocation& invocation, vp::Part part, const char* ta
       .type_name("N");
 }
 
+/// "dmi (the modem), diag (NV packets) or ...".
+std::string service_list() {
+  std::string list;
+  for (const vp::FaultService& service : vp::kServices) {
+    const bool is_last = &service == &*std::rbegin(vp::kServices);
+    list += list.empty() ? "" : is_last ? " or " : ", ";
+    list += std::string(service.name) + " (" + service.what + ")";
+  }
+  return list;
+}
+
 /// What `fault request` was once called: commands have opcodes, requests have not.
 void add_former_name(Verb& group) {
   Verb& command = add_command(group, "opcode", "", "", [] {
@@ -294,9 +305,9 @@ void add_fault(Verb& tool, Invocation& invocation) {
            "The number of a request of the modem link, or its name",
            "  fcx fault request write_imei late 2000 --times 1");
   add_former_name(group);
-  add_part(group, invocation, vp::Part::service,
-           "dmi (the modem), diag (NV packets), atservice (the system side) or filehandle",
-           "  fcx fault service diag absent");
+  add_part(group, invocation, vp::Part::service, service_list(),
+           "  fcx fault service diag absent\n"
+           "  fcx fault service reboot absent    android_reboot() fails, and the phone stays on");
   add_part(
       group, invocation, vp::Part::thread,
       "carrier_set_up, carrier_restore, usb_path, modem_reset, reboot, power_off or cable_wait",

@@ -1,7 +1,8 @@
 // Faults: which are refused, which accesses they strike, and when.
 #include "virtual_phone/faults/faults.h"
 
-#include <cutils/properties.h>
+#include <cutils/android_reboot.h>
+#include <hardware_legacy/power.h>
 #include <vendor/qve/hardware/filehandle/1.0/IFileHandle.h>
 #include <vendor/qve/hardware/qvatcmd/1.0/IQvAtCmd.h>
 
@@ -42,6 +43,9 @@ constexpr std::pair<FileOperation, Access> kOfAFile[] = {
     {FileOperation::remove, Access::remove},
     {FileOperation::stat, Access::stat},
     {FileOperation::chmod, Access::chmod},
+    {FileOperation::chown, Access::chown},
+    {FileOperation::mkdir, Access::mkdir},
+    {FileOperation::seek, Access::seek},
 };
 
 class Faults : public PhoneTest {
@@ -77,14 +81,26 @@ TEST_F(Faults, ThatCannotStrikeAreRefused) {
       {{0, Part::file, "proc/meminfo", kAny, Effect::fail, EIO, {}}, "begins with /"},
       {{0, Part::file, "/a/../b", kAny, Effect::fail, EIO, {}}, "no \"..\""},
       {{0, Part::file, "/a", Access::call, Effect::fail, EIO, {}}, "mkdir or seek, not on call"},
-      {{0, Part::request, "100", kAny, Effect::refuse, 0, {}}, "does not know request 100"},
+      {{0, Part::request, "100", kAny, Effect::refuse, 0, {}}, "nothing to refuse"},
       {{0, Part::request, "116", Access::read, Effect::fail, 1, {}}, "on any access, not on read"},
       {{0, Part::request, "116", kAny, Effect::fail, 0, {}}, "the code 0"},
+      {{0, Part::file, "/a", Access::read, Effect::size, 1, {}}, "on seek, not on read"},
+      {{0, Part::thread, "set_up", kAny, Effect::fail, 1, {}}, "starts no thread \"set_up\""},
       {{0, Part::service, "dmi", Access::write, Effect::dies, 0, {}}, "on call, not on write"},
       {{0, Part::service, "modem", kAny, Effect::dies, 0, {}},
-       "Services: dmi, diag, atservice, filehandle"},
+       "Services: dmi, diag, atservice, filehandle, reboot, wakelock"},
+      {{0, Part::service, "reboot", kAny, Effect::dies, 0, {}}, "cannot break off"},
+      {{0, Part::service, "wakelock", kAny, Effect::dies, 0, {}}, "cannot break off"},
   };
   for (const auto& [fault, why] : cases) expect_refused(fault, why);
+  for (const auto& [request, why] :
+       {std::pair("100", "the modem does not know request 100: it has no answer"),
+        {"1000", "the system side does not know request 1000: it has no answer"}}) {
+    for (const Effect effect : {Effect::status, Effect::empty, Effect::shorter, Effect::longer,
+                                Effect::length, Effect::garbage}) {
+      expect_refused({0, Part::request, request, kAny, effect, 1, {}}, why);
+    }
+  }
   for (const char* item : {"-1", "4096"}) {
     expect_refused({0, Part::item, item, kAny, Effect::late, 1, {}}, "items are 0 to 4095");
   }
@@ -103,8 +119,11 @@ TEST_F(Faults, MayStandOnBothSidesOfEachLimit) {
   for (const char* item : {"0", "4095"}) set(Part::item, item, Access::any, Effect::late, 1);
   // Also on what nobody answers or sends: the link carries it.
   for (const char* request : {"0", "993", "1000", "4414"}) {
-    set(Part::request, request, Access::any, Effect::empty, 0);
+    set(Part::request, request, Access::any, Effect::late, 1);
+    set(Part::request, request, Access::any, Effect::fail, 1);
   }
+  for (const char* request : {"117", "4063"})
+    set(Part::request, request, Access::any, Effect::empty, 0);
   set(Part::request, "1000", Access::any, Effect::refuse, 0);
   const std::tuple<Part, const char*, Effect, int64_t, int64_t, const char*> cases[] = {
       {Part::item, "9", Effect::fail, INT32_MIN, -1, "a negative code"},
@@ -112,10 +131,11 @@ TEST_F(Faults, MayStandOnBothSidesOfEachLimit) {
       {Part::item, "9", Effect::late, 1, 3'600'000, "milliseconds, 1 to 3600000, not "},
       {Part::item, "9", Effect::shorter, 0, INT32_MAX, "a number of bytes"},
       {Part::file, "/a", Effect::fail, 1, 133, "the number of an error"},
-      {Part::request, "9", Effect::fail, INT32_MIN, INT32_MAX, "of 32 bits"},
-      {Part::request, "9", Effect::length, INT32_MIN, INT32_MAX, "of 32 bits"},
-      {Part::request, "9", Effect::longer, 1, 65536, "a number of bytes"},
-      {Part::request, "9", Effect::garbage, 0, 255, "a byte"},
+      {Part::thread, "cable_wait", Effect::fail, 1, 133, "the number of an error"},
+      {Part::request, "117", Effect::fail, INT32_MIN, INT32_MAX, "of 32 bits"},
+      {Part::request, "117", Effect::length, INT32_MIN, INT32_MAX, "of 32 bits"},
+      {Part::request, "117", Effect::longer, 1, 65536, "a number of bytes"},
+      {Part::request, "117", Effect::garbage, 0, 255, "a byte"},
   };
   for (const auto& [part, target, effect, lowest, highest, what] : cases) {
     for (const int64_t value : {lowest, highest}) set(part, target, Access::any, effect, value);
@@ -210,6 +230,28 @@ TEST_F(Faults, OfAServiceAreMetAtItsLookupOrAtACall) {
     EXPECT_TRUE(is_found() && vp::now_us() - before < 60'000'000);
     EXPECT_TRUE(answers() && vp::now_us() - before >= 60'000'000) << "on the phone's clock";
     clear_faults();
+  }
+}
+
+TEST_F(Faults, OfRebootAndWakeLockLeaveNoTrace) {
+  const std::pair<const char*, int (*)()> calls[] = {
+      {"reboot", [] { return android_reboot(ANDROID_RB_POWEROFF, 0, nullptr); }},
+      {"wakelock", [] { return acquire_wake_lock(PARTIAL_WAKE_LOCK, "a"); }},
+      {"wakelock", [] { return release_wake_lock("a"); }},
+  };
+  set_property("vendor.a", "1");
+  for (const auto& [service, call] : calls) {
+    service_fault(service, Effect::absent);
+    EXPECT_EQ(-1, call()) << service;
+    clear_faults();
+  }
+  EXPECT_THAT(events(), testing::IsEmpty());
+  EXPECT_EQ("1", property("vendor.a"));
+  for (const auto& [service, call] : calls) {
+    fault(Part::service, service, Effect::late, 60'000);
+    const int64_t before = vp::now_us();
+    EXPECT_EQ(0, call()) << service;
+    EXPECT_GE(vp::now_us() - before, 60'000'000);
   }
 }
 

@@ -201,26 +201,40 @@ void settle_path(Fault& fault) {
   fault.target = normal(path);
 }
 
+/// Whether an effect can strike a request that the other side does not know. The link carries it
+/// all the same: it can fail, or take its time. The system side has a refusal for any.
+bool strikes_unknown(fcx::Route route, Effect effect) {
+  if (effect == Effect::fail || effect == Effect::late) return true;
+  return effect == Effect::refuse && route == fcx::Route::system;
+}
+
 void check_request(const Fault& fault) {
   const auto number = number_of(fault.target);
-  if (!number.has_value() || fcx::route_of(*number) == fcx::Route::none) {
+  const fcx::Route route = number.has_value() ? fcx::route_of(*number) : fcx::Route::none;
+  if (route == fcx::Route::none) {
     throw Refused("there is no request " + fault.target + ": " + std::to_string(fcx::kFirstDirect) +
                   " to " + std::to_string(fcx::kLastDirect) + " go to the modem, " +
                   std::to_string(fcx::kFirstSystem) + " to " + std::to_string(fcx::kLastSystem) +
                   " to the system side");
   }
-  if (fault.effect == Effect::refuse && fcx::route_of(*number) == fcx::Route::direct &&
-      !knows_directly(*number)) {
-    throw Refused("the modem does not know request " + fault.target + ": it has nothing to refuse");
-  }
+  const bool is_direct = route == fcx::Route::direct;
+  if (is_direct ? knows_directly(*number) : system_side_knows(*number)) return;
+  if (strikes_unknown(route, fault.effect)) return;
+  throw Refused(std::string("the ") + (is_direct ? "modem" : "system side") +
+                " does not know request " + fault.target + ": it has " +
+                (fault.effect == Effect::refuse ? "nothing to refuse" : "no answer to spoil"));
 }
 
 void check_service(const Fault& fault) {
-  if (std::find(std::begin(kServices), std::end(kServices), fault.target) != std::end(kServices)) {
-    return;
+  const auto* row = std::find_if(std::begin(kServices), std::end(kServices),
+                                 [&](const auto& each) { return fault.target == each.name; });
+  if (row == std::end(kServices)) {
+    throw Refused("there is no service \"" + fault.target + "\". Services: " +
+                  listed(kServices, ", ", [](const auto& each) { return each.name; }));
   }
-  throw Refused("there is no service \"" + fault.target +
-                "\". Services: " + listed(kServices, ", ", [](const char* name) { return name; }));
+  if (fault.effect == Effect::dies && !row->can_die) {
+    throw Refused("a call to \"" + fault.target + "\" is done at once: it cannot break off");
+  }
 }
 
 void check_thread(const Fault& fault) {

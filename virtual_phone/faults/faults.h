@@ -14,8 +14,8 @@
 namespace virtual_phone {
 
 /// What a fault can stand on. Its target is an item's number, a property's name, the device path of
-/// a file or a directory, the number of a request of the modem link, one of kServices, or the name
-/// of a thread.
+/// a file or a directory, the number of a request of the modem link, the name of one of
+/// kServices, or of a thread.
 enum class Part { item, property, file, request, service, thread };
 template <>
 inline constexpr EnumName<Part> kEnumNames<Part>[] = {
@@ -82,9 +82,20 @@ inline constexpr EnumName<fcx::LibraryThread> kEnumNames<fcx::LibraryThread>[] =
     {fcx::LibraryThread::power_off, "power_off"},
     {fcx::LibraryThread::cable_wait, "cable_wait"}};
 
-/// The services beside the library that a fault can stand on: the direct modem interface, the
-/// diagnostic packets, the AT-command service, the file-handle service.
-inline constexpr const char* kServices[] = {"dmi", "diag", "atservice", "filehandle"};
+/// The services beside the library that a fault can stand on.
+struct FaultService {
+  const char* name;
+  bool can_die;  ///< a call to it is on its way for a while; else it is done at once, or not at all
+  const char* what;
+};
+inline constexpr FaultService kServices[] = {
+    {"dmi", true, "the modem"},
+    {"diag", true, "NV packets"},
+    {"atservice", true, "the system side"},
+    {"filehandle", true, "files of an overlay"},
+    {"reboot", false, "reboot and power-off"},
+    {"wakelock", false, "wake locks"},
+};
 
 /// The most bytes that a `longer` answer has.
 constexpr int64_t kLongestAnswer = 65536;
