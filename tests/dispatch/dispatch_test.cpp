@@ -126,12 +126,18 @@ const Writing kWritings[] = {
     {4003, "1", "item 10", kKeeps, 0, none, 0, none, "charger_skip: failed with -1\n"},
     {4003, "2", "item 10", kKeeps, 1, none, 1, none, "charger_skip: failed with -1\n"},
     {4010, "", "item 9", kClears, 0, "0", 1, "", "get_serial_number"},
+    {4011, "", "request 154", kClears, 0, "QV100AT-00-V10a-310-410-JUN-01-2020+0", 1, "",
+     "I Diag_Lib: handle_get_factory_version: get_qve_factory_sw_version fail[type:2]"},
+    {4012, "", "file /proc/cmdline", kClears, 0, "1.0", 1, "",
+     "I Diag_Lib: handle_get_hw_revision: get_qve_hw_version fail"},
     {4015, "", "item 18", kClears, 0, "", 1, "", "get_msn"},
     {4016, "", "item 19", kClears, 0, "", 1, "", "get_manuf_date"},
     {4017, "", "item 36", kClears, 0, "", 1, "",
      "I Diag_Lib: handle_get_set_revision: get_set_version fail"},
     {4018, "", "item 37", kClears, 0, "000000000000000", 1, "", "get_csn"},
     {4018, "C", "item 37", kClears, 0, "", 1, "", "set_csn: item 37 cannot be written\n"},
+    {4019, "", "request 160", kClears, 0, "QV100AT-00-V10a-OPEN-EU-JUN-01-2020+0", 1, "",
+     "I Diag_Lib: handle_get_factory_version: get_qve_factory_sw_version fail[type:1]"},
     {4020, "", "request 200", kKeeps, kUntouched, none, kUntouched, none,
      "E Fcx: system_efs_sync Fail ! return error."},
     {4024, "", "item 31", kClears, 0, "", 1, "", "get_sw_fixed_area_version"},
@@ -206,6 +212,7 @@ TEST_F(Dispatch, ACommandClearsTheResponseOrKeepsWhatItDoesNotSet) {
       {"imei2", kImei},           {"imei3", kImei}};
   for (const auto& [name, value] : values) set_modem(name, value);
   set_item(item::teal_ime, "\2");
+  set_item(item::network_code, R"("1","310,410,FFFFFFFF,FFFFFFFF,FF")");
   std::set<int32_t> seen;
   for (const Writing& c : kWritings) {
     SCOPED_TRACE(std::to_string(c.opcode) + " " + std::string(c.payload));
