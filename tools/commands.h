@@ -16,6 +16,7 @@ void add_modem(Verb& tool, Invocation& invocation);
 void add_sim(Verb& tool, Invocation& invocation);
 void add_ntcode(Verb& tool, Invocation& invocation);
 void add_boot(Verb& tool, Invocation& invocation);
+void add_version(Verb& tool, Invocation& invocation);
 void add_events(Verb& tool, Invocation& invocation);
 void add_log(Verb& tool, Invocation& invocation);
 void add_fault(Verb& tool, Invocation& invocation);

@@ -29,6 +29,7 @@ constexpr char kFooter[] =
     "  fcx sim                                 the SIM that is in it, and how to change it\n"
     "  fcx ntcode get                          the carriers that it may belong to\n"
     "  fcx boot                                start it, and see which carrier it finds\n"
+    "  fcx version                             its versions, and where each piece is from\n"
     "  fcx log                                 what the library wrote to the log\n"
     "  fcx fault item 9 fail                   let every access to item 9 fail\n"
     "\n"
@@ -106,6 +107,7 @@ int run(int argc, char** argv) {
     cli::add_sim(tool, invocation);
     cli::add_ntcode(tool, invocation);
     cli::add_boot(tool, invocation);
+    cli::add_version(tool, invocation);
     cli::add_events(tool, invocation);
     cli::add_log(tool, invocation);
     cli::add_fault(tool, invocation);
