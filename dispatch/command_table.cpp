@@ -61,6 +61,13 @@ void answer_not_available(const Command& row, const qvcmd_request&, qvcmd_respon
     static_cast<void>(name());                                                                \
   })
 
+/// The same for a function that takes the payload's text.
+#define DIRECT_TEXT(name)                                                      \
+  function(#name, Argument::payload,                                           \
+           [](const Command&, const qvcmd_request& request, qvcmd_response&) { \
+             name(payload_text(request));                                      \
+           })
+
 /// Answers with the text of item::name, as answer_item() does.
 #define ITEM_TEXT(handler, name, record, when_empty, line)                                  \
   function(#handler, Argument::none,                                                        \
@@ -130,12 +137,12 @@ constexpr Command kCommands[] = {
       "start a factory reset, mode 1 to 5"),
   row(4003, no,  CALLS(decimal,           handle_charger_skip),                  any,      silent,
       "2: is the charger check skipped (result 1)? any other number sets the flag"),
-  row(4004, no,  MISSING(decimal,         handle_devicetest_start),              any,      silent,
-      "1: start the device test and restart"),
+  row(4004, no,  CALLS(decimal,           handle_devicetest_start),              any,      silent,
+      "1: start the device test and restart; any other number too, unless it has been started"),
   row(4005, yes, MISSING(none,            handle_factory_mode_check),            any,      silent,
       "read whether the phone is in factory mode"),
-  row(4007, no,  MISSING(decimal,         handle_rkf_start),                     any,      silent,
-      "set the boot status and restart"),
+  row(4007, no,  CALLS(decimal,           handle_rkf_start),                     any,      silent,
+      "set the boot status, a number, and restart"),
   row(4010, no,  ITEM_TEXT(handle_get_serial_number, serial_number, clears, "0",
                            LOGS("SERIAL NUM : %d (%s)\n", index, text)),         any,      silent,
       "read the serial number, \"0\" when there is none"),
@@ -178,8 +185,8 @@ constexpr Command kCommands[] = {
       "SAT profile sub-command 1"),
   row(4034, yes, MISSING(request,         handle_sim_satpc),                     any,      silent,
       "SAT profile sub-command 2"),
-  row(4040, yes, MISSING(request,         handle_qct_bsp_pwr_hardreset_enable),  any,      silent,
-      "enable or disable the hard reset by the power key"),
+  row(4040, yes, CALLS(request,           handle_qct_bsp_pwr_hardreset_enable),  any,      silent,
+      "enable the hard reset by the power key; with a first character \"0\": disable it"),
   row(4056, yes, pool_only,                                                      any,      silent,
       "prepare the HIDL thread pool, nothing else"),
   row(4059, yes, MISSING(none,            handle_get_nv_crc),                    any,      silent,
@@ -203,7 +210,7 @@ constexpr Command kCommands[] = {
       "read the modem's IMPL item"),
   row(4069, no,  CALLS(none,              handle_get_fusg),                      any,      silent,
       "read the modem's FUSG item"),
-  row(4180, no,  MISSING(decimal,         handle_aat_write_start),               any,      silent,
+  row(4180, no,  CALLS(decimal,           handle_aat_write_start),               any,      silent,
       "1: restart into the automatic test"),
   row(4215, no,  CALLS(none,              handle_get_ldaf_cal),                  any,      silent,
       "read whether the LDAF calibration is done, \"true\" or \"false\""),
@@ -225,7 +232,7 @@ constexpr Command kCommands[] = {
       "prepare the HIDL thread pool, nothing else"),
   row(4259, yes, pool_only,                                                      any,      silent,
       "prepare the HIDL thread pool, nothing else"),
-  row(4266, no,  MISSING(payload,         system_dload),                         any,      silent,
+  row(4266, no,  DIRECT_TEXT(start_sdcard_download),                           any,      silent,
       "note the image's path and restart into download mode"),
   row(4293, yes, CALLS(request,           handle_write_imei),                    imei,
       SAYS("QVCMD_MODEM_WRITE_IMEI"),

@@ -59,4 +59,11 @@ void handle_read_agree_factory(qvcmd_response& response);
 void handle_write_agree_factory(std::string_view text, qvcmd_response& response);
 void handle_get_ram_size(qvcmd_response& response);
 
+// system_handlers.cpp: tests and downloads that begin with a restart, and the power key
+void handle_devicetest_start(Decimal argument, qvcmd_response& response);
+void handle_rkf_start(Decimal argument, qvcmd_response& response);
+void handle_aat_write_start(Decimal argument, qvcmd_response& response);
+void handle_qct_bsp_pwr_hardreset_enable(const qvcmd_request& request, qvcmd_response& response);
+void start_sdcard_download(std::string_view path);
+
 }  // namespace fcx

@@ -1,8 +1,7 @@
-// Modem reset, readiness, and the flush of its file system.
+// Modem reset and readiness.
 #include "fcx/modem_power.h"
 
 #include "fcx/background.h"
-#include "fcx/system_control.h"
 #include "tests/phone_fixture.h"
 #include "virtual_phone/core/clock.h"
 
@@ -82,18 +81,6 @@ TEST_F(ModemPower, ReadyIsAnAnswerThatBeginsWithOne) {
     EXPECT_EQ(1U, qve_check_modem_cmd_ready()) << virtual_phone::name_of(effect);
     clear_faults();
   }
-}
-
-TEST_F(ModemPower, AFlushSaysWhyItFailed) {
-  for (const auto& [effect, reason] :
-       {std::pair{Effect::fail, "return"}, {Effect::refuse, "rsp"}}) {
-    request_fault(kSyncEfs, effect, 1);
-    EXPECT_EQ(-1, system_efs_sync()) << reason;
-    EXPECT_EQ(std::string("E Fcx: system_efs_sync Fail ! ") + reason + " error.", lines().back());
-    clear_faults();
-  }
-  request_fault(kSyncEfs, Effect::empty);
-  EXPECT_EQ(0, system_efs_sync());
 }
 
 }  // namespace
