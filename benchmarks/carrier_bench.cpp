@@ -28,6 +28,7 @@
 #include "fcx/network_code.h"
 #include "fcx/qvcmd.h"
 #include "fcx/single_binary.h"
+#include "modem/link/requests.h"
 #include "virtual_phone/core/phone.h"
 
 namespace {
@@ -98,7 +99,7 @@ void write_keys() {
 
 /// A phone whose SIM answers with this from now on, before its set-up.
 void before_start(std::string_view sim_answer) {
-  bench::set_sim_answer(sim_answer);
+  bench::set_answer(fcx::request::read_sim, sim_answer);
   bench::reset_properties(kBeforeStart);
   fcx::reload_carrier_set_up();
 }

@@ -1,6 +1,7 @@
 #include "benchmarks/empty_modem.h"
 
 #include <cstring>
+#include <map>
 #include <string>
 
 #include "modem/link/requests.h"
@@ -9,7 +10,12 @@
 namespace {
 
 size_t requests = 0;
-std::string sim_answer;
+
+/// Answers that somebody has set, by their requests.
+std::map<int, std::string>& answers() {
+  static std::map<int, std::string> all;
+  return all;
+}
 
 // Where a request for the modem's file system says what to do, and how much of it.
 constexpr char kRead = 6;
@@ -21,17 +27,17 @@ constexpr size_t kWriteCount = 2040;
 
 size_t bench::modem_requests() { return requests; }
 
-void bench::set_sim_answer(std::string_view answer) { sim_answer = answer; }
+void bench::set_answer(int request, std::string_view answer) { answers()[request] = answer; }
 
 int dmi_init() { return 0; }
 
 int dmi_release() { return 0; }
 
-/// Answers nothing but the SIM; a read or write of a file has moved all that was asked for.
+/// Answers nothing but what is set; a read or write of a file has moved all that was asked for.
 int request_to_modem_via_dmi(qvcmd_request* request, qvcmd_response* response) {
   ++requests;
-  if (request->opcode == fcx::request::read_sim) {
-    response->data_len = static_cast<int32_t>(sim_answer.copy(response->data, QVCMD_DATA_SIZE));
+  if (const auto set = answers().find(request->opcode); set != answers().end()) {
+    response->data_len = static_cast<int32_t>(set->second.copy(response->data, QVCMD_DATA_SIZE));
     return 0;
   }
   if (request->opcode != fcx::request::efs) return 0;

@@ -9,7 +9,7 @@ namespace bench {
 /// How many requests it has answered.
 size_t modem_requests();
 
-/// What the modem answers from now on when the SIM is read, at most 2048 bytes; at first nothing.
-void set_sim_answer(std::string_view answer);
+/// What the modem answers to a request from now on, at most 2048 bytes; at first nothing.
+void set_answer(int request, std::string_view answer);
 
 }  // namespace bench

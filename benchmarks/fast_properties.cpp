@@ -9,6 +9,7 @@
 namespace {
 
 std::mutex mutex;
+size_t reads = 0;
 
 bench::Properties& properties() {
   static bench::Properties instance;
@@ -22,8 +23,14 @@ void bench::reset_properties(const Properties& values) {
   properties() = values;
 }
 
+size_t bench::property_reads() {
+  const std::lock_guard lock(mutex);
+  return reads;
+}
+
 int property_get(const char* key, char* value, const char* default_value) {
   const std::lock_guard lock(mutex);
+  ++reads;
   const auto found = properties().find(key);
   std::string_view text = found == properties().end() ? "" : std::string_view(found->second);
   if (text.empty() && default_value != nullptr) text = default_value;

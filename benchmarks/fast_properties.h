@@ -15,4 +15,7 @@ using Properties = std::map<std::string, std::string>;
 /// From now on these properties are set, and no others.
 void reset_properties(const Properties& properties);
 
+/// How often one was read.
+size_t property_reads();
+
 }  // namespace bench

@@ -84,6 +84,7 @@ int main(int argc, char** argv) {
   bench::register_dispatch();
   bench::register_modem();
   bench::register_carrier();
+  bench::register_system();
   benchmark::Initialize(&argc, argv);
   bench::Medians medians;
   benchmark::RunSpecifiedBenchmarks(&medians);
@@ -92,5 +93,6 @@ int main(int argc, char** argv) {
   bench::report_dispatch(medians);
   bench::report_modem(medians);
   bench::report_carrier(medians);
+  bench::report_system(medians);
   return 0;
 }

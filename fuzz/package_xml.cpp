@@ -18,6 +18,7 @@
 #include "fcx/single_binary.h"
 #include "fuzz/bench_phone.h"
 #include "fuzz/target.h"
+#include "modem/link/requests.h"
 
 namespace {
 
@@ -83,7 +84,7 @@ int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
   fuzz::empty_directory(kKept);
   fuzz::empty_directory(kPropertyCache);
   fuzz::put_file(kStoredCarrierCodes, input.rest());
-  bench::set_sim_answer(sim);
+  bench::set_answer(fcx::request::read_sim, sim);
   set_ntcode(code.data(), static_cast<int>(code.size()));
   set_properties(sim, code, device);
 
