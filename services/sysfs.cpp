@@ -6,12 +6,14 @@
 #include <cerrno>
 #include <climits>
 #include <cstring>
+#include <optional>
 
 #include "common/log.h"
 #include "fcx/sysfs.h"
 
 namespace {
 
+constexpr int kWriting = O_WRONLY | O_CREAT | O_TRUNC;
 constexpr mode_t kNewFileMode = 0666;  // the process's mask decides
 
 void log_open_error(const char* function, const char* reason, const char* path) {
@@ -103,7 +105,7 @@ int write_sysfs(const char* path, const char* buf, int n) {
     DOMAIN_ERROR("%s: no path, or nothing to write\n", __func__);
     return -1;
   }
-  fcx::DeviceFile file(path, O_WRONLY | O_CREAT | O_TRUNC, kNewFileMode);
+  fcx::DeviceFile file(path, kWriting, kNewFileMode);
   if (!file.is_open()) {
     log_open_error(__func__, file.reason(), path);
     return -1;
@@ -117,17 +119,17 @@ int write_eri_sysfs(const char* path, const char* dir, const char* buf, int n) {
     DOMAIN_ERROR("%s: no path, or nothing to write\n", __func__);
     return -1;
   }
-  const auto open_and_write = [&](fcx::DeviceFile& file) {
-    const int written = write_and_close(__func__, file, path, {buf, static_cast<size_t>(n)});
-    adopt(__func__, dir, path);
-    return written;
-  };
-  fcx::DeviceFile file(path, O_WRONLY | O_CREAT | O_TRUNC, kNewFileMode);
-  if (file.is_open()) return open_and_write(file);
-  const fcx::Result made = fcx::make_device_directory(dir, kFolderMode);
-  if (!made.ok()) DOMAIN_ERROR("%s: %s: %s\n", __func__, dir, made.reason());
-  fcx::DeviceFile retried(path, O_WRONLY | O_CREAT | O_TRUNC, kNewFileMode);
-  if (retried.is_open()) return open_and_write(retried);
-  log_open_error(__func__, retried.reason(), path);
-  return -1;
+  std::optional<fcx::DeviceFile> file(std::in_place, path, kWriting, kNewFileMode);
+  if (!file->is_open()) {
+    const fcx::Result made = fcx::make_device_directory(dir, kFolderMode);
+    if (!made.ok()) DOMAIN_ERROR("%s: %s: %s\n", __func__, dir, made.reason());
+    file.emplace(path, kWriting, kNewFileMode);
+  }
+  if (!file->is_open()) {
+    log_open_error(__func__, file->reason(), path);
+    return -1;
+  }
+  const int written = write_and_close(__func__, *file, path, {buf, static_cast<size_t>(n)});
+  adopt(__func__, dir, path);
+  return written;
 }

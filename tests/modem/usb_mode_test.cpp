@@ -1,8 +1,7 @@
-// USB lock, path and mode, and kernel attributes.
+// USB lock, path and mode.
 #include "fcx/usb_mode.h"
 
 #include "fcx/background.h"
-#include "fcx/sysfs.h"
 #include "tests/phone_fixture.h"
 #include "virtual_phone/core/clock.h"
 
@@ -171,28 +170,6 @@ TEST_F(UsbMode, AStateThatCannotBeReadIsNone) {
                                      kState + " : Input/output error" + end));
     clear_faults();
   }
-}
-
-TEST_F(UsbMode, AnAttributeIsWrittenInPlace) {
-  const char* attribute = "/data/vendor/factory/attribute";
-  for (const std::string text : {"mem", "on"}) {
-    EXPECT_EQ(0, write_sysfs(attribute, text.c_str(), static_cast<int>(text.size())));
-    EXPECT_EQ(text, read_file(file(attribute)));
-  }
-  EXPECT_EQ(-1, write_sysfs("/no/such/attribute", "1", 1));
-  EXPECT_EQ("E Fcx: write_sysfs: Open Error(No such file or directory): /no/such/attribute",
-            lines().back());
-  fault(Part::file, attribute, Effect::shorter, 1, Access::write);
-  EXPECT_EQ(-1, write_sysfs(attribute, "mem", 3));
-  for (const char* outside : {"/../../fcx-out", "../fcx-out", "/data/./../..//../fcx-out", "/.."}) {
-    write_sysfs(outside, "1", 1);
-    EXPECT_FALSE(fs::exists(directory().parent_path() / "fcx-out")) << outside;
-    EXPECT_FALSE(fs::exists(directory() / "fcx-out")) << outside;
-  }
-  EXPECT_EQ("1", read_file(file("/fcx-out"))) << "the device's root has no parent";
-  EXPECT_EQ(-1, write_sysfs(nullptr, "1", 1));
-  EXPECT_EQ(-1, write_sysfs(attribute, nullptr, 1));
-  EXPECT_EQ(-1, write_sysfs(attribute, "1", -1));
 }
 
 }  // namespace
