@@ -4,10 +4,10 @@
 #include <filesystem>
 #include <fstream>
 #include <iterator>
-#include <mutex>
 
 #include "daemon/network_code.h"
 #include "daemon/open.h"
+#include "daemon/recorder.h"
 #include "fcx/background.h"
 #include "fcx/customisation.h"
 #include "fcx/factory_item_table.h"
@@ -19,7 +19,6 @@
 #include "modem/link/requests.h"
 #include "virtual_phone/core/clock.h"
 #include "virtual_phone/core/item_store.h"
-#include "virtual_phone/core/log_buffer.h"
 #include "virtual_phone/core/properties.h"
 
 namespace factory_daemon {
@@ -37,42 +36,6 @@ Boot::Properties all_properties(vp::Phone& phone) {
   const auto list = vp::properties(phone);
   return {list.begin(), list.end()};
 }
-
-/// Writes down what happens while it exists, from whatever thread.
-class Recorder {
- public:
-  explicit Recorder(std::vector<BootMoment>& moments) : moments_(moments) {
-    vp::observe_log([this](const vp::LogEntry& entry) {
-      add({entry.time_us, Kind::line, without_line_break(entry.message)});
-    });
-    vp::observe_properties([this](const vp::PropertyChange& change) {
-      add({vp::now_us(), Kind::property, change.name + "=" + change.after,
-           change.before != change.after});
-    });
-  }
-  ~Recorder() {
-    vp::observe_log({});
-    vp::observe_properties({});
-  }
-  Recorder(const Recorder&) = delete;
-  Recorder& operator=(const Recorder&) = delete;
-
-  void note(const std::string& sentence) { add({vp::now_us(), Kind::note, sentence}); }
-
- private:
-  static std::string without_line_break(std::string text) {
-    while (!text.empty() && text.back() == '\n') text.pop_back();
-    return text;
-  }
-
-  void add(BootMoment moment) {
-    const std::lock_guard lock(mutex_);
-    moments_.push_back(std::move(moment));
-  }
-
-  std::mutex mutex_;
-  std::vector<BootMoment>& moments_;
-};
 
 /// An identity of which a factory item is the modem's copy.
 struct Identity {

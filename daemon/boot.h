@@ -7,6 +7,7 @@
 #include <string>
 #include <vector>
 
+#include "daemon/recorder.h"
 #include "virtual_phone/core/phone.h"
 #include "virtual_phone/modem/modem.h"
 #include "virtual_phone/modem/sim.h"
@@ -30,20 +31,7 @@ struct BootInputs {
   std::string carrier_code_date;  ///< of the package; empty when it has none
 };
 
-/// What happened at one moment.
-struct BootMoment {
-  enum class Kind {
-    note,      ///< what the start itself did: `text` is a sentence
-    line,      ///< a line of the library's log
-    property,  ///< a property was set: NAME=VALUE
-    sim,       ///< the modem was asked for the SIM, and answered `text`
-    no_sim_answer,
-  };
-  int64_t time_us;  ///< on the phone's clock
-  Kind kind;
-  std::string text;
-  bool is_change = false;  ///< the property had another value before
-};
+using BootMoment = Moment;
 
 enum class BootOutcome {
   complete,
