@@ -21,5 +21,7 @@ void add_events(Verb& tool, Invocation& invocation);
 void add_log(Verb& tool, Invocation& invocation);
 void add_fault(Verb& tool, Invocation& invocation);
 void add_reboot(Verb& tool, Invocation& invocation);
+void add_power(Verb& tool, Invocation& invocation);
+void add_usb(Verb& tool, Invocation& invocation);
 
 }  // namespace cli

@@ -30,6 +30,7 @@ constexpr char kFooter[] =
     "  fcx ntcode get                          the carriers that it may belong to\n"
     "  fcx boot                                start it, and see which carrier it finds\n"
     "  fcx version                             its versions, and where each piece is from\n"
+    "  fcx usb                                 its cable; `fcx power` says if it is on\n"
     "  fcx log                                 what the library wrote to the log\n"
     "  fcx fault item 9 fail                   let every access to item 9 fail\n"
     "\n"
@@ -40,7 +41,7 @@ constexpr char kFooter[] =
     "  1  the phone could not be used, or the output not be written; standard error says why\n"
     "  2  the command line makes no sense\n"
     "  3  the factory command was delivered, and its result is not 0; or carrier set-up could\n"
-    "     not be started";
+    "     not be started; or the phone was not switched off";
 
 constexpr char kOutOfMemory[] = "out of memory";
 
@@ -112,6 +113,8 @@ int run(int argc, char** argv) {
     cli::add_log(tool, invocation);
     cli::add_fault(tool, invocation);
     cli::add_reboot(tool, invocation);
+    cli::add_power(tool, invocation);
+    cli::add_usb(tool, invocation);
   });
 }
 
