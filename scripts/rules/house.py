@@ -75,6 +75,7 @@ ARROWS = [
     (("virtual_phone",), ("platform",), "the bench is a home: it implements them"),
     (("virtual_phone",), ("modem/link/requests",), "the other side of the link has the same contract"),
     (("daemon",), ("include/fcx", "modem/link/requests", "virtual_phone"), "a daemon opens a phone and calls the library"),
+    (("daemon",), ("platform",), "what its mutexes guard says so"),
     (("tools",), ("daemon",), "only the daemon opens a phone"),
     (("tools",), ("include/fcx", "modem/link/requests", "virtual_phone"), "the tool shows what the library and the bench have"),
     (("tests", "benchmarks", "fuzz"), ("include/fcx", "modem/link/requests", "platform", "virtual_phone"),

@@ -6,6 +6,8 @@
 
 #include <cerrno>
 #include <cstring>
+#include <mutex>
+#include <utility>
 
 #include "virtual_phone/core/error.h"
 
@@ -13,6 +15,9 @@ namespace virtual_phone {
 namespace {
 
 using android::base::unique_fd;
+
+std::mutex observer_mutex;
+std::function<void(const std::string&)> write_observer GUARDED_BY(observer_mutex);
 
 [[noreturn]] void fail(std::string_view device_path) {
   throw Error(std::string(device_path) + ": " + strerror(errno));
@@ -23,6 +28,7 @@ using android::base::unique_fd;
 unique_fd open_node(const Phone& phone, std::string_view device_path, int flags) {
   const auto place = (std::filesystem::path("/") / device_path).lexically_normal();
   unique_fd node(open((phone.root() + place.string()).c_str(), flags | O_NONBLOCK | O_CLOEXEC));
+  if (!node.ok() && errno == ENXIO) errno = ENOTSUP;  // a pipe that nobody reads
   if (!node.ok()) return {};
   struct stat found {};
   if (fstat(node.get(), &found) == 0 && S_ISREG(found.st_mode)) return node;
@@ -50,6 +56,16 @@ void write_node(const Phone& phone, std::string_view device_path, std::string_vi
   if (write(node.get(), content.data(), content.size()) != static_cast<ssize_t>(content.size())) {
     fail(device_path);
   }
+}
+
+void observe_writes(std::function<void(const std::string&)> observer) {
+  const std::lock_guard lock(observer_mutex);
+  write_observer = std::move(observer);
+}
+
+void tell_of_write(const std::string& device_path) {
+  const std::lock_guard lock(observer_mutex);
+  if (write_observer) write_observer(device_path);
 }
 
 }  // namespace virtual_phone

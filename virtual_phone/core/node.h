@@ -4,6 +4,7 @@
 
 #include <android-base/unique_fd.h>
 
+#include <functional>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -22,5 +23,12 @@ std::optional<std::string> read_node(const Phone& phone, std::string_view device
 
 /// Gives a node that is there another content. Throws Error when it cannot be written.
 void write_node(const Phone& phone, std::string_view device_path, std::string_view content);
+
+/// Calls `observer`, under a lock, with the path of each device file that the library begins to
+/// write in this process from now on, unless a fault lets that fail. It may read files, and write
+/// none for the library. An empty one ends it.
+void observe_writes(std::function<void(const std::string& device_path)> observer);
+/// Tells the observer.
+void tell_of_write(const std::string& device_path);
 
 }  // namespace virtual_phone

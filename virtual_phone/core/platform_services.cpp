@@ -12,6 +12,7 @@
 #include "virtual_phone/core/clock.h"
 #include "virtual_phone/core/events.h"
 #include "virtual_phone/core/flush.h"
+#include "virtual_phone/core/node.h"
 #include "virtual_phone/core/platform_call.h"
 #include "virtual_phone/core/power.h"
 #include "virtual_phone/faults/faults.h"
@@ -114,8 +115,10 @@ FileFault platform_file_fault(const char* device_path, FileOperation operation) 
     const std::string path = (std::filesystem::path("/") / device_path).lexically_normal();
     const auto fault =
         vp::strike(phone, vp::Part::file, path, kAccess[static_cast<size_t>(operation)]);
+    const bool fails = fault.has_value() && fault->effect == vp::Effect::fail;
+    if (operation == FileOperation::write && !fails) vp::tell_of_write(path);
     if (!fault.has_value()) return 0;
-    if (fault->effect == vp::Effect::fail) {
+    if (fails) {
       met.error = static_cast<int>(fault->value);
     } else if (fault->effect == vp::Effect::size) {
       met.size = fault->value;

@@ -24,7 +24,9 @@ void set_usb_in(const Phone& phone, int64_t microvolts) {
 }
 
 void set_cable(const Phone& phone, Cable cable) {
-  set_usb_in(phone, cable == Cable::disconnected ? 0 : kChargerMicrovolts);
+  if (read_node(phone, kUsbInNode).has_value()) {
+    set_usb_in(phone, cable == Cable::disconnected ? 0 : kChargerMicrovolts);
+  }
   write_node(phone, kUsbStateNode, std::string(name_of(cable)) + "\n");
 }
 

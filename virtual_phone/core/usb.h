@@ -30,8 +30,8 @@ struct Usb {
 /// Throws Error when a node cannot be read.
 Usb usb(const Phone& phone);
 
-/// Writes what plugging a cable in, or pulling it, makes of the state and of the charger's voltage.
-/// Throws Error when a node cannot be written.
+/// Writes what plugging a cable in, or pulling it, makes of the state, and of the charger's voltage
+/// on a phone that measures it. Throws Error when a node cannot be written.
 void set_cable(const Phone& phone, Cable cable);
 
 /// Only the charger's voltage. Throws Error when its node cannot be written.
