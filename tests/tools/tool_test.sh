@@ -294,6 +294,66 @@ boot)
     expect 3 'Set-up could not be started' large_stacks boot
   fi
   ;;
+power)
+  android_usb=$FCX_PHONE/root/sys/class/android_usb/android0
+  usb_in=$FCX_PHONE/root/proc/qve_power/adc/usb_in
+  fcx init >/dev/null
+  expect 0 '^cable +CONFIGURED +/sys/class/android_usb/android0/state$' fcx usb
+  expect 0 '"state": "DISCONNECTED"' fcx usb disconnect --json
+  also '"usb_in": "0"' '"lock": "0"' '"config": "factory,adb"' '"switched_to": "factory,adb"'
+  rm "$android_usb/lock" "$usb_in"
+  expect 0 '^cable +CONNECTED ' fcx usb connect
+  also '^lock +- ' '^charger, microvolts +- '
+  expect 0 'returned 0. The phone is switched off' fcx power off-with-cable --pull-after 1
+  expect 1 'no voltage can drop' fcx power off-with-cable --voltage-drop
+  mv "$android_usb/state" "$work/state" && mkfifo "$android_usb/state"
+  expect 1 'state: Operation not supported' fcx usb configure
+  expect 1 'state: Operation not supported' fcx power off-with-cable
+  expect 2 'not expected: unplug' fcx usb unplug
+
+  fcx init --force >/dev/null
+  expect 0 '^state +on, since it was made$' fcx power
+  also '^last end +none yet$' '^wake locks +none$'
+  fcx reboot hand >/dev/null
+  expect 0 '^last end +restart: hand, at [0-9:.]+$' fcx power
+  expect 2 '3600 seconds at most, not 3601' fcx power off-with-cable --pull-after 3601
+  expect 2 'no negative' fcx power off-with-cable --pull-after -1
+  expect 0 '^power_off_with_cable.. has returned 0. The phone is switched off, by restart, reason oem-11.$' \
+    fcx power off-with-cable --pull-after 3
+  also ' property +vendor.qve.sleepmode.on=1$' ' event +wake_lock: acquire fcx_poweroff$' \
+    ' request +1654 wake_up$' ' node +/proc/qve_power/key_led/red_brightness=0$' \
+    '^3[.][0-9] s +hand +The cable is pulled.$' ' log +Cable is unconnected$' ' event +reboot: restart, reason oem-11$'
+  expect 0 '^cable +DISCONNECTED' fcx usb
+  expect 0 '^state +switched off at [0-9:.]+; the next command finds' fcx power
+  expect 0 '"state": "off"' fcx power --json
+  also '"kind": "reboot"' '"detail": "restart, reason oem-11"' '"wake_locks": \[\]'
+  # Without a cable nothing is waited for; with one that stays for long, its blinking is told once.
+  expect 0 'log +USB State: DISCONNECTED$' fcx power off-with-cable --pull-after 0
+  expect 1 '^$' grep 'cable is pulled[.]' - <<<"$output"
+  fcx usb configure >/dev/null
+  expect 0 '  [.]{3} (29|30) times in all, each of these 8$' fcx power off-with-cable --pull-after 60
+  for state in 'voltage' 'unreadable voltage'; do
+    fcx usb configure >/dev/null
+    expect 0 'switched off' fcx power off-with-cable --voltage-drop --pull-after 2
+    also 'hand +The cable is pulled: its voltage drops' 'hand +The USB state is DISCONNECTED, too.$'
+    expect 0 '^cable +DISCONNECTED' fcx usb
+    fcx fault file /proc/qve_power/adc/usb_in fail >/dev/null
+  done
+  fcx fault clear >/dev/null
+  for state in 'service reboot absent' 'service wakelock absent' 'thread cable_wait fail EPERM' \
+    'file /sys/class/android_usb/android0/state fail'; do
+    read -r -a fault <<<"$state"
+    fcx fault "${fault[@]}" >/dev/null
+    expect 3 'The phone stays on.$' fcx power off-with-cable --pull-after 1
+    case $state in
+    *wakelock*) also 'ret = -1$' 'has returned 1' ;;
+    *) expect 0 '^wake locks +fcx_poweroff, since' fcx power ;;
+    esac
+    expect 3 '"end": null' fcx power off-with-cable --json
+    fcx reboot >/dev/null
+    fcx fault clear >/dev/null
+  done
+  ;;
 demo)
   expect 0 'get_serial_number +0 +QV2006A00123' fcx demo
   expect 0 '"answers"' fcx demo --json
@@ -305,11 +365,22 @@ docs)
   fcx commands --markdown | diff "$here/docs/commands.md" - || failures=1
   fcx demo | diff <(sed -n '/^Factory commands, answered/,/^```$/p' "$here/README.md" | sed '$d') - ||
     failures=1
+  # docs/virtual_phone.md has every fault, and every node of a phone.
+  for part in item property file request service thread; do
+    for effect in $(fcx fault "$part" --help | sed -n '/^Effects:/,/^$/p' | awk 'NR > 1 { print $1 }'); do
+      state="$part $effect"
+      expect 0 "^\\| $part \\| .*\`$effect[ \`]" cat "$here/docs/virtual_phone.md"
+    done
+  done
+  fcx init --profile blank >/dev/null
+  diff <(cd "$FCX_PHONE/root" && find proc sys -type f -printf '/%p\n' |
+    sed 's/cpu[0-9]/cpuN/; s/scaling_.*/scaling_*/' | sort -u) \
+    <(sed -n 's/^| `\(\/\(proc\|sys\)\/[^`]*\)` .*/\1/p' "$here/docs/virtual_phone.md" | sort) || failures=1
   # The package that docs/customisation.md shows is the one that a phone has.
   awk -v to="$work/shown" '/^`\/.*`$/ { file = to substr($0, 2, length($0) - 2) }
     /^```/ { is_inside = !is_inside && file != ""; if (!is_inside) file = ""; next }
     is_inside { system("mkdir -p $(dirname " file ")"); print >file }' "$here/docs/customisation.md"
-  fcx init --profile mtk >/dev/null
+  fcx init --profile mtk --force >/dev/null
   diff -r "$work/shown/oem" "$FCX_PHONE/root/oem" || failures=1
   ;;
 *)
