@@ -213,6 +213,7 @@ Result DeviceFile::size_by_seeking(int64_t& size) {
 }
 
 ReadResult DeviceFile::read(char* buffer, size_t size) {
+  constexpr size_t kPiece = 64 << 10;
   if (!is_open()) return ReadResult::failed(error_);
   if (!read_fault_.has_value()) {
     read_fault_ = platform_file_fault(device_path_, FileOperation::read);
@@ -221,7 +222,8 @@ ReadResult DeviceFile::read(char* buffer, size_t size) {
   const size_t wanted = std::min(size, read_fault_->limit);
   size_t done = 0;
   while (done < wanted) {
-    const ssize_t got = ::read(fd_.get(), buffer + done, wanted - done);
+    // In pieces: a file may have far less than the caller, who knows its size, has been told.
+    const ssize_t got = ::read(fd_.get(), buffer + done, std::min(wanted - done, kPiece));
     if (got < 0 && errno == EINTR) continue;
     // A descriptor that is open: whatever the reason, this is no absence.
     if (got < 0) return ReadResult::failed(ReadResult::is_absence(errno) ? EIO : errno);

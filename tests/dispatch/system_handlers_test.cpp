@@ -31,7 +31,7 @@ class SystemHandlers : public CommandTest {
   }
   /// The reason of the restart that the last command led to, or "".
   std::string reason() {
-    constexpr std::string_view kReboot = "reboot: restart ";
+    constexpr std::string_view kReboot = "reboot: restart, reason ";
     const auto all = events();
     return all.size() == seen_ ? "" : all[seen_].substr(kReboot.size());
   }
