@@ -329,6 +329,7 @@ power)
   also '"kind": "reboot"' '"detail": "restart, reason oem-11"' '"wake_locks": \[\]'
   # Without a cable nothing is waited for; with one that stays for long, its blinking is told once.
   expect 0 'log +USB State: DISCONNECTED$' fcx power off-with-cable --pull-after 0
+  also ' node +/proc/qve_power/key_led/red_brightness=255$' # which it was before
   expect 1 '^$' grep 'cable is pulled[.]' - <<<"$output"
   fcx usb configure >/dev/null
   expect 0 '  [.]{3} (29|30) times in all, each of these 8$' fcx power off-with-cable --pull-after 60

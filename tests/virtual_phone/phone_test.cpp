@@ -156,7 +156,9 @@ PRAGMA user_version=4;
 TEST_F(VirtualPhone, AnOlderOneIsGivenWhatItLacksAndKeepsWhatItHas) {
   const auto old = directory() / "old";
   const fs::path root = old / "root";
-  make_old(old, "INSERT INTO property VALUES('ro.boot.vendor.qve.model.name', 'mine')");
+  make_old(old,
+           "INSERT INTO property VALUES('ro.boot.vendor.qve.model.name', 'mine');"
+           "INSERT INTO build_property VALUES('ro.boot.vendor.qve.model.factory', 'old')");
   write_file(root / "proc/meminfo", "mine");
   fs::create_symlink("nowhere", root / "proc/cmdline");
   write_file(root / "sys/power", "no directory");
@@ -185,6 +187,7 @@ TEST_F(VirtualPhone, AnOlderOneIsGivenWhatItLacksAndKeepsWhatItHas) {
   EXPECT_EQ("1", vp::get_property(raised, "ro.vendor.qve.kelp")) << "of its own profile";
   vp::restart(raised, "test");
   EXPECT_EQ("QV-100", vp::get_property(raised, "ro.boot.vendor.qve.model.name"));
+  EXPECT_EQ("old", vp::get_property(raised, "ro.boot.vendor.qve.model.factory"));
   std::vector<std::string> events;
   for (const vp::Event& event : vp::events(raised))
     events.push_back(event.kind + ": " + event.detail);
