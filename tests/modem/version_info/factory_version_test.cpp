@@ -1,5 +1,6 @@
 // The factory software version: which source fills which slot, and what is logged meanwhile.
 #include <map>
+#include <sstream>
 
 #include "fcx/customisation.h"
 #include "fcx/factory_item_table.h"
@@ -17,74 +18,116 @@ using virtual_phone::Part;
 
 constexpr char kOwn[] = "/oem/OP/EU/cust_CR1.prop";
 constexpr char kCommon[] = "/oem/OP/EU/cust.prop";
+constexpr char kLong[] = "/oem/OP/EU/cust_A_B_C_D.prop";
+constexpr char kShort[] = "/oem/OP/EU/cust_A_B.prop";
 constexpr char kGroup[] = "/oem/OP/cust_group_mapping.cfg";
 constexpr char kOpenMapping[] = "/oem/OP/open_path_mapping.cfg";
 constexpr char kUnifiedMapping[] = "/oem/OP/EU/config/unified_path_mapping.cfg";
 constexpr char kMapping[] = "/oem/OP/cust_path_mapping.cfg";
 constexpr char kVersion[] = "ro.vendor.qve.factoryversion";
 constexpr char kFactoryModel[] = "ro.boot.vendor.qve.model.factory";
-constexpr char kModel[] = "ro.boot.vendor.qve.model.name";
-constexpr char kOperator[] = "ro.vendor.qve.build.target_operator";
 constexpr char kArb[] = "ro.vendor.qve.swversion_arb";
-constexpr char kTypeCode[] = "type_code";
-constexpr char kNetworkCode[] = "network_code";
 constexpr int kReadTypeCode = 160;
+constexpr char kNobody[] = R"("1","999,999,FFFFFFFF,FFFFFFFF,99")";
 
-/// A property, a file (a path), the modem's type code or the network code; an empty value: none.
-using Settings = std::map<std::string, std::string>;
-
-const Settings kBase = {
-    {kVersion, "QV100AT-00-V10a-OPEN-EU-JUN-01-2020+7"},
-    {kFactoryModel, "QV-100"},
-    {kModel, "QV-100-N"},
-    {kOperator, "OPEN"},
-    {kArb, ""},
-    {kTypeCode, "3"},
-    {kNetworkCode, R"("2","262,01F,FFFFFFFF,FFFFFFFF,11","234,15F,FFFFFFFF,FFFFFFFF,12")"},
-    {kMapping, "26201,11=/oem/OP/EU\n"},
-    {kOpenMapping, "26201,11=CR1\n"},
-    {kUnifiedMapping, ""},
-    {kGroup, ""},
-    {kOwn, ""},
-    {kCommon, ""},
-    {"/oem/OP/EU/cust_A_B_C_D.prop", ""},
-    {"/oem/OP/EU/cust_A_B.prop", ""},
-    {"/oem/E/cust.prop", ""},
+/// What a version is made of, by short names, and what it is at first; empty: none.
+struct Setting {
+  const char* name;
+  const char* target;  ///< a property, a file, or "modem" or "network code"
+  const char* at_first;
 };
+constexpr Setting kSettings[] = {
+    {"version", kVersion, "QV100AT-00-V10a-OPEN-EU-JUN-01-2020+7"},
+    {"model", kFactoryModel, "QV-100"},
+    {"name", "ro.boot.vendor.qve.model.name", "QV-100-N"},
+    {"operator", "ro.vendor.qve.build.target_operator", "OPEN"},
+    {"arb", kArb, ""},
+    {"type", "modem", "3"},
+    {"code", "network code",
+     R"("2","262,01F,FFFFFFFF,FFFFFFFF,11","234,15F,FFFFFFFF,FFFFFFFF,12")"},
+    {"mapping", kMapping, "26201,11=/oem/OP/EU"},
+    {"open", kOpenMapping, "26201,11=CR1"},
+    {"unified", kUnifiedMapping, ""},
+    {"group", kGroup, ""},
+    {"own", kOwn, ""},
+    {"common", kCommon, ""},
+    {"long", kLong, ""},
+    {"short", kShort, ""},
+    {"e", "/oem/E/cust.prop", ""},
+};
+
+using Changes = std::map<std::string, std::string>;
+
+/// Changes as a test writes them: "NAME=VALUE; NAME=VALUE".
+Changes changes_of(const std::string& text) {
+  Changes changes;
+  std::istringstream in(text);
+  for (std::string each; std::getline(in >> std::ws, each, ';');) {
+    changes[each.substr(0, each.find('='))] = each.substr(each.find('=') + 1);
+  }
+  return changes;
+}
 
 class FactoryVersion : public PhoneTest {
  protected:
   FactoryVersion() {
     std::filesystem::create_directories(file("/oem/OP/EU/config"));
     std::filesystem::create_directories(file("/oem/E"));
-    set_all({});
+    set_all("");
   }
 
-  /// What is set from now on: the base, but for these.
-  void set_all(const Settings& changes) {
-    Settings all = changes;
-    all.insert(kBase.begin(), kBase.end());
-    for (const auto& [name, value] : all) set(name, value);
+  /// What is set from now on: all as at first, but for these.
+  void set_all(const Changes& changes) {
+    for (const Setting& setting : kSettings) {
+      const auto changed = changes.find(setting.name);
+      set(setting.target, changed == changes.end() ? setting.at_first : changed->second);
+    }
     lines();
     requests();
   }
+  void set_all(const char* changes) { set_all(changes_of(changes)); }
 
-  void set(const std::string& name, const std::string& value) {
-    if (name[0] == '/') {
-      if (value.empty()) {
-        std::filesystem::remove(file(name.c_str()));
-      } else {
-        write_file(file(name.c_str()), value);
-      }
-    } else if (name == kNetworkCode) {
+  void set(const std::string& target, const std::string& value) {
+    if (target == "modem") {
+      virtual_phone::remove_modem_value(phone(), "type_code");
+      if (!value.empty()) set_modem("type_code", value);
+    } else if (target == "network code") {
       set_item(fcx::item::network_code, value + std::string(2048 - value.size(), '\0'));
-    } else if (name != kTypeCode) {
-      set_build_property(name.c_str(), value);
+    } else if (target[0] != '/') {
+      set_build_property(target.c_str(), value);
     } else if (value.empty()) {
-      virtual_phone::remove_modem_value(phone(), kTypeCode);
+      std::filesystem::remove(file(target.c_str()));
     } else {
-      set_modem(kTypeCode, value);
+      write_file(file(target.c_str()), property_file(value));
     }
+  }
+
+  /// A file's lines, of which those of a property file are KEY:VALUE, with blanks between them.
+  static std::string property_file(const std::string& text) {
+    const std::map<std::string, std::string> keys = {{"short", "swversion_short"},
+                                                     {"postfix", "swversion.postfix"},
+                                                     {"date", "swv_date"},
+                                                     {"rev", "swversion_rev"},
+                                                     {"opensw", "opensw"},
+                                                     {"ca", "opensw.enableca"},
+                                                     {"ui", "sbp.ui"},
+                                                     {"group", "tamragroup"}};
+    std::string content;
+    std::istringstream in(text);
+    for (std::string word; in >> word;) {
+      const size_t colon = word.find(':');
+      const auto key = keys.find(word.substr(0, colon));
+      content +=
+          key == keys.end() ? word : "ro.vendor.qve." + key->second + "=" + word.substr(colon + 1);
+      content += '\n';
+    }
+    return content;
+  }
+
+  /// Lets a file be opened until the Nth time.
+  void fails_from(const std::string& path, int64_t nth) {
+    virtual_phone::set_fault(phone(),
+                             {0, Part::file, path, Access::open, Effect::fail, EIO, {}, nth});
   }
 
   /// The version, or "(failed)". A failure leaves the caller's memory alone.
@@ -103,163 +146,126 @@ class FactoryVersion : public PhoneTest {
   std::vector<std::string> report_lines() {
     std::vector<std::string> found;
     for (const std::string& line : lines()) {
-      const bool is_links = line.find("[COMMON_INTERFACE]") != std::string::npos ||
-                            line.find("[DMI]") != std::string::npos ||
-                            line.find("Response Status") != std::string::npos ||
-                            line.find("dmi_init") != std::string::npos;
+      bool is_links = false;
+      for (const char* part :
+           {"[COMMON_INTERFACE]", "[DMI]", "Response Status", "dmi_init", "receive_modem_data"}) {
+        is_links = is_links || line.find(part) != std::string::npos;
+      }
       if (!is_links) found.push_back(line);
     }
     return found;
   }
 };
 
-std::string value(const char* key, const std::string& text) {
-  return std::string("ro.vendor.qve.") + key + "=" + text + "\n";
-}
-
 TEST_F(FactoryVersion, EachSlotHasItsFirstSource) {
-  const std::string own = value("swversion_short", "V20x") + value("swversion.postfix", "PF") +
-                          value("swv_date", "DEC-24-2020") + value("swversion_rev", "9");
-  const std::string date = "-JUN-01-2020+7";
-  const std::string network = "QV100AT-03-V10a-262-01";
-  const std::string nobody = R"("1","999,999,FFFFFFFF,FFFFFFFF,99")";
-  const std::string group = "ro.vendor.qve.tamragroup=";
-  const std::string tokens = "QV-00-V10a-OPEN-EU-JUN-01-2020";
-  const struct {
+  // "~" is the date of the version's property.
+  constexpr struct {
     int type;
-    Settings changes;
-    std::string expected;
+    const char* changes;
+    const char* expected;
   } cases[] = {
-      {1, {}, "QV100AT-00-V10a-OPEN-EU" + date},
-      {2, {}, network + date},
+      {1, "", "QV100AT-00-V10a-OPEN-EU~+7"},
+      {2, "", "QV100AT-03-V10a-262-01~+7"},
       // The model, and where it was built for.
-      {1, {{kOperator, "TRF"}}, "QV100HL-00-V10a-OPEN-EU" + date},
-      {1, {{kFactoryModel, ""}, {kModel, "ZZ--9-N"}}, "ZZ9AT-00-V10a-OPEN-EU" + date},
-      {1, {{kFactoryModel, "QV100"}}, "QV100AT-00-V10a-OPEN-EU" + date},
-      {1, {{kFactoryModel, "-"}, {kOperator, ""}}, "-00-V10a-OPEN-EU" + date},
+      {1, "operator=TRF", "QV100HL-00-V10a-OPEN-EU~+7"},
+      {1, "model=; name=ZZ--9-N", "ZZ9AT-00-V10a-OPEN-EU~+7"},
+      {1, "model=QV100", "QV100AT-00-V10a-OPEN-EU~+7"},
+      {1, "model=-; operator=", "-00-V10a-OPEN-EU~+7"},
       // The tokens of the property.
-      {1, {{kVersion, "-X--00-V-M---N-D+7"}}, "QV100AT-00-V-M-N-D+7"},
-      {1, {{kVersion, tokens}}, "QV100AT-00-V10a-OPEN-EU-JUN-01-2020"},
-      {1, {{kVersion, tokens + "++7"}}, "QV100AT-00-V10a-OPEN-EU-JUN-01-2020++7"},
-      {1, {{kVersion, tokens + "+7-8+9"}}, "QV100AT-00-V10a-OPEN-EU-JUN-01-2020+7-8+9"},
-      {1, {{kVersion, "X-00-V-M-N-+D+7"}}, "QV100AT-00-V-M-N-D+7"},
-      {1,
-       {{kVersion, "X-00-V-M-N-" + std::string(59, 'd')}},
-       "QV100AT-00-V-M-N-" + std::string(52, 'd')},
+      {1, "version=-X--00-V-M---N-D+7", "QV100AT-00-V-M-N-D+7"},
+      {1, "version=X-00-V-M-N-D", "QV100AT-00-V-M-N-D"},
+      {1, "version=X-00-V-M-N-D++7-8+9", "QV100AT-00-V-M-N-D++7-8+9"},
+      {1, "version=X-00-V-M-N-+D+7", "QV100AT-00-V-M-N-D+7"},
       // ARB: three tokens make the date, and only the property's version counts.
-      {1, {{kVersion, tokens + "-ARB00+7"}}, "QV100AT-00-V10a-OPEN-EU" + date},
-      {1,
-       {{kVersion, tokens + "-ARB00+7"}, {kArb, "ARB01"}},
-       "QV100AT-00-V10a-OPEN-EU-JUN-01-2020-ARB01+7"},
-      {1, {{kArb, "A-1"}}, "QV100AT-00-V10a-OPEN-EU-JUN-01-2020-A-1+7"},
-      {1, {{kVersion, "X-00-ARB-M-N-J-1-2020+7"}, {kArb, "A"}}, "QV100AT-00-ARB-M-N-J-1-2020+7-A"},
+      {1, "version=X-00-V-M-N-1-2-3-ARB00+7", "QV100AT-00-V-M-N-1-2-3+7"},
+      {1, "version=X-00-V-M-N-1-2-3-ARB00+7; arb=ARB01", "QV100AT-00-V-M-N-1-2-3-ARB01+7"},
+      {1, "arb=A-1", "QV100AT-00-V10a-OPEN-EU~-A-1+7"},
+      {1, "version=X-00-ARB-M-N-1-2-3+7; arb=A", "QV100AT-00-ARB-M-N-1-2-3+7-A"},
       // FACTORY.
-      {1, {{kVersion, tokens + "-FACTORY+7"}}, "QV100AT-00-V10a-OPEN-EU-JUN-01-2020-FACTORY"},
-      {1, {{kVersion, tokens + "+FACTORY"}}, "QV100AT-00-V10a-OPEN-EU-JUN-01-2020-FACTORY"},
-      {1, {{kVersion, "X-00-Vfactory-M-N-FACTORY"}, {kArb, "A"}}, "QV100AT-00--FACTORY"},
-      {1, {{kVersion, "X-00-Factory-M-N-FACTORY"}}, "QV100AT-00-FACTORY"},
-      {1, {{kVersion, "X-00-V-M-N-FACTORY"}, {kFactoryModel, "Factory-1"}}, "-FACTORY"},
-      {1, {{kVersion, "X-00-FACTORY-M-N-" + std::string(53, 'd')}}, "QV100AT-00-FACTORY"},
-      {1,
-       {{kVersion, "X-00-V-M-N-" + std::string(50, 'd') + "+FACTORY"}},
-       "QV100AT-00-V-M-N-" + std::string(50, 'd') + "-F"},
+      {1, "version=X-00-V-M-N-D-FACTORY+7", "QV100AT-00-V-M-N-D-FACTORY"},
+      {1, "version=X-00-V-M-N-D+FACTORY", "QV100AT-00-V-M-N-D-FACTORY"},
+      {1, "version=X-00-Vfactory-M-N-FACTORY; arb=A", "QV100AT-00--FACTORY"},
+      {1, "version=X-00-Factory-M-N-FACTORY", "QV100AT-00-FACTORY"},
+      {1, "version=X-00-V-M-N-FACTORY; model=Factory-1", "-FACTORY"},
       // The modem's type code.
-      {2, {{kTypeCode, ""}}, "QV100AT-00-V10a-262-01" + date},
-      {2, {{kTypeCode, "an ERROR"}}, "QV100AT-00-V10a-262-01" + date},
-      {2, {{kTypeCode, "12\r\n34"}}, "QV100AT-012-V10a-262-01" + date},
-      {2,
-       {{kTypeCode, std::string("1\0"
-                                "2",
-                                3)}},
-       "QV100AT-01-V10a-262-01" + date},
+      {2, "type=", "QV100AT-00-V10a-262-01~+7"},
+      {2, "type=an ERROR", "QV100AT-00-V10a-262-01~+7"},
+      {2, "type=12\r\n34", "QV100AT-012-V10a-262-01~+7"},
       // The network code.
-      {2,
-       {{kNetworkCode, R"("1","FFF,FFF,FFFFFFFF,FFFFFFFF,FF")"}},
-       "QV100AT-03-V10a-OPEN-EU" + date},
-      {2,
-       {{kNetworkCode, R"("1","310,410,FFFFFFFF,FFFFFFFF,31")"}},
-       "QV100AT-03-V10a-310-410" + date},
-      {2, {{kNetworkCode, "ERROR 1"}}, "QV100AT-03-V10a-OPEN-EU" + date},
+      {2, R"(code="1","FFF,FFF,FFFFFFFF,FFFFFFFF,FF")", "QV100AT-03-V10a-OPEN-EU~+7"},
+      {2, R"(code="1","310,410,FFFFFFFF,FFFFFFFF,31")", "QV100AT-03-V10a-310-410~+7"},
+      {2, "code=ERROR 1", "QV100AT-03-V10a-OPEN-EU~+7"},
       // Groups.
-      {1, {{kGroup, group + "GRP-X\n"}}, "QV100AT-00-V10a-GRP-X" + date},
-      {1, {{kGroup, group + "A-B-C\n"}}, "QV100AT-00-V10a-A-B-C" + date},
-      {1, {{kGroup, group + "GRP\n"}}, "QV100AT-00-V10a-OPEN-EU" + date},
-      {1, {{kGroup, group + "-X\n"}}, "QV100AT-00-V10a-OPEN-X" + date},
-      {1, {{kGroup, group + "GRP-\n"}}, "QV100AT-00-V10a-GRP-EU" + date},
-      {2, {{kGroup, group + "GRP-X\n"}}, network + date},
-      {2, {{kGroup, group + "GRP-X\n"}, {kNetworkCode, "ERROR"}}, "QV100AT-03-V10a-GRP-X" + date},
-      {2, {{kGroup, group + "GRP-X\n"}, {kNetworkCode, nobody}}, "QV100AT-03-V10a-999-999" + date},
-      {2,
-       {{kGroup, group + "GRP-X\n"},
-        {kNetworkCode, nobody},
-        {kMapping, "999999,99=/oem/OP/EU\n"},
-        {kCommon, "\n"}},
-       "QV100AT-03-V10a-GRP-X" + date},
-      {2,
-       {{kGroup, group + "GRP-X\n"},
-        {kNetworkCode, nobody},
-        {kMapping, "999999,99=/oem/OP/EU\n"},
-        {kCommon, value("opensw", "310-170")}},
-       "QV100AT-03-V10a-310-170" + date},
-      {2, {{kGroup, group + "GRP-X\n"}, {kOwn, "\n"}}, network + date},
+      {1, "group=group:G-X", "QV100AT-00-V10a-G-X~+7"},
+      {1, "group=group:A-B-C", "QV100AT-00-V10a-A-B-C~+7"},
+      {1, "group=group:G", "QV100AT-00-V10a-OPEN-EU~+7"},
+      {1, "group=group:-X", "QV100AT-00-V10a-OPEN-X~+7"},
+      {1, "group=group:G-", "QV100AT-00-V10a-G-EU~+7"},
+      {2, "group=group:G-X; own=x", "QV100AT-03-V10a-262-01~+7"},
+      {2, "group=group:G-X; code=ERROR", "QV100AT-03-V10a-G-X~+7"},
+      {2, "group=group:G-X; code=?", "QV100AT-03-V10a-999-999~+7"},
+      {2, "group=group:G-X; code=?; mapping=999999,99=/oem/OP/EU; common=x",
+       "QV100AT-03-V10a-G-X~+7"},
+      {2, "group=group:G-X; code=?; mapping=999999,99=/oem/OP/EU; common=opensw:310-170",
+       "QV100AT-03-V10a-310-170~+7"},
       // The carrier's files.
-      {1, {{kOwn, own}}, "QV100AT-00-V10a-OPEN-EU" + date},
-      {2, {{kOwn, own}}, "QV100AT-03-V20x-262-01-PF-DEC-24-2020+9"},
-      {2, {{kCommon, own}}, "QV100AT-03-V20x-262-01-PF-DEC-24-2020+9"},
-      {2, {{kCommon, own}, {kOwn, "\n"}}, network + date},
-      {2, {{kOwn, value("swversion_short", "")}}, network + date},
-      {2, {{kOwn, value("opensw", "310-170")}}, "QV100AT-03-V10a-310-170" + date},
-      {2, {{kOwn, value("opensw", "310")}}, network + date},
-      {2, {{kOwn, value("opensw", "-170")}}, "QV100AT-03-V10a-262-170" + date},
-      {2, {{kOwn, value("opensw", "310-")}}, "QV100AT-03-V10a-310-01" + date},
-      {2, {{kOwn, value("opensw", "310-170") + value("opensw.enableca", "10")}}, network + date},
-      {2,
-       {{kOwn, value("opensw", "310-170") + value("opensw.enableca", "0")}},
-       "QV100AT-03-V10a-310-170" + date},
-      {2,
-       {{kOwn, value("swversion.postfix", std::string(80, 'p'))}},
-       network + "-" + std::string(46, 'p')},
-      {2, {{kOwn, std::string("\x1\0\xFF=\0\n", 6) + value("swv_date", "D")}}, network + "-D+7"},
-      {2,
-       {{kOwn, std::string(size_t{16} << 20, 'x') + "\n" + value("swv_date", "D")}},
-       network + date},
+      {1, "own=short:V2 postfix:PF date:D rev:9", "QV100AT-00-V10a-OPEN-EU~+7"},
+      {2, "own=short:V2 postfix:PF date:D rev:9", "QV100AT-03-V2-262-01-PF-D+9"},
+      {2, "common=short:V2 postfix:PF date:D rev:9", "QV100AT-03-V2-262-01-PF-D+9"},
+      {2, "common=short:V2; own=x", "QV100AT-03-V10a-262-01~+7"},
+      {2, "own=short:", "QV100AT-03-V10a-262-01~+7"},
+      {2, "own=opensw:310-170", "QV100AT-03-V10a-310-170~+7"},
+      {2, "own=opensw:310", "QV100AT-03-V10a-262-01~+7"},
+      {2, "own=opensw:-170", "QV100AT-03-V10a-262-170~+7"},
+      {2, "own=opensw:310-", "QV100AT-03-V10a-310-01~+7"},
+      {2, "own=opensw:310-170 ca:10", "QV100AT-03-V10a-262-01~+7"},
+      {2, "own=opensw:310-170 ca:0", "QV100AT-03-V10a-310-170~+7"},
+      {2, "own=\x1\xFF= date:D", "QV100AT-03-V10a-262-01-D+7"},
       // Which files those are.
-      {2, {{kOwn, own}, {kMapping, "26201,11=/oem\n"}}, network + date},
-      {2,
-       {{"/oem/E/cust.prop", own}, {kMapping, "26201,11=/oem/E\n"}},
-       "QV100AT-03-V20x-262-01-PF-DEC-24-2020+9"},
-      {2,
-       {{kOwn, own}, {kMapping, "23415,12=/oem/OP/EU\n"}},
-       "QV100AT-03-V20x-262-01-PF-DEC-24-2020+9"},
-      {2, {{kOwn, own}, {kOpenMapping, "23415,12=CR1\n"}}, network + date},
-      {2,
-       {{kOwn, own}, {kOpenMapping, ""}, {kUnifiedMapping, "26201,11=CR1\n"}},
-       "QV100AT-03-V20x-262-01-PF-DEC-24-2020+9"},
-      {2,
-       {{kOwn, own}, {kOpenMapping, "26201,11=\n"}, {kUnifiedMapping, "26201,11=CR1\n"}},
-       "QV100AT-03-V20x-262-01-PF-DEC-24-2020+9"},
-      {2,
-       {{kOwn, "\n"}, {kUnifiedMapping, "\n"}, {kCommon, own}},
-       "QV100AT-03-V20x-262-01-PF-DEC-24-2020+9"},
-      {2,
-       {{kOpenMapping, "26201,11=A_B_C_D\n"},
-        {"/oem/OP/EU/cust_A_B_C_D.prop", value("swversion_short", "V1") + value("swv_date", "D")},
-        {"/oem/OP/EU/cust_A_B.prop", value("swversion_short", "V2")}},
+      {2, "own=date:D; mapping=26201,11=/oem", "QV100AT-03-V10a-262-01~+7"},
+      {2, "e=date:D; mapping=26201,11=/oem/E", "QV100AT-03-V10a-262-01-D+7"},
+      {2, "own=date:D; mapping=23415,12=/oem/OP/EU", "QV100AT-03-V10a-262-01-D+7"},
+      {2, "own=date:D; open=23415,12=CR1", "QV100AT-03-V10a-262-01~+7"},
+      {2, "own=date:D; open=; unified=26201,11=CR1", "QV100AT-03-V10a-262-01-D+7"},
+      {2, "own=date:D; open=26201,11=; unified=26201,11=CR1", "QV100AT-03-V10a-262-01-D+7"},
+      {2, "own=x; unified=x; common=date:D", "QV100AT-03-V10a-262-01-D+7"},
+      {2, "open=26201,11=A_B_C_D; long=short:V1 date:D; short=short:V2",
        "QV100AT-03-V2-262-01-D+7"},
-      {2,
-       {{kOpenMapping, "26201,11=A_B_C_D\n"},
-        {"/oem/OP/EU/cust_A_B_C_D.prop", value("swversion_short", "V1")},
-        {"/oem/OP/EU/cust_A_B.prop", value("swversion_short", "V2") + value("sbp.ui", "1")}},
-       "QV100AT-03-V1-262-01" + date},
+      {2, "open=26201,11=A_B_C_D; long=short:V1; short=short:V2 ui:1", "QV100AT-03-V1-262-01~+7"},
   };
-  for (const auto& [type, changes, expected] : cases) {
-    SCOPED_TRACE(expected);
-    for (const auto& [name, text] : changes) SCOPED_TRACE(name + ": " + text.substr(0, 200));
+  for (const auto& c : cases) {
+    SCOPED_TRACE(c.changes);
+    Changes changes = changes_of(c.changes);
+    if (changes.count("code") != 0 && changes["code"] == "?") changes["code"] = kNobody;
     set_all(changes);
-    EXPECT_EQ(expected, version(type));
-    EXPECT_EQ(type == 2 ? expected : item_text(fcx::item::sw_version),
+    std::string expected = c.expected;
+    if (const size_t date = expected.find('~'); date != std::string::npos) {
+      expected.replace(date, 1, "-JUN-01-2020");
+    }
+    EXPECT_EQ(expected, version(c.type));
+    EXPECT_EQ(c.type == 2 ? expected : item_text(fcx::item::sw_version),
               item_text(fcx::item::sw_version));
   }
+}
+
+TEST_F(FactoryVersion, PiecesAreCutToFit) {
+  const std::string start = "X-00-V-M-N-";
+  const std::string made = "QV100AT-00-V-M-N-";
+  const std::pair<Changes, std::string> cases[] = {
+      {{{"version", start + std::string(59, 'd')}}, made + std::string(52, 'd')},
+      {{{"version", start + std::string(50, 'd') + "+FACTORY"}},
+       made + std::string(50, 'd') + "-F"},
+      {{{"version", "X-00-FACTORY-M-N-" + std::string(53, 'd')}}, "QV100AT-00-FACTORY"},
+      {{{"group", "group:G-" + std::string(80, 'x')}}, "QV100AT-00-V10a-G-" + std::string(51, 'x')},
+  };
+  for (const auto& [changes, expected] : cases) {
+    set_all(changes);
+    EXPECT_EQ(expected, version(1));
+  }
+  set_all({{"own", std::string(size_t{16} << 20, 'x') + " date:D"}});
+  EXPECT_EQ("QV100AT-03-V10a-262-01-JUN-01-2020+7", version(2)) << "of a file 16 MiB count";
+  set_all({{"type", std::string("1\0002", 3)}});
+  EXPECT_EQ("QV100AT-01-V10a-262-01-JUN-01-2020+7", version(2));
 }
 
 TEST_F(FactoryVersion, WithoutAPieceThereIsNone) {
@@ -267,40 +273,36 @@ TEST_F(FactoryVersion, WithoutAPieceThereIsNone) {
   const std::string own = "get_qve_factory_sw_version_sbp: ";
   const std::string no_property =
       "ro.vendor.qve.factoryversion property is not active or read error";
-  const std::string tokens = "X-00-V-M-N-";
-  const std::string filled = value("swversion_short", "V") + value("opensw", "M-N") +
-                             value("swv_date", "D") + value("swversion_rev", "9");
-  const struct {
-    int type;
-    Settings changes;
-    std::string line;
-  } cases[] = {
-      {1, {{kVersion, ""}}, no_property},
-      {1, {{kVersion, tokens + std::string(60, 'd')}}, no_property},
-      {3, {{kVersion, ""}}, no_property},
-      {1, {{kFactoryModel, ""}, {kModel, ""}}, own + "there is no model name\n"},
-      {1, {{kOperator, ""}}, own + "ro.vendor.qve.build.target_operator is empty\n"},
-      {1, {{kVersion, "X"}}, own + "ro.vendor.qve.factoryversion has no type\n"},
-      {2, {{kVersion, "---"}, {kTypeCode, ""}}, own + "ro.vendor.qve.factoryversion has no type\n"},
-      {2, {{kVersion, "X"}}, parsing + "version_name is NULL"},
-      {1, {{kVersion, "X-00"}}, parsing + "version_name is NULL"},
-      {1, {{kVersion, "X-00-V"}}, parsing + "MCC is NULL"},
-      {1, {{kVersion, "X-00-V-M"}}, parsing + "MNC is NULL"},
-      {1, {{kVersion, "X-00-V-M-N-+"}}, parsing + "release_date is NULL"},
-      {1, {{kVersion, "X-00-ARB-M-N"}}, parsing + "release_date is NULL"},
-      {1, {{kVersion, "X-00-ARB-M-N-J"}}, parsing + "release_date(day) is NULL"},
-      {1, {{kVersion, "X-00-ARB-M-N-J-1-"}}, parsing + "release_date(year) is NULL"},
+  const std::string no_type = own + "ro.vendor.qve.factoryversion has no type\n";
+  const std::string too_long = "version=X-00-V-M-N-" + std::string(60, 'd');
+  const std::string filled = "; own=short:V opensw:M-N date:D rev:9";
+  const std::tuple<int, std::string, std::string> cases[] = {
+      {1, "version=", no_property},
+      {1, too_long, no_property},
+      {3, "version=", no_property},
+      {1, "model=; name=", own + "there is no model name\n"},
+      {1, "operator=", own + "ro.vendor.qve.build.target_operator is empty\n"},
+      {1, "version=X", no_type},
+      {2, "version=---; type=", no_type},
+      {2, "version=X", parsing + "version_name is NULL"},
+      {1, "version=X-00", parsing + "version_name is NULL"},
+      {1, "version=X-00-V", parsing + "MCC is NULL"},
+      {1, "version=X-00-V-M", parsing + "MNC is NULL"},
+      {1, "version=X-00-V-M-N-+", parsing + "release_date is NULL"},
+      {1, "version=X-00-ARB-M-N", parsing + "release_date is NULL"},
+      {1, "version=X-00-ARB-M-N-J", parsing + "release_date(day) is NULL"},
+      {1, "version=X-00-ARB-M-N-J-1-", parsing + "release_date(year) is NULL"},
       // Also where the slot is filled from elsewhere.
-      {2, {{kVersion, "X-00"}, {kOwn, filled}}, parsing + "version_name is NULL"},
-      {2, {{kVersion, "X-00-V"}, {kOwn, filled}}, parsing + "MCC is NULL"},
-      {2, {{kVersion, "X-00-V-M"}, {kOwn, filled}}, parsing + "MNC is NULL"},
-      {2, {{kVersion, "X-00-V-M-N"}, {kOwn, filled}}, parsing + "release_date is NULL"},
-      {2, {{kNetworkCode, ""}}, "[QVE][SBP_VER]NTCODE READ ERROR 1"},
+      {2, "version=X-00" + filled, parsing + "version_name is NULL"},
+      {2, "version=X-00-V" + filled, parsing + "MCC is NULL"},
+      {2, "version=X-00-V-M" + filled, parsing + "MNC is NULL"},
+      {2, "version=X-00-V-M-N" + filled, parsing + "release_date is NULL"},
+      {2, "code=", "[QVE][SBP_VER]NTCODE READ ERROR 1"},
   };
   set_item(fcx::item::sw_version, "old");
   for (const auto& [type, changes, line] : cases) {
-    set_all(changes);
-    EXPECT_EQ("(failed)", version(type)) << line;
+    set_all(changes.c_str());
+    EXPECT_EQ("(failed)", version(type)) << changes;
     EXPECT_EQ("I Fcx: " + line, lines().back());
   }
   constexpr int kBeginBulk = 154, kReceiveBulk = 156;
@@ -309,7 +311,7 @@ TEST_F(FactoryVersion, WithoutAPieceThereIsNone) {
       {2, kReceiveBulk, Effect::garbage, 0, "[QVE][SBP_VER]NTCODE is empty"},
       {1, kReadTypeCode, Effect::fail, 5, own + "no type code from the modem: 1\n"},
       {2, kReadTypeCode, Effect::fail, 2, own + "no type code from the modem: 2\n"}};
-  set_all({});
+  set_all("");
   for (const auto& [type, request, effect, number, line] : faults) {
     request_fault(request, effect, number);
     EXPECT_EQ("(failed)", version(type)) << line;
@@ -320,7 +322,7 @@ TEST_F(FactoryVersion, WithoutAPieceThereIsNone) {
 }
 
 TEST_F(FactoryVersion, WhatCannotBeReadIsNotTakenForAbsent) {
-  set_all({{kOwn, "\n"}, {kUnifiedMapping, "\n"}, {kGroup, "\n"}});
+  set_all("own=x; unified=x; group=x");
   const std::pair<const char*, Access> cases[] = {
       {kMapping, Access::open}, {kOpenMapping, Access::read}, {kUnifiedMapping, Access::stat},
       {kOwn, Access::stat},     {kOwn, Access::open},         {kGroup, Access::read}};
@@ -334,16 +336,12 @@ TEST_F(FactoryVersion, WhatCannotBeReadIsNotTakenForAbsent) {
 }
 
 TEST_F(FactoryVersion, EachFileIsOpenedOnce) {
-  set_all({{kMapping, "23415,12=/oem/OP/EU\n"},  // which the second of two entries finds
-           {kOpenMapping, "26201,11=\n"},
-           {kUnifiedMapping, "26201,11=A_B_C_D\n"},
-           {"/oem/OP/EU/cust_A_B_C_D.prop", value("swv_date", "D")},
-           {kCommon, value("swversion_short", "V2")},
-           {kGroup, "\n"}});
-  for (const char* path :
-       {kMapping, kOpenMapping, kUnifiedMapping, kGroup, kCommon, "/oem/OP/EU/cust_A_B_C_D.prop"}) {
-    virtual_phone::set_fault(phone(),
-                             {0, Part::file, path, Access::open, Effect::fail, EIO, {}, 2});
+  // The second of two entries leads to the root.
+  set_all(
+      "mapping=23415,12=/oem/OP/EU; open=26201,11=; unified=26201,11=A_B_C_D; long=date:D; "
+      "common=short:V2; group=x");
+  for (const char* path : {kMapping, kOpenMapping, kUnifiedMapping, kGroup, kCommon, kLong}) {
+    fails_from(path, 2);
   }
   EXPECT_EQ("QV100AT-03-V2-262-01-D+7", version(2));
 }
@@ -369,7 +367,7 @@ TEST_F(FactoryVersion, AStoreThatFailsLeavesTheReport) {
 
 TEST_F(FactoryVersion, TheReportTellsWhatItDoes) {
   const std::string head = "I Fcx: [QVE][SBP_VER]";
-  set_all({{kVersion, "QV-00-V10a-OPEN-EU-JUN-01-2020-ARBFACTORY"}, {kFactoryModel, ""}});
+  set_all("version=QV-00-V10a-OPEN-EU-JUN-01-2020-ARBFACTORY; model=");
   EXPECT_EQ("QV100AT-00-V10a-OPEN-EU-JUN-01-2020-FACTORY", version(1));
   EXPECT_THAT(
       report_lines(),
@@ -384,22 +382,13 @@ TEST_F(FactoryVersion, TheReportTellsWhatItDoes) {
           head + "Software Version : QV100AT-00-V10a-OPEN-EU-JUN-01-2020",
           head + "Final Software Version : QV100AT-00-V10a-OPEN-EU-JUN-01-2020-FACTORY"));
 
-  set_all({{kOpenMapping, "26201,11=A_B_C_D\n"},
-           {kFactoryModel, "-"},
-           {"/oem/OP/EU/cust_A_B_C_D.prop",
-            value("swv_date", "D") + value("swversion_rev", "9") + value("opensw", "310-170")},
-           {"/oem/OP/EU/cust_A_B.prop",
-            value("swversion_short", "V2") + value("swversion.postfix", "PF")}});
+  set_all(
+      "open=26201,11=A_B_C_D; model=-; long=date:D rev:9 opensw:310-170; short=short:V2 "
+      "postfix:PF");
   set_build_property("ro.build.type", "user");  // the report's own lines come all the same
   EXPECT_EQ("-03-V2-310-170-PF-D+9", version(2));
-  auto written = report_lines();
-  written.erase(std::remove_if(written.begin(), written.end(),
-                               [](const auto& line) {
-                                 return line.find("receive_modem_data") != std::string::npos;
-                               }),
-                written.end());
   EXPECT_THAT(
-      written,
+      report_lines(),
       ElementsAre(
           "I Fcx: GSM VERSION TYPE",
           "I Fcx: ro.vendor.qve.factoryversion is [QV100AT-00-V10a-OPEN-EU-JUN-01-2020+7]\n",
@@ -418,21 +407,20 @@ TEST_F(FactoryVersion, TheReportTellsWhatItDoes) {
           head + "Software Version : -03-V2-310-170-PF-D",
           head + "Final Software Version : -03-V2-310-170-PF-D+9"));
 
-  set_all({{kNetworkCode, R"("1","999,999,FFFFFFFF,FFFFFFFF,99")"},
-           {kMapping, "999999,99=/oem/OP/EU\n"},
-           {kGroup, "ro.vendor.qve.tamragroup=GRP-X\n"},
-           {kCommon, "\n"}});
+  Changes changes = changes_of("mapping=999999,99=/oem/OP/EU; group=group:GRP-X; common=x");
+  changes["code"] = kNobody;
+  set_all(changes);
   EXPECT_EQ("QV100AT-03-V10a-GRP-X-JUN-01-2020+7", version(2));
-  written = report_lines();
+  auto written = report_lines();
   EXPECT_THAT(
       std::vector<std::string>(written.end() - 9, written.end() - 6),
       ElementsAre(head + "tamra root path: /oem/OP/EU\n", head + "Exist matched cust.prop file\n",
                   head + "Updated OPEN SW 2 by Root Dir : GRP, X \n"));
 
-  set_all({{kNetworkCode, "NTCODE READ ERROR"}});
+  set_all("code=NTCODE READ ERROR");
   version(2);
   written = report_lines();
-  EXPECT_THAT(std::vector<std::string>(written.begin() + 4, written.begin() + 8),
+  EXPECT_THAT(std::vector<std::string>(written.begin() + 2, written.begin() + 6),
               ElementsAre(head + "NTCODE READ ERROR 2", head + "MCCMNC: \n", head + "SUBSET: \n",
                           head + "tamra root path: \n"));
 }
@@ -442,12 +430,12 @@ class FactoryVersionOnOverlay : public FactoryVersion {
   FactoryVersionOnOverlay() {
     set_build_property("ro.vendor.qve.product.overlayfs", "true");
     fcx::reload_carrier_set_up();
-    lay("product_ext/etc/cust_path_mapping.cfg", "26201,11=CR1:EU\n");
+    lay("product_ext/etc/cust_path_mapping.cfg", "26201,11=CR1:EU");
   }
   void lay(const std::string& name, const std::string& content) {
     const auto place = directory() / "overlay/mnt/product/OP" / name;
     std::filesystem::create_directories(place.parent_path());
-    write_file(place, content);
+    write_file(place, property_file(content));
   }
   /// The lines of the report from the root's on, as far as the model's.
   std::vector<std::string> file_lines() {
@@ -467,35 +455,32 @@ TEST_F(FactoryVersionOnOverlay, TheServiceHasTheCarriersFiles) {
   const std::string root = head + "tamra root path: /mnt/product/OP/EU\n";
   EXPECT_EQ("QV100AT-03-V10a-262-01-JUN-01-2020+7", version(2));
   EXPECT_THAT(file_lines(), ElementsAre(root, head + " carriers: CR1:EU\n"));
-  lay("EU/cust.prop", value("swversion_short", "V2"));
-  lay("CR1/cust_sub.prop", value("swversion_short", "V3") + value("swversion.postfix", "PF"));
+  lay("EU/cust.prop", "short:V2");
+  lay("CR1/cust_sub.prop", "short:V3 postfix:PF");
   EXPECT_EQ("QV100AT-03-V2-262-01-PF-JUN-01-2020+7", version(2));
   EXPECT_THAT(file_lines(), ElementsAre(root, head + " Exist matched cust.prop file via hal\n",
                                         head + "Updated Short Version by Root Dir : V2\n",
                                         head + " carriers: CR1:EU\n",
                                         head + " Exist matched cust_sub.prop file via hal\n",
                                         head + "Updated Postfix by Root Dir : PF\n"));
-  lay("product_ext/etc/cust_path_mapping.cfg", "26201,11=EU\n");
+  lay("product_ext/etc/cust_path_mapping.cfg", "26201,11=EU");
   EXPECT_EQ("QV100AT-03-V2-262-01-JUN-01-2020+7", version(2)) << "one name alone is no carrier's";
   EXPECT_EQ(head + " carriers: EU\n", file_lines().back());
 }
 
 TEST_F(FactoryVersionOnOverlay, EachFileIsReadOnceAndNoneIsTakenForAbsent) {
-  lay("EU/cust.prop", value("swversion_short", "V2"));
-  lay("CR1/cust_sub.prop", value("swversion.postfix", "PF"));
+  lay("EU/cust.prop", "short:V2");
+  lay("CR1/cust_sub.prop", "postfix:PF");
   const std::string op = "/mnt/product/OP/";
-  for (const char* name :
-       {"product_ext/etc/cust_path_mapping.cfg", "EU/cust.prop", "CR1/cust_sub.prop"}) {
-    virtual_phone::set_fault(phone(),
-                             {0, Part::file, op + name, Access::open, Effect::fail, EIO, {}, 2});
-  }
+  const std::string files[] = {op + "product_ext/etc/cust_path_mapping.cfg", op + "EU/cust.prop",
+                               op + "CR1/cust_sub.prop"};
+  for (const std::string& path : files) fails_from(path, 2);
   EXPECT_EQ("QV100AT-03-V2-262-01-PF-JUN-01-2020+7", version(2));
-  for (const char* name :
-       {"product_ext/etc/cust_path_mapping.cfg", "EU/cust.prop", "CR1/cust_sub.prop"}) {
+  for (const std::string& path : files) {
     clear_faults();
-    fault(Part::file, op + name, Effect::fail, EIO, Access::open);
-    EXPECT_EQ("(failed)", version(2)) << name;
-    EXPECT_EQ("I Fcx: get_qve_factory_sw_version_sbp: " + op + name + " cannot be read\n",
+    fails_from(path, 1);
+    EXPECT_EQ("(failed)", version(2)) << path;
+    EXPECT_EQ("I Fcx: get_qve_factory_sw_version_sbp: " + path + " cannot be read\n",
               lines().back());
   }
   clear_faults();
@@ -505,10 +490,7 @@ TEST_F(FactoryVersionOnOverlay, EachFileIsReadOnceAndNoneIsTakenForAbsent) {
 
 TEST_F(FactoryVersion, EachSlotKnowsWhereItIsFrom) {
   using Source = fcx::VersionSource;
-  set_all({{kOwn, value("swversion_short", "V2")},
-           {kGroup, "ro.vendor.qve.tamragroup=-GX\n"},
-           {kNetworkCode, R"("1","262,01F,FFFFFFFF,FFFFFFFF,11")"},
-           {kArb, "A1"}});
+  set_all("own=short:V2; group=group:-GX; arb=A1");
   fcx::FactoryVersion found;
   EXPECT_EQ(0, fcx::read_factory_version(2, found));
   EXPECT_STREQ("QV100AT-03-V2-262-01-JUN-01-2020-A1+7", found.text);
