@@ -180,4 +180,44 @@ int get_cpu_freq(char* out, int* len);
 /// @return the position after the text's NUL; `out` when there is no second string
 char* get_mcc_list(char* in, char* out);
 
+// What a start keeps in step.
+
+// NV items of the modem, which get the text of their source when they hold another. 0 when they are
+// in step, or the text is too short to be written; 1 when the source or the item cannot be read, or
+// the item not be written and flushed. An item that is not active counts as zeros.
+
+/// Ends the modem's factory mode: item 453 becomes zeros when it is 1, up to factory status 4. A
+/// status that cannot be read counts as above.
+int system_nvwrite_ftm_mode();
+/// Item 33797: the factory software version of type 1, from 6 characters on.
+int system_nvwrite_version_info();
+/// Item 33798: the hardware version, from 1 character on.
+int system_nvwrite_hwversion_info();
+/// Item 33799: the property "ro.boot.vendor.qve.model.name", from 4 characters on.
+int system_nvwrite_model_name_info();
+
+/// All four in this order, until one of the last three fails. @return 1 when one did, else 0
+int nv_factoryitem_sync();
+
+/// Stores the software versions that the report makes, of type 2 in the factory item of the version
+/// and of type 1 in that of the first one, where they differ. A new first version clears the
+/// LCD-break flag. What cannot be read ends it.
+void system_write_version_info();
+
+/// Stores the modem's product identifier in the factory item where they differ.
+void system_write_pid_info();
+
+// The fixed-area version in the factory item: fields of 11 characters for the application
+// processor, the modem, the customisation and the user data, with '-' between them, and after a
+// further '-' one character. Where the item cannot be read nothing is written. New user data sets
+// "persist.vendor.qve.data.sbp.update" to "0".
+
+/// Takes the fields that differ from the phone's own version, with an operator image without that
+/// property; a model that has no such version gets one of all F.
+void system_update_settings_from_cust();
+
+/// Takes the user data of the first line of "/data/.userdataid", which is all F when it cannot be
+/// read. An empty item becomes all F first.
+void userdata_tamra_version_update();
+
 #pragma GCC visibility pop
