@@ -7,6 +7,7 @@
 
 #include "daemon/network_code.h"
 #include "daemon/open.h"
+#include "daemon/power_off.h"
 #include "daemon/recorder.h"
 #include "fcx/background.h"
 #include "fcx/customisation.h"
@@ -16,6 +17,7 @@
 #include "fcx/modem_link.h"
 #include "fcx/network_code.h"
 #include "fcx/single_binary.h"
+#include "fcx/system_control.h"
 #include "modem/link/requests.h"
 #include "virtual_phone/core/clock.h"
 #include "virtual_phone/core/item_store.h"
@@ -196,13 +198,27 @@ void note_unknown_sim(std::vector<BootMoment>& moments) {
                  {time_us, Kind::note, "It has no profile for this SIM: the carrier stays."});
 }
 
+/// Brings in step what the modem, the factory items and the software say.
+void synchronise(vp::Phone& phone, Recorder& recorder) {
+  check_identities(phone, recorder);
+  if (nv_factoryitem_sync() != 0) recorder.note("The modem's NV items could not be synchronised.");
+  system_write_version_info();
+  system_write_pid_info();
+  if (is_op_image_support() != 0) {
+    system_update_settings_from_cust();
+  } else {
+    userdata_tamra_version_update();
+  }
+}
+
 void start_daemon(vp::Phone& phone, Boot& boot) {
   Recorder recorder(boot.moments);
   open_item_store();
   recorder.note("The factory item store is open.");
+  system_set_env_property();
   // As every new daemon does; this process may have had another phone.
   init_modem_interface();
-  check_identities(phone, recorder);
+  synchronise(phone, recorder);
   publish_network_code_lists(phone);
   recorder.note("The network code's lists are published for set-up.");
   boot.set_up_began_us = vp::now_us();
@@ -212,17 +228,31 @@ void start_daemon(vp::Phone& phone, Boot& boot) {
   if (!is_started) boot.outcome = BootOutcome::not_started;
 }
 
+/// Takes a power-off up again that the daemon's restart has interrupted: of an uptime that goes on.
+void take_up_power_off(vp::Phone& phone, Boot& boot) {
+  constexpr char kUnderWay[] = "vendor.qve.sleepmode.on";
+  constexpr Hand kHand{10'000'000, false};
+  if (vp::get_property(phone, kUnderWay).value_or("").substr(0, 1) != "1") {
+    static_cast<void>(retry_power_off_with_cable());  // there is none: 0
+    return;
+  }
+  const PowerOff off = retry_power_off(phone, kHand);
+  boot.moments.insert(boot.moments.end(), off.moments.begin(), off.moments.end());
+}
+
 }  // namespace
 
-Boot boot(vp::Phone& phone) {
+Boot boot(vp::Phone& phone, Uptime uptime) {
   Boot boot;
   boot.phone = phone.directory().string();
+  boot.uptime = uptime;
   boot.before = all_properties(phone);
   const auto requests = vp::modem_requests(phone);
-  vp::restart(phone, "boot");
+  if (uptime == Uptime::begins) vp::restart(phone, "boot");
   boot.switched_on_us = vp::now_us();
   fcx::reload_carrier_set_up();
   start_daemon(phone, boot);
+  take_up_power_off(phone, boot);
   const auto asked = sim_requests(phone, requests.empty() ? 0 : requests.back().id);
   boot.moments.insert(boot.moments.end(), asked.begin(), asked.end());
   std::stable_sort(boot.moments.begin(), boot.moments.end(),

@@ -40,10 +40,14 @@ enum class BootOutcome {
   not_started,  ///< there could be no thread
 };
 
+/// Whether a start of the daemon is one of the phone, too.
+enum class Uptime { begins, goes_on };
+
 struct Boot {
   using Properties = std::map<std::string, std::string>;
 
   std::string phone;
+  Uptime uptime = Uptime::begins;
   BootInputs inputs;
   Properties before;
   Properties after;
@@ -56,9 +60,10 @@ struct Boot {
   BootOutcome outcome = BootOutcome::complete;
 };
 
-/// Switches the phone, which must be open, off and on and does what the daemon does at its start:
-/// opens the item store, checks the identity, and lets carrier set-up run to its end. Throws
-/// virtual_phone::Error.
-Boot boot(virtual_phone::Phone& phone);
+/// Does what the daemon does at its start: opens the item store, sets what depends on how the phone
+/// was started, checks the identity, brings versions and product identifier in step, lets carrier
+/// set-up run to its end, and takes up a power-off that was under way. The phone, which must be
+/// open, is switched off and on before, or stays on. Throws virtual_phone::Error.
+Boot boot(virtual_phone::Phone& phone, Uptime uptime = Uptime::begins);
 
 }  // namespace factory_daemon

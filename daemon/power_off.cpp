@@ -166,9 +166,7 @@ std::string request_text(const vp::ModemRequest& request) {
          (request.code == 0 ? "" : ", answered by " + std::to_string(request.code));
 }
 
-}  // namespace
-
-PowerOff power_off_with_cable(vp::Phone& phone, const Hand& hand) {
+PowerOff run(vp::Phone& phone, const Hand& hand, int (*sequence)()) {
   check_can_be_pulled(phone, hand);
   PowerOff off{};
   const auto requests = vp::modem_requests(phone);
@@ -176,7 +174,7 @@ PowerOff power_off_with_cable(vp::Phone& phone, const Hand& hand) {
   off.began_us = vp::now_us();
   {
     Bench bench(phone, off.moments, hand);
-    off.result = ::power_off_with_cable();
+    off.result = sequence();
     fcx::wait_for_background_work();
     bench.finish();
   }
@@ -192,6 +190,16 @@ PowerOff power_off_with_cable(vp::Phone& phone, const Hand& hand) {
   const vp::PowerState power = vp::power_state(phone);
   if (power.is_off && power.last_end->id > last_event) off.end = power.last_end;
   return off;
+}
+
+}  // namespace
+
+PowerOff power_off_with_cable(vp::Phone& phone, const Hand& hand) {
+  return run(phone, hand, ::power_off_with_cable);
+}
+
+PowerOff retry_power_off(vp::Phone& phone, const Hand& hand) {
+  return run(phone, hand, retry_power_off_with_cable);
 }
 
 }  // namespace factory_daemon

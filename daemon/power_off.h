@@ -22,7 +22,7 @@ struct PowerOff {
   std::vector<Moment> moments;  ///< in their order
   int64_t began_us;             ///< on the phone's clock, as the next one
   int64_t ended_us;
-  int result;  ///< of power_off_with_cable()
+  int result;  ///< what the library's function has returned
   /// What switched the phone off; nothing when it stayed on.
   std::optional<virtual_phone::Event> end;
 };
@@ -31,5 +31,9 @@ struct PowerOff {
 /// end. Throws virtual_phone::Error, also before it begins for nodes by which no cable can be
 /// pulled.
 PowerOff power_off_with_cable(virtual_phone::Phone& phone, const Hand& hand);
+
+/// The same for a power-off that a restart of the daemon has interrupted: what the library does for
+/// it at a start.
+PowerOff retry_power_off(virtual_phone::Phone& phone, const Hand& hand);
 
 }  // namespace factory_daemon

@@ -128,14 +128,7 @@ void PhoneTest::restart() {
 }
 
 void PhoneTest::set_build_property(const char* name, std::string_view value) {
-  for (const char* table : {"build_property", "property"}) {
-    const std::string sql = std::string("INSERT OR REPLACE INTO ") + table + " VALUES(?, ?)";
-    vp::Database(directory_ / vp::kDatabaseName, vp::Database::Survives::kill)
-        .query(sql.c_str())
-        .bind(name)
-        .bind(value)
-        .run();
-  }
+  vp::set_build_property(phone(), name, value);
 }
 
 std::vector<vp::LogEntry> PhoneTest::entries() { return std::exchange(entries_, {}); }

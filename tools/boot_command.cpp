@@ -16,6 +16,7 @@ namespace cli {
 namespace {
 
 struct Options {
+  bool is_daemon_only = false;
   bool real_time = false;
   bool full = false;
 };
@@ -56,10 +57,12 @@ class Waiting {
 
 factory_daemon::Boot boot_and_wait(const Invocation& invocation, const Options& options) {
   virtual_phone::Phone& phone = invocation.open_phone();
-  if (!options.real_time) return factory_daemon::boot(phone);
+  const auto uptime =
+      options.is_daemon_only ? factory_daemon::Uptime::goes_on : factory_daemon::Uptime::begins;
+  if (!options.real_time) return factory_daemon::boot(phone, uptime);
   virtual_phone::set_clock(virtual_phone::Clock::real);
   const Waiting waiting;
-  return factory_daemon::boot(phone);
+  return factory_daemon::boot(phone, uptime);
 }
 
 }  // namespace
@@ -69,18 +72,23 @@ void add_boot(Verb& tool, Invocation& invocation) {
   Verb& command = add_command(
       tool, "boot", "Start the phone as its daemon does, and explain what it decided",
       "  fcx boot                the phone is switched off and on, and set up for its carrier\n"
+      "  fcx boot --daemon       the daemon alone starts again; the phone stays on\n"
       "  fcx boot --real-time    with the waits of a phone, up to 25 seconds\n"
       "  fcx boot --full         ICCIDs whole\n"
       "\n"
-      "Shown are what set-up had to go by, what it did, which properties are others than before\n"
-      "the start, and the decision. The exit status is 0 when set-up came to its end or waited as\n"
-      "long as it does for the SIM, and 3 when it could not be started.",
+      "Shown are what set-up had to go by, what the start did, which properties are others than\n"
+      "before it, and the decision. A power-off with its cable attached that was under way when "
+      "the\n"
+      "daemon alone starts again is taken up, and the cable is pulled after 10 s. The exit status\n"
+      "is 0 when set-up came to its end or waited as long as it does for the SIM, and 3 when it\n"
+      "could not be started.",
       [&invocation, options] {
         const factory_daemon::Boot boot = boot_and_wait(invocation, *options);
         invocation.json ? print(boot_json(boot, options->full)) : print_boot(boot, options->full);
         if (boot.outcome == factory_daemon::BootOutcome::not_started)
           invocation.exit_status = kCommandFailed;
       });
+  command.add_flag("--daemon", options->is_daemon_only, "Start the daemon again, not the phone");
   command.add_flag("--real-time", options->real_time, "Wait as long as a phone does");
   command.add_flag("--full", options->full, "Show ICCIDs whole");
 }

@@ -62,6 +62,31 @@ const Rule kRules[] = {
     {Kind::property, "sim\\.profile=(.*)", "SIM profiles are used: $1."},
     {Kind::property, "sim-changed=F", "The defaults are set, as on every first start."},
 
+    // What a start brings in step.
+    {Kind::line, "\\[QVE\\]\\[FCX\\] bootmode: (\\S+) ", "The boot mode is $1."},
+    {Kind::line, "NV_FTM_MODE_I set 0", "The modem's factory mode has come to its end."},
+    {Kind::line, "(SW Version|HW Version|Model Name) is synchronized with NV Item",
+     "$1: the modem's NV item had another, and has it now."},
+    {Kind::line, "(SW Version|HW Version|Model Name) is already synchronized",
+     "$1: the modem's NV item has it."},
+    {Kind::line, "SW Version is written", "The software is another: factory item 14 says so now."},
+    {Kind::line, "SW Orginal Version is written",
+     "Its first version is in factory item 15, and the display's test begins anew."},
+    {Kind::line, "PID is written", "Factory item 4 has the modem's product identifier now."},
+    {Kind::line, "SWFV-A updated:(.*)", "The version of the fixed areas is $1 now."},
+    {Kind::line, "SWFV-A updated, Model doesn't support SWFV",
+     "The model has no version of the fixed areas."},
+    {Kind::line, "Userdata ID is updated:(.*)",
+     "The version of the fixed areas is $1, with the user data's identifier."},
+    {Kind::line, "get_swfv : (Cannot .*), set to default", "$1: it counts as all F."},
+    {Kind::property, "data\\.sbp\\.update=0",
+     "New user data: the carrier's data is to be updated."},
+    {Kind::line, "(get_\\w+ fail\\b.*|get pid modem request fail\\b.*|PID write fail)", "$1."},
+    {Kind::line, "retry poweroff cmd", "The power-off that was under way is taken up again."},
+    {Kind::line, "USB state is invalid", "The USB state is invalid: the power-off ends here."},
+    {Kind::line, "Cable is unconnected", "The cable is out."},
+    {Kind::event, "reboot: (.*)", "The phone is switched off: $1."},
+
     // The network code.
     {Kind::line, "the network code cannot be read", "The network code cannot be read."},
     {Kind::property, "mcc-list=FFF", nullptr},
@@ -261,7 +286,11 @@ std::string end_of(const Boot& boot) {
 }
 
 std::vector<Step> steps_of(const Boot& boot, bool full) {
-  std::vector<Step> steps = {{0, "The phone is switched off and on.", 0}};
+  const bool is_start = boot.uptime == factory_daemon::Uptime::begins;
+  std::vector<Step> steps = {{0,
+                              is_start ? "The phone is switched off and on."
+                                       : "The daemon starts again; the phone stays on.",
+                              0}};
   const auto was = [&](const char* property, const char* value) {
     const auto found = boot.before.find(property);
     return found != boot.before.end() && found->second == value;
@@ -276,7 +305,11 @@ std::vector<Step> steps_of(const Boot& boot, bool full) {
                    0});
   const Story story(boot, full);
   steps.insert(steps.end(), story.steps().begin(), story.steps().end());
-  steps.push_back({boot.set_up_ended_us - boot.switched_on_us, end_of(boot), 0});
+  // A power-off may go on after it.
+  const int64_t end_us = boot.set_up_ended_us - boot.switched_on_us;
+  const auto later = std::find_if(steps.begin(), steps.end(),
+                                  [&](const Step& step) { return step.after_us > end_us; });
+  steps.insert(later, {end_us, end_of(boot), 0});
   return steps;
 }
 

@@ -174,6 +174,7 @@ void add_prop(Verb& tool, Invocation& invocation) {
       "  fcx prop list\n"
       "  fcx prop get persist.vendor.qve.factory.status\n"
       "  fcx prop set vendor.qve.factory.pif 1\n"
+      "  fcx prop set --build ro.bootmode pif     as the image has it, and every restart again\n"
       "\n"
       "A value has at most 91 characters. \"ro.\" names are set once, \"persist.\" names\n"
       "survive `fcx reboot`.",
@@ -205,12 +206,16 @@ void add_prop(Verb& tool, Invocation& invocation) {
   get.add_option("name", *name, "The property").required();
 
   auto value = std::make_shared<std::string>();
-  Verb& set = add_command(group, "set", "Set one value", "", [&invocation, name, value] {
-    vp::set_property(invocation.open_phone(), *name, *value);
+  auto is_build = std::make_shared<bool>(false);
+  Verb& set = add_command(group, "set", "Set one value", "", [&invocation, name, value, is_build] {
+    vp::Phone& phone = invocation.open_phone();
+    *is_build ? vp::set_build_property(phone, *name, *value)
+              : vp::set_property(phone, *name, *value);
     if (invocation.json) print({{"name", *name}, {"value", *value}});
   });
   set.add_option("name", *name, "The property").required();
   set.add_option("value", *value, "Its value").required();
+  set.add_flag("--build", *is_build, "As a property of the image: also a \"ro.\" name that is set");
 }
 
 }  // namespace cli

@@ -287,7 +287,20 @@ boot)
   fcx fault property persist.vendor.qve.sim-changed fail >/dev/null
   start 'sim-changed cannot be set' '"complete": true'
   make blank
-  start 'has no IMEI; factory item 13 stays' 'no MCC: nothing' '"mcc": "FFF"' '"complete": false'
+  start 'has no IMEI; factory item 13 stays' 'no MCC: nothing' '"mcc": "FFF"' '"complete": false' \
+    'SW Version: the modem.s NV item had another' 'fail: QVE_MODEM_VERSION_GSM_TYPE_SECURED' \
+    'Cannot find userdata ubid'
+  start 'SW Version: the modem.s NV item has it' 'HW Version: the modem.s' 'Model Name: the modem.s'
+  make single
+  start 'The boot mode is unknown'
+  fcx prop set --build ro.bootmode pif
+  fcx prop set vendor.qve.sleepmode.on 1
+  fcx item set 2 3 >/dev/null
+  fcx item set 14 old >/dev/null
+  fcx item set 31 "$(printf 'F%.0s' $(seq 49))" >/dev/null
+  expect 0 'The phone is switched off: restart, reason oem-11' fcx boot --daemon
+  also 'the phone stays on' 'The boot mode is pif' 'The software is another' 'New user data' \
+    'FFF-?O2006010900-0, with the user data' 'is taken up again' 'The cable is pulled'
   # Where the tool runs in little memory at all: no room for a thread's stack.
   large_stacks() { (ulimit -s 4000000 && in_little_memory 1000000 "$@"); }
   if large_stacks --version >/dev/null 2>&1; then
@@ -354,6 +367,31 @@ power)
     fcx reboot >/dev/null
     fcx fault clear >/dev/null
   done
+  ;;
+version)
+  # of PROFILE VERSION PATTERN...: the carrier's version, of which factory item 14 and a start know.
+  of() {
+    fcx init --profile "$1" --force >/dev/null
+    expect 0 '"source": "network code"' fcx version --json
+    also "\"name\": \"software\"" '"source": "modem"' '"where": "/proc/cmdline"' "${@:3}"
+    expect 0 '^2$' grep -cF "\"value\": \"$2\"" <<<"$output"
+    expect 0 'factory item 14 has it' fcx version
+    also "^software, as the carrier has it: ${2//+/\\+}$" 'factory item 15 has it' 'item 31 has it' \
+      '^hardware revision: 1.0$'
+    expect 0 "^data +${2//+/\\+}$" fcx send 4011
+  }
+  of single QV100AT-00-V10a-310-410-JUN-01-2020+0 /data/.OP/userdata.ubid
+  of open QV100AT-00-V10a-262-01-CR1-JUN-01-2020+0 /oem/OP/OPEN_EU/cust_CR1.prop _COMMON/op.ubid
+  of mtk QV100AT-00-V10b-310-410-NA1-JUN-01-2020+0 /oem/OP/NAO/cust_NA1.prop
+  of overlay QV100AT-00-V10a-262-01-CR1-JUN-01-2020+0 CR1/cust_sub.prop OPEN_EU/cust.prop \
+    /product/etc/op.ubid
+  fcx fault service filehandle absent >/dev/null
+  expect 0 'as the carrier has it: \(there is none\)' fcx version
+  also 'cust_path_mapping.cfg cannot be read$' 'without /product/etc/op.ubid'
+  expect 3 'result +1' fcx send 4011
+  fcx init --profile blank --force >/dev/null
+  expect 0 'NTCODE READ ERROR 1' fcx version
+  also 'Cannot find ap ubid' 'factory item 14 is empty' '^binary revision: 0$'
   ;;
 demo)
   expect 0 'get_serial_number +0 +QV2006A00123' fcx demo

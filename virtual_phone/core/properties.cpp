@@ -48,6 +48,16 @@ void set_observed(Phone& phone, std::string_view name, std::string_view value) {
   if (property_observer) property_observer({std::string(name), before, std::string(value)});
 }
 
+/// Throws Refused for what no property can be called, or hold.
+void check_property(std::string_view name, std::string_view value) {
+  const std::string shown(name);
+  if (!is_property_name(name)) throw Refused("\"" + shown + "\" is no property name");
+  if (value.size() > kLongestValue) {
+    throw Refused(shown + ": the value has " + std::to_string(value.size()) +
+                  " characters, a property holds at most " + std::to_string(kLongestValue));
+  }
+}
+
 /// The value that the library finds.
 std::optional<std::string> found_property(Phone& phone, std::string_view name) {
   auto value = get_property(phone, name);
@@ -74,12 +84,7 @@ std::optional<std::string> get_property(Phone& phone, std::string_view name) {
 }
 
 void set_property(Phone& phone, std::string_view name, std::string_view value) {
-  const std::string shown(name);
-  if (!is_property_name(name)) throw Refused("\"" + shown + "\" is no property name");
-  if (value.size() > kLongestValue) {
-    throw Refused(shown + ": the value has " + std::to_string(value.size()) +
-                  " characters, a property holds at most " + std::to_string(kLongestValue));
-  }
+  check_property(name, value);
   const std::lock_guard lock(phone.mutex());
   phone.check_is_there();
   Database& database = starts_with(name, "persist.") ? phone.durable() : phone.fleeting();
@@ -88,12 +93,24 @@ void set_property(Phone& phone, std::string_view name, std::string_view value) {
                         : "INSERT OR REPLACE INTO property(name, value) VALUES(?, ?)";
   database.query(sql).bind(name).bind(value).run();
   if (database.changes() == 0) {
-    throw Refused(shown + " is set already, and read-only until the next restart");
+    throw Refused(std::string(name) + " is set already, and read-only until the next restart");
   }
   for (const Follower& row : kFollowers) {
     if (row.name != name || (!row.value.empty() && row.value != value)) continue;
     database.query(sql).bind(row.follower).bind(row.becomes.empty() ? value : row.becomes).run();
   }
+}
+
+void set_build_property(Phone& phone, std::string_view name, std::string_view value) {
+  check_property(name, value);
+  const std::lock_guard lock(phone.mutex());
+  phone.check_is_there();
+  Transaction transaction(phone.durable());
+  for (const char* sql : {"INSERT OR REPLACE INTO build_property(name, value) VALUES(?, ?)",
+                          "INSERT OR REPLACE INTO property(name, value) VALUES(?, ?)"}) {
+    phone.durable().query(sql).bind(name).bind(value).run();
+  }
+  transaction.commit();
 }
 
 void observe_properties(std::function<void(const PropertyChange&)> observer) {

@@ -22,6 +22,10 @@ std::optional<std::string> get_property(Phone& phone, std::string_view name);
 /// Throws Refused when the phone would refuse it.
 void set_property(Phone& phone, std::string_view name, std::string_view value);
 
+/// Sets a property of the image: at once, and again with every restart, whatever it is called.
+/// Throws Refused for what no property can be.
+void set_build_property(Phone& phone, std::string_view name, std::string_view value);
+
 /// Names and values, by name.
 std::vector<std::pair<std::string, std::string>> properties(Phone& phone);
 

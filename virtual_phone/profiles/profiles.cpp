@@ -179,6 +179,7 @@ Profile single() {
                             R"("1","310,410,FFFFFFFF,FFFFFFFF,FF")", "8901410000000000001");
   set_versions(profile, "QV100AT-00-V10a-310-410-JUN-01-2020+0", kEuropeanVersion);
   profile.files.push_back({"/data/.OP/userdata.ubid", kOperatorIdentifier});
+  profile.files.push_back({"/data/.userdataid", kOperatorIdentifier});
   return profile;
 }
 
