@@ -464,6 +464,7 @@ TEST_F(FactoryVersionOnOverlay, TheServiceHasTheCarriersFiles) {
                                         head + " Exist matched cust_sub.prop file via hal\n",
                                         head + "Updated Postfix by Root Dir : PF\n"));
   lay("product_ext/etc/cust_path_mapping.cfg", "26201,11=EU");
+  lay("EU/cust_sub.prop", "postfix:PF");
   EXPECT_EQ("QV100AT-03-V2-262-01-JUN-01-2020+7", version(2)) << "one name alone is no carrier's";
   EXPECT_EQ(head + " carriers: EU\n", file_lines().back());
 }

@@ -1,4 +1,6 @@
 // The versions that one source tells, and the pieces of property files.
+#include <array>
+
 #include "fcx/single_binary.h"
 #include "fcx/version_info.h"
 #include "tests/phone_fixture.h"
