@@ -1,4 +1,5 @@
 // The factory software version: which source fills which slot, and what is logged meanwhile.
+#include <algorithm>
 #include <map>
 #include <sstream>
 
@@ -147,8 +148,8 @@ class FactoryVersion : public PhoneTest {
     std::vector<std::string> found;
     for (const std::string& line : lines()) {
       bool is_links = false;
-      for (const char* part :
-           {"[COMMON_INTERFACE]", "[DMI]", "Response Status", "dmi_init", "receive_modem_data"}) {
+      for (const char* part : {"[COMMON_INTERFACE]", "[DMI]", "Response Status", "dmi_init",
+                               "receive_modem_data", "request_to_system", "Cannot get response"}) {
         is_links = is_links || line.find(part) != std::string::npos;
       }
       if (!is_links) found.push_back(line);
@@ -276,48 +277,70 @@ TEST_F(FactoryVersion, WithoutAPieceThereIsNone) {
   const std::string no_type = own + "ro.vendor.qve.factoryversion has no type\n";
   const std::string too_long = "version=X-00-V-M-N-" + std::string(60, 'd');
   const std::string filled = "; own=short:V opensw:M-N date:D rev:9";
-  const std::tuple<int, std::string, std::string> cases[] = {
-      {1, "version=", no_property},
-      {1, too_long, no_property},
-      {3, "version=", no_property},
-      {1, "model=; name=", own + "there is no model name\n"},
-      {1, "operator=", own + "ro.vendor.qve.build.target_operator is empty\n"},
-      {1, "version=X", no_type},
-      {2, "version=---; type=", no_type},
-      {2, "version=X", parsing + "version_name is NULL"},
-      {1, "version=X-00", parsing + "version_name is NULL"},
-      {1, "version=X-00-V", parsing + "MCC is NULL"},
-      {1, "version=X-00-V-M", parsing + "MNC is NULL"},
-      {1, "version=X-00-V-M-N-+", parsing + "release_date is NULL"},
-      {1, "version=X-00-ARB-M-N", parsing + "release_date is NULL"},
-      {1, "version=X-00-ARB-M-N-J", parsing + "release_date(day) is NULL"},
-      {1, "version=X-00-ARB-M-N-J-1-", parsing + "release_date(year) is NULL"},
+  // Between type and line: after how many of the report's first lines it comes; 0 where files are
+  // read before.
+  const std::tuple<int, std::string, size_t, std::string> cases[] = {
+      {1, "version=", 1, no_property},
+      {1, too_long, 1, no_property},
+      {3, "version=", 1, no_property},
+      {2, "code=", 2, "[QVE][SBP_VER]NTCODE READ ERROR 1"},
+      {1, "model=; name=", 2, own + "there is no model name\n"},
+      {1, "operator=", 5, own + "ro.vendor.qve.build.target_operator is empty\n"},
+      {1, "version=X", 5, no_type},
+      {2, "version=---; type=", 0, no_type},
+      {2, "version=X", 0, parsing + "version_name is NULL"},
+      {1, "version=X-00", 5, parsing + "version_name is NULL"},
+      {1, "version=X-00-V", 5, parsing + "MCC is NULL"},
+      {1, "version=X-00-V-M", 5, parsing + "MNC is NULL"},
+      {1, "version=X-00-V-M-N-+", 5, parsing + "release_date is NULL"},
+      {1, "version=X-00-ARB-M-N", 5, parsing + "release_date is NULL"},
+      {1, "version=X-00-ARB-M-N-J", 5, parsing + "release_date(day) is NULL"},
+      {1, "version=X-00-ARB-M-N-J-1-", 5, parsing + "release_date(year) is NULL"},
       // Also where the slot is filled from elsewhere.
-      {2, "version=X-00" + filled, parsing + "version_name is NULL"},
-      {2, "version=X-00-V" + filled, parsing + "MCC is NULL"},
-      {2, "version=X-00-V-M" + filled, parsing + "MNC is NULL"},
-      {2, "version=X-00-V-M-N" + filled, parsing + "release_date is NULL"},
-      {2, "code=", "[QVE][SBP_VER]NTCODE READ ERROR 1"},
+      {2, "version=X-00" + filled, 0, parsing + "version_name is NULL"},
+      {2, "version=X-00-V" + filled, 0, parsing + "MCC is NULL"},
+      {2, "version=X-00-V-M" + filled, 0, parsing + "MNC is NULL"},
+      {2, "version=X-00-V-M-N" + filled, 0, parsing + "release_date is NULL"},
+  };
+  const auto failed_lines = [this](int type) {
+    EXPECT_EQ("(failed)", version(type));
+    std::vector<std::string> written = report_lines();
+    const auto arb = std::find(written.begin(), written.end(), "I Fcx: Arb Version\n");
+    if (arb != written.end()) written.erase(arb);
+    return written;
+  };
+  const auto expected_lines = [this](size_t before, const std::string& line) {
+    const std::string head = "I Fcx: [QVE][SBP_VER]Model Name ";
+    std::vector<std::string> expected = {
+        "I Fcx: GSM VERSION TYPE",
+        "I Fcx: ro.vendor.qve.factoryversion is [" + property(kVersion) + "]\n",
+        head + ": ro.boot.vendor.qve.model.factory = QV-100", head + "qv_v: QV", head + "dev: 100"};
+    expected.resize(before);
+    expected.push_back("I Fcx: " + line);
+    return expected;
   };
   set_item(fcx::item::sw_version, "old");
-  for (const auto& [type, changes, line] : cases) {
+  for (const auto& [type, changes, before, line] : cases) {
+    SCOPED_TRACE(changes);
     set_all(changes.c_str());
-    EXPECT_EQ("(failed)", version(type)) << changes;
-    EXPECT_EQ("I Fcx: " + line, lines().back());
+    auto written = failed_lines(type);
+    if (before == 0) written.erase(written.begin(), written.end() - 1);
+    EXPECT_EQ(expected_lines(before, line), written);
   }
   constexpr int kBeginBulk = 154, kReceiveBulk = 156;
-  const std::tuple<int, int, Effect, int, std::string> faults[] = {
-      {2, kBeginBulk, Effect::fail, 1, "[QVE][SBP_VER]NTCODE READ ERROR 1"},
-      {2, kReceiveBulk, Effect::garbage, 0, "[QVE][SBP_VER]NTCODE is empty"},
-      {1, kReadTypeCode, Effect::fail, 5, own + "no type code from the modem: 1\n"},
-      {2, kReadTypeCode, Effect::fail, 2, own + "no type code from the modem: 2\n"}};
+  const std::tuple<int, int, Effect, int, size_t, std::string> faults[] = {
+      {2, kBeginBulk, Effect::fail, 1, 2, "[QVE][SBP_VER]NTCODE READ ERROR 1"},
+      {2, kReceiveBulk, Effect::garbage, 0, 2, "[QVE][SBP_VER]NTCODE is empty"},
+      {1, kReadTypeCode, Effect::fail, 5, 5, own + "no type code from the modem: 1\n"},
+      {1, kReadTypeCode, Effect::fail, 2, 5, own + "no type code from the modem: 2\n"}};
   set_all("");
-  for (const auto& [type, request, effect, number, line] : faults) {
+  for (const auto& [type, request, effect, number, before, line] : faults) {
     request_fault(request, effect, number);
-    EXPECT_EQ("(failed)", version(type)) << line;
-    EXPECT_EQ("I Fcx: " + line, lines().back());
+    EXPECT_EQ(expected_lines(before, line), failed_lines(type));
     clear_faults();
   }
+  request_fault(kReadTypeCode, Effect::fail, 1);
+  EXPECT_EQ("(failed)", version(2)) << "both types ask";
   EXPECT_EQ("old", item_text(fcx::item::sw_version));
 }
 
