@@ -9,7 +9,8 @@
 namespace factory_daemon {
 
 /// Makes the phone in `directory` this process's, forgets what carrier set-up found out about
-/// another, and opens the factory item store. Throws virtual_phone::Error.
+/// another, opens the factory item store, and tells the library whether the phone is in flight
+/// mode. Throws virtual_phone::Error.
 virtual_phone::Phone& open(const std::filesystem::path& directory);
 
 /// Opens the factory item store of this process's phone. Throws virtual_phone::Error.

@@ -24,6 +24,7 @@ NvItem nv_item_of(const Query& row) {
 const std::vector<ModemValue>& known_modem_values() {
   static const std::vector<ModemValue> rows = {
       {"efsa", ModemForm::record, kRecord, false, "EFSA record"},
+      {"flight", ModemForm::flag, 1, false, "1: the device is in flight mode"},
       {"fusg", ModemForm::flag, 1, false, "FUSG flag"},
       {"gden", ModemForm::record, kRecord, false, "GDEN record"},
       {"gden_flag", ModemForm::record, kRecord, false, "GDEN flag"},

@@ -5,6 +5,7 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <cerrno>
 
 #include "platform/device_home.h"
 #include "virtual_phone/core/node.h"
@@ -19,8 +20,10 @@ using fcx::FileOperation;
 unique_fd open_node(const char* path, int flags) {
   const virtual_phone::Phone* phone = virtual_phone::selected_or_null();
   if (phone == nullptr) return {};
-  if (fcx::platform_file_fault(path, FileOperation::open).error != 0) return {};
-  return virtual_phone::open_node(*phone, path, flags);
+  const FileFault fault = fcx::platform_file_fault(path, FileOperation::open);
+  if (fault.error == 0) return virtual_phone::open_node(*phone, path, flags);
+  errno = fault.error;
+  return {};
 }
 
 }  // namespace
@@ -30,6 +33,7 @@ int unified_sysfs_read(const char* path, char* buffer, int length) {
   const unique_fd node = open_node(path, O_RDONLY);
   if (!node.ok()) return -1;
   const FileFault fault = fcx::platform_file_fault(path, FileOperation::read);
+  errno = fault.error;
   if (fault.error != 0) return -1;
   return static_cast<int>(
       read(node.get(), buffer, std::min(static_cast<size_t>(length), fault.limit)));
