@@ -243,9 +243,9 @@ TEST_F(FactoryVersion, EachSlotHasItsFirstSource) {
     if (const size_t date = expected.find('~'); date != std::string::npos) {
       expected.replace(date, 1, "-JUN-01-2020");
     }
+    const std::string stored = item_text(fcx::item::sw_version);
     EXPECT_EQ(expected, version(c.type));
-    EXPECT_EQ(c.type == 2 ? expected : item_text(fcx::item::sw_version),
-              item_text(fcx::item::sw_version));
+    EXPECT_EQ(c.type == 2 ? expected : stored, item_text(fcx::item::sw_version));
   }
 }
 
@@ -538,6 +538,9 @@ TEST_F(FactoryVersion, EachSlotKnowsWhereItIsFrom) {
   EXPECT_EQ(Source::group_file, found.mnc.source);
   EXPECT_STREQ(kGroup, found.files[found.mnc.file]);
   EXPECT_EQ("", item_text(fcx::item::sw_version)) << "nothing is stored";
+  set_all("version=X-00-V-M-N-1-2-3-ARB00+7");
+  EXPECT_EQ(0, fcx::read_factory_version(1, found));
+  EXPECT_EQ(Source::none, found.arb.source) << "what was parsed is no part of the version";
   EXPECT_EQ(1, fcx::read_factory_version(3, found));
 }
 
