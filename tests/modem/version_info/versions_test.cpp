@@ -227,16 +227,16 @@ struct Slots {
 TEST_F(Versions, ComponentsFillWhatIsEmpty) {
   constexpr char kFile[] = "/cust.prop";
   put(kFile,
-      "ro.vendor.qve.swversion_short=V\nro.vendor.qve.opensw=310-170\n"
+      "ro.vendor.qve.swversion_short=V\nro.vendor.qve.opensw=310-17-0\n"
       "ro.vendor.qve.swversion.postfix=P\nro.vendor.qve.swv_date=D\n"
       "ro.vendor.qve.swversion_rev=" +
           std::string(75, 'h') + "\n");
   Slots slots;
   EXPECT_EQ(0, slots.load(kFile, "26201", "11"));
-  EXPECT_THAT(slots.all(), ElementsAre("310", "170", "V", std::string(69, 'h'), "D", "P"));
+  EXPECT_THAT(slots.all(), ElementsAre("310", "17-0", "V", std::string(69, 'h'), "D", "P"));
   for (auto& slot : slots.text) slot = {'x', '\0'};
   EXPECT_EQ(0, slots.load(kFile, "26201", "11"));
-  EXPECT_THAT(slots.all(), ElementsAre("310", "170", "x", "x", "x", "x"));
+  EXPECT_THAT(slots.all(), ElementsAre("310", "17-0", "x", "x", "x", "x"));
   put("/oem/OP/cust_group_mapping.cfg", "ro.vendor.qve.tamragroup=GRP-X\n");
   const std::tuple<const char*, const char*, const char*> groups[] = {
       {"999999", "99", "GRP"}, {"999999", "98", ""}, {"99999", "99", ""}};
