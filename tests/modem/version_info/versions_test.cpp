@@ -1,6 +1,7 @@
 // The versions that one source tells, and the pieces of property files.
 #include <array>
 
+#include "fcx/customisation.h"
 #include "fcx/single_binary.h"
 #include "fcx/version_info.h"
 #include "tests/phone_fixture.h"
@@ -245,6 +246,13 @@ TEST_F(Versions, ComponentsFillWhatIsEmpty) {
     EXPECT_EQ(0, of_group.load("/none.prop", mccmnc, subset));
     EXPECT_STREQ(mcc, of_group.text[0].data()) << mccmnc << subset;
   }
+  {
+    const fcx::PackageCache cache;  // those that are made inside are this one
+    virtual_phone::set_fault(phone(),
+                             {0, Part::file, kFile, Access::open, Effect::fail, EIO, {}, 2});
+    for (int i = 0; i < 3; ++i) EXPECT_EQ(0, slots.load(kFile, "26201", "11"));
+  }
+  clear_faults();
   fault(Part::file, kFile, Effect::fail, EIO, Access::read);
   lines();
   EXPECT_EQ(1, slots.load(kFile, "26201", "11"));
