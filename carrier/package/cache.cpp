@@ -21,7 +21,7 @@ namespace {
 /// The cache that lives on this thread, or null.
 thread_local PackageCache::Files* current = nullptr;
 
-/// The whole lines of a file, up to its end, kLargestFile or a failure.
+/// What a file holds, up to kLargestFile; nothing when it could not be read to its end.
 std::string read_contents(const char* path) {
   constexpr size_t kStep = 4096;
   std::string contents;
@@ -33,13 +33,13 @@ std::string read_contents(const char* path) {
   for (size_t filled = 0; filled < kLargestFile;) {
     contents.resize(std::min(filled + std::max(filled, kStep), kLargestFile));
     const ReadResult got = file.read(contents.data() + filled, contents.size() - filled);
+    if (!got.has_content()) {
+      note_unreadable(path);
+      return {};
+    }
     const bool is_over = got.size() < contents.size() - filled;
     filled += got.size();
     contents.resize(filled);
-    if (!got.has_content()) {
-      note_unreadable(path);
-      contents.resize(contents.rfind('\n') + 1);
-    }
     if (is_over) break;
   }
   return contents;
