@@ -21,10 +21,10 @@ RULES = [
               "mkostemp mkstemps mkdtemp tmpfile xmlParseFile xmlReadFile zipOpen\\w* unzOpen\\w* "
               "[io]?fstream filesystem",
      "but": {"common/files.*": "the one place"}},
-    {"text": "sleeping and shell commands are the home's (platform/device_home.h)",
+    {"text": "sleeping, shell commands and flushing all files are the home's (platform/device_home.h)",
      "rooms": LIBRARY,
-     "calls": "system sleep",
-     "words": "usleep nanosleep clock_nanosleep sleep_for sleep_until popen"},
+     "calls": "system sleep sync",
+     "words": "syncfs usleep nanosleep clock_nanosleep sleep_for sleep_until popen"},
     {"text": "the library starts no process, and threads in common/threads.cpp only",
      "rooms": LIBRARY,
      "calls": "clone",

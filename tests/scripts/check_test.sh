@@ -81,7 +81,7 @@ offend() { # FOLDER RULE EXPRESSION...: each on a line of its own, and reported 
 }
 offend ftm files 'open("a")' '::open("a")' ::stat 'unlink("a")' 'std::remove("a")' 'fopen("a")' 'openat(0, "a")' \
   'fstatat(0, "a")' mkostemp 'opendir("a")' 'ifstream("a")' filesystem 'xmlReadFile("a")'
-offend carrier/package home 'system("reboot")' 'usleep(5)' 'popen("a")'
+offend carrier/package home 'system("reboot")' 'usleep(5)' 'popen("a")' 'sync()'
 offend services threads 'fork()' 'execvp("a")' 'posix_spawn("a")' 'std::thread(a)' pthread_create
 offend modem properties 'property_get("a")' 'property_set("a")'
 offend devices items 'get_ftm_item(1)' 'set_ftm_item(1)'
