@@ -10,7 +10,7 @@ tar -c --exclude=./build --exclude='./.git' . | tar -x -C "$work"
 cd "$work"
 
 files='device files are opened, changed and removed in common/files.cpp only'
-home='sleeping and shell commands are the home'\''s (platform/device_home.h)'
+home='sleeping, shell commands and flushing all files are the home'\''s (platform/device_home.h)'
 threads='the library starts no process, and threads in common/threads.cpp only'
 properties='properties are read and set in common/properties.cpp only'
 items='factory items are read and written through ftm/'
