@@ -1,189 +1,110 @@
 // Commands that end in a restart, and the power key's.
-#include "fcx/background.h"
-#include "tests/dispatch/command_test.h"
+#include "tests/story_test.h"
 #include "virtual_phone/core/properties.h"
 
 namespace fcx_test {
 namespace {
 
-using testing::ElementsAre;
-using testing::ElementsAreArray;
-using testing::IsEmpty;
-using virtual_phone::Access;
-using virtual_phone::Effect;
-using virtual_phone::Part;
-
-constexpr int kFactoryStatus = 2;
-constexpr int kQem = 3;
-constexpr int kDownloadPath = 90;
-constexpr int kSyncEfs = 200;
-constexpr char kBootStatus[] = "persist.vendor.qve.bootstatus";
-
-class SystemHandlers : public CommandTest {
+class SystemHandlers : public StoryTest {
  protected:
-  /// Sends a command, after whose restart nothing of an earlier one is left to see.
-  qvcmd_response send(int32_t opcode, std::string_view payload) {
-    seen_ = events().size();
-    lines();
-    const qvcmd_response response = CommandTest::send(opcode, payload);
-    fcx::wait_for_background_work();
-    return response;
+  SystemHandlers() {
+    let("begin", "I start system_restart\n|");
+    let("whole",
+        "I start system_restart\n|I system_efs_sync DONE\n|I sync DONE\n|"
+        "I end system_restart\n|I start restart with reason : fcx\n|I end reboot\n");
+    let("failed", "E system_efs_sync Fail ! return error.|E EFS SYNC ERROR\n");
+    let("fcx", "events=reboot: restart, reason fcx");
   }
-  /// The reason of the restart that the last command led to, or "".
-  std::string reason() {
-    constexpr std::string_view kReboot = "reboot: restart, reason ";
-    const auto all = events();
-    return all.size() == seen_ ? "" : all[seen_].substr(kReboot.size());
-  }
-  std::vector<std::string> handler_lines() {
-    std::vector<std::string> found;
-    for (const std::string& line : lines()) {
-      if (line.find(" Diag_Lib: ") == 1 && line.find("service_handler") == std::string::npos) {
-        found.push_back(line);
-      }
-    }
-    return found;
-  }
-  int flag(int number) { return item(number, 1)[0]; }
 
- private:
-  size_t seen_ = 0;
+  /// Stories of a command, whose answer is its result alone.
+  void tell_command(int32_t opcode, const std::string& payload, const char* stories) {
+    tell(
+        "handle",
+        [&] {
+          const qvcmd_response response = send_unclean(opcode, payload);
+          EXPECT_EQ(kUntouched, response.data_len);
+          return response.result;
+        },
+        stories);
+  }
 };
 
 TEST_F(SystemHandlers, TheDeviceTestRestartsAPhoneWhoseStatusItChanges) {
-  const auto changed = [](int before, int ret) {
-    return std::vector<std::string>{
-        "I Diag_Lib: handle_devicetest_start frst = " + std::to_string(before) + "\n",
-        "I Diag_Lib: handle_devicetest_start change frst 6, ret = " + std::to_string(ret) + "\n"};
-  };
-  const std::string failed = "E Diag_Lib: handle_devicetest_start: failed with -1\n";
-  auto failed_and_changed = changed(2, 0);
-  failed_and_changed.insert(failed_and_changed.begin(), failed);
-  const struct {
-    const char* argument;
-    char status;
-    std::vector<int> failing;  ///< items
-    int result;
-    const char* reason;
-    int qem;
-    int status_after;
-    std::vector<std::string> lines;
-  } cases[] = {{"1", 2, {}, 0, "fcx", 1, 6, changed(2, 0)},
-               {"1", 6, {}, 0, "fcx", 1, 6, {}},
-               {"257", 2, {}, 0, "fcx", 1, 6, changed(2, 0)},
-               {"0", 2, {}, 0, "fcx", 0, 6, changed(2, 0)},
-               {"", 2, {}, 0, "fcx", 0, 6, changed(2, 0)},
-               {"2", 6, {}, 1, "", 0, 6, {}},
-               {"1", 6, {kQem}, 1, "", 0, 6, {failed}},
-               {"1", 2, {kQem}, 0, "fcx", 0, 6, failed_and_changed},
-               {"1", 2, {kFactoryStatus}, 1, "", 1, 2, changed(-1, -1)}};
-  for (const auto& c : cases) {
-    SCOPED_TRACE(c.argument + std::to_string(c.status));
-    set_item(kQem, std::string_view("\0", 1));
-    set_item(kFactoryStatus, std::string_view(&c.status, 1));
-    for (const int number : c.failing) item_fails(number);
-    EXPECT_THAT(send(4004, c.argument), Answers(c.result, ""));
-    EXPECT_THAT(handler_lines(), ElementsAreArray(c.lines));
-    clear_faults();
-    EXPECT_EQ(c.reason, reason());
-    EXPECT_EQ(c.qem, flag(kQem));
-    EXPECT_EQ(c.status_after, flag(kFactoryStatus));
-  }
+  let("test", "Diag_Lib: handle_devicetest_start");
+  let("changed", understood("I $test frst = 2\n|I set_factory_status:[6] \n|I trace value : 6>|"
+                            "I $test change frst 6, ret = 0\n|"));
+  tell_command(4004, "1", R"(
+item 2=\2 -> $changed$whole => item 2=\6; item 3=\1; $fcx
+item 2=\6 -> $whole => item 3=\1; $fcx
+item 2=\6; item 3! -> E $test: failed with -1\n => events=; result=1
+item 2=\2; item 3! -> E $test: failed with -1\n|$changed$whole => $fcx
+item 2=\2; item 2! -> I $test frst = -1\n|I set_factory_status:[6] \n|I Set ftm Error! Item : 2|
+  I $test change frst 6, ret = -1\n => events=; item 3=\1; result=1
+item 2=\6; 200! -> $begin$failed => events=; item 3=
+item 2=\6; 200!; item 3!write @2 -> $begin$failed|E $test: failed with -1\n => item 3=\1
+)");
+  tell_command(4004, "257", "item 2=\\2 -> $changed$whole => item 3=\\1");
+  tell_command(4004, "0", "item 2=\\2 -> $changed$whole => item 2=\\6; item 3=; $fcx");
+  tell_command(4004, "", "item 2=\\2 -> $changed$whole");
+  tell_command(4004, "2", "item 2=\\6 -> => events=; item 3=; result=1");
 }
 
 TEST_F(SystemHandlers, TheAutomaticTestNeedsItsFlag) {
-  const struct {
-    const char* argument;
-    bool fails;
-    int result;
-    const char* reason;
-  } cases[] = {{"1", false, 0, "aat_write"}, {"257", false, 0, "aat_write"},
-               {"1", true, 1, ""},           {"0", false, 1, ""},
-               {"", false, 1, ""},           {"2", false, 1, ""}};
-  for (const auto& c : cases) {
-    SCOPED_TRACE(c.argument);
-    set_item(kQem, std::string_view("\0", 1));
-    if (c.fails) item_fails(kQem);
-    EXPECT_THAT(send(4180, c.argument), Answers(c.result, ""));
-    clear_faults();
-    EXPECT_EQ(c.reason, reason());
-    EXPECT_EQ(c.result == 0 ? 1 : 0, flag(kQem));
-  }
-}
-
-TEST_F(SystemHandlers, ARestartThatFailsTakesTheFlagBackAndIsNotReported) {
-  for (const int32_t opcode : {4004, 4180}) {
-    request_fault(kSyncEfs, Effect::refuse);
-    EXPECT_THAT(send(opcode, "1"), Answers(0, "")) << opcode;
-    EXPECT_EQ(0, flag(kQem));
-    EXPECT_EQ("", reason());
-    // The second write fails.
-    virtual_phone::set_fault(phone(), {0, Part::item, std::to_string(kQem), Access::write,
-                                       Effect::fail, -1, std::nullopt, 2});
-    EXPECT_THAT(send(opcode, "1"), Answers(0, ""));
-    EXPECT_EQ(std::string("E Diag_Lib: handle_") +
-                  (opcode == 4004 ? "devicetest_start" : "aat_write_start") + ": failed with -1\n",
-              lines().back());
-    EXPECT_EQ(1, flag(kQem));
-    clear_faults();
+  tell_command(4180, "1", R"(
+let start = I start system_aat\n|
+-> ${start}I end system_aat_write\n|I start restart with reason : aat_write\n|I end reboot\n
+  => item 3=\1; events=reboot: restart, reason aat_write
+item 3! -> E Diag_Lib: handle_aat_write_start: failed with -1\n => events=; result=1
+200! -> $start$failed => item 3=; events=
+200!; item 3!write @2 -> $start$failed|E Diag_Lib: handle_aat_write_start: failed with -1\n
+  => item 3=\1
+)");
+  for (const char* other : {"0", "2", "256", ""}) {
+    tell_command(4180, other, "-> => item 3=; events=; result=1");
   }
 }
 
 TEST_F(SystemHandlers, TheBootStatusIsSetForARestartAndTakenBack) {
   for (const auto& [argument, status] :
        {std::pair{"3", "3"}, {"257", "1"}, {"-1", "255"}, {"", "0"}}) {
-    EXPECT_THAT(send(4007, argument), Answers(0, ""));
-    EXPECT_EQ(status, property(kBootStatus)) << argument;
-    EXPECT_EQ("fcx", reason());
+    let("status", status);
+    tell_command(4007, argument, "-> $whole => $fcx; bootstatus=$status");
   }
-  request_fault(kSyncEfs, Effect::refuse);
   std::vector<std::string> set;
   virtual_phone::observe_properties([&](const auto& change) { set.push_back(change.after); });
-  EXPECT_THAT(send(4007, "5"), Answers(1, ""));
+  tell_command(4007, "5", R"(
+200! -> $begin$failed => events=; result=1
+bootstatus!write -> E set_bootstatus: persist.vendor.qve.bootstatus cannot be set\n|$whole => $fcx
+)");
   virtual_phone::observe_properties({});
-  EXPECT_THAT(set, ElementsAre("5", "0"));
-  EXPECT_EQ("", reason());
-  clear_faults();
-  fault(Part::property, kBootStatus, Effect::fail, 0, Access::write);
-  EXPECT_THAT(send(4007, "5"), Answers(0, ""));
-  EXPECT_EQ("fcx", reason()) << "without the status, which is logged";
-  EXPECT_EQ("0", property(kBootStatus));
+  EXPECT_THAT(set, testing::ElementsAre("5", "0"));
 }
 
 TEST_F(SystemHandlers, ADownloadIsNotedAndBegins) {
-  const std::string longest(512, 'p');
-  for (const std::string& path : {std::string("/sdcard/image"), longest + "q", std::string()}) {
-    EXPECT_THAT(send_unclean(4266, path), IsUntouched());
-    fcx::wait_for_background_work();
-    EXPECT_EQ(path.substr(0, 512), item(kDownloadPath, 512).c_str());
-    EXPECT_EQ("1", property(kBootStatus));
-  }
-  const char* noted = "E Diag_Lib: start_sdcard_download: item 90 cannot be written\n";
-  const std::tuple<const char*, std::function<void()>, const char*> cases[] = {
-      {"item", [&] { item_fails(kDownloadPath); }, noted},
-      {"status", [&] { fault(Part::property, kBootStatus, Effect::fail, 0, Access::write); },
-       "E Fcx: set_bootstatus: persist.vendor.qve.bootstatus cannot be set\n"}};
-  for (const auto& [what, fails, line] : cases) {
-    fails();
-    send(4266, "/sdcard/other");
-    EXPECT_THAT(lines(), testing::Contains(line));
-    EXPECT_EQ("dload", reason()) << what;
-    clear_faults();
-  }
-  request_fault(kSyncEfs, Effect::refuse);
-  EXPECT_THAT(send_unclean(4266, "/sdcard/image"), IsUntouched());
-  EXPECT_EQ("/sdcard/image", item_text(kDownloadPath));
+  let("untouched", std::to_string(kUntouched));
+  let("dload",
+      "I start system_dload\n|I end system_dload\n|I start restart with reason : dload\n|"
+      "I end reboot\n");
+  tell_command(4266, "/sdcard/image", R"(
+let event = events=reboot: restart, reason dload; result=$untouched
+-> $dload => $event; item 90=/sdcard/image; bootstatus=1
+item 90!; bootstatus!write -> E Diag_Lib: start_sdcard_download: item 90 cannot be written\n|
+  E set_bootstatus: persist.vendor.qve.bootstatus cannot be set\n|$dload => $event
+200! -> I start system_dload\n|$failed => events=; item 90=/sdcard/image; result=$untouched
+)");
+  let("longest", std::string(512, 'p'));
+  tell_command(4266, std::string(513, 'p'), "-> $dload => $event; item 90=$longest");
+  tell_command(4266, "", "item 90=old -> $dload => $event; item 90=");
 }
 
 TEST_F(SystemHandlers, ThePowerKeyResetsOrDoesNot) {
-  for (const auto& [payload, sent] :
-       {std::pair{"0", '\0'}, {"1", '\1'}, {"01", '\0'}, {"", '\1'}, {"\xFF", '\1'}}) {
-    requests();
-    EXPECT_THAT(send(4040, payload), Answers(0, ""));
-    EXPECT_EQ(std::string(1, sent), requests().back().payload);
+  for (const char* payload : {"1", "", "\xFF", "0", "01"}) {
+    let("sent", std::string(1, payload[0] == '0' ? '\0' : '\1'));
+    tell_command(4040, payload, R"(
+-> => payload=$sent
+610!refuse -> E system_powerkey_hardreset_enable: the modem refuses\n => result=1
+)");
   }
-  request_fault(610, Effect::refuse);
-  EXPECT_THAT(send(4040, "1"), Answers(1, ""));
 }
 
 }  // namespace

@@ -1,168 +1,102 @@
 // How the device was started, and what is attached to it.
 #include "fcx/system_control.h"
-#include "tests/services/service_test.h"
+#include "tests/story_test.h"
 
 namespace fcx_test {
 namespace {
 
-using testing::ElementsAreArray;
-using testing::IsEmpty;
-using virtual_phone::Access;
-using virtual_phone::Effect;
-using virtual_phone::Part;
-
-constexpr char kBootstartProperty[] = "ro.vendor.qve.mid.bootstart";
-constexpr char kRkf[] = "ro.boot.vendor.qve.rkf";
-constexpr char kFactoryModel[] = "ro.boot.vendor.qve.model.factory";
-constexpr char kModelName[] = "ro.boot.vendor.qve.model.name";
-constexpr char kOperatorImage[] = "/oem/OP";
-
-using Lines = std::vector<std::string>;
-
-class BootChecks : public ServiceTest {};
-
-TEST_F(BootChecks, PropertiesCountByTheirFirstCharacters) {
-  const struct {
-    int (*check)();
-    const char* property;
-    const char* value;
-    int result;
-    Lines lines;
-  } cases[] = {
-      {system_check_fboot,
-       "vendor.qve.boot_completed",
-       "1",
-       1,
-       {"I Fcx: [QVE][FCX] Bootcomplete : 1\n"}},
-      {system_check_fboot,
-       "vendor.qve.boot_completed",
-       "10",
-       1,
-       {"I Fcx: [QVE][FCX] Bootcomplete : 1\n"}},
-      {system_check_fboot, "vendor.qve.boot_completed", "0", 0, {}},
-      {system_check_fboot, "vendor.qve.boot_completed", "", 0, {}},
-      {system_get_pif_status, "vendor.qve.factory.pif", "1", 1, {"I Fcx: PIF cable is connected"}},
-      {system_get_pif_status, "vendor.qve.factory.pif", "0", 0, {}},
-      {system_get_pif_status, "vendor.qve.factory.pif", "", 0, {}},
-      {system_check_pif_bootmode, "ro.bootmode", "pif", 1, {}},
-      {system_check_pif_bootmode, "ro.bootmode", "pif_56k", 1, {}},
-      {system_check_pif_bootmode, "ro.bootmode", "pi", 0, {}},
-      {system_check_pif_bootmode, "ro.bootmode", "xpif", 0, {}},
-      {system_check_pif_bootmode, "ro.bootmode", "", 0, {}},
-      {normal_mode_check, kBootstartProperty, "1", 1, {kBootstart}},
-      {normal_mode_check, kBootstartProperty, "0", 0, {kNoRkf}},
-      {normal_mode_check, kBootstartProperty, "", 0, {kNoRkf}},
-      {normal_mode_check, kRkf, "0", 1, {"I Fcx: ro.boot.vendor.qve.rkf [0]"}},
-      {normal_mode_check, kRkf, "", 0, {kNoRkf}}};
-  for (const auto& c : cases) {
-    SCOPED_TRACE(std::string(c.property) + " " + c.value);
-    set_build_property(kBootstartProperty, "0");
-    set_build_property(c.property, c.value);
-    EXPECT_EQ(c.result, c.check());
-    EXPECT_THAT(own_lines(), ElementsAreArray(c.lines));
+class BootChecks : public StoryTest {
+ protected:
+  /// Stories of a getter, into memory that says "before".
+  void tell_getter(const char* name, int (*getter)(char*), const char* stories) {
+    tell(
+        name,
+        [&] {
+          std::array<char, 256> text{"before"};
+          const int result = getter(text.data());
+          out = text.data();
+          return result;
+        },
+        stories);
+    tell(
+        name, [&] { return getter(nullptr); }, "-> E @: no buffer\\n");
   }
+};
+
+TEST_F(BootChecks, PropertiesNodesAndFilesCountByWhatTheyBeginWith) {
+  TELL(system_check_fboot, R"(
+vendor.qve.boot_completed=1 -> I [QVE][FCX] Bootcomplete : 1\n => result=1
+vendor.qve.boot_completed=10 -> I [QVE][FCX] Bootcomplete : 1\n => result=1
+vendor.qve.boot_completed=0 ->
+vendor.qve.boot_completed= ->
+)");
+  TELL(system_get_pif_status, "pif=1 -> I PIF cable is connected => result=1\npif=0 ->\npif= ->");
+  TELL(system_check_pif_bootmode, R"(
+bootmode=pif -> => result=1
+bootmode=pif_56k -> => result=1
+bootmode=pi ->
+bootmode=xpif ->
+bootmode= ->
+)");
+  TELL(normal_mode_check, R"(
+let rkf = ro.boot.vendor.qve.rkf
+bootstart=1; $rkf=x -> I ro.vendor.qve.mid.bootstart [1] => result=1
+bootstart=0; $rkf=0 -> I ro.boot.vendor.qve.rkf [0] => result=1
+bootstart=0 -> I None ro.boot.vendor.qve.rkf
+$rkf= -> I None ro.boot.vendor.qve.rkf
+)");
+  TELL(system_get_battery_status, R"(
+battery=1\n -> => result=1
+battery=0\n ->
+battery=\s1 ->
+battery= ->
+battery!read -> E @: /proc/qve_power/battery/present cannot be read\n
+-battery -> E @: /proc/qve_power/battery/present cannot be read\n
+)");
+  TELL(get_sleep_mode, R"(
+brightness=0\n -> => result=1
+brightness=05 -> => result=1
+brightness=10 ->
+brightness= ->
+brightness=0; brightness!read -> E @: /proc/qve_power/lcd/brightness cannot be read\n
+)");
+  TELL(is_op_image_support, R"(
+->
+/oem/OP= -> => result=1
+/oem/OP/_COMMON/op.ubid= -> => result=1
+/oem/OP=; /oem/OP!open 13 -> E @: /oem/OP: Permission denied\n
+)");
 }
 
-TEST_F(BootChecks, NodesCountByTheirFirstCharacter) {
-  const struct {
-    int (*check)();
-    const char* function;
-    const char* path;
-    char yes;
-  } checks[] = {{system_get_battery_status, "system_get_battery_status", kBattery, '1'},
-                {get_sleep_mode, "get_sleep_mode", kBrightness, '0'}};
-  for (const auto& c : checks) {
-    for (const char* content : {"1", "0", "1\n", "0\n", "", " 1", " 0", "10", "05", "x"}) {
-      set_node(c.path, content);
-      EXPECT_EQ(content[0] == c.yes ? 1 : 0, c.check()) << c.function << content;
-    }
-    EXPECT_THAT(own_lines(), IsEmpty());
-    set_node(c.path, std::string(1, c.yes));
-    for (const Access access : {Access::open, Access::read}) {
-      fault(Part::file, c.path, Effect::fail, EIO, access);
-      EXPECT_EQ(0, c.check()) << c.function;
-      EXPECT_EQ(std::string("E Fcx: ") + c.function + ": " + c.path + " cannot be read\n",
-                own_lines().back());
-      clear_faults();
-    }
-  }
-}
-
-TEST_F(BootChecks, AnOperatorImageIsThereWhenItCanBeOpened) {
-  EXPECT_EQ(0, is_op_image_support());
-  set_node(kOperatorImage, "");
-  EXPECT_EQ(1, is_op_image_support());
-  fault(Part::file, kOperatorImage, Effect::fail, ENOENT, Access::open);
-  EXPECT_EQ(0, is_op_image_support());
-  EXPECT_THAT(own_lines(), IsEmpty());
-  fault(Part::file, kOperatorImage, Effect::fail, EACCES, Access::open);
-  clear_faults();
-  fault(Part::file, kOperatorImage, Effect::fail, EACCES, Access::open);
-  EXPECT_EQ(0, is_op_image_support());
-  EXPECT_EQ("E Fcx: is_op_image_support: /oem/OP: Permission denied\n", own_lines().back());
-  clear_faults();
-  std::filesystem::remove(file(kOperatorImage));
-  std::filesystem::create_directory(file(kOperatorImage));
-  EXPECT_EQ(1, is_op_image_support()) << "a folder, too";
-}
-
-TEST_F(BootChecks, ModelsComeFromTwoProperties) {
-  const std::string longest(91, 'M');
-  const struct {
-    std::string factory, name;
-    int model_result;
-    std::string model;
-    int factory_result;
-    std::string factory_model;  ///< "before": untouched
-  } cases[] = {{"AB-CD", "NAME", 1, "AB-CD", 5, "ABCD"},
-               {"AB-CD-EF", "", 1, "AB-CD-EF", 8, "ABCD-EF"},
-               {"-AB", "", 1, "-AB", 3, "AB"},
-               {"AB-", "", 1, "AB-", 3, "AB"},
-               {"-", "", 1, "-", 1, ""},
-               {"ABCD", "NA-ME", 1, "ABCD", 4, "before"},
-               {"", "NA-ME", 5, "NA-ME", 5, "before"},
-               {"", "", 0, "", 0, "before"},
-               {longest, "", 1, longest, 91, "before"}};
-  for (const auto& c : cases) {
-    SCOPED_TRACE(c.factory + "/" + c.name);
-    set_build_property(kFactoryModel, c.factory);
-    set_build_property(kModelName, c.name);
-    char model[92];
-    EXPECT_EQ(c.model_result, system_get_model_name(model));
-    EXPECT_EQ(c.model, model);
-    char factory_model[256] = "before";
-    EXPECT_EQ(c.factory_result, system_get_factory_model_name(factory_model));
-    EXPECT_EQ(c.factory_model, factory_model);
-    EXPECT_THAT(
-        own_lines(),
-        testing::ElementsAre(std::string(c.factory.empty() ? "E" : "I") + " Fcx: [QVE][FCX] " +
-                                 kFactoryModel + " read " + (c.factory.empty() ? "error" : "OK"),
-                             "I Fcx: [QVE][FCX] factory model name : " + c.factory_model + "\n"));
-  }
-  // The caller's text may be of any length, and have no end.
-  set_build_property(kFactoryModel, "ABCD");
-  char full[256];
-  memset(full, 'x', sizeof full);
-  EXPECT_EQ(4, system_get_factory_model_name(full));
-  EXPECT_EQ("I Fcx: [QVE][FCX] factory model name : " + std::string(255, 'x') + "\n",
-            own_lines().back());
-}
-
-TEST_F(BootChecks, TheBuildDateIsAProperty) {
-  char date[92];
-  EXPECT_EQ(28, system_get_build_date(date));
-  EXPECT_STREQ("Mon Jun  1 09:00:00 KST 2020", date);
-  set_build_property("ro.build.date", "");
-  EXPECT_EQ(0, system_get_build_date(date));
-  EXPECT_STREQ("", date);
-  EXPECT_THAT(own_lines(), IsEmpty());
-  for (const auto& [function, name] :
-       {std::pair{system_get_build_date, "system_get_build_date"},
-        {system_get_model_name, "system_get_model_name"},
-        {system_get_factory_model_name, "system_get_factory_model_name"}}) {
-    EXPECT_EQ(0, function(nullptr));
-    EXPECT_EQ(std::string("E Fcx: ") + name + ": no buffer\n", own_lines().back());
-  }
+TEST_F(BootChecks, NamesAndTheBuildDate) {
+  let("longest", std::string(91, 'M'));
+  tell_getter("system_get_model_name", system_get_model_name, R"(
+let read = [QVE][FCX] ro.boot.vendor.qve.model.factory read
+factory_model=AB-CD; model_name=NAME -> I $read OK => out=AB-CD; result=1
+factory_model=$longest -> I $read OK => out=$longest; result=1
+factory_model=; model_name=NA-ME -> E $read error => out=NA-ME; result=5
+factory_model=; model_name= -> E $read error => out=
+)");
+  tell_getter("system_get_factory_model_name", system_get_factory_model_name, R"(
+let name = I [QVE][FCX] factory model name :\s
+factory_model=AB-CD -> ${name}ABCD\n => out=ABCD; result=5
+factory_model=AB-CD-EF -> ${name}ABCD-EF\n => out=ABCD-EF; result=8
+factory_model=-AB -> ${name}AB\n => out=AB; result=3
+factory_model=AB- -> ${name}AB\n => out=AB; result=3
+factory_model=- -> $name\n => out=; result=1
+factory_model=ABCD; model_name=NA-ME -> ${name}before\n => out=before; result=4
+factory_model=; model_name=NA-ME -> ${name}before\n => out=before; result=5
+factory_model=; model_name= -> ${name}before\n => out=before
+)");
+  tell_getter("system_get_build_date", system_get_build_date, R"(
+-> => out=Mon Jun  1 09:00:00 KST 2020; result=28
+ro.build.date= -> => out=
+)");
+  // What the caller has there may have no end.
+  give("factory_model=A");
+  std::string full(256, 'x');
+  EXPECT_EQ(1, system_get_factory_model_name(full.data()));
+  EXPECT_EQ("I [QVE][FCX] factory model name : " + full.substr(1) + "\n", told());
 }
 
 }  // namespace

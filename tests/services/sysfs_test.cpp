@@ -1,204 +1,136 @@
 // Kernel attribute files.
 #include "fcx/sysfs.h"
 
-#include <sys/stat.h>
-
-#include "tests/services/service_test.h"
+#include "tests/story_test.h"
 
 namespace fcx_test {
 namespace {
 
 namespace fs = std::filesystem;
 
-using testing::ElementsAre;
-using testing::ElementsAreArray;
-using testing::IsEmpty;
-using virtual_phone::Access;
-using virtual_phone::Effect;
-using virtual_phone::Part;
+constexpr char kNode[] = "/data/vendor/factory/node";
+constexpr char kDir[] = "/data/vendor/factory/eri";
+constexpr char kEri[] = "/data/vendor/factory/eri/bin";
 
-constexpr char kAttribute[] = "/data/vendor/factory/attribute";
-constexpr char kFolder[] = "/data/vendor/factory/eri";
-constexpr char kEri[] = "/data/vendor/factory/eri/eri.bin";
-
-class Sysfs : public ServiceTest {
+class Sysfs : public StoryTest {
  protected:
-  void expect_error(const std::string& text, const char* path) {
-    EXPECT_THAT(lines(), ElementsAre("E Fcx: " + text + path));
+  Sysfs() {
+    let("node", kNode);
+    let("dir", kDir);
+    let("eri", kEri);
+  }
+
+  /// Stories of reading `size` bytes, or the node's own size for -1.
+  void tell_read(int size, const char* stories) {
+    std::array<char, 64> text;
+    tell(
+        "read_sysfs",
+        [&] {
+          text.fill('#');
+          const int result =
+              size < 0 ? read_sysfs(kNode, text.data()) : read_sysfs(kNode, text.data(), size);
+          out = std::string(text.data(), std::string_view(text.data(), text.size()).find('#'));
+          return result;
+        },
+        stories);
   }
 };
 
 TEST_F(Sysfs, AnAttributeIsWrittenInPlace) {
-  for (const std::string text : {"mem", "on"}) {
-    EXPECT_EQ(0, write_sysfs(kAttribute, text.c_str(), static_cast<int>(text.size())));
-    EXPECT_EQ(text, node(kAttribute));
-  }
-  EXPECT_EQ(-1, write_sysfs("/no/such/attribute", "1", 1));
-  expect_error("write_sysfs: Open Error(No such file or directory): ", "/no/such/attribute");
-  fault(Part::file, kAttribute, Effect::shorter, 1, Access::write);
-  EXPECT_EQ(-1, write_sysfs(kAttribute, "mem", 3));
-  expect_error("write_sysfs: Write Error(No space left on device): ", kAttribute);
+  tell(
+      "write_sysfs", [] { return write_sysfs(kNode, "mem", 3); }, R"(
+$node=longer -> => $node=mem
+-> => $node=mem
+$node=old; $node!short 1 write -> E @: Write Error(No space left on device): $node
+  => $node=m; result=-1
+$node=old; $node!open 13 -> E @: Open Error(Permission denied): $node => $node=old; result=-1
+-/data/vendor/factory -> E @: Open Error(No such file or directory): $node => result=-1
+)");
   for (const char* outside : {"/../../fcx-out", "../fcx-out", "/data/./../..//../fcx-out", "/.."}) {
     write_sysfs(outside, "1", 1);
     EXPECT_FALSE(fs::exists(directory().parent_path() / "fcx-out")) << outside;
     EXPECT_FALSE(fs::exists(directory() / "fcx-out")) << outside;
   }
-  EXPECT_EQ("1", node("/fcx-out")) << "the device's root has no parent";
+  EXPECT_EQ("1", left("/fcx-out")) << "the device's root has no parent";
 }
 
-TEST_F(Sysfs, AnAttributeIsReadUpToTheCallersSize) {
-  set_node(kAttribute, "1800000\n");
-  char buffer[16];
-  for (const auto& [size, text] :
-       {std::pair{0, ""}, {3, "180"}, {8, "1800000\n"}, {15, "1800000\n"}}) {
-    memset(buffer, '#', sizeof buffer);
-    EXPECT_EQ(size, read_sysfs(kAttribute, buffer, size)) << "also when the file is shorter";
-    std::string expected = text;
-    expected.resize(static_cast<size_t>(size), '\0');
-    expected.resize(sizeof buffer, '#');
-    EXPECT_EQ(expected, std::string(buffer, sizeof buffer));
-  }
-  EXPECT_THAT(lines(), IsEmpty());
-  fault(Part::file, kAttribute, Effect::fail, EIO, Access::read);
-  EXPECT_EQ(4, read_sysfs(kAttribute, buffer, 4)) << "it could be opened";
-  EXPECT_EQ(std::string(4, '\0'), std::string(buffer, 4));
-  expect_error("read_sysfs: Read Error(Input/output error): ", kAttribute);
-  fault(Part::file, kAttribute, Effect::fail, EACCES, Access::open);
-  EXPECT_EQ(-1, read_sysfs(kAttribute, buffer, 4));
-  expect_error("read_sysfs: Open Error(Permission denied): ", kAttribute);
-}
-
-TEST_F(Sysfs, AnAttributeIsReadInTheSizeThatSeekingTells) {
-  const std::tuple<std::string, int64_t, int, const char*> cases[] = {
-      {"1800000\n", -1, 8, ""},
-      {"1800000\n", 4096, 8, ""},
-      {"1800000\n", 3, 3, ""},
-      {"1800000\n", 0, 0, ""},
-      {"", -1, 0, ""},
-      {"1", INT32_MAX, 1, ""},
-      {"1", int64_t{INT32_MAX} + 1, -1, "File too large"}};
-  for (const auto& [content, told, result, reason] : cases) {
-    SCOPED_TRACE(content + std::to_string(told));
-    set_node(kAttribute, content);
-    if (told >= 0) fault(Part::file, kAttribute, Effect::size, told, Access::seek);
-    char buffer[16] = "###############";
-    EXPECT_EQ(result, read_sysfs(kAttribute, buffer));
-    const size_t size = static_cast<size_t>(std::max(result, 0));
-    EXPECT_EQ(content.substr(0, size) + "#", std::string(buffer, size + 1));
-    if (result < 0)
-      expect_error(std::string("read_sysfs: Open Error(") + reason + "): ", kAttribute);
-    EXPECT_THAT(lines(), IsEmpty());
-    clear_faults();
-  }
-  char buffer[1];
-  for (const Access access : {Access::open, Access::seek, Access::read}) {
-    fault(Part::file, kAttribute, Effect::fail, EIO, access);
-    EXPECT_EQ(-1, read_sysfs(kAttribute, buffer));
-    expect_error("read_sysfs: Open Error(Input/output error): ", kAttribute);
-    clear_faults();
-  }
+TEST_F(Sysfs, AnAttributeIsReadInTheCallersSizeOrInItsOwn) {
+  tell_read(0, "$node=12345\\n -> => out=");
+  tell_read(3, "$node=12345\\n -> => out=123; result=3");
+  tell_read(8, R"(
+$node=12345\n -> => out=12345\n\0\0; result=8
+$node=12345\n; $node!read -> E @: Read Error(Input/output error): $node
+  => out=\0\0\0\0\0\0\0\0; result=8
+$node=12345\n; $node!open 13 -> E @: Open Error(Permission denied): $node
+  => out=\0\0\0\0\0\0\0\0; result=-1
+-> E @: Open Error(No such file or directory): $node => result=-1
+)");
+  tell_read(-1, R"(
+$node=12345\n -> => out=12345\n; result=6
+$node= -> => out=
+$node=12345\n; $node!size 4096 -> => out=12345\n; result=6
+$node=12345\n; $node!size 3 -> => out=123; result=3
+$node=12345\n; $node!size 0 -> => out=
+$node=12345\n; $node!size 2147483648 -> E @: Open Error(File too large): $node => out=; result=-1
+$node=12345\n; $node!open -> E @: Open Error(Input/output error): $node => out=; result=-1
+$node=12345\n; $node!seek -> E @: Open Error(Input/output error): $node => out=; result=-1
+$node=12345\n; $node!read -> E @: Open Error(Input/output error): $node => out=; result=-1
+)");
 }
 
 TEST_F(Sysfs, WhatCanBeOpenedIsThere) {
-  set_node(kAttribute, "");
-  EXPECT_EQ(0, check_sysfs(kAttribute));
-  EXPECT_EQ(0, check_sysfs("/data/vendor/factory")) << "a folder, too";
-  EXPECT_EQ(-1, check_sysfs("/data/vendor/none"));
-  EXPECT_THAT(lines(), IsEmpty());
-  fault(Part::file, kAttribute, Effect::fail, EACCES, Access::open);
-  EXPECT_EQ(-1, check_sysfs(kAttribute));
-  expect_error("check_sysfs: Open Error(Permission denied): ", kAttribute);
+  tell(
+      "check_sysfs", [] { return check_sysfs(kNode); }, R"(
+$node= ->
+$node/inside= ->
+-> => result=-1
+$node=; $node!open 13 -> E @: Open Error(Permission denied): $node => result=-1
+)");
 }
 
 TEST_F(Sysfs, EriDataIsWrittenIntoAFolderThatIsMadeForIt) {
-  const char* owned = "I Fcx: ERI chown success\n";
-  const char* moded = "I Fcx: ERI chmod success\n";
-  EXPECT_EQ(0, write_eri_sysfs(kEri, kFolder, "first", 5));
-  EXPECT_THAT(lines(), ElementsAre(owned, moded));
-  EXPECT_EQ("first", node(kEri));
-  for (const char* path : {kFolder, kEri}) {
+  tell(
+      "write_eri_sysfs", [] { return write_eri_sysfs(kEri, kDir, "new", 3); }, R"(
+let moded = I ERI chmod success\n
+let both = I ERI chown success\n|$moded
+$eri=first; $eri!chown -> E ERI chwon failed\n|$moded => $eri=new
+$eri=first; $eri!chmod -> I ERI chown success\n|E @: the mode of $eri: Input/output error\n|$moded
+$eri=first; $eri!short 1 write -> E @: Write Error(No space left on device): $eri|$both
+  => $eri=n; result=-1
+$eri=first; $eri!open 13 -> E @: $dir: File exists\n|E @: Open Error(Permission denied): $eri
+  => $eri=first; result=-1
+$dir!mkdir 30 -> E @: $dir: Read-only file system\n|
+  E @: Open Error(No such file or directory): $eri => result=-1
+-> $both => $eri=new
+)");
+  for (const char* path : {kDir, kEri}) {
     EXPECT_EQ(fs::perms(0755), fs::status(file(path)).permissions()) << path;
-  }
-  const struct {
-    const char* path;
-    Effect effect;
-    int error;
-    Access access;
-    int result;
-    std::vector<std::string> lines;
-    const char* content;
-  } cases[] = {
-      {kEri, Effect::fail, EPERM, Access::chown, 0, {"E Fcx: ERI chwon failed\n", moded}, "new"},
-      {kEri,
-       Effect::fail,
-       EPERM,
-       Access::chmod,
-       0,
-       {owned,
-        "E Fcx: write_eri_sysfs: the mode of " + std::string(kEri) + ": Operation not permitted\n",
-        moded},
-       "new"},
-      {kEri,
-       Effect::shorter,
-       1,
-       Access::write,
-       -1,
-       {"E Fcx: write_eri_sysfs: Write Error(No space left on device): " + std::string(kEri), owned,
-        moded},
-       "n"},
-      {kEri,
-       Effect::fail,
-       EACCES,
-       Access::open,
-       -1,
-       {"E Fcx: write_eri_sysfs: " + std::string(kFolder) + ": File exists\n",
-        "E Fcx: write_eri_sysfs: Open Error(Permission denied): " + std::string(kEri)},
-       "first"},
-      {kFolder,
-       Effect::fail,
-       EROFS,
-       Access::mkdir,
-       -1,
-       {"E Fcx: write_eri_sysfs: " + std::string(kFolder) + ": Read-only file system\n",
-        "E Fcx: write_eri_sysfs: Open Error(No such file or directory): " + std::string(kEri)},
-       ""}};
-  for (const auto& c : cases) {
-    SCOPED_TRACE(virtual_phone::name_of(c.access));
-    write_file(file(kEri), "first");
-    if (c.access == Access::mkdir) fs::remove_all(file(kFolder));
-    fault(Part::file, c.path, c.effect, c.error, c.access);
-    EXPECT_EQ(c.result, write_eri_sysfs(kEri, kFolder, "new", 3));
-    EXPECT_THAT(lines(), ElementsAreArray(c.lines));
-    EXPECT_EQ(c.content, node(kEri));
-    clear_faults();
   }
 }
 
 TEST_F(Sysfs, NullsAndNegativeSizesAreRefused) {
   char buffer[4];
-  const std::pair<int, const char*> cases[] = {
-      {check_sysfs(nullptr), "check_sysfs: no path\n"},
-      {read_sysfs(nullptr, buffer, 1), "read_sysfs: no path, or nothing to read into\n"},
-      {read_sysfs(kAttribute, nullptr, 1), "read_sysfs: no path, or nothing to read into\n"},
-      {read_sysfs(kAttribute, buffer, -1), "read_sysfs: no path, or nothing to read into\n"},
-      {read_sysfs(nullptr, buffer), "read_sysfs: no path, or nothing to read into\n"},
-      {read_sysfs(kAttribute, nullptr), "read_sysfs: no path, or nothing to read into\n"},
-      {write_sysfs(nullptr, "1", 1), "write_sysfs: no path, or nothing to write\n"},
-      {write_sysfs(kAttribute, nullptr, 1), "write_sysfs: no path, or nothing to write\n"},
-      {write_sysfs(kAttribute, "1", -1), "write_sysfs: no path, or nothing to write\n"},
-      {write_eri_sysfs(nullptr, kFolder, "1", 1),
-       "write_eri_sysfs: no path, or nothing to write\n"},
-      {write_eri_sysfs(kEri, nullptr, "1", 1), "write_eri_sysfs: no path, or nothing to write\n"},
-      {write_eri_sysfs(kEri, kFolder, nullptr, 1),
-       "write_eri_sysfs: no path, or nothing to write\n"},
-      {write_eri_sysfs(kEri, kFolder, "1", -1), "write_eri_sysfs: no path, or nothing to write\n"}};
-  const auto written = lines();
-  ASSERT_EQ(std::size(cases), written.size());
-  for (size_t i = 0; i < written.size(); ++i) {
-    EXPECT_EQ(-1, cases[i].first) << i;
-    EXPECT_EQ(std::string("E Fcx: ") + cases[i].second, written[i]);
-  }
-  EXPECT_FALSE(fs::exists(file(kAttribute)));
+  const int results[] = {check_sysfs(nullptr),
+                         read_sysfs(nullptr, buffer, 1),
+                         read_sysfs(kNode, nullptr, 1),
+                         read_sysfs(kNode, buffer, -1),
+                         read_sysfs(nullptr, buffer),
+                         read_sysfs(kNode, nullptr),
+                         write_sysfs(nullptr, "1", 1),
+                         write_sysfs(kNode, nullptr, 1),
+                         write_sysfs(kNode, "1", -1),
+                         write_eri_sysfs(nullptr, kDir, "1", 1),
+                         write_eri_sysfs(kEri, nullptr, "1", 1),
+                         write_eri_sysfs(kEri, kDir, nullptr, 1),
+                         write_eri_sysfs(kEri, kDir, "1", -1)};
+  EXPECT_THAT(results, testing::Each(-1));
+  const std::string read = "|E read_sysfs: no path, or nothing to read into\n";
+  const std::string write = "|E write_sysfs: no path, or nothing to write\n";
+  const std::string eri = "|E write_eri_sysfs: no path, or nothing to write\n";
+  EXPECT_EQ("E check_sysfs: no path\n" + read + read + read + read + read + write + write + write +
+                eri + eri + eri + eri,
+            told());
+  EXPECT_FALSE(fs::exists(file(kNode)));
 }
 
 }  // namespace

@@ -1,0 +1,65 @@
+// Calls as stories: what is given, what is logged, and what is left.
+#pragma once
+
+#include <functional>
+#include <map>
+
+#include "tests/phone_fixture.h"
+
+namespace fcx_test {
+
+// A story is one call of a function on a fresh phone, in a line of its own; a line that begins with
+// blanks goes on with the one before, after one blank or after its "|". In all texts \n, \s (a
+// blank), \0 to \7 and \xFF are what they look like, and $NAME or ${NAME} is what `let NAME = TEXT`
+// has said:
+//
+//   GIVEN -> LINES => LEAVES
+//
+//   given    usb=CONNECTED; item 2=\5; battery!read; 200!refuse; thread reboot!
+//            NAME=VALUE sets a file, an item, a modem value (modem NAME), an NV item (nv 453, also
+//            to a state) or a property; -PATH removes a file. NAME!WORDS is a fault on it, on a
+//            request (by number), a thread or a service: an access, an effect, its value, and @N
+//            for the first access that it strikes.
+//   lines    I start restart\n|E @: no reboot\n
+//            priority, tag unless it is "Fcx", message; @ is the function's name. Those of other
+//            threads come after the caller's. Not those of the modem link, of the USB state and of
+//            the version report, and a command's first.
+//   leaves   asked=1654 200; events=reboot: power off; seconds=1; led=255; result=1
+//            names as above; the requests; the events with "|" between them; the phone's time that
+//            passed; the last request's payload; the text of `out`; the result, unless it is 0
+class StoryTest : public PhoneTest {
+ protected:
+  StoryTest();
+
+  void let(const std::string& name, std::string text) { said_[name] = std::move(text); }
+  void tell(const std::string& name, const std::function<int()>& function,
+            const std::string& stories);
+
+  void fresh_phone();
+  void give(const std::string& what);
+  /// The value of a name that a story leaves.
+  std::string left(const std::string& name);
+  /// A story's text with what stands for something else in its place.
+  std::string understood(const std::string& text) const;
+  /// The lines since the last call, as a story has them.
+  std::string told();
+
+  std::string out;  ///< what a function has written for its caller
+
+ private:
+  void tell_one(const std::string& name, const std::function<int()>& function,
+                const std::string& story);
+
+  std::map<std::string, std::string> said_;
+  std::vector<std::string> own_lines_, other_lines_;
+  int64_t begin_us_ = 0;
+};
+
+/// A function without a result as one with 0.
+inline std::function<int()> callable(int (*function)()) { return function; }
+inline std::function<int()> callable(void (*function)()) {
+  return [function] { return function(), 0; };
+}
+#define TELL(function, stories) tell(#function, callable(function), stories)
+
+}  // namespace fcx_test
