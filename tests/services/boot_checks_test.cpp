@@ -1,4 +1,6 @@
 // How the device was started, and what is attached to it.
+#include <array>
+
 #include "fcx/system_control.h"
 #include "tests/story_test.h"
 

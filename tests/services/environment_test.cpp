@@ -1,4 +1,5 @@
 // Log services, what a start sets, the time, the processors' frequencies, and lists of codes.
+#include <array>
 #include <cstring>
 
 #include "fcx/system_control.h"

@@ -1,6 +1,8 @@
 // Kernel attribute files.
 #include "fcx/sysfs.h"
 
+#include <array>
+
 #include "tests/story_test.h"
 
 namespace fcx_test {
