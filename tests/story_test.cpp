@@ -152,7 +152,7 @@ void StoryTest::give(const std::string& what) {
 std::string StoryTest::left(const std::string& name) {
   const Target target(name);
   if (name == "seconds") return std::to_string((vp::now_us() - begin_us_) / 1'000'000);
-  if (name == "out") return out;
+  if (name == "out") return out.size() == 2048 ? out.c_str() : out;
   if (name == "events") return joined(events(), "|");
   if (name == "payload") return vp::modem_requests(phone()).back().payload;
   if (name == "asked") {
@@ -171,6 +171,12 @@ std::string StoryTest::told() {
   std::vector<std::string> all = std::exchange(own_lines_, {});
   for (std::string& line : std::exchange(other_lines_, {})) all.push_back(std::move(line));
   return joined(all, "|");
+}
+
+char* StoryTest::memory() {
+  out = "before";
+  out.resize(2048);
+  return out.data();
 }
 
 std::string StoryTest::understood(const std::string& text) const {

@@ -44,7 +44,9 @@ class StoryTest : public PhoneTest {
   /// The lines since the last call, as a story has them.
   std::string told();
 
-  std::string out;  ///< what a function has written for its caller
+  /// Memory for what a function writes for its caller: "before", and zeros.
+  char* memory();
+  std::string out;  ///< that text, or what a call puts there
 
  private:
   void tell_one(const std::string& name, const std::function<int()>& function,
@@ -55,11 +57,19 @@ class StoryTest : public PhoneTest {
   int64_t begin_us_ = 0;
 };
 
-/// A function without a result as one with 0.
-inline std::function<int()> callable(int (*function)()) { return function; }
-inline std::function<int()> callable(void (*function)()) {
-  return [function] { return function(), 0; };
+/// Stories of a call, which is an int or none at all.
+#define TELL(name, call, stories) \
+  tell(                           \
+      name, [&] { return story_result([&] { return call; }); }, stories)
+
+template <typename Call>
+int story_result(Call call) {
+  if constexpr (std::is_void_v<decltype(call())>) {
+    call();
+    return 0;
+  } else {
+    return call();
+  }
 }
-#define TELL(function, stories) tell(#function, callable(function), stories)
 
 }  // namespace fcx_test

@@ -35,7 +35,7 @@ $number!7 -> I None ro.boot.vendor.qve.rkf|E @: request $number failed with 7\n 
 }
 
 TEST_F(Display, IsDimmedOnceWhereItIsNeitherDarkNorDim) {
-  TELL(system_set_lcd_brightness, R"(
+  TELL("system_set_lcd_brightness", system_set_lcd_brightness(), R"(
 let dims = $pif|I Mobile ID Mode (No Battery & PIF), set lcd minimum brightness\n
 battery=0; pif=1; brightness=120\n -> $dims => brightness=10
 battery=; pif=1; brightness=9 -> $dims => brightness=10
@@ -52,11 +52,12 @@ battery=0; pif=1; brightness!read -> $pif|E @: /proc/qve_power/lcd/brightness ca
   => brightness=183\n
 )");
   modem_flight_status = 255;
-  TELL(system_set_lcd_brightness, "battery=0; pif=1; brightness=120 -> => brightness=120");
+  TELL("system_set_lcd_brightness", system_set_lcd_brightness(),
+       "battery=0; pif=1; brightness=120 -> => brightness=120");
 }
 
 TEST_F(Display, IsDimmedForFifteenSecondsAtMost) {
-  TELL(system_set_lcd_brightness_loop, R"(
+  TELL("system_set_lcd_brightness_loop", system_set_lcd_brightness_loop(), R"(
 let one = $pif|I Mobile ID Mode (No Battery & PIF), set lcd minimum brightness.\n
 let four = $one|$one|$one|$one
 battery=0; pif=1; brightness=0 -> $four|$four|$four|$four => brightness=10; seconds=15
@@ -66,7 +67,8 @@ battery=0; pif=1; brightness!read @4 -> $one|$one|$one|$pif|
   E @: /proc/qve_power/lcd/brightness cannot be read\n => seconds=3
 )");
   modem_flight_status = 1;
-  TELL(system_set_lcd_brightness_loop, "battery=0; pif=1 -> => brightness=183\\n; seconds=0");
+  TELL("system_set_lcd_brightness_loop", system_set_lcd_brightness_loop(),
+       "battery=0; pif=1 -> => brightness=183\\n; seconds=0");
 }
 
 }  // namespace

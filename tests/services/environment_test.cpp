@@ -22,26 +22,23 @@ TEST_F(Environment, LogServicesAreSixPropertiesInTheirOrder) {
   EXPECT_EQ(0, system_set_logservice(value));
   virtual_phone::observe_properties({});
   EXPECT_EQ(services, set);
-  const auto set_all = [&] { return system_set_logservice(value); };
   let("on", "I system_set_logservice, onoff value is 1\n");
   for (const std::string& service : services) {
     let("name", service);
     let("result", service == services[5] ? "-1" : "0");
-    tell("system_set_logservice", set_all, R"(
+    TELL("system_set_logservice", system_set_logservice(value), R"(
 -> $on => $name=1
 $name!write -> $on|E @: $name cannot be set\n => result=$result
 )");
-    TELL(system_get_logservice, R"(
+    TELL("system_get_logservice", system_get_logservice(), R"(
 $name=1 -> I logservice is working\n => result=1
 $name=off -> I logservice is working\n => result=1
 $name=01 -> I logservice is not working\n
 $name= -> I logservice is not working\n
 )");
   }
-  tell(
-      "system_set_logservice", [] { return system_set_logservice(nullptr); },
-      "-> E @: no value\\n => result=-1");
-  TELL(system_factory_logservice_off, R"(
+  TELL("system_set_logservice", system_set_logservice(nullptr), "-> E @: no value\\n => result=-1");
+  TELL("system_factory_logservice_off", system_factory_logservice_off(), R"(
 let off = I disabe factory logservice and erase /data/logger\n
 let name = persist.vendor.qve.factory.log.enable
 $name=1; /data/logger/main=log -> $off => $name=0; /data/logger/main=; asked=1008
@@ -50,7 +47,7 @@ $name!write; 1008!7 -> $off|E @: $name cannot be set\n|E @: request 1008 failed 
 }
 
 TEST_F(Environment, AStartFollowsTheBootModeAndTheSuffix) {
-  TELL(system_set_env_property, R"(
+  TELL("system_set_env_property", system_set_env_property(), R"(
 let qem = vendor.qve.factory.qem
 let crash = persist.vendor.qve.service.crash.enable
 let none = |I Get SUFFIX : |I [QVE][FCX] ro.vendor.qve.suffix : \n
@@ -85,42 +82,33 @@ TEST_F(Environment, TellsTheLocalTime) {
 }
 
 TEST_F(Environment, FrequenciesOfTheProcessorsThatAreOnline) {
-  tell(
-      "get_cpu_freq",
-      [&] {
-        std::array<char, 2048> text{"<"};
-        int length = 0;
-        const int result = get_cpu_freq(text.data(), &length);
-        out = text.data();
-        EXPECT_EQ(out.size(), static_cast<size_t>(length));
-        return result;
-      },
-      R"(
+  int length = 0;
+  TELL("get_cpu_freq", get_cpu_freq(memory(), &length), R"(
 let cpu = /sys/devices/system/cpu/cpu
 let cur = cpufreq/scaling_cur_freq
 let max = cpufreq/scaling_max_freq
 let min = cpufreq/scaling_min_freq
 let two = ${cpu}2/$cur=200\n; ${cpu}2/$max=2000\n; ${cpu}2/$min=2\n
 let given = -/sys/devices/system/cpu; ${cpu}0/$cur=000\n; ${cpu}0/$max=0000\n; ${cpu}0/$min=0\n; $two
-$given -> => out=<0,000,0000,0,2,200,2000,2
+$given -> => out=before0,000,0000,0,2,200,2000,2
 $given; ${cpu}7/$cur=7\n; ${cpu}8/$cur=8\n -> E @: the maximum frequency of processor 7:
   No such file or directory\n|E @: the minimum frequency of processor 7: No such file or directory\n
-  => out=<0,000,0000,0,2,200,2000,2,7,7,,
--/sys/devices/system/cpu; $two -> => out=<,2,200,2000,2
--/sys/devices/system/cpu -> => out=<
-$given; ${cpu}2/$cur!size 4096 -> => out=<0,000,0000,0,2,200,2000,2
-$given; ${cpu}2/$cur!size 1 -> => out=<0,000,0000,0,2,,2000,2
-$given; ${cpu}2/$cur!size 0 -> => out=<0,000,0000,0
-$given; ${cpu}2/$cur!open 2 -> => out=<0,000,0000,0
+  => out=before0,000,0000,0,2,200,2000,2,7,7,,
+-/sys/devices/system/cpu; $two -> => out=before,2,200,2000,2
+-/sys/devices/system/cpu -> => out=before
+$given; ${cpu}2/$cur!size 4096 -> => out=before0,000,0000,0,2,200,2000,2
+$given; ${cpu}2/$cur!size 1 -> => out=before0,000,0000,0,2,,2000,2
+$given; ${cpu}2/$cur!size 0 -> => out=before0,000,0000,0
+$given; ${cpu}2/$cur!open 2 -> => out=before0,000,0000,0
 $given; ${cpu}2/$cur!open 5 -> E @: the frequency of processor 2: Input/output error\n
-  => out=<0,000,0000,0
-$given; ${cpu}2/$max!size 0 -> => out=<0,000,0000,0,2,200,,2
+  => out=before0,000,0000,0
+$given; ${cpu}2/$max!size 0 -> => out=before0,000,0000,0,2,200,,2
 $given; ${cpu}2/$max!read 5 -> E @: the maximum frequency of processor 2: Input/output error\n
-  => out=<0,000,0000,0,2,200,,2
-$given; ${cpu}2/$cur=123456789012345678901\n -> => out=<0,000,0000,0,2,123456789012345678,2000,2
+  => out=before0,000,0000,0,2,200,,2
+$given; ${cpu}2/$cur=123456789012345678901\n -> => out=before0,000,0000,0,2,123456789012345678,2000,2
 )");
+  EXPECT_EQ(out.find('\0'), static_cast<size_t>(length));
   std::string full(2048, 'x');
-  int length = 0;
   EXPECT_EQ(0, get_cpu_freq(full.data(), &length));
   EXPECT_EQ(2047, length) << "no room";
   EXPECT_EQ(1, get_cpu_freq(nullptr, &length));

@@ -87,7 +87,7 @@ TEST_F(PowerOffWithCable, EndsInShipModeWhenTheCableIsPulled) {
 
 TEST_F(PowerOffWithCable, WhatFailsAtItsBeginning) {
   // The thread ends at once.
-  TELL(power_off_with_cable, R"(
+  TELL("power_off_with_cable", power_off_with_cable(), R"(
 let given = usb=none; item 2=\5;
 $given -> $rkf$invalid => item 223=\1; sleepmode=1; brightness=183
 $given bootstart=1; item 2=\4 -> $bootstart$invalid => item 223=; brightness=80; asked=
@@ -106,7 +106,7 @@ $given service wakelock!absent -> E Failed to acquire the wakelock "fcx_poweroff
 }
 
 TEST_F(PowerOffWithCable, IsTakenUpAgainAfterARestartOfTheDaemon) {
-  TELL(retry_power_off_with_cable, R"(
+  TELL("retry_power_off_with_cable", retry_power_off_with_cable(), R"(
 let given = bootmode=pif; sleepmode=1; usb=DISCONNECTED;
 let off = I start system_poweroff\n|I system_efs_sync DONE\n|I sync DONE\n|
   I end system_poweroff\n|I start poweroff\n|I end poweroff\n

@@ -16,7 +16,7 @@ class Synchronisation : public StoryTest {
 };
 
 TEST_F(Synchronisation, TheFactoryModeEndsUpToStatusFour) {
-  TELL(system_nvwrite_ftm_mode, R"(
+  TELL("system_nvwrite_ftm_mode", system_nvwrite_ftm_mode(), R"(
 nv 453=\1 -> I NV_FTM_MODE_I set 0\n => nv 453=; asked=550 551 200
 nv 453=\1; item 2=\4 -> I NV_FTM_MODE_I set 0\n => nv 453=
 nv 453=\1\0\0\0\1 -> I NV_FTM_MODE_I set 0\n => nv 453=
@@ -63,7 +63,7 @@ nv $item=old; 551!refuse -> I $length, nv_buf : old, $buffer|E @: nv write fail\
 200! -> I $length, nv_buf : , $buffer|${sync}E @: efs sync fail\n => result=1
 )");
   }
-  TELL(system_nvwrite_model_name_info, R"(
+  TELL("system_nvwrite_model_name_info", system_nvwrite_model_name_info(), R"(
 model_name=QV10 -> I model_name_length : 4, nv_buf : , model_name_buf : QV10\n|
   I Model Name is synchronized with NV Item\n => nv 33799=QV10
 let already = |I Model Name is already synchronized\n
@@ -77,7 +77,7 @@ TEST_F(Synchronisation, AStartStopsAtTheFirstTextThatFails) {
   let("hw",
       "I set_hw_revision : Can not read command line.\n|"
       "E system_nvwrite_hwversion_info: get_qve_hw_version fail\n");
-  TELL(nv_factoryitem_sync, R"(
+  TELL("nv_factoryitem_sync", nv_factoryitem_sync(), R"(
 let given = nv 33797=$version; nv 33798=1.0; nv 33799=QV-100;
 let begin = I [@] @\n|
 let one = I swv_length : 37, nv_buf : $version, swv_buf : $version\n|
@@ -95,7 +95,7 @@ $given nv 33799=failing -> $begin$one${two}E system_nvwrite_model_name_info: NV 
 }
 
 TEST_F(Synchronisation, VersionItemsFollowTheReport) {
-  TELL(system_write_version_info, R"(
+  TELL("system_write_version_info", system_write_version_info(), R"(
 let secured = QV100AT-00-V10a-310-410-JUN-01-2020+0
 let given = item 421="1","310,410,FFFFFFFF,FFFFFFFF,FF"; item 101=\1
 let one = I SW Version is written\n
@@ -117,7 +117,7 @@ $given; item 101!write -> $one|$two|E @: item 101 cannot be written\n
 
 TEST_F(Synchronisation, TheProductIdentifierFollowsTheModems) {
   let("full", std::string(30, 'P'));
-  TELL(system_write_pid_info, R"(
+  TELL("system_write_pid_info", system_write_pid_info(), R"(
 let no = E get pid modem request fail : QVE_MODEM_MSG_PID_READ\n
 modem pid=PID1 -> I PID is written\n => item 4=PID1; asked=202
 modem pid=PID1; item 4=PID12 -> I PID is written\n => item 4=PID1
@@ -132,7 +132,7 @@ modem pid=PID2; item 4!write -> E PID write fail\n
 }
 
 TEST_F(Synchronisation, TheFixedAreaVersionFollowsThePhonesOwn) {
-  TELL(system_update_settings_from_cust, R"(
+  TELL("system_update_settings_from_cust", system_update_settings_from_cust(), R"(
 let ftm = I SWFV FTM:  \s
 let own = \n|I SWFV PHONE: $phone\n
 let none = I get_swfv : Cannot find ap ubid\n|${ftm}old\n|I SWFV PHONE: \n|
@@ -168,7 +168,7 @@ $given=$phone; /vendor/etc/ap.ubid=AAA\n -> $ftm$phone\n|I SWFV PHONE: AAA\n|I a
 }
 
 TEST_F(Synchronisation, TheUserDataComeFromTheirFile) {
-  TELL(userdata_tamra_version_update, R"(
+  TELL("userdata_tamra_version_update", userdata_tamra_version_update(), R"(
 let absent = E get_swfv : Cannot find userdata ubid, set to default\n
 let unread = E get_swfv : Cannot read userdata ubid, set to default\n
 let made = I Userdata ID is updated to default value\n|

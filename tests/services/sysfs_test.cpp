@@ -21,26 +21,10 @@ class Sysfs : public StoryTest {
     let("dir", kDir);
     let("eri", kEri);
   }
-
-  /// Stories of reading `size` bytes, or the node's own size for -1.
-  void tell_read(int size, const char* stories) {
-    std::array<char, 64> text;
-    tell(
-        "read_sysfs",
-        [&] {
-          text.fill('#');
-          const int result =
-              size < 0 ? read_sysfs(kNode, text.data()) : read_sysfs(kNode, text.data(), size);
-          out = std::string(text.data(), std::string_view(text.data(), text.size()).find('#'));
-          return result;
-        },
-        stories);
-  }
 };
 
 TEST_F(Sysfs, AnAttributeIsWrittenInPlace) {
-  tell(
-      "write_sysfs", [] { return write_sysfs(kNode, "mem", 3); }, R"(
+  TELL("write_sysfs", write_sysfs(kNode, "mem", 3), R"(
 $node=longer -> => $node=mem
 -> => $node=mem
 $node=old; $node!short 1 write -> E @: Write Error(No space left on device): $node
@@ -57,32 +41,31 @@ $node=old; $node!open 13 -> E @: Open Error(Permission denied): $node => $node=o
 }
 
 TEST_F(Sysfs, AnAttributeIsReadInTheCallersSizeOrInItsOwn) {
-  tell_read(0, "$node=12345\\n -> => out=");
-  tell_read(3, "$node=12345\\n -> => out=123; result=3");
-  tell_read(8, R"(
-$node=12345\n -> => out=12345\n\0\0; result=8
-$node=12345\n; $node!read -> E @: Read Error(Input/output error): $node
-  => out=\0\0\0\0\0\0\0\0; result=8
-$node=12345\n; $node!open 13 -> E @: Open Error(Permission denied): $node
-  => out=\0\0\0\0\0\0\0\0; result=-1
--> E @: Open Error(No such file or directory): $node => result=-1
+  TELL("read_sysfs", read_sysfs(kNode, memory(), 0), "$node=12345\\n -> => out=before");
+  TELL("read_sysfs", read_sysfs(kNode, memory(), 3), "$node=12345\\n -> => out=123ore; result=3");
+  TELL("read_sysfs", read_sysfs(kNode, memory(), 4), R"(
+$node=12 -> => out=12; result=4
+$node=12345\n; $node!read -> E @: Read Error(Input/output error): $node => out=; result=4
+$node=12345\n; $node!open 13 -> E @: Open Error(Permission denied): $node => out=; result=-1
+-> E @: Open Error(No such file or directory): $node => out=; result=-1
 )");
-  tell_read(-1, R"(
-$node=12345\n -> => out=12345\n; result=6
-$node= -> => out=
-$node=12345\n; $node!size 4096 -> => out=12345\n; result=6
-$node=12345\n; $node!size 3 -> => out=123; result=3
-$node=12345\n; $node!size 0 -> => out=
-$node=12345\n; $node!size 2147483648 -> E @: Open Error(File too large): $node => out=; result=-1
-$node=12345\n; $node!open -> E @: Open Error(Input/output error): $node => out=; result=-1
-$node=12345\n; $node!seek -> E @: Open Error(Input/output error): $node => out=; result=-1
-$node=12345\n; $node!read -> E @: Open Error(Input/output error): $node => out=; result=-1
+  TELL("read_sysfs", read_sysfs(kNode, memory()), R"(
+$node=12345 -> => out=12345e; result=5
+$node= -> => out=before
+$node=12345; $node!size 4096 -> => out=12345e; result=5
+$node=12345; $node!size 2147483647 -> => out=12345e; result=5
+$node=12345; $node!size 3 -> => out=123ore; result=3
+$node=12345; $node!size 0 -> => out=before
+$node=12345; $node!size 2147483648 -> E @: Open Error(File too large): $node
+  => out=before; result=-1
+$node=12345; $node!open -> E @: Open Error(Input/output error): $node => out=before; result=-1
+$node=12345; $node!seek -> E @: Open Error(Input/output error): $node => out=before; result=-1
+$node=12345; $node!read -> E @: Open Error(Input/output error): $node => out=before; result=-1
 )");
 }
 
 TEST_F(Sysfs, WhatCanBeOpenedIsThere) {
-  tell(
-      "check_sysfs", [] { return check_sysfs(kNode); }, R"(
+  TELL("check_sysfs", check_sysfs(kNode), R"(
 $node= ->
 $node/inside= ->
 -> => result=-1
@@ -91,8 +74,7 @@ $node=; $node!open 13 -> E @: Open Error(Permission denied): $node => result=-1
 }
 
 TEST_F(Sysfs, EriDataIsWrittenIntoAFolderThatIsMadeForIt) {
-  tell(
-      "write_eri_sysfs", [] { return write_eri_sysfs(kEri, kDir, "new", 3); }, R"(
+  TELL("write_eri_sysfs", write_eri_sysfs(kEri, kDir, "new", 3), R"(
 let moded = I ERI chmod success\n
 let both = I ERI chown success\n|$moded
 $eri=first; $eri!chown -> E ERI chwon failed\n|$moded => $eri=new
@@ -111,28 +93,21 @@ $dir!mkdir 30 -> E @: $dir: Read-only file system\n|
 }
 
 TEST_F(Sysfs, NullsAndNegativeSizesAreRefused) {
-  char buffer[4];
-  const int results[] = {check_sysfs(nullptr),
-                         read_sysfs(nullptr, buffer, 1),
-                         read_sysfs(kNode, nullptr, 1),
-                         read_sysfs(kNode, buffer, -1),
-                         read_sysfs(nullptr, buffer),
-                         read_sysfs(kNode, nullptr),
-                         write_sysfs(nullptr, "1", 1),
-                         write_sysfs(kNode, nullptr, 1),
-                         write_sysfs(kNode, "1", -1),
-                         write_eri_sysfs(nullptr, kDir, "1", 1),
-                         write_eri_sysfs(kEri, nullptr, "1", 1),
-                         write_eri_sysfs(kEri, kDir, nullptr, 1),
-                         write_eri_sysfs(kEri, kDir, "1", -1)};
-  EXPECT_THAT(results, testing::Each(-1));
-  const std::string read = "|E read_sysfs: no path, or nothing to read into\n";
-  const std::string write = "|E write_sysfs: no path, or nothing to write\n";
-  const std::string eri = "|E write_eri_sysfs: no path, or nothing to write\n";
-  EXPECT_EQ("E check_sysfs: no path\n" + read + read + read + read + read + write + write + write +
-                eri + eri + eri + eri,
-            told());
-  EXPECT_FALSE(fs::exists(file(kNode)));
+  const std::string read = "-> E @: no path, or nothing to read into\\n => result=-1";
+  const std::string write = "-> E @: no path, or nothing to write\\n => result=-1";
+  TELL("check_sysfs", check_sysfs(nullptr), "-> E @: no path\\n => result=-1");
+  TELL("read_sysfs", read_sysfs(nullptr, memory(), 1), read);
+  TELL("read_sysfs", read_sysfs(kNode, nullptr, 1), read);
+  TELL("read_sysfs", read_sysfs(kNode, memory(), -1), read);
+  TELL("read_sysfs", read_sysfs(nullptr, memory()), read);
+  TELL("read_sysfs", read_sysfs(kNode, nullptr), read);
+  TELL("write_sysfs", write_sysfs(nullptr, "1", 1), write);
+  TELL("write_sysfs", write_sysfs(kNode, nullptr, 1), write);
+  TELL("write_sysfs", write_sysfs(kNode, "1", -1), write);
+  TELL("write_eri_sysfs", write_eri_sysfs(nullptr, kDir, "1", 1), write);
+  TELL("write_eri_sysfs", write_eri_sysfs(kEri, nullptr, "1", 1), write);
+  TELL("write_eri_sysfs", write_eri_sysfs(kEri, kDir, nullptr, 1), write);
+  TELL("write_eri_sysfs", write_eri_sysfs(kEri, kDir, "1", -1), write);
 }
 
 }  // namespace
