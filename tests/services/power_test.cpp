@@ -22,7 +22,7 @@ TEST_F(Power, DeparturesFlushTheModemAndLeaveOnAThread) {
     let("synced", synced);
     let("end", end);
     let("reason", reason);
-    TELL(name, leave(), R"(
+    tell(name, leave, R"(
 let start = I start @\n|
 -> $start$synced$end|I start restart with reason : $reason\n|I end reboot\n
   => asked=200; seconds=1; events=reboot: restart, reason $reason
