@@ -18,14 +18,12 @@
 
 namespace fcx_test {
 
-namespace vp = virtual_phone;
-
 namespace {
 
 /// In memory where that can be had: every write of a phone is flushed.
-std::filesystem::path temporary_directory() {
+fs::path temporary_directory() {
   constexpr char kMemory[] = "/dev/shm";
-  return access(kMemory, W_OK) == 0 ? kMemory : std::filesystem::temp_directory_path();
+  return access(kMemory, W_OK) == 0 ? kMemory : fs::temp_directory_path();
 }
 
 }  // namespace
@@ -45,14 +43,14 @@ PhoneTest::PhoneTest()
 PhoneTest::~PhoneTest() {
   vp::observe_log({});
   std::error_code ignored;
-  std::filesystem::remove_all(directory_, ignored);
+  fs::remove_all(directory_, ignored);
 }
 
 void PhoneTest::close_modem_interface() {
   service_fault("dmi", vp::Effect::absent);
   EXPECT_EQ(-1, init_modem_interface());
   clear_faults();
-  std::filesystem::resize_file(phone().log_file(), 0);
+  fs::resize_file(phone().log_file(), 0);
 }
 
 qvcmd_response PhoneTest::send(int32_t opcode, std::string_view payload) {
@@ -82,9 +80,9 @@ void PhoneTest::set_item(int number, std::string_view bytes) {
   vp::write_item(phone(), number, bytes);
 }
 
-void PhoneTest::fault(vp::Part part, std::string target, vp::Effect effect, int64_t value,
-                      vp::Access access) {
-  vp::set_fault(phone(), {0, part, std::move(target), access, effect, value, std::nullopt});
+void PhoneTest::fault(Part part, std::string target, Effect effect, int64_t value, Access access,
+                      std::optional<int64_t> times, int64_t after) {
+  vp::set_fault(phone(), {0, part, std::move(target), access, effect, value, times, after});
 }
 
 std::string PhoneTest::property(const char* name) {
@@ -151,13 +149,13 @@ std::string data(const qvcmd_response& response) {
   return {response.data, static_cast<size_t>(response.data_len)};
 }
 
-std::string read_file(const std::filesystem::path& file) {
+std::string read_file(const fs::path& file) {
   std::ostringstream content;
   content << std::ifstream(file, std::ios::binary).rdbuf();
   return content.str();
 }
 
-void write_file(const std::filesystem::path& file, std::string_view content) {
+void write_file(const fs::path& file, std::string_view content) {
   std::ofstream(file, std::ios::binary) << content;
 }
 

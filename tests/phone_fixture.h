@@ -11,6 +11,7 @@
 #include <thread>
 #include <vector>
 
+#include "fcx/factory_item_table.h"
 #include "fcx/qvcmd.h"
 #include "virtual_phone/core/log_buffer.h"
 #include "virtual_phone/core/phone.h"
@@ -18,6 +19,23 @@
 #include "virtual_phone/modem/modem.h"
 
 namespace fcx_test {
+
+namespace fs = std::filesystem;
+namespace item = fcx::item;
+namespace vp = virtual_phone;
+
+using testing::ElementsAre;
+using testing::HasSubstr;
+using testing::IsEmpty;
+using testing::SizeIs;
+using testing::ThrowsMessage;
+using vp::Access;
+using vp::Effect;
+using vp::Part;
+using vp::Refused;
+
+/// Its check digit is right.
+constexpr char kImei[] = "490154203237518";
 
 /// What a caller's record looks like before the call, to see what a command leaves alone.
 constexpr int32_t kUntouched = 0x55555555;
@@ -27,10 +45,10 @@ class PhoneTest : public testing::Test {
   PhoneTest();
   ~PhoneTest() override;
 
-  virtual_phone::Phone& phone() { return virtual_phone::selected(); }
-  const std::filesystem::path& directory() const { return directory_; }
+  vp::Phone& phone() { return vp::selected(); }
+  const fs::path& directory() const { return directory_; }
   /// Where a device file lies.
-  std::filesystem::path file(const char* device_path) { return phone().root() + device_path; }
+  fs::path file(const char* device_path) { return phone().root() + device_path; }
 
   /// Sends a command with a cleared response, as the daemon does.
   qvcmd_response send(int32_t opcode, std::string_view payload = {});
@@ -41,18 +59,17 @@ class PhoneTest : public testing::Test {
   /// The item's text up to its first zero byte.
   std::string item_text(int number);
   void set_item(int number, std::string_view bytes);
-  void fault(virtual_phone::Part part, std::string target, virtual_phone::Effect effect,
-             int64_t value = -1, virtual_phone::Access access = virtual_phone::Access::any);
-  void request_fault(int number, virtual_phone::Effect effect, int64_t value = 0) {
-    fault(virtual_phone::Part::request, std::to_string(number), effect, value);
+  /// The same as `fcx fault` does: as often as `times` says, from the `after`th access on.
+  void fault(Part part, std::string target, Effect effect, int64_t value = -1,
+             Access access = Access::any, std::optional<int64_t> times = {}, int64_t after = 1);
+  void request_fault(int number, Effect effect, int64_t value = 0) {
+    fault(Part::request, std::to_string(number), effect, value);
   }
-  void service_fault(const char* service, virtual_phone::Effect effect) {
-    fault(virtual_phone::Part::service, service, effect, 0);
+  void service_fault(const char* service, Effect effect) {
+    fault(Part::service, service, effect, 0);
   }
-  void clear_faults() { virtual_phone::clear_faults(phone()); }
-  void item_fails(int number) {
-    fault(virtual_phone::Part::item, std::to_string(number), virtual_phone::Effect::fail);
-  }
+  void clear_faults() { vp::clear_faults(phone()); }
+  void item_fails(int number) { fault(Part::item, std::to_string(number), Effect::fail); }
 
   std::string property(const char* name);
   void set_property(const char* name, std::string_view value);
@@ -60,7 +77,7 @@ class PhoneTest : public testing::Test {
   std::string modem(const char* name);
   void set_modem(const char* name, std::string_view value);
   /// What was asked of the modem and the system side since the last call.
-  std::vector<virtual_phone::ModemRequest> requests();
+  std::vector<vp::ModemRequest> requests();
   std::vector<std::string> events();
 
   /// Puts a SIM in, whatever its ICCID.
@@ -75,14 +92,14 @@ class PhoneTest : public testing::Test {
   /// in front: "I Fcx: message". All are from the system buffer.
   std::vector<std::string> lines();
   /// The same with everything about them.
-  std::vector<virtual_phone::LogEntry> entries();
+  std::vector<vp::LogEntry> entries();
 
  private:
   /// The library finds the modem's interface as the first test of a process does.
   void close_modem_interface();
 
-  std::filesystem::path directory_;
-  std::vector<virtual_phone::LogEntry> entries_;
+  fs::path directory_;
+  std::vector<vp::LogEntry> entries_;
   int64_t last_request_ = 0;
 };
 
@@ -100,8 +117,8 @@ bool eventually(Condition condition) {
 /// The answer's bytes.
 std::string data(const qvcmd_response& response);
 
-std::string read_file(const std::filesystem::path& file);
-void write_file(const std::filesystem::path& file, std::string_view content);
+std::string read_file(const fs::path& file);
+void write_file(const fs::path& file, std::string_view content);
 
 MATCHER_P2(Answers, result, text, "") {
   *result_listener << "result " << arg.result << ", data \"" << data(arg) << "\"";

@@ -10,15 +10,10 @@
 #include "fcx/mcc_lookup.h"
 #include "tests/carrier/fixture.h"
 
+namespace fcx_test {
 namespace {
 
-using testing::ElementsAre;
-using virtual_phone::Effect;
-using virtual_phone::Part;
-
-namespace fs = std::filesystem;
-
-class Customisation : public fcx_test::CarrierTest {
+class Customisation : public CarrierTest {
  protected:
   static std::string value_of(const std::string& path, const char* key) {
     char value[128] = "none";
@@ -322,3 +317,4 @@ TEST_F(Customisation, ASecondTableOfNetworkCodesSettlesTheCarrier) {
 }
 
 }  // namespace
+}  // namespace fcx_test

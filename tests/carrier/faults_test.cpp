@@ -8,14 +8,8 @@
 #include "tests/carrier/fixture.h"
 #include "virtual_phone/core/properties.h"
 
+namespace fcx_test {
 namespace {
-
-using fcx_test::CarrierTest;
-using virtual_phone::Access;
-using virtual_phone::Effect;
-using virtual_phone::Part;
-
-namespace fs = std::filesystem;
 
 constexpr char kKelp[] = "/mnt/vendor/persist-qv/kelp";
 constexpr char kCache[] = "/mnt/vendor/persist-qv/property";
@@ -43,7 +37,7 @@ class StartFaults : public CarrierTest {
   /// All that outlives a start: properties, and the files that starts write.
   std::map<std::string, std::string> kept() {
     std::map<std::string, std::string> all;
-    for (const auto& [name, value] : virtual_phone::properties(phone())) {
+    for (const auto& [name, value] : vp::properties(phone())) {
       // The mark that is "0" says no more than none.
       const bool is_mark = name == kMark && value == "0";
       if (name.compare(0, 8, "persist.") == 0 && !is_mark) all[name] = value;
@@ -51,7 +45,7 @@ class StartFaults : public CarrierTest {
     const fs::path root = file("/mnt/vendor/persist-qv");
     for (const auto& entry : fs::recursive_directory_iterator(root)) {
       if (!entry.is_regular_file()) continue;
-      all[entry.path().lexically_relative(root)] = fcx_test::read_file(entry.path());
+      all[entry.path().lexically_relative(root)] = read_file(entry.path());
     }
     return all;
   }
@@ -59,7 +53,7 @@ class StartFaults : public CarrierTest {
   /// A start with a fault, and two without.
   std::map<std::string, std::string> kept_after(Part part, const std::string& target, Access access,
                                                 Effect effect = Effect::fail, int64_t value = 0) {
-    virtual_phone::set_fault(phone(), {0, part, target, access, effect, value, std::nullopt});
+    fault(part, target, effect, value, access);
     boot();
     clear_faults();
     boot();
@@ -125,7 +119,7 @@ TEST_F(StartFaults, AnyFileThatFailsInAFirstStartIsMadeUpForByTheNext) {
       if (!is_stored && each.profile == kPhones[0].profile) continue;  // nothing new to see
       const auto begin = [&] {
         use_profile(each.profile);
-        if (is_stored) fcx_test::write_file(file(kStoredCodes), kNewerCodes);
+        if (is_stored) write_file(file(kStoredCodes), kNewerCodes);
       };
       begin();
       boot();
@@ -145,7 +139,7 @@ TEST_F(StartFaults, AnyFileThatFailsInAFirstStartIsMadeUpForByTheNext) {
           }
           EXPECT_EQ("", difference(undisturbed, kept))
               << each.profile << (is_stored ? ", stored: " : ": ") << path << " on "
-              << virtual_phone::name_of(access);
+              << vp::name_of(access);
         }
       }
     }
@@ -160,8 +154,7 @@ TEST_F(StartFaults, TheFileHandleServiceMayDieInAnyCall) {
   const auto undisturbed = kept();
   for (int64_t call = 1; call <= kCalls; ++call) {
     use_profile("overlay");
-    virtual_phone::set_fault(
-        phone(), {0, Part::service, "filehandle", Access::call, Effect::dies, 0, 1, call});
+    fault(Part::service, "filehandle", Effect::dies, 0, Access::call, 1, call);
     boot();
     clear_faults();
     boot();
@@ -192,8 +185,7 @@ TEST_F(StartFaults, ADecisionThatCouldNotBePublishedIsNotDone) {
           << name << (has_one_mcc ? ", one MCC" : ", several");
       // Refused all the time but for its last write: the same start makes up for it.
       begin();
-      virtual_phone::set_fault(phone(),
-                               {0, Part::property, name, Access::write, Effect::fail, 0, 1});
+      fault(Part::property, name, Effect::fail, 0, Access::write, 1);
       boot();
       EXPECT_EQ("1", property("persist.vendor.qve.first-boot")) << name;
       EXPECT_EQ("234", property("persist.vendor.qve.first-mcc")) << name;
@@ -310,13 +302,13 @@ TEST_F(StartFaults, AnEndlessOrHugeFileIsNoPackage) {
   use_profile("open");
   fs::resize_file(file(kCodes), (16 << 20) + 1);
   EXPECT_THAT(what_is_said(),
-              testing::ElementsAre("I Fcx: [QVE][SBP] /oem/OP/OPEN_EU/config/carrier_code.xml "
-                                   "cannot be read: File too large\n"));
+              ElementsAre("I Fcx: [QVE][SBP] /oem/OP/OPEN_EU/config/carrier_code.xml "
+                          "cannot be read: File too large\n"));
   fs::remove(file(kCodes));
   fs::create_symlink("/dev/zero", file(kCodes));
-  EXPECT_THAT(what_is_said(),
-              testing::ElementsAre(
-                  "I Fcx: [QVE][SBP] /oem/OP/OPEN_EU/config/carrier_code.xml cannot be opened: "
+  EXPECT_THAT(
+      what_is_said(),
+      ElementsAre("I Fcx: [QVE][SBP] /oem/OP/OPEN_EU/config/carrier_code.xml cannot be opened: "
                   "Operation not supported\n"));
 }
 
@@ -336,3 +328,4 @@ TEST_F(StartFaults, AnEncodingThatNoPhoneReadsIsRefusedEverywhere) {
 }
 
 }  // namespace
+}  // namespace fcx_test

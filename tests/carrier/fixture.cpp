@@ -16,8 +16,6 @@
 namespace fcx_test {
 namespace {
 
-namespace vp = virtual_phone;
-
 /// What the modem link tells of a request for the SIM that is answered; the first one of a process
 /// opens the link.
 constexpr char kLinkOpens[] = "I Fcx: [init_modem_interface] dmi_init :0\\n\n";
@@ -55,9 +53,9 @@ void CarrierTest::use_profile(const char* name) {
 
 void CarrierTest::place(const std::string& path, std::string_view text) {
   const bool is_overlaid = e_is_overlayfs && is_system_path(path) != 0;
-  const std::filesystem::path target =
+  const fs::path target =
       (is_overlaid ? (directory() / "overlay").string() : phone().root()) + path;
-  std::filesystem::create_directories(target.parent_path());
+  fs::create_directories(target.parent_path());
   write_file(target, text);
 }
 
@@ -67,7 +65,7 @@ void CarrierTest::make_overlay_product() {
 }
 
 std::string CarrierTest::content(const char* path) {
-  return std::filesystem::exists(file(path)) ? read_file(file(path)) : "(none)";
+  return fs::exists(file(path)) ? read_file(file(path)) : "(none)";
 }
 
 void CarrierTest::use_package(const std::string& root) {
@@ -94,9 +92,8 @@ void CarrierTest::set_all(const std::string& pairs) {
 }
 
 void CarrierTest::no_answer(std::optional<int64_t> times) {
-  const std::string opcode = std::to_string(fcx::request::read_sim);
-  vp::set_fault(phone(),
-                {0, vp::Part::request, opcode, vp::Access::any, vp::Effect::fail, 1, times});
+  const std::string request = std::to_string(fcx::request::read_sim);
+  fault(Part::request, request, Effect::fail, 1, Access::any, times);
 }
 
 void CarrierTest::insert_late_sim(std::string_view iccid, int64_t not_yet_polls) {

@@ -4,13 +4,10 @@
 #include "fcx/single_binary.h"
 #include "tests/carrier/fixture.h"
 
+namespace fcx_test {
 namespace {
 
-using virtual_phone::Access;
-using virtual_phone::Effect;
-using virtual_phone::Part;
-
-class NetworkCodeRewrite : public fcx_test::CarrierTest {
+class NetworkCodeRewrite : public CarrierTest {
  protected:
   static std::string stored() {
     char code[2048];
@@ -61,10 +58,11 @@ TEST_F(NetworkCodeRewrite, ABuyersCodeIsFoundByItsKey) {
   EXPECT_EQ("77 \"1\",second\r", write_buyer("B")) << "a carriage return belongs to the code";
   EXPECT_EQ("I Fcx: Set ntcode: \"1\",second\r ,size:11\\n\n", told());
   EXPECT_EQ("77 " + std::string(125, '1'), write_buyer("C")) << "as far as a line is read";
-  virtual_phone::set_fault(phone(), {0, Part::item, "421", Access::write, Effect::fail, -1, 1});
+  fault(Part::item, "421", Effect::fail, -1, Access::write, 1);
   EXPECT_EQ("1 \"1\",third", write_buyer("B")) << "the next line is tried";
   sbpSetOtpe();
   EXPECT_EQ(std::string(12, '\0'), item(421, 12));
 }
 
 }  // namespace
+}  // namespace fcx_test

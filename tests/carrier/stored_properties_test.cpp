@@ -2,18 +2,14 @@
 #include "fcx/single_binary.h"
 #include "tests/carrier/fixture.h"
 
+namespace fcx_test {
 namespace {
 
 using testing::AllOf;
 using testing::EndsWith;
 using testing::StartsWith;
-using virtual_phone::Access;
-using virtual_phone::Effect;
-using virtual_phone::Part;
 
-namespace fs = std::filesystem;
-
-class StoredProperties : public fcx_test::CarrierTest {};
+class StoredProperties : public CarrierTest {};
 
 TEST_F(StoredProperties, AProfileThatCannotBeKeptIsTriedAgainAndNoneOfAnotherSimIsReplayed) {
   use_package();
@@ -73,3 +69,4 @@ TEST_F(StoredProperties, WhatCannotBeReplacedInTheCacheStays) {
 }
 
 }  // namespace
+}  // namespace fcx_test

@@ -6,9 +6,6 @@
 namespace fcx_test {
 namespace {
 
-using virtual_phone::Effect;
-using virtual_phone::Part;
-
 class BtAddress : public PhoneTest {};
 
 TEST_F(BtAddress, TwelveDigitsMakeSixBytes) {

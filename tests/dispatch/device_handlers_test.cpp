@@ -11,11 +11,6 @@
 namespace fcx_test {
 namespace {
 
-using testing::ElementsAre;
-using virtual_phone::Access;
-using virtual_phone::Effect;
-using virtual_phone::Part;
-
 class DeviceHandlers : public PhoneTest {};
 
 constexpr char kStartday[] = "/mnt/vendor/persist-qv/startday";
@@ -45,7 +40,7 @@ TEST_F(DeviceHandlers, StartdayAnswersErrorForEveryFailure) {
        {std::string(kDay) + "0", std::string(kDay, 18), std::string(3000, '1')}) {
     EXPECT_THAT(send(4295, text), Answers(0, "ERROR")) << text;
   }
-  EXPECT_FALSE(std::filesystem::exists(file(kValid)));
+  EXPECT_FALSE(fs::exists(file(kValid)));
 
   send(4295, kDay);
   write_file(file(kDate), "2020/06/01");
@@ -54,7 +49,7 @@ TEST_F(DeviceHandlers, StartdayAnswersErrorForEveryFailure) {
   EXPECT_THAT(send(4295), Answers(0, kDay)) << "the first 19 characters";
   write_file(file(kValid), "");
   EXPECT_THAT(send(4295), Answers(0, kDay)) << "anything but 0 is a valid day";
-  std::filesystem::remove(file(kValid));
+  fs::remove(file(kValid));
   EXPECT_THAT(send(4295), Answers(0, "ERROR"));
 }
 
@@ -73,35 +68,34 @@ TEST_F(DeviceHandlers, AStartdayThatCannotBeStoredLeavesBothFilesAsTheyWere) {
                                                    {kStartday, Access::sync_directory}};
   for (const bool is_set : {true, false}) {
     for (const auto& [path, access] : faults) {
-      SCOPED_TRACE(path + std::string(" on ") + virtual_phone::name_of(access));
+      SCOPED_TRACE(path + std::string(" on ") + vp::name_of(access));
       if (!is_set && access == Access::chmod) continue;  // a new file has none to keep
       if (is_set) send(4295, kDay);
       fault(Part::file, path, Effect::fail, EIO, access);
       EXPECT_THAT(send(4295, is_set ? kNoDay : kDay), Answers(0, "ERROR"));
       clear_faults();
       EXPECT_THAT(send(4295), Answers(0, is_set ? kDay : "ERROR"));
-      EXPECT_EQ(is_set ? 2 : 0,
-                std::distance(std::filesystem::directory_iterator(file(kStartday)), {}))
+      EXPECT_EQ(is_set ? 2 : 0, std::distance(fs::directory_iterator(file(kStartday)), {}))
           << "no file is left over";
-      for (const char* each : {kValid, kDate}) std::filesystem::remove(file(each));
+      for (const char* each : {kValid, kDate}) fs::remove(file(each));
     }
   }
 }
 
 TEST_F(DeviceHandlers, AgreeFactoryIsOneTextFile) {
-  std::filesystem::current_path(directory());
+  fs::current_path(directory());
   EXPECT_THAT(send(4418), Answers(QVCMD_OK, "")) << "absent is no failure, on purpose";
   EXPECT_EQ("I Diag_Lib: AGREE_FACTORY not exist = mnt/vendor/persist-qv/agree_factory\n",
             lines().back());
   EXPECT_THAT(send(4419, "agreed, all of it"), Answers(QVCMD_OK, ""));
   EXPECT_EQ("agreed, all of it", read_file(file(kAgree)));
-  EXPECT_FALSE(std::filesystem::exists(directory() / "mnt"))
+  EXPECT_FALSE(fs::exists(directory() / "mnt"))
       << "a relative path is the device's and not the process's";
   // A replaced file keeps its access.
-  std::filesystem::permissions(file(kAgree), std::filesystem::perms(0640));
+  fs::permissions(file(kAgree), fs::perms(0640));
   EXPECT_THAT(send(4419, "agreed"), Answers(QVCMD_OK, ""));
   EXPECT_THAT(send(4418), Answers(QVCMD_OK, "agreed"));
-  EXPECT_EQ(std::filesystem::perms(0640), std::filesystem::status(file(kAgree)).permissions());
+  EXPECT_EQ(fs::perms(0640), fs::status(file(kAgree)).permissions());
   write_file(file(kAgree), std::string(5000, 'a'));
   EXPECT_THAT(send(4418), Answers(QVCMD_OK, std::string(2047, 'a')));
 }
@@ -118,7 +112,7 @@ TEST_F(DeviceHandlers, AgreeFactoryIsDoneWhenTheFileItselfCanBeOpened) {
                                      "E Diag_Lib: handle_write_agree_factory: "
                                      "mnt/vendor/persist-qv/agree_factory: " +
                                          std::string(strerror(error)) + "\n"));
-    EXPECT_EQ("old", read_file(file(kAgree))) << virtual_phone::name_of(access);
+    EXPECT_EQ("old", read_file(file(kAgree))) << vp::name_of(access);
     clear_faults();
   }
   fault(Part::file, kAgree, Effect::fail, EIO, Access::read);
@@ -126,7 +120,6 @@ TEST_F(DeviceHandlers, AgreeFactoryIsDoneWhenTheFileItselfCanBeOpened) {
 }
 
 TEST_F(DeviceHandlers, TemporariesAreTheirMakersAndFollowNoLink) {
-  namespace fs = std::filesystem;
   const fs::path directory = file(kAgree).parent_path();
   const fs::path outside = this->directory() / "outside";
   write_file(outside, "untouched");
@@ -162,10 +155,10 @@ TEST_F(DeviceHandlers, NothingWaitsForAPipeInAFilesPlace) {
       {tof, 4231, "[FRONT_TOF]1", -1, ""},
       {tof, 4230, "[FRONT_TOF_CHECK]", QVCMD_FAIL, ""}};
   for (const auto& [path, opcode, text, result, answer] : cases) {
-    std::filesystem::remove(file(path));
+    fs::remove(file(path));
     ASSERT_EQ(0, mkfifo(file(path).c_str(), 0666));
     EXPECT_THAT(send(opcode, text), Answers(result, answer)) << path;
-    std::filesystem::remove(file(path));
+    fs::remove(file(path));
   }
 }
 

@@ -6,23 +6,13 @@
 
 #include "fcx/background.h"
 #include "fcx/command_table.h"
-#include "fcx/factory_item_table.h"
 #include "fcx/service_handler.h"
 #include "tests/dispatch/command_test.h"
 
 namespace fcx_test {
 namespace {
 
-namespace item = fcx::item;
-
-using testing::ElementsAre;
-using testing::IsEmpty;
-using testing::SizeIs;
-using virtual_phone::Effect;
-using virtual_phone::Part;
-
 constexpr char kPoolLine[] = "I Diag_Lib: [init_modem_interface] configureRpcThreadpool\n";
-constexpr char kImei[] = "490154203237518";
 
 /// Its commands are over when what they left to a thread is: some restart the phone.
 class Dispatch : public CommandTest {

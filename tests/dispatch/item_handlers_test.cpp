@@ -1,17 +1,10 @@
 // Commands that read and write factory items.
-#include "fcx/factory_item_table.h"
 #include "tests/dispatch/command_test.h"
 
 namespace fcx_test {
 namespace {
 
-namespace item = fcx::item;
-
 using std::string_view_literals::operator""sv;
-using testing::ElementsAre;
-using testing::IsEmpty;
-using virtual_phone::Effect;
-using virtual_phone::Part;
 
 class ItemHandlers : public CommandTest {};
 

@@ -1,16 +1,9 @@
 // The commands that ask the modem or the system side.
-#include "fcx/factory_item_table.h"
 #include "tests/dispatch/command_test.h"
 
 namespace fcx_test {
 namespace {
 
-namespace item = fcx::item;
-
-using testing::SizeIs;
-using virtual_phone::Effect;
-
-constexpr char kImei[] = "490154203237518";
 constexpr char kWrongDigit[] = "490154203237517";
 
 class ModemHandlers : public CommandTest {};

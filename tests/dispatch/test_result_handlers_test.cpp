@@ -1,17 +1,10 @@
 // Commands about what the line's tests leave on the phone.
-#include "fcx/factory_item_table.h"
 #include "tests/dispatch/command_test.h"
 
 namespace fcx_test {
 namespace {
 
-namespace item = fcx::item;
-
 using std::string_view_literals::operator""sv;
-using testing::ElementsAre;
-using virtual_phone::Access;
-using virtual_phone::Effect;
-using virtual_phone::Part;
 
 class TestResults : public CommandTest {};
 
@@ -83,7 +76,7 @@ TEST_F(TestResults, SaatResultGoesToTheItemOrToTheCamera) {
   EXPECT_EQ(-1, send(4231, "[FRONT_TOF]gain=4").result);
   EXPECT_THAT(send(4230, "[FRONT_TOF_CHECK]"), Answers(QVCMD_FAIL, ""));
   EXPECT_EQ("gain=2", read_file(file(kTofFile)));
-  EXPECT_FALSE(std::filesystem::exists(file(kTofFile).string() + ".tmp"));
+  EXPECT_FALSE(fs::exists(file(kTofFile).string() + ".tmp"));
 }
 
 TEST_F(TestResults, ProximitySyncAlwaysFails) {

@@ -8,14 +8,7 @@
 namespace fcx_test {
 namespace {
 
-namespace item = fcx::item;
-
 using std::string_view_literals::operator""sv;
-using testing::ElementsAre;
-using testing::HasSubstr;
-using virtual_phone::Access;
-using virtual_phone::Effect;
-using virtual_phone::Part;
 
 class FactoryItems : public PhoneTest {};
 
@@ -128,13 +121,12 @@ TEST_F(FactoryItems, ClearThenWriteStopsWhenTheClearFails) {
   for (const auto& [number, set] : setters) {
     const std::string target = std::to_string(number);
     set_item(number, "old");
-    virtual_phone::set_fault(phone(), {0, Part::item, target, Access::write, Effect::fail, -7, 1});
+    fault(Part::item, target, Effect::fail, -7, Access::write, 1);
     EXPECT_EQ(-1, set(text.c_str())) << number << ", of which the second write would work";
     EXPECT_EQ("old", item_text(number));
-    virtual_phone::set_fault(phone(),
-                             {0, Part::item, target, Access::write, Effect::returns, 1, 2});
+    fault(Part::item, target, Effect::returns, 1, Access::write, 2);
     EXPECT_EQ(0, set(text.c_str())) << number;
-    EXPECT_EQ(0U, virtual_phone::faults(phone()).size()) << number << " is written twice";
+    EXPECT_EQ(0U, vp::faults(phone()).size()) << number << " is written twice";
     EXPECT_EQ(text, item_text(number));
   }
 }
@@ -156,7 +148,7 @@ TEST_F(FactoryItems, FactoryStatusKeepsPropertyItemAndTraceInStep) {
 }
 
 TEST_F(FactoryItems, FactoryStatusThreeRemovesTheAgreeFileWhateverFails) {
-  std::filesystem::create_directory(file(kAgree));  // which is no file to be removed
+  fs::create_directory(file(kAgree));  // which is no file to be removed
   fault(Part::property, kStatusProperty, Effect::fail, 0, Access::write);
   fault(Part::item, "79", Effect::fail, -1, Access::write);
   EXPECT_EQ(0, set_factory_status(3)) << "the item alone decides";
@@ -168,14 +160,14 @@ TEST_F(FactoryItems, FactoryStatusThreeRemovesTheAgreeFileWhateverFails) {
                   "directory\n",
                   "I Fcx: Set ftm Error! Item : QVFTM_FRST_TRACE"));
   clear_faults();
-  std::filesystem::remove(file(kAgree));
+  fs::remove(file(kAgree));
   write_file(file(kAgree), "agreed");
   for (const int status : {2, 4}) EXPECT_EQ(0, set_factory_status(status));
-  EXPECT_TRUE(std::filesystem::exists(file(kAgree)));
+  EXPECT_TRUE(fs::exists(file(kAgree)));
   lines();
   item_fails(item::factory_status);
   EXPECT_EQ(-1, set_factory_status(3));
-  EXPECT_FALSE(std::filesystem::exists(file(kAgree)));
+  EXPECT_FALSE(fs::exists(file(kAgree)));
   EXPECT_EQ("3", property(kStatusProperty)) << "set already, on purpose";
   EXPECT_EQ("24", item_text(item::frst_trace)) << "the trace is not";
   EXPECT_THAT(lines(),

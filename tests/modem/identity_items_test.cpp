@@ -1,23 +1,12 @@
 // What the modem keeps of the identity, and its copies among the factory items.
 #include "fcx/identity_items.h"
 
-#include "fcx/factory_item_table.h"
 #include "fcx/network_code.h"
 #include "tests/phone_fixture.h"
 #include "virtual_phone/core/clock.h"
 
 namespace fcx_test {
 namespace {
-
-namespace item = fcx::item;
-
-using testing::IsEmpty;
-using testing::SizeIs;
-using virtual_phone::Access;
-using virtual_phone::Effect;
-using virtual_phone::Part;
-
-constexpr char kImei[] = "490154203237518";
 
 class IdentityItems : public PhoneTest {
  protected:
@@ -124,7 +113,7 @@ TEST_F(IdentityItems, AnOldAnswerInTheBufferNeverCounts) {
        {std::pair{Effect::empty, 0}, {Effect::shorter, 12}, {Effect::fail, 1}}) {
     request_fault(116, effect, value);
     write_qve_imei(116, imei.data(), 15, answer, &length);
-    EXPECT_EQ("old", item_text(item::imei)) << virtual_phone::name_of(effect);
+    EXPECT_EQ("old", item_text(item::imei)) << vp::name_of(effect);
     clear_faults();
   }
 }
@@ -258,13 +247,13 @@ TEST_F(IdentityItems, AnAcceptedIddeResetsTheIdentity) {
 TEST_F(IdentityItems, AnIddeResetKeepsItsOrder) {
   set_property("persist.vendor.qve.mccmnc-list", "310410");
   request_fault(117, Effect::late, 1000);
-  virtual_phone::set_clock(virtual_phone::Clock::stopped);
+  vp::set_clock(vp::Clock::stopped);
   std::thread writer([this] { call(write_qve_idde, "record"); });
   EXPECT_TRUE(eventually([&] { return property("persist.vendor.qve.mcc-list") == "0"; }));
   EXPECT_EQ("0", item_text(item::serial_number));
   EXPECT_EQ("310410", property("persist.vendor.qve.mccmnc-list"));
   EXPECT_EQ("(not set)", property("persist.vendor.qve.ntcode-changed"));
-  virtual_phone::set_clock(virtual_phone::Clock::fast);
+  vp::set_clock(vp::Clock::fast);
   writer.join();
 }
 
@@ -287,7 +276,7 @@ TEST_F(IdentityItems, AnIddeThatIsNotAcceptedChangesNothing) {
   const std::tuple<Effect, int, unsigned> cases[] = {
       {Effect::refuse, 0, 0}, {Effect::empty, 0, 0}, {Effect::shorter, 6, 0}, {Effect::fail, 2, 2}};
   for (const auto& [effect, value, code] : cases) {
-    SCOPED_TRACE(virtual_phone::name_of(effect));
+    SCOPED_TRACE(vp::name_of(effect));
     request_fault(105, effect, value);
     EXPECT_EQ(code, call(write_qve_idde, "record").first);
     EXPECT_THAT(lines().back(), testing::StartsWith("I Fcx: IDDE response: "));

@@ -8,8 +8,7 @@
 namespace fcx_test {
 namespace {
 
-using virtual_phone::Clock;
-using virtual_phone::Effect;
+using vp::Clock;
 
 constexpr int kSyncEfs = 200;
 constexpr int kReady = 209;
@@ -34,12 +33,12 @@ class ModemPower : public PhoneTest {
 };
 
 TEST_F(ModemPower, AResetIsNotRepeatedWhileItLasts) {
-  virtual_phone::set_clock(Clock::stopped);
+  vp::set_clock(Clock::stopped);
   expect_reset(0, {kSyncEfs, kReset});
   EXPECT_EQ(1U, qve_check_modem_cmd_ready()) << "the modem is down";
   expect_reset(0, {});
 
-  virtual_phone::set_clock(Clock::fast);
+  vp::set_clock(Clock::fast);
   fcx::wait_for_background_work();
   const auto written = lines();
   EXPECT_THAT(written, testing::IsSupersetOf({"I Fcx: POWER_RESET: modem reset start.\n",
@@ -78,7 +77,7 @@ TEST_F(ModemPower, ReadyIsAnAnswerThatBeginsWithOne) {
                                       {Effect::fail, 1},
                                       {Effect::length, -1}}) {
     request_fault(kReady, effect, value);
-    EXPECT_EQ(1U, qve_check_modem_cmd_ready()) << virtual_phone::name_of(effect);
+    EXPECT_EQ(1U, qve_check_modem_cmd_ready()) << vp::name_of(effect);
     clear_faults();
   }
 }

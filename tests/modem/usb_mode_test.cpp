@@ -8,13 +8,6 @@
 namespace fcx_test {
 namespace {
 
-namespace fs = std::filesystem;
-
-using testing::ElementsAre;
-using virtual_phone::Access;
-using virtual_phone::Effect;
-using virtual_phone::Part;
-
 constexpr char kLock[] = "/sys/class/android_usb/android0/lock";
 constexpr char kState[] = "/sys/class/android_usb/android0/state";
 constexpr char kConfig[] = "vendor.qve.usb.config";
@@ -74,9 +67,9 @@ TEST_F(UsbMode, APathChangeReleasesTheLockAndEndsInFactoryMode) {
 
 TEST_F(UsbMode, AStateIsWaitedForAlmostASecond) {
   EXPECT_EQ(1, wait_for_state("factory,adb"));
-  const int64_t begin = virtual_phone::now_us();
+  const int64_t begin = vp::now_us();
   EXPECT_EQ(0, wait_for_state("none"));
-  const int64_t waited = virtual_phone::now_us() - begin;
+  const int64_t waited = vp::now_us() - begin;
   EXPECT_GE(waited, 19 * 50'000) << "between 20 reads";
   EXPECT_LT(waited, 21 * 50'000);
 }
@@ -90,11 +83,11 @@ TEST_F(UsbMode, APathChangeWithoutALockNodeThatOpensChangesNothing) {
 
 TEST_F(UsbMode, ASecondPathChangeIsRefusedAndAStateThatDoesNotComeStopsNothing) {
   fault(Part::property, kUsbState, Effect::fail, 0, Access::read);
-  virtual_phone::set_clock(virtual_phone::Clock::stopped);
+  vp::set_clock(vp::Clock::stopped);
   EXPECT_EQ(0, usb_path_change(nullptr));
   EXPECT_TRUE(eventually([&] { return property(kConfig) == "none"; }));
   EXPECT_EQ(reinterpret_cast<void*>(intptr_t{-1}), usb_path_change_thread(nullptr));
-  virtual_phone::set_clock(virtual_phone::Clock::fast);
+  vp::set_clock(vp::Clock::fast);
   fcx::wait_for_background_work();
   EXPECT_THAT(lines(), ElementsAre("I Fcx: USB PATH : usb_path_change_thread is already running\n",
                                    "E Fcx: USB PATH : wait_for_state(none) FAILED\n",
@@ -127,15 +120,15 @@ TEST_F(UsbMode, ModesSetTheLockAndTheConfiguration) {
     // Seen while the switch sleeps: the first step is done, the second is not.
     set_lock("x");
     set_property(kConfig, "before");
-    virtual_phone::set_clock(virtual_phone::Clock::stopped);
-    const int64_t begin = virtual_phone::now_us();
+    vp::set_clock(vp::Clock::stopped);
+    const int64_t begin = vp::now_us();
     std::thread changer([&] { EXPECT_EQ(0, mode.change()); });
     EXPECT_TRUE(eventually([&] { return lock() == "0" || property(kConfig) != "before"; }));
     EXPECT_EQ(mode.lock_first ? "before" : mode.config, property(kConfig));
     EXPECT_EQ(mode.lock_first ? mode.lock : "x", lock());
-    virtual_phone::set_clock(virtual_phone::Clock::fast);
+    vp::set_clock(vp::Clock::fast);
     changer.join();
-    EXPECT_GE(virtual_phone::now_us() - begin, 100'000);
+    EXPECT_GE(vp::now_us() - begin, 100'000);
     EXPECT_EQ(mode.config, property(kConfig));
     EXPECT_EQ(mode.lock, lock());
   }

@@ -20,18 +20,9 @@ namespace fcx_test {
 namespace {
 
 using fcx::FileOperation;
-using testing::ElementsAre;
-using testing::HasSubstr;
-using testing::ThrowsMessage;
 using vendor::qve::hardware::filehandle::V1_0::IFileHandle;
 using vendor::qve::hardware::qvatcmd::V1_0::IQvAtCmd;
-using virtual_phone::Access;
-using virtual_phone::Effect;
-using virtual_phone::Fault;
-using virtual_phone::Part;
-using virtual_phone::Refused;
-
-namespace vp = virtual_phone;
+using vp::Fault;
 
 constexpr std::pair<FileOperation, Access> kOfAFile[] = {
     {FileOperation::open, Access::open},

@@ -20,7 +20,6 @@ using android::hardware::hidl_string;
 using android::hardware::Return;
 using android::hardware::Status;
 using android::hardware::Void;
-using testing::HasSubstr;
 using vendor::qve::hardware::filehandle::V1_0::IFileHandle;
 using vendor::qve::hardware::qvatcmd::V1_0::IQvAtCmd;
 using vendor::qve::hardware::qvatcmd::V1_0::QVATCMDRequest;
@@ -132,8 +131,8 @@ TEST_F(HidlServices, AServiceIsFoundByInterfaceAndInstance) {
 }
 
 TEST_F(HidlServices, WhatAFactoryGivesMayBeNoService) {
-  const std::pair<virtual_phone::ServiceFactory, std::string> cases[] = {
-      {[](auto&) -> virtual_phone::Service { throw virtual_phone::Error("the modem burns"); },
+  const std::pair<vp::ServiceFactory, std::string> cases[] = {
+      {[](auto&) -> vp::Service { throw vp::Error("the modem burns"); },
        "find_service: the modem burns"},
       {[&](auto&) { return echo_; },
        "The service odd is no " + std::string(IFileHandle::descriptor) + "."},
@@ -141,7 +140,7 @@ TEST_F(HidlServices, WhatAFactoryGivesMayBeNoService) {
   };
   for (const auto& [factory, said] : cases) {
     entries();
-    virtual_phone::register_service(IFileHandle::descriptor, "odd", factory);
+    vp::register_service(IFileHandle::descriptor, "odd", factory);
     EXPECT_EQ(nullptr, IFileHandle::getService("odd")) << said;
     std::string found;
     for (const auto& entry : entries()) found += entry.message;

@@ -16,18 +16,9 @@
 namespace fcx_test {
 namespace {
 
-using testing::ElementsAre;
-using testing::HasSubstr;
-using testing::ThrowsMessage;
-using virtual_phone::Effect;
-using virtual_phone::NvState;
-using virtual_phone::Part;
-using virtual_phone::Refused;
+using vp::NvState;
 
 namespace request = fcx::request;
-namespace vp = virtual_phone;
-
-constexpr char kImei[] = "490154203237518";
 
 struct Answer {
   int code = 0;
@@ -269,8 +260,8 @@ TEST_F(VirtualEfs, FilesAreRealOnes) {
 
 TEST_F(VirtualEfs, NothingLeadsOutOfTheTree) {
   write_file(directory() / "secret", "s");
-  std::filesystem::create_symlink(directory(), directory() / "efs/out");
-  std::filesystem::create_symlink(directory() / "secret", directory() / "efs/link");
+  fs::create_symlink(directory(), directory() / "efs/out");
+  fs::create_symlink(directory() / "secret", directory() / "efs/link");
   for (const char* path : {"../secret", "/../secret", "a/../../secret", "..", "out/secret", "link",
                            "out/new/file", "out/..", "nv/.."}) {
     EXPECT_EQ(-EACCES, open_file(path, O_RDWR)) << path;
@@ -279,7 +270,7 @@ TEST_F(VirtualEfs, NothingLeadsOutOfTheTree) {
     EXPECT_EQ(-EACCES, unlink_file(path)) << path;
   }
   EXPECT_EQ("s", read_file(directory() / "secret"));
-  EXPECT_FALSE(std::filesystem::exists(directory() / "new"));
+  EXPECT_FALSE(fs::exists(directory() / "new"));
   EXPECT_EQ(-EISDIR, open_file("/", O_RDONLY));
   EXPECT_EQ(-ENOENT, open_file("", O_RDONLY));
   EXPECT_GT(open_file("/etc/passwd", O_RDWR | O_CREAT), 0) << "its own, not the host's";
@@ -287,7 +278,7 @@ TEST_F(VirtualEfs, NothingLeadsOutOfTheTree) {
   const std::string longest = "/" + std::string(60, 'd') + "/" + std::string(66, 'f');
   ASSERT_EQ(128U, longest.size());
   EXPECT_GT(open_file(longest, O_WRONLY | O_CREAT), 0) << "no NUL fits after it";
-  EXPECT_TRUE(std::filesystem::exists(directory() / ("efs" + longest)));
+  EXPECT_TRUE(fs::exists(directory() / ("efs" + longest)));
 }
 
 TEST_F(VirtualEfs, DescriptorsAreFewAndEndWithTheInterface) {
@@ -306,14 +297,14 @@ TEST_F(VirtualEfs, TheGoldenCopyIsTheTreeOfThatMoment) {
   EXPECT_EQ("1", ask(request::make_golden_copy).text());
   write_file(directory() / "efs/a", "2");
   EXPECT_EQ("1", read_file(directory() / "efs-golden/a"));
-  std::filesystem::rename(directory() / "efs/a", directory() / "efs/b");
+  fs::rename(directory() / "efs/a", directory() / "efs/b");
   EXPECT_EQ("1", ask(request::make_golden_copy).text());
   EXPECT_EQ("2", read_file(directory() / "efs-golden/b"));
-  EXPECT_FALSE(std::filesystem::exists(directory() / "efs-golden/a"));
+  EXPECT_FALSE(fs::exists(directory() / "efs-golden/a"));
   request_fault(request::make_golden_copy, Effect::refuse);
-  std::filesystem::remove(directory() / "efs/b");
+  fs::remove(directory() / "efs/b");
   EXPECT_EQ("0", ask(request::make_golden_copy).text());
-  EXPECT_TRUE(std::filesystem::exists(directory() / "efs-golden/b")) << "nothing was done";
+  EXPECT_TRUE(fs::exists(directory() / "efs-golden/b")) << "nothing was done";
   EXPECT_NO_THROW(vp::create(directory(), "single", true)) << "still a phone and nothing else";
 }
 
@@ -348,7 +339,7 @@ TEST_F(VirtualModem, FaultsSpoilAnswersAsTheySay) {
   for (const auto& [effect, value, expected, is_stored] : cases) {
     SCOPED_TRACE(vp::name_of(effect) + std::to_string(value));
     vp::remove_modem_value(phone(), "imei1");
-    vp::set_fault(phone(), {0, Part::request, "116", vp::Access::any, effect, value, 1});
+    fault(Part::request, "116", effect, value, Access::any, 1);
     const Answer answer = ask(116, kImei);
     EXPECT_EQ(expected, answer.text());
     EXPECT_EQ(effect == Effect::status ? 9 : 0, answer.response.reserved);
@@ -374,7 +365,7 @@ TEST_F(VirtualModem, TheLast200RequestsAreRecordedAsTheyWere) {
 }
 
 TEST_F(VirtualModem, TwoRequestsAtOnceAreSeen) {
-  vp::set_fault(phone(), {0, Part::request, "209", vp::Access::any, Effect::late, 500'000, 1});
+  fault(Part::request, "209", Effect::late, 500'000, Access::any, 1);
   std::thread slow([] { ask(209); });
   EXPECT_TRUE(eventually([&] { return vp::faults(phone()).empty(); }));  // on its way, and late
   ask(200);
@@ -414,8 +405,8 @@ TEST_F(VirtualModem, ValuesAreChecked) {
 }
 
 /// A phone as its first version was made, with one item.
-void make_phone_of_version_1(const std::filesystem::path& directory) {
-  for (const char* part : {"root", "log"}) std::filesystem::create_directories(directory / part);
+void make_phone_of_version_1(const fs::path& directory) {
+  for (const char* part : {"root", "log"}) fs::create_directories(directory / part);
   vp::Database(directory / "phone.db", vp::Database::Survives::kill, true).execute(R"(
 CREATE TABLE phone(key TEXT PRIMARY KEY, value TEXT NOT NULL) WITHOUT ROWID;
 CREATE TABLE build_property(name TEXT PRIMARY KEY, value TEXT NOT NULL) WITHOUT ROWID;

@@ -25,16 +25,7 @@
 namespace fcx_test {
 namespace {
 
-using testing::ElementsAre;
-using testing::HasSubstr;
-using testing::ThrowsMessage;
-using virtual_phone::Effect;
-using virtual_phone::Error;
-using virtual_phone::Part;
-using virtual_phone::Refused;
-
-namespace fs = std::filesystem;
-namespace vp = virtual_phone;
+using vp::Error;
 
 class VirtualPhone : public PhoneTest {
  protected:

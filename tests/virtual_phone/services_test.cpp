@@ -16,16 +16,10 @@ namespace fcx_test {
 namespace {
 
 using com::qve::config::Features2;
-using testing::ElementsAre;
 using vendor::qve::hardware::filehandle::V1_0::Error;
 using vendor::qve::hardware::filehandle::V1_0::IFileHandle;
 using vendor::qve::hardware::qvatcmd::V1_0::IQvAtCmd;
 using vendor::qve::hardware::qvatcmd::V1_0::QVATCMDRequest;
-using virtual_phone::Access;
-using virtual_phone::Effect;
-
-namespace fs = std::filesystem;
-namespace vp = virtual_phone;
 
 class VirtualAtService : public PhoneTest {
  protected:

@@ -11,12 +11,9 @@
 namespace fcx_test {
 namespace {
 
-using virtual_phone::Effect;
-using virtual_phone::Refused;
-using virtual_phone::SimState;
+using vp::SimState;
 
 namespace request = fcx::request;
-namespace vp = virtual_phone;
 
 constexpr char kIccid[] = "8901410000000000001";
 constexpr char kSlots[2][22] = {"vendor.ril.iccid.sim1", "vendor.ril.iccid.sim2"};

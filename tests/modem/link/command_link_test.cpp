@@ -10,13 +10,9 @@ namespace fcx_test {
 namespace {
 
 using std::string_literals::operator""s;
-using testing::ElementsAre;
-using testing::IsEmpty;
-using testing::SizeIs;
 using vendor::qve::hardware::qvatcmd::V1_0::IQvAtCmd;
 using vendor::qve::hardware::qvatcmd::V1_0::QVATCMDRequest;
 using vendor::qve::hardware::qvatcmd::V1_0::QVATCMDResponse;
-using virtual_phone::Effect;
 
 constexpr int kReadPid = 202;
 constexpr int kWritePid = 203;
@@ -170,7 +166,7 @@ TEST_F(ModemLink, AnAnswerNeverPassesTheCallersBuffer) {
       {Effect::length, INT32_MIN, 0, 0}};
   for (const int number : {kReadPid, kModelName}) {
     for (const auto& [effect, value, length, filling] : cases) {
-      SCOPED_TRACE(virtual_phone::name_of(effect) + std::to_string(value));
+      SCOPED_TRACE(vp::name_of(effect) + std::to_string(value));
       request_fault(number, effect, value);
       std::string expected = number == kReadPid ? "PID1" : "QV-1";
       expected.resize(length, filling);
@@ -287,8 +283,8 @@ TEST_F(ModemLink, AnswersAsNoServiceShouldGiveThem) {
     std::vector<QVATCMDResponse> given;
     for (const auto& [length, text] : c.given) given.push_back({0, length, 9, text});
     const android::sp<Giving> service(new (std::nothrow) Giving(given));
-    virtual_phone::register_service(IQvAtCmd::descriptor, "atservice",
-                                    [service](virtual_phone::Phone&) { return service; });
+    vp::register_service(IQvAtCmd::descriptor, "atservice",
+                         [service](vp::Phone&) { return service; });
     given.empty() ? expect_refused(1000, 1) : expect_answer(1000, c.answer, 9);
     _exit(HasFailure() ? 1 : 0);
   };
@@ -328,7 +324,7 @@ class Echoing : public IQvAtCmd {
 TEST_F(ModemLink, SystemRequestsOfTwoThreadsGetTheirOwnAnswers) {
   // In a process of its own, as above.
   const auto ask_beside_another = [this] {
-    virtual_phone::register_service(IQvAtCmd::descriptor, "atservice", [](virtual_phone::Phone&) {
+    vp::register_service(IQvAtCmd::descriptor, "atservice", [](vp::Phone&) {
       return android::sp<Echoing>(new (std::nothrow) Echoing);
     });
     const auto ask_often = [this](const char* payload) {
@@ -484,8 +480,7 @@ TEST_F(BulkTransfer, EndsWithTheFirstRequestThatFails) {
   // The second piece fails: the first is kept.
   clear_faults();
   send_modem_data(buffer_.data(), 600);
-  using virtual_phone::Part, virtual_phone::Access;
-  virtual_phone::set_fault(phone(), {0, Part::request, "156", Access::any, Effect::fail, 2, {}, 2});
+  fault(Part::request, "156", Effect::fail, 2, Access::any, {}, 2);
   EXPECT_EQ(std::pair(2, 255), receive_after(0));
   EXPECT_EQ("I Fcx: receive_modem_data Return error:2\n", lines().back());
 }

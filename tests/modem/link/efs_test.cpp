@@ -8,9 +8,6 @@
 namespace fcx_test {
 namespace {
 
-using testing::SizeIs;
-using virtual_phone::Effect;
-
 constexpr int kEfs = 401;
 constexpr int kMost = 2032;  // bytes of a file in one request
 

@@ -10,9 +10,7 @@
 namespace fcx_test {
 namespace {
 
-using testing::SizeIs;
-using virtual_phone::Effect;
-using virtual_phone::NvState;
+using vp::NvState;
 
 constexpr uint16_t kItem = 0x1234;
 constexpr int kReadNv = 550;
@@ -31,12 +29,10 @@ class NvItems : public PhoneTest {
 
 // The first test, each case in a process of its own: one that has its packets keeps them.
 TEST_F(NvItems, WithoutAPacketNothingIsSent) {
-  using virtual_phone::Access, virtual_phone::Part;
   const auto ask_without = [this](int packets) {
-    virtual_phone::select(directory());
+    vp::select(directory());
     requests();
-    virtual_phone::set_fault(
-        phone(), {0, Part::service, "diag", Access::any, Effect::absent, 0, {}, packets + 1});
+    fault(Part::service, "diag", Effect::absent, 0, Access::any, {}, packets + 1);
     Bytes bytes = filled(0);
     EXPECT_EQ(-1, qve_diag_nvread(kItem, bytes.data()));
     EXPECT_EQ(-1, qve_diag_nvwrite(kItem, bytes.data()));
@@ -78,8 +74,8 @@ TEST_F(NvItems, TwoThreadsReadBackWhatEachHasWritten) {
 }
 
 TEST_F(NvItems, TheModemsStatusIsReturned) {
-  virtual_phone::set_nv_item(phone(), 1, {NvState::inactive, ""});
-  virtual_phone::set_nv_item(phone(), 2, {NvState::failing, ""});
+  vp::set_nv_item(phone(), 1, {NvState::inactive, ""});
+  vp::set_nv_item(phone(), 2, {NvState::failing, ""});
   Bytes bytes = filled(1);
   EXPECT_EQ(5, qve_diag_nvread(1, bytes.data()));
   EXPECT_EQ(filled(0), bytes) << "what came with that status";
@@ -103,7 +99,7 @@ TEST_F(NvItems, AnswersOfAnyLength) {
       {Effect::garbage, 254, 254, 254, 0, 254},
   };
   for (const auto& [effect, value, read, written, arrived, rest] : cases) {
-    SCOPED_TRACE(virtual_phone::name_of(effect) + std::to_string(value));
+    SCOPED_TRACE(vp::name_of(effect) + std::to_string(value));
     for (const int request : {kReadNv, kWriteNv}) request_fault(request, effect, value);
     Bytes bytes = filled(0xEE), expected = filled(rest);
     std::fill_n(expected.begin(), arrived, uint8_t{9});
