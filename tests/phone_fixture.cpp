@@ -10,7 +10,6 @@
 #include "fcx/modem_link.h"
 #include "fcx/service_handler.h"
 #include "fcx/single_binary.h"
-#include "virtual_phone/core/clock.h"
 #include "virtual_phone/core/events.h"
 #include "virtual_phone/core/item_store.h"
 #include "virtual_phone/core/properties.h"

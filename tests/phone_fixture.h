@@ -11,8 +11,10 @@
 #include <thread>
 #include <vector>
 
+#include "fcx/background.h"
 #include "fcx/factory_item_table.h"
 #include "fcx/qvcmd.h"
+#include "virtual_phone/core/clock.h"
 #include "virtual_phone/core/log_buffer.h"
 #include "virtual_phone/core/phone.h"
 #include "virtual_phone/faults/faults.h"

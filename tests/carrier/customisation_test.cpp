@@ -1,13 +1,10 @@
 // Files of the customisation package in both modes, and the start-up probes.
-#include "fcx/customisation.h"
 #include "fcx/factory_item_table.h"
 
 #include <libxml/tree.h>
 
 #include <memory>
-#include <sstream>
 
-#include "fcx/mcc_lookup.h"
 #include "tests/carrier/fixture.h"
 
 namespace fcx_test {

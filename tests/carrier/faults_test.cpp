@@ -3,8 +3,6 @@
 #include <libxml/tree.h>
 #include <sys/stat.h>
 
-#include "fcx/customisation.h"
-#include "modem/link/requests.h"
 #include "tests/carrier/fixture.h"
 #include "virtual_phone/core/properties.h"
 

@@ -1,17 +1,8 @@
 #include "tests/carrier/fixture.h"
 
-#include <sstream>
-
-#include "fcx/background.h"
-#include "fcx/customisation.h"
 #include "fcx/factory_items.h"
-#include "fcx/mcc_lookup.h"
 #include "fcx/modem_link.h"
-#include "fcx/network_code.h"
-#include "fcx/single_binary.h"
-#include "modem/link/requests.h"
 #include "virtual_phone/core/properties.h"
-#include "virtual_phone/modem/sim.h"
 
 namespace fcx_test {
 namespace {

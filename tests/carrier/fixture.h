@@ -2,8 +2,15 @@
 #pragma once
 
 #include <functional>
+#include <sstream>
 
+#include "fcx/customisation.h"
+#include "fcx/mcc_lookup.h"
+#include "fcx/network_code.h"
+#include "fcx/single_binary.h"
+#include "modem/link/requests.h"
 #include "tests/phone_fixture.h"
+#include "virtual_phone/modem/sim.h"
 
 namespace fcx_test {
 

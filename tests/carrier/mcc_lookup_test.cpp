@@ -1,10 +1,7 @@
 // MCCs: from calling codes, from network codes, and to countries.
-#include "fcx/mcc_lookup.h"
 
 #include <map>
-#include <sstream>
 
-#include "fcx/customisation.h"
 #include "tests/carrier/fixture.h"
 
 namespace {

@@ -1,7 +1,5 @@
 // A network code that somebody rewrites.
-#include "fcx/network_code.h"
 
-#include "fcx/single_binary.h"
 #include "tests/carrier/fixture.h"
 
 namespace fcx_test {

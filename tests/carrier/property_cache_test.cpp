@@ -1,5 +1,4 @@
 // The persistent property cache: a file for each property.
-#include "fcx/single_binary.h"
 #include "tests/carrier/fixture.h"
 
 namespace {

@@ -1,10 +1,6 @@
 // Encrypted starts: the carrier is restored while the framework is awaited.
-#include <thread>
 
-#include "fcx/background.h"
-#include "fcx/single_binary.h"
 #include "tests/carrier/fixture.h"
-#include "virtual_phone/core/clock.h"
 
 namespace {
 

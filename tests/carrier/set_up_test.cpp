@@ -1,6 +1,5 @@
 // The set-up decision, step by step: what the network code, the user interface, the test mode and
 // earlier starts decide, and what the SIM adds.
-#include "fcx/single_binary.h"
 #include "tests/carrier/fixture.h"
 
 namespace {

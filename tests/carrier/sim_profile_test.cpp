@@ -1,6 +1,4 @@
 // The SIM auto profile, and what the package has for its carrier: features and client identifiers.
-#include "fcx/customisation.h"
-#include "fcx/single_binary.h"
 #include "tests/carrier/fixture.h"
 
 namespace {

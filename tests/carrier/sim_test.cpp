@@ -1,8 +1,4 @@
 // Reading the SIM: from the modem, and on a MediaTek chipset from what the radio layer publishes.
-#include "virtual_phone/modem/sim.h"
-#include "fcx/customisation.h"
-#include "fcx/single_binary.h"
-#include "modem/link/requests.h"
 #include "tests/carrier/fixture.h"
 
 namespace {

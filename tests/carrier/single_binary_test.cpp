@@ -1,8 +1,5 @@
 // The threads of carrier set-up: whole starts of the ready-made phones, a row for each step, and
 // how long a SIM is waited for. The form of a story is told at story_of().
-#include "fcx/single_binary.h"
-
-#include <sstream>
 
 #include "tests/carrier/fixture.h"
 

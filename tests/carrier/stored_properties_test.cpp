@@ -1,5 +1,4 @@
 // What cannot be kept at once.
-#include "fcx/single_binary.h"
 #include "tests/carrier/fixture.h"
 
 namespace fcx_test {

@@ -4,7 +4,6 @@
 #include <cerrno>
 #include <limits>
 #include <mutex>
-#include <thread>
 
 #include "common/deadline.h"
 #include "platform/thread_annotations.h"

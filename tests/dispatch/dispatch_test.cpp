@@ -4,7 +4,6 @@
 #include <set>
 #include <sstream>
 
-#include "fcx/background.h"
 #include "fcx/command_table.h"
 #include "fcx/service_handler.h"
 #include "tests/dispatch/command_test.h"
@@ -201,8 +200,7 @@ const Writing kWritings[] = {
     {4419, "yes", kAgree, kClears, 0, "", 1, "",
      "write_agree_factory: mnt/vendor/persist-qv/agree_factory: Input/output error\n"},
     {4418, "", kAgree, kClears, 0, "yes", 0, "",
-     "I Diag_Lib: Cannot open path : mnt/vendor/persist-qv/agree_factory"},
-};
+     "I Diag_Lib: Cannot open path : mnt/vendor/persist-qv/agree_factory"}};
 
 /// What is wrong with a response that was full of kUntouched's bytes, or "".
 std::string mistake(const qvcmd_response& response, bool clears, int32_t result, const char* text) {

@@ -26,8 +26,7 @@ const std::tuple<int32_t, int, size_t, const char*, std::string> kTextCommands[]
     {4298, 215, 16, "", "I Diag_Lib: IMAGE_NAME : 215 (A1)\n"},
     {4404, 420, 30, "000000000000000", "I Diag_Lib: Read sku: A1\n"},
     {4407, 251, 128, "", ""},
-    {4417, 152, 8, "", "I Diag_Lib: fusion_modem_disable : A1\n"},
-};
+    {4417, 152, 8, "", "I Diag_Lib: fusion_modem_disable : A1\n"}};
 
 TEST_F(ItemHandlers, AnswerAnItemsTextOrItsDefault) {
   const auto with_text = [](std::string line, const std::string& text) {
@@ -66,8 +65,7 @@ TEST_F(ItemHandlers, WritesStoreTextWithoutATailOfTheOldOne) {
       {4416, 152, 8, "1", {}},
       {4408, 251, 128, "11", {}},
       {4231, 212, 256, "PASS", {saat}},
-      {4241, 300, 4, "1A", {}},
-  };
+      {4241, 300, 4, "1A", {}}};
   for (const auto& [opcode, number, length, text, written] : cases) {
     SCOPED_TRACE(opcode);
     set_item(number, std::string(length, 'z') + "!");

@@ -28,8 +28,7 @@ TEST_F(ModemHandlers, TheAutomaticWriteTellsItsAnswersApart) {
       {kWrongDigit, Effect::longer, 20, QVCMD_FAIL, "Digit Error."},
       {kImei, Effect::longer, 14, QVCMD_FAIL, "Unknown Error :("},
       {"1", Effect::longer, 17, QVCMD_FAIL, "Unknown Error :("},
-      {kImei, Effect::empty, 0, QVCMD_FAIL, "Unknown Error :("},
-  };
+      {kImei, Effect::empty, 0, QVCMD_FAIL, "Unknown Error :("}};
   for (const auto& [imei, effect, value, result, line] : cases) {
     request_fault(116, effect, value);
     EXPECT_EQ(result, send(4064, imei).result) << line;

@@ -39,8 +39,7 @@ constexpr std::tuple<int, int (*)(), int (*)(int)> kFlags[] = {
     {218, get_use_fsg_count, set_use_fsg_count},
     {221, get_fsg_wp_status, set_fsg_wp_status},
     {223, get_ship_mode_status, set_ship_mode_status},
-    {410, get_copy_preload_status, set_copy_preload_status},
-};
+    {410, get_copy_preload_status, set_copy_preload_status}};
 
 TEST_F(FactoryItems, FlagsAreOneRawByteOfTheirOwnItem) {
   for (const auto& [index, get, set] : kFlags) {
@@ -71,8 +70,7 @@ constexpr std::tuple<int, size_t, int (*)(char*), int (*)(const char*)> kTexts[]
     {207, 20, get_meid_ftm_item, set_meid_ftm_item},
     {211, 10, get_ldaf_cal_ftm_item, nullptr},
     {212, 256, get_saatresult, set_saatresult},
-    {251, 128, get_midauto_result, set_midauto_result},
-};
+    {251, 128, get_midauto_result, set_midauto_result}};
 
 TEST_F(FactoryItems, TextsFillTheirItemAndNoByteMore) {
   for (const auto& [index, length, get, set] : kTexts) {

@@ -3,7 +3,6 @@
 
 #include "fcx/network_code.h"
 #include "tests/phone_fixture.h"
-#include "virtual_phone/core/clock.h"
 
 namespace fcx_test {
 namespace {
@@ -34,8 +33,7 @@ TEST_F(IdentityItems, EveryFunctionSendsItsRequestAndNeedsItsPointers) {
       {write_qve_gden_flag, 148, both},  {write_qve_gden, 149, both},
       {read_qve_gden, 150, both},        {write_qve_efsa, 151, both},
       {write_qve_rgrv, 152, both},       {read_qve_rgrv, 153, both},
-      {read_qve_pid, 202, needs_answer}, {write_qve_pid, 203, needs_data},
-  };
+      {read_qve_pid, 202, needs_answer}, {write_qve_pid, 203, needs_data}};
   char data[] = "1";
   char answer[QVCMD_DATA_SIZE];
   for (const auto& [function, number, needs] : cases) {
@@ -94,8 +92,7 @@ TEST_F(IdentityItems, WhatTheModemDidNotAcceptIsNotMirrored) {
       {116, "49015420323751", {0, "IMEI WRITE ERROR"}},
       {118, kImei, {0, "IMEI WRITE OK"}},  // another slot's
       {120, kImei, {0, "IMEI WRITE OK"}},
-      {994, kImei, {2, ""}},
-  };
+      {994, kImei, {2, ""}}};
   set_item(item::imei, "old");
   for (const auto& [number, imei, answer] : cases) {
     EXPECT_EQ(answer, call(write_qve_imei, imei, number)) << number;
@@ -134,8 +131,7 @@ TEST_F(IdentityItems, TheCheckDigit) {
       {"490154203237518", 14, "490154203237518"}, {"490154203237510", 15, "490154203237518"},
       {"49015420323751?", 14, "490154203237518"}, {"000000000000009", 14, "000000000000000"},
       {"100000000000008", 14, "100000000000009"}, {"050000000000000", 14, "050000000000009"},
-      {"999999999999990", 14, "999999999999994"}, {"490154203237518", 100, "490154203237518"},
-  };
+      {"999999999999990", 14, "999999999999994"}, {"490154203237518", 100, "490154203237518"}};
   for (const auto& [given, len, expected] : cases) {
     std::vector<char> imei(given, given + 16);
     make_imei_chksum(imei.data(), len);

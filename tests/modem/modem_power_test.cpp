@@ -1,9 +1,7 @@
 // Modem reset and readiness.
 #include "fcx/modem_power.h"
 
-#include "fcx/background.h"
 #include "tests/phone_fixture.h"
-#include "virtual_phone/core/clock.h"
 
 namespace fcx_test {
 namespace {

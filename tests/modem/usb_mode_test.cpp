@@ -1,9 +1,7 @@
 // USB lock, path and mode.
 #include "fcx/usb_mode.h"
 
-#include "fcx/background.h"
 #include "tests/phone_fixture.h"
-#include "virtual_phone/core/clock.h"
 
 namespace fcx_test {
 namespace {

@@ -1,5 +1,4 @@
 // Faults: which are refused, which accesses they strike, and when.
-#include "virtual_phone/faults/faults.h"
 
 #include <cutils/android_reboot.h>
 #include <hardware_legacy/power.h>
@@ -14,7 +13,6 @@
 #include "platform/factory_item_library.h"
 #include "platform/modem_interface.h"
 #include "tests/phone_fixture.h"
-#include "virtual_phone/core/clock.h"
 
 namespace fcx_test {
 namespace {
@@ -36,8 +34,7 @@ constexpr std::pair<FileOperation, Access> kOfAFile[] = {
     {FileOperation::chmod, Access::chmod},
     {FileOperation::chown, Access::chown},
     {FileOperation::mkdir, Access::mkdir},
-    {FileOperation::seek, Access::seek},
-};
+    {FileOperation::seek, Access::seek}};
 
 class Faults : public PhoneTest {
  protected:
@@ -81,8 +78,7 @@ TEST_F(Faults, ThatCannotStrikeAreRefused) {
       {{0, Part::service, "modem", kAny, Effect::dies, 0, {}},
        "Services: dmi, diag, atservice, filehandle, reboot, wakelock"},
       {{0, Part::service, "reboot", kAny, Effect::dies, 0, {}}, "cannot break off"},
-      {{0, Part::service, "wakelock", kAny, Effect::dies, 0, {}}, "cannot break off"},
-  };
+      {{0, Part::service, "wakelock", kAny, Effect::dies, 0, {}}, "cannot break off"}};
   for (const auto& [fault, why] : cases) expect_refused(fault, why);
   for (const auto& [request, why] :
        {std::pair("100", "the modem does not know request 100: it has no answer"),
@@ -126,8 +122,7 @@ TEST_F(Faults, MayStandOnBothSidesOfEachLimit) {
       {Part::request, "117", Effect::fail, INT32_MIN, INT32_MAX, "of 32 bits"},
       {Part::request, "117", Effect::length, INT32_MIN, INT32_MAX, "of 32 bits"},
       {Part::request, "117", Effect::longer, 1, 65536, "a number of bytes"},
-      {Part::request, "117", Effect::garbage, 0, 255, "a byte"},
-  };
+      {Part::request, "117", Effect::garbage, 0, 255, "a byte"}};
   for (const auto& [part, target, effect, lowest, highest, what] : cases) {
     for (const int64_t value : {lowest, highest}) set(part, target, Access::any, effect, value);
     for (const int64_t value : {lowest - 1, highest + 1}) {
@@ -206,8 +201,7 @@ TEST_F(Faults, OfAServiceAreMetAtItsLookupOrAtACall) {
          return at->request({4063, 0, ""}, [](const auto&) {}).isOk();
        }},
       {"filehandle", [] { return IFileHandle::getService("default") != nullptr; },
-       [&] { return files->readFile("/a", [](const auto&, auto) {}).isOk(); }},
-  };
+       [&] { return files->readFile("/a", [](const auto&, auto) {}).isOk(); }}};
   for (const auto& [service, is_found, answers] : cases) {
     SCOPED_TRACE(service);
     for (const Effect effect : {Effect::dies, Effect::absent}) {
@@ -228,8 +222,7 @@ TEST_F(Faults, OfRebootAndWakeLockLeaveNoTrace) {
   const std::pair<const char*, int (*)()> calls[] = {
       {"reboot", [] { return android_reboot(ANDROID_RB_POWEROFF, 0, nullptr); }},
       {"wakelock", [] { return acquire_wake_lock(PARTIAL_WAKE_LOCK, "a"); }},
-      {"wakelock", [] { return release_wake_lock("a"); }},
-  };
+      {"wakelock", [] { return release_wake_lock("a"); }}};
   set_property("vendor.a", "1");
   for (const auto& [service, call] : calls) {
     service_fault(service, Effect::absent);

@@ -27,14 +27,12 @@ using vendor::qve::hardware::qvatcmd::V1_0::QVATCMDRequest;
 TEST(HidlString, HoldsWhatItWasGiven) {
   const std::string with_nul("a\0b", 3);
   const std::string large(70000, 'x');
-  const std::pair<hidl_string, std::string> cases[] = {
-      {{}, ""},
-      {static_cast<const char*>(nullptr), ""},
-      {"text", "text"},
-      {{"text", 2}, "te"},
-      {with_nul, with_nul},
-      {large, large},
-  };
+  const std::pair<hidl_string, std::string> cases[] = {{{}, ""},
+                                                       {static_cast<const char*>(nullptr), ""},
+                                                       {"text", "text"},
+                                                       {{"text", 2}, "te"},
+                                                       {with_nul, with_nul},
+                                                       {large, large}};
   for (const auto& [text, content] : cases) {
     EXPECT_EQ(content, std::string(text));
     EXPECT_EQ('\0', text.c_str()[text.size()]) << content;
@@ -84,8 +82,7 @@ TEST_F(HidlDeathTest, WhatCouldMisleadAborts) {
       {"only described", [](Failure&& it) { it.description(); }, "Nobody asked"},
       {"moved on", [](Failure&& it) { const Failure moved = std::move(it); }, "Nobody asked"},
       {"overwritten", [](Failure&& it) { it = 1; }, "Nobody asked"},
-      {"its value taken", [](Failure&& it) { static_cast<void>(int32_t{it}); }, "value was taken"},
-  };
+      {"its value taken", [](Failure&& it) { static_cast<void>(int32_t{it}); }, "value was taken"}};
   for (const auto& each : cases) {
     const auto fail = [&] { std::get<1>(each)(Status::fromStatusT(android::DEAD_OBJECT)); };
     EXPECT_EXIT(fail(), testing::KilledBySignal(SIGABRT), std::get<2>(each)) << std::get<0>(each);
@@ -136,8 +133,7 @@ TEST_F(HidlServices, WhatAFactoryGivesMayBeNoService) {
        "find_service: the modem burns"},
       {[&](auto&) { return echo_; },
        "The service odd is no " + std::string(IFileHandle::descriptor) + "."},
-      {[](auto&) { return nullptr; }, ""},
-  };
+      {[](auto&) { return nullptr; }, ""}};
   for (const auto& [factory, said] : cases) {
     entries();
     vp::register_service(IFileHandle::descriptor, "odd", factory);

@@ -1,16 +1,13 @@
 // The bench's modem, asked over its direct interface as the library asks it.
-#include "virtual_phone/modem/modem.h"
 
 #include <fcntl.h>
 
 #include <cstring>
-#include <thread>
 
 #include "modem/link/requests.h"
 #include "platform/diag_packets.h"
 #include "platform/modem_interface.h"
 #include "tests/phone_fixture.h"
-#include "virtual_phone/core/clock.h"
 #include "virtual_phone/modem/sim.h"
 
 namespace fcx_test {
@@ -59,33 +56,30 @@ TEST_F(VirtualModem, KeepsWhatItIsGiven) {
       {152, 153, "RGRV READ ERROR", "r", "RGRV WRITE OK"},
       {101, 102, "IMPL READ ERROR", "1", "IMPL WRITE OK"},
       {108, 109, "FUSG READ ERROR", "1", "FUSG WRITE OK"},
-      {105, 106, "IDDE READ ERROR", "record", "IDDE OK"},
-  };
+      {105, 106, "IDDE READ ERROR", "record", "IDDE OK"}};
   for (const auto& [write, read, unread, value, done] : values) {
     EXPECT_EQ(unread, ask(read).text()) << read;
     EXPECT_EQ(done, ask(write, value).text()) << write;
   }
   using std::string_literals::operator""s;
-  const Step steps[] = {
-      {116, "490154203237511", "CHECK DIGIT ERROR"},
-      {116, "490154203237508", "CHECK DIGIT ERROR"},
-      {116, "49015420323751", "IMEI WRITE ERROR"},
-      {116, "4901542032375180", "IMEI WRITE ERROR"},
-      {116, "49015420323751A", "IMEI WRITE ERROR"},
-      {116, kImei + "\0"s, "IMEI WRITE OK"},  // its NUL travels too
-      {203, std::string(31, 'p'), "PID WRITE ERROR"},
-      {203, "", "PID WRITE ERROR"},
-      {114, std::string(129, 'r'), "PID2 WRITE ERROR"},
-      {148, "1", "GDEN WRITE OK"},  // a value of its own
-      {151, "e", "EFSA WRITE OK"},
-      {151, "\0e"s, "EFSA WRITE ERROR"},
-      {105, "", "IDDE ERROR"},
-      {610, "\1", "\0"s},
-      {610, "\2", "\xFF"},
-      {100, "", "code 2"},
-      {1006, "", "code 2"},
-      {-1, "", "code 2"},
-  };
+  const Step steps[] = {{116, "490154203237511", "CHECK DIGIT ERROR"},
+                        {116, "490154203237508", "CHECK DIGIT ERROR"},
+                        {116, "49015420323751", "IMEI WRITE ERROR"},
+                        {116, "4901542032375180", "IMEI WRITE ERROR"},
+                        {116, "49015420323751A", "IMEI WRITE ERROR"},
+                        {116, kImei + "\0"s, "IMEI WRITE OK"},  // its NUL travels too
+                        {203, std::string(31, 'p'), "PID WRITE ERROR"},
+                        {203, "", "PID WRITE ERROR"},
+                        {114, std::string(129, 'r'), "PID2 WRITE ERROR"},
+                        {148, "1", "GDEN WRITE OK"},  // a value of its own
+                        {151, "e", "EFSA WRITE OK"},
+                        {151, "\0e"s, "EFSA WRITE ERROR"},
+                        {105, "", "IDDE ERROR"},
+                        {610, "\1", "\0"s},
+                        {610, "\2", "\xFF"},
+                        {100, "", "code 2"},
+                        {1006, "", "code 2"},
+                        {-1, "", "code 2"}};
   for (const Step& step : steps) {
     EXPECT_EQ(step.answer, ask(step.number, step.payload).text())
         << step.number << " \"" << step.payload << '"';
@@ -172,17 +166,15 @@ std::string nv_data(std::string value, char status) {
 
 TEST_F(VirtualModem, NvItemsAreAskedForByPackets) {
   vp::set_nv_item(phone(), 0x1234, {NvState::active, "abc"});
-  const Step steps[] = {
-      {550, nv_packet(0x26, 0x1234), nv_data("abc", 0)},
-      {550, nv_packet(0x26, 0x3412), ""},
-      {551, nv_packet(0x27, 5, "new"), nv_data("new", 0)},
-      {550, nv_packet(0x26, 5), nv_data("new", 0)},
-      {550, nv_packet(0x27, 5), "code 1"},
-      {551, nv_packet(0x26, 5), "code 1"},
-      {550, nv_packet(0x26, 5).substr(1), "code 1"},
-      {550, nv_packet(0x26, 5) + "x", "code 1"},
-      {551, "", "code 1"},
-  };
+  const Step steps[] = {{550, nv_packet(0x26, 0x1234), nv_data("abc", 0)},
+                        {550, nv_packet(0x26, 0x3412), ""},
+                        {551, nv_packet(0x27, 5, "new"), nv_data("new", 0)},
+                        {550, nv_packet(0x26, 5), nv_data("new", 0)},
+                        {550, nv_packet(0x27, 5), "code 1"},
+                        {551, nv_packet(0x26, 5), "code 1"},
+                        {550, nv_packet(0x26, 5).substr(1), "code 1"},
+                        {550, nv_packet(0x26, 5) + "x", "code 1"},
+                        {551, "", "code 1"}};
   for (const Step& step : steps) {
     EXPECT_EQ(step.answer, ask(step.number, step.payload).text()) << &step - steps;
   }
@@ -334,8 +326,7 @@ TEST_F(VirtualModem, FaultsSpoilAnswersAsTheySay) {
       {Effect::shorter, 99, done, true},
       {Effect::longer, 12, done, true},
       {Effect::longer, 15, done + "XX", true},
-      {Effect::garbage, 0xFF, std::string(13, '\xFF'), true},
-  };
+      {Effect::garbage, 0xFF, std::string(13, '\xFF'), true}};
   for (const auto& [effect, value, expected, is_stored] : cases) {
     SCOPED_TRACE(vp::name_of(effect) + std::to_string(value));
     vp::remove_modem_value(phone(), "imei1");
@@ -384,8 +375,7 @@ TEST_F(VirtualModem, ValuesAreChecked) {
       {"impl", "2", "is a flag"},
       {"pid", "", "has 1 to 30 bytes, not 0"},
       {"pid", std::string(31, 'p'), "has 1 to 30 bytes, not 31"},
-      {"imei", kImei, "no value"},
-  };
+      {"imei", kImei, "no value"}};
   for (const auto& row : refused) {
     EXPECT_THAT([&] { vp::check_modem_value(std::get<0>(row), std::get<1>(row)); },
                 ThrowsMessage<Refused>(HasSubstr(std::get<2>(row))))

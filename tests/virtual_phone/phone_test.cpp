@@ -1,5 +1,4 @@
 // The bench's phone: what a real one enforces, and what it must outlive.
-#include "virtual_phone/core/phone.h"
 
 #include <cutils/android_reboot.h>
 #include <cutils/properties.h>
@@ -12,7 +11,6 @@
 
 #include <atomic>
 #include <fstream>
-#include <thread>
 
 #include "platform/factory_item_library.h"
 #include "tests/phone_fixture.h"
@@ -111,8 +109,7 @@ TEST_F(VirtualPhone, ItsEventsSayHowItIsPowered) {
       {ANDROID_RB_RESTART2, "oem-11", "off, reboot: restart, reason oem-11"},
       {ANDROID_RB_RESTART2, "oem-112", "on, reboot: restart, reason oem-112"},
       {ANDROID_RB_POWEROFF, nullptr, "off, reboot: power off"},
-      {ANDROID_RB_THERMOFF, "hot", "off, reboot: thermal power off, reason hot"},
-  };
+      {ANDROID_RB_THERMOFF, "hot", "off, reboot: thermal power off, reason hot"}};
   for (const auto& [command, reason, expected] : cases) {
     EXPECT_EQ(0, android_reboot(command, 0, reason));
     EXPECT_EQ(expected, state());

@@ -81,12 +81,10 @@ TEST_F(VirtualAtService, SavesAndErasesTheLogs) {
 }
 
 TEST_F(VirtualAtService, RequestsThatDoNotSayWhatTheyCarryFail) {
-  const QVATCMDRequest requests[] = {
-      {4063, 2, "Zm9v"},
-      {4063, 4, "Zm9v"},
-      {4063, -1, ""},
-      {4063, 2049, vp::to_base64(std::string(2049, 'x'))},
-  };
+  const QVATCMDRequest requests[] = {{4063, 2, "Zm9v"},
+                                     {4063, 4, "Zm9v"},
+                                     {4063, -1, ""},
+                                     {4063, 2049, vp::to_base64(std::string(2049, 'x'))}};
   for (const QVATCMDRequest& request : requests) {
     EXPECT_EQ("1 0 ", call(request)) << request.data_len << " " << request.data.c_str();
   }
@@ -103,14 +101,12 @@ TEST_F(VirtualAtService, FaultsSpoilAnswersAsTheySay) {
     Effect effect;
     int64_t value;
     std::string answer;
-  } cases[] = {
-      {Effect::fail, 7, "7 0 "},
-      {Effect::refuse, 0, "1 0 "},
-      {Effect::longer, 4, "0 4 YWJjWA=="},
-      {Effect::longer, 5000, "0 5000 YWJj" + vp::to_base64(std::string(4997, 'X'))},
-      {Effect::length, -2, "0 -2 YWJj"},
-      {Effect::garbage, 0, "0 3 ###"},
-  };
+  } cases[] = {{Effect::fail, 7, "7 0 "},
+               {Effect::refuse, 0, "1 0 "},
+               {Effect::longer, 4, "0 4 YWJjWA=="},
+               {Effect::longer, 5000, "0 5000 YWJj" + vp::to_base64(std::string(4997, 'X'))},
+               {Effect::length, -2, "0 -2 YWJj"},
+               {Effect::garbage, 0, "0 3 ###"}};
   for (const auto& each : cases) {
     request_fault(4063, each.effect, each.value);
     EXPECT_EQ(each.answer, answer(4063)) << vp::name_of(each.effect);
@@ -183,8 +179,7 @@ TEST_F(VirtualOverlay, OnlySystemAndProductTreesAreRead) {
       {"/mnt/product/OP/a", "/mnt/product/OP/a"},
       {"//product/./x/..//a", "/product/a"},
       {"/../../product/a", "/product/a"},
-      {std::string("/product/a\0/b", 13), "/product/a"},
-  };
+      {std::string("/product/a\0/b", 13), "/product/a"}};
   for (const auto& [path, said] : allowed) EXPECT_EQ(said, read(path)) << path;
   for (const char* path : {"/oem/OP/a", "/mnt/vendor/product/a", "/data/a", "/productx/a", "",
                            "/product/../data/a", "/product/../outside", "product/a", "/product"}) {
@@ -213,8 +208,7 @@ TEST_F(VirtualOverlay, ItsFilesFailAsTheFaultsSay) {
       {Access::read, Effect::fail, EIO, error_text(Error::IO)},
       {Access::any, Effect::shorter, 4, error_text(Error::IO)},
       {Access::any, Effect::shorter, 7, "abcdef"},
-      {Access::write, Effect::fail, EIO, "abcdef"},
-  };
+      {Access::write, Effect::fail, EIO, "abcdef"}};
   for (const auto& [access, effect, value, said] : cases) {
     fault(vp::Part::file, "/product/a", effect, value, access);
     EXPECT_EQ(said, read("/product/x/../a")) << vp::name_of(effect) << value;
@@ -224,9 +218,8 @@ TEST_F(VirtualOverlay, ItsFilesFailAsTheFaultsSay) {
 
 TEST_F(VirtualOverlay, TheProductSaysWhetherItHasOne) {
   const std::pair<const char*, std::optional<bool>> cases[] = {
-      {"true", true},         {"1", true},           {"false", false},   {"0", false},
-      {"TRUE", std::nullopt}, {"yes", std::nullopt}, {"", std::nullopt},
-  };
+      {"true", true},         {"1", true},           {"false", false},  {"0", false},
+      {"TRUE", std::nullopt}, {"yes", std::nullopt}, {"", std::nullopt}};
   for (const auto& [value, has_one] : cases) {
     set_build_property("ro.vendor.qve.product.overlayfs", value);
     EXPECT_EQ(has_one, Features2::product_overlayfs()) << value;

@@ -99,8 +99,7 @@ TEST_F(VirtualSim, TheRadioLayerOfAMediaTekChipsetPublishesIt) {
       {{SimState::inserted, std::string(92, '8'), 0}, "N/A NODEF"},
       {{SimState::inserted, std::string("8\0", 2), 0}, "N/A NODEF"},
       {{SimState::absent, "", 0}, "NODEF NODEF"},
-      {{SimState::error, kIccid, 0}, "N/A N/A"},
-  };
+      {{SimState::error, kIccid, 0}, "N/A N/A"}};
   for (const auto& [sim, expected] : cases) {
     vp::set_sim(phone(), sim);
     EXPECT_EQ(expected, published());

@@ -92,12 +92,11 @@ TEST_F(NvItems, AnswersOfAnyLength) {
   // What reading and writing return, the bytes that arrive in the buffer, and the rest of it: EE
   // where nothing arrives.
   const std::tuple<Effect, int64_t, int, int, int, uint8_t> cases[] = {
-      {Effect::empty, 0, 5, 0, 0, 0xEE},        {Effect::shorter, 1, 0, 0, 1, 0},
-      {Effect::shorter, 128, 0, 0, 128, 0},     {Effect::longer, 2048, 0, 0, 128, 0},
-      {Effect::longer, 2049, 4, 4, 0, 0xEE},    {Effect::length, 1, 0, 0, 1, 0},
-      {Effect::length, -1, 4, 4, 0, 0xEE},      {Effect::fail, 1, 4, 4, 0, 0xEE},
-      {Effect::garbage, 254, 254, 254, 0, 254},
-  };
+      {Effect::empty, 0, 5, 0, 0, 0xEE},       {Effect::shorter, 1, 0, 0, 1, 0},
+      {Effect::shorter, 128, 0, 0, 128, 0},    {Effect::longer, 2048, 0, 0, 128, 0},
+      {Effect::longer, 2049, 4, 4, 0, 0xEE},   {Effect::length, 1, 0, 0, 1, 0},
+      {Effect::length, -1, 4, 4, 0, 0xEE},     {Effect::fail, 1, 4, 4, 0, 0xEE},
+      {Effect::garbage, 254, 254, 254, 0, 254}};
   for (const auto& [effect, value, read, written, arrived, rest] : cases) {
     SCOPED_TRACE(vp::name_of(effect) + std::to_string(value));
     for (const int request : {kReadNv, kWriteNv}) request_fault(request, effect, value);
