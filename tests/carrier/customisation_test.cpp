@@ -1,6 +1,4 @@
 // Files of the customisation package in both modes, and the start-up probes.
-#include "fcx/factory_item_table.h"
-
 #include <libxml/tree.h>
 
 #include <memory>

@@ -1,7 +1,6 @@
 // Starts in which something fails: what could not be read, kept or published is made up for by the
 // next ones, and nothing is taken for absent because it could not be read.
 #include <libxml/tree.h>
-#include <sys/stat.h>
 
 #include "tests/carrier/fixture.h"
 #include "virtual_phone/core/properties.h"
@@ -270,26 +269,6 @@ TEST_F(LeftWaiting, ANetworkCodeThatCannotBeReadChangesNoList) {
   EXPECT_EQ("234", property("persist.vendor.qve.first-mcc")) << "no later start would settle it";
 }
 
-/// Puts something that is no file in a device file's place.
-void make_pipe(const fs::path& path) {
-  fs::create_directories(path.parent_path());
-  fs::remove(path);
-  ASSERT_EQ(0, mkfifo(path.c_str(), 0666));
-}
-
-TEST_F(StartFaults, NothingWaitsForWhatIsNoFile) {
-  for (const ReadyMade& each : kPhones) {
-    for (const std::string& path : files_of(each)) {
-      use_profile(each.profile);
-      if (fs::is_directory(file(path.c_str()))) continue;
-      const fs::path overlaid = (phone().directory() / "overlay").string() + path;
-      make_pipe(fs::exists(overlaid) ? overlaid : file(path.c_str()));
-      boot();
-      EXPECT_EQ("234", property("persist.vendor.qve.first-mcc")) << each.profile << path;
-    }
-  }
-}
-
 TEST_F(StartFaults, AnEndlessOrHugeFileIsNoPackage) {
   constexpr char kCodes[] = "/oem/OP/OPEN_EU/config/carrier_code.xml";
   const auto what_is_said = [&] {
@@ -311,17 +290,15 @@ TEST_F(StartFaults, AnEndlessOrHugeFileIsNoPackage) {
 }
 
 TEST_F(StartFaults, AnEncodingThatNoPhoneReadsIsRefusedEverywhere) {
-  const struct {
-    const char* encoding;
-    bool is_read;
-  } cases[] = {{"UTF-8", true},         {"utf-8", true},      {"ISO-8859-1", true},
-               {"iso-8859-15", true},   {"US-ASCII", true},   {"ISO-8859-2", false},
-               {"windows-1252", false}, {"Shift_JIS", false}, {"no-such-thing", false}};
+  const std::pair<const char*, bool> cases[] = {
+      {"UTF-8", true},         {"utf-8", true},      {"ISO-8859-1", true},
+      {"iso-8859-15", true},   {"US-ASCII", true},   {"ISO-8859-2", false},
+      {"windows-1252", false}, {"Shift_JIS", false}, {"no-such-thing", false}};
   constexpr char kFile[] = "/oem/OP/a.xml";
-  for (const auto& each : cases) {
-    place(kFile, std::string("<?xml version=\"1.0\" encoding=\"") + each.encoding + "\"?><a/>");
+  for (const auto& [encoding, is_read] : cases) {
+    place(kFile, std::string("<?xml version=\"1.0\" encoding=\"") + encoding + "\"?><a/>");
     const std::unique_ptr<xmlDoc, void (*)(xmlDoc*)> document(getXmlParseFile(kFile), xmlFreeDoc);
-    EXPECT_EQ(each.is_read, document != nullptr) << each.encoding;
+    EXPECT_EQ(is_read, document != nullptr) << encoding;
   }
 }
 

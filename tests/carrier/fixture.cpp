@@ -155,17 +155,11 @@ int CarrierTest::count(const std::string& story, std::string_view text) {
   return found;
 }
 
-std::string CarrierTest::decision() {
-  return property("persist.vendor.qve.first-mcc") + " " +
-         property("persist.vendor.qve.first-mccmnc") + " " +
-         property("persist.vendor.qve.first-boot") + " " +
-         property("persist.vendor.qve.sim-changed");
-}
-
-std::string CarrierTest::carrier() {
-  return property("persist.vendor.qve.sim.operator") + " " +
-         property("persist.vendor.qve.sim.operator.sub") + " " +
-         property("persist.vendor.qve.sim.country");
+std::string CarrierTest::all_of(std::initializer_list<const char*> names) {
+  std::string values;
+  for (const std::string name : names)
+    values += " " + property(("persist.vendor.qve." + name).c_str());
+  return values.substr(1);
 }
 
 }  // namespace fcx_test

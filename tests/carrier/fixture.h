@@ -64,9 +64,11 @@ class CarrierTest : public PhoneTest {
   static int count(const std::string& story, std::string_view text);
 
   /// The decision: first-mcc, first-mccmnc, first-boot, sim-changed.
-  std::string decision();
+  std::string decision() {
+    return all_of({"first-mcc", "first-mccmnc", "first-boot", "sim-changed"});
+  }
   /// Operator, sub-operator and country of the SIM profile.
-  std::string carrier();
+  std::string carrier() { return all_of({"sim.operator", "sim.operator.sub", "sim.country"}); }
 
   static constexpr char kOneMcc[] = R"("1","310,410,FFFFFFFF,FFFFFFFF,02")";
   static constexpr char kTwoMccs[] =
@@ -87,6 +89,10 @@ class CarrierTest : public PhoneTest {
   static constexpr char kPermProp[] = "/mnt/vendor/persist-qv/kelp/perm.prop";
   static constexpr char kFeatureProp[] = "/mnt/vendor/persist-qv/kelp/feature.prop";
   static constexpr char kStoredCodes[] = "/mnt/vendor/persist-qv/kelp/carrier_code.xml";
+
+ private:
+  /// The values of those properties of "persist.vendor.qve.".
+  std::string all_of(std::initializer_list<const char*> names);
 };
 
 }  // namespace fcx_test

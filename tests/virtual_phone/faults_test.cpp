@@ -17,24 +17,18 @@
 namespace fcx_test {
 namespace {
 
-using fcx::FileOperation;
+using Operation = fcx::FileOperation;
 using vendor::qve::hardware::filehandle::V1_0::IFileHandle;
 using vendor::qve::hardware::qvatcmd::V1_0::IQvAtCmd;
 using vp::Fault;
 
-constexpr std::pair<FileOperation, Access> kOfAFile[] = {
-    {FileOperation::open, Access::open},
-    {FileOperation::read, Access::read},
-    {FileOperation::write, Access::write},
-    {FileOperation::sync, Access::sync},
-    {FileOperation::rename, Access::rename},
-    {FileOperation::sync_directory, Access::sync_directory},
-    {FileOperation::remove, Access::remove},
-    {FileOperation::stat, Access::stat},
-    {FileOperation::chmod, Access::chmod},
-    {FileOperation::chown, Access::chown},
-    {FileOperation::mkdir, Access::mkdir},
-    {FileOperation::seek, Access::seek}};
+constexpr std::pair<Operation, Access> kOfAFile[] = {
+    {Operation::open, Access::open},     {Operation::read, Access::read},
+    {Operation::write, Access::write},   {Operation::sync, Access::sync},
+    {Operation::rename, Access::rename}, {Operation::sync_directory, Access::sync_directory},
+    {Operation::remove, Access::remove}, {Operation::stat, Access::stat},
+    {Operation::chmod, Access::chmod},   {Operation::chown, Access::chown},
+    {Operation::mkdir, Access::mkdir},   {Operation::seek, Access::seek}};
 
 class Faults : public PhoneTest {
  protected:
@@ -51,7 +45,7 @@ class Faults : public PhoneTest {
     char byte = 0;
     return get_ftm_item(9, 1, &byte);
   }
-  static int error_of(FileOperation operation) {
+  static int error_of(Operation operation) {
     return fcx::platform_file_fault("/a//./b", operation).error;
   }
 };
