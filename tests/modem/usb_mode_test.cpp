@@ -35,8 +35,12 @@ TEST_F(UsbMode, ALockThatIsNotThereIsZeroAndOneThatFailsIsNot) {
   fault(Part::file, kLock, Effect::fail, EACCES, Access::open);
   EXPECT_EQ(-1, get_usb_lock());
   EXPECT_EQ(-1, set_usb_lock(1));
+  set_property(kConfig, "factory");
+  EXPECT_EQ(nullptr, usb_path_change_thread(nullptr));
+  EXPECT_EQ("factory", property(kConfig)) << "a path change changes nothing then";
   EXPECT_THAT(lines(), ElementsAre("I Fcx: USB PATH : get_usb_lock FAILED\n",
-                                   "I Fcx: USB PATH : set_usb_lock FAILED\n"));
+                                   "I Fcx: USB PATH : set_usb_lock FAILED\n",
+                                   "I Fcx: USB PATH : get_usb_lock FAILED\n"));
   EXPECT_EQ("0", lock());
   clear_faults();
   fs::remove(file(kLock));
@@ -72,13 +76,6 @@ TEST_F(UsbMode, AStateIsWaitedForAlmostASecond) {
   EXPECT_LT(waited, 21 * 50'000);
 }
 
-TEST_F(UsbMode, APathChangeWithoutALockNodeThatOpensChangesNothing) {
-  fault(Part::file, kLock, Effect::fail, EACCES, Access::open);
-  set_property(kConfig, "factory");
-  EXPECT_EQ(nullptr, usb_path_change_thread(nullptr));
-  EXPECT_EQ("factory", property(kConfig));
-}
-
 TEST_F(UsbMode, ASecondPathChangeIsRefusedAndAStateThatDoesNotComeStopsNothing) {
   fault(Part::property, kUsbState, Effect::fail, 0, Access::read);
   vp::set_clock(vp::Clock::stopped);
@@ -95,40 +92,34 @@ TEST_F(UsbMode, ASecondPathChangeIsRefusedAndAStateThatDoesNotComeStopsNothing) 
   EXPECT_EQ(nullptr, usb_path_change_thread(nullptr)) << "and it can be done again";
 }
 
-constexpr struct Mode {
-  int (*change)();
-  const char* name;
-  bool lock_first;
-  const char* lock;
-  const char* config;
-} kModes[] = {{usb_mode_change_user, "usb_mode_change_user", true, "0", "factory,adb"},
-              {usb_mode_change_factory, "usb_mode_change_factory", false, "1", "factory"},
-              {usb_mode_change_cpdm, "usb_mode_change_cpdm", true, "0", "qmicm,adb"}};
-
 TEST_F(UsbMode, ModesSetTheLockAndTheConfiguration) {
-  for (const Mode& mode : kModes) {
-    SCOPED_TRACE(mode.config);
+  // The function, its name, whether it sets the lock first; what it sets.
+  const std::tuple<int (*)(), std::string, bool, const char*, const char*> modes[] = {
+      {usb_mode_change_user, "usb_mode_change_user", true, "0", "factory,adb"},
+      {usb_mode_change_factory, "usb_mode_change_factory", false, "1", "factory"},
+      {usb_mode_change_cpdm, "usb_mode_change_cpdm", true, "0", "qmicm,adb"}};
+  for (const auto& [change, name, lock_first, lock_then, config] : modes) {
+    SCOPED_TRACE(name);
     set_lock("x");
     fault(Part::property, kConfig, Effect::fail, 0, Access::write);
-    EXPECT_EQ(1, mode.change());
-    EXPECT_EQ(std::string("E Fcx: ") + mode.name + ": " + kConfig + " cannot be set\n",
-              lines().back());
-    EXPECT_EQ(mode.lock_first ? mode.lock : "x", lock());
+    EXPECT_EQ(1, change());
+    EXPECT_EQ("E Fcx: " + name + ": " + kConfig + " cannot be set\n", lines().back());
+    EXPECT_EQ(lock_first ? lock_then : "x", lock());
     clear_faults();
     // Seen while the switch sleeps: the first step is done, the second is not.
     set_lock("x");
     set_property(kConfig, "before");
     vp::set_clock(vp::Clock::stopped);
     const int64_t begin = vp::now_us();
-    std::thread changer([&] { EXPECT_EQ(0, mode.change()); });
+    std::thread changer([&change = change] { EXPECT_EQ(0, change()); });
     EXPECT_TRUE(eventually([&] { return lock() == "0" || property(kConfig) != "before"; }));
-    EXPECT_EQ(mode.lock_first ? "before" : mode.config, property(kConfig));
-    EXPECT_EQ(mode.lock_first ? mode.lock : "x", lock());
+    EXPECT_EQ(lock_first ? "before" : config, property(kConfig));
+    EXPECT_EQ(lock_first ? lock_then : "x", lock());
     vp::set_clock(vp::Clock::fast);
     changer.join();
     EXPECT_GE(vp::now_us() - begin, 100'000);
-    EXPECT_EQ(mode.config, property(kConfig));
-    EXPECT_EQ(mode.lock, lock());
+    EXPECT_EQ(config, property(kConfig));
+    EXPECT_EQ(lock_then, lock());
   }
 }
 

@@ -40,19 +40,11 @@ TEST(HidlString, HoldsWhatItWasGiven) {
   EXPECT_TRUE(cases[4].first == "a" && cases[4].first != "b") << "compared up to the first NUL";
 }
 
-TEST(HidlString, ACopyIsItsOwnAndAMoveLeavesNothing) {
-  hidl_string first = "first";
-  hidl_string second = first;
-  first = "another";
-  EXPECT_EQ("first", std::string(second));
-  first = std::move(second);
-  first = first.c_str() + 1;
-  EXPECT_EQ("irst", std::string(first)) << "a part of itself";
-  const hidl_string taken = std::move(first);
-  EXPECT_EQ("irst", std::string(taken));
-
+TEST(HidlString, ACopyIsItsOwnAndAMoveIsNot) {
   char theirs[] = "theirs";
   hidl_string text = "mine";
+  text = text.c_str() + 1;
+  EXPECT_EQ("ine", std::string(text)) << "a part of itself";
   text.setToExternal(theirs, 6);
   const hidl_string copy = text;
   const hidl_string moved = std::move(text);

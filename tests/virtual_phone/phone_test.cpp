@@ -359,25 +359,5 @@ TEST_F(VirtualPhone, TwoConnectionsWriteOneItem) {
   other.join();
 }
 
-TEST_F(VirtualPhone, AnEntryThatThereIsNoMemoryForIsLost) {
-#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
-  GTEST_SKIP() << "these checks end a process that is out of memory";
-#endif
-  const std::string large(64 << 20, 'x');
-  const rlimit none{1, RLIM_INFINITY};
-  rlimit set{};
-  ASSERT_EQ(0, setrlimit(RLIMIT_AS, &none));
-  ASSERT_EQ(0, getrlimit(RLIMIT_AS, &set));
-  testing::internal::CaptureStderr();
-  for (int i = 0; i < 2; ++i) __android_log_buf_write(3, 4, "Fcx", large.c_str());
-  const rlimit unlimited{RLIM_INFINITY, RLIM_INFINITY};
-  ASSERT_EQ(0, setrlimit(RLIMIT_AS, &unlimited));
-  const std::string said = testing::internal::GetCapturedStderr();
-  if (set.rlim_cur != none.rlim_cur) GTEST_SKIP() << "memory has no limit under an emulator";
-  EXPECT_EQ("virtual phone: log entries are lost: out of memory\n", said) << "once";
-  __android_log_buf_write(3, 4, "Fcx", "after");
-  EXPECT_THAT(lines(), ElementsAre("I Fcx: after"));
-}
-
 }  // namespace
 }  // namespace fcx_test

@@ -249,27 +249,25 @@ class Giving : public IQvAtCmd {
 
 TEST_F(ModemLink, AnswersAsNoServiceShouldGiveThem) {
   const std::string junk(4090, '\n');
-  const struct {
-    const char* what;
-    std::vector<std::pair<int, std::string>> given;  ///< lengths and texts
-    std::string answer;
-  } cases[] = {{"a NUL inside", {{6, "Zm9v\0YmFy"s}}, "foo\0\0\0"s},
-               {"more than 4096 characters", {{6, junk + "Zm9vYmFy"}}, "foob\0\0"s},
-               {"two answers", {{6, "Zm9vYmFy"}, {5, "Zg=="}}, "f\0\0\0\0"s},
-               {"no base64", {{3, "###"}}, "\0\0\0"s},
-               {"no answer", {}, ""}};
+  using Given = std::vector<std::pair<int, std::string>>;  // lengths and texts
+  const std::tuple<const char*, Given, std::string> cases[] = {
+      {"a NUL inside", {{6, "Zm9v\0YmFy"s}}, "foo\0\0\0"s},
+      {"more than 4096 characters", {{6, junk + "Zm9vYmFy"}}, "foob\0\0"s},
+      {"two answers", {{6, "Zm9vYmFy"}, {5, "Zg=="}}, "f\0\0\0\0"s},
+      {"no base64", {{3, "###"}}, "\0\0\0"s},
+      {"no answer", {}, ""}};
   // In a process of its own each, where no later test finds the service.
-  const auto expect_case = [this](const auto& c) {
+  const auto expect_case = [this](const Given& answers, const std::string& expected) {
     std::vector<QVATCMDResponse> given;
-    for (const auto& [length, text] : c.given) given.push_back({0, length, 9, text});
+    for (const auto& [length, text] : answers) given.push_back({0, length, 9, text});
     const android::sp<Giving> service(new (std::nothrow) Giving(given));
     vp::register_service(IQvAtCmd::descriptor, "atservice",
                          [service](vp::Phone&) { return service; });
-    given.empty() ? expect_refused(1000, 1) : expect_answer(1000, c.answer, 9);
+    given.empty() ? expect_refused(1000, 1) : expect_answer(1000, expected, 9);
     _exit(HasFailure() ? 1 : 0);
   };
-  for (const auto& c : cases) {
-    EXPECT_EXIT(expect_case(c), testing::ExitedWithCode(0), "") << c.what;
+  for (const auto& [what, given, answer] : cases) {
+    EXPECT_EXIT(expect_case(given, answer), testing::ExitedWithCode(0), "") << what;
   }
 }
 
