@@ -135,19 +135,10 @@ TEST_F(Customisation, FindsTheFirstLineWithAKey) {
     const std::string path = is_overlay ? "/product/cust.prop" : "/oem/cust.prop";
     place(path, lines);
     const std::pair<const char*, std::string> cases[] = {
-        {"K", "first"},
-        {"", "empty key"},
-        {"empty", ""},
-        {"spaced ", " x "},
-        {"equals", "a=b"},
-        {"nul", "a"},
-        {"after", "it"},
-        {"last", "no newline"},
-        {"no key", "! none"},
-        {"k", "! none"},
-        {"none", "! none"},
-        {"spaced", "! none"},
-        {"long", long_value.substr(0, is_overlay ? 127 : 122)}};
+        {"K", "first"},       {"", "empty key"}, {"empty", ""},      {"spaced ", " x "},
+        {"equals", "a=b"},    {"nul", "a"},      {"after", "it"},    {"last", "no newline"},
+        {"no key", "! none"}, {"k", "! none"},   {"none", "! none"}, {"spaced", "! none"}};
+    EXPECT_EQ(long_value.substr(0, is_overlay ? 127 : 122), value_of(path, "long"));
     for (const auto& [key, value] : cases) EXPECT_EQ(value, value_of(path, key)) << path << key;
     told();
     value_of(path, "K");

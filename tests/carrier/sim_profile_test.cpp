@@ -57,19 +57,15 @@ TEST_F(SimProfile, TheNewerCarrierCodesCount) {
                                   {"2020-06-02", "", "PACKAGE"}};
   set_network_code(kTwoMccs);
   insert_sim(kGermanIccid);
-  for (const bool is_overlay : {false, true}) {
-    if (is_overlay) make_overlay_product();
-    const std::string root = is_overlay ? "/product/OP/EU" : "/oem/OP/EU";
-    use_package(root);
-    for (const auto& [stored_date, package_date, winner] : cases) {
-      fcx_test::write_file(file(kStoredCodes), codes(stored_date, "STORED"));
-      place(root + "/config/carrier_code.xml", codes(package_date, "PACKAGE"));
-      set_property("persist.vendor.qve.first-boot", "0");
-      boot();
-      SCOPED_TRACE(stored_date + std::string(is_overlay ? " overlay " : " ") + package_date);
-      EXPECT_EQ(winner, property("persist.vendor.qve.sim.operator"));
-      EXPECT_EQ(codes(stored_date, "STORED"), content(kStoredCodes)) << "it stays";
-    }
+  use_package();
+  for (const auto& [stored_date, package_date, winner] : cases) {
+    fcx_test::write_file(file(kStoredCodes), codes(stored_date, "STORED"));
+    place("/oem/OP/EU/config/carrier_code.xml", codes(package_date, "PACKAGE"));
+    set_property("persist.vendor.qve.first-boot", "0");
+    boot();
+    SCOPED_TRACE(stored_date + std::string(" ") + package_date);
+    EXPECT_EQ(winner, property("persist.vendor.qve.sim.operator"));
+    EXPECT_EQ(codes(stored_date, "STORED"), content(kStoredCodes)) << "it stays";
   }
 }
 
@@ -113,31 +109,23 @@ TEST_F(SimProfile, ADeniedProfileLeavesTheDefaultCarrier) {
   EXPECT_EQ("DTM DTM_B DE", carrier());
 }
 
-TEST_F(SimProfile, AnOverlaysPackageGivesTheSameFeatures) {
+TEST_F(SimProfile, GivesTheFeaturesOfItsCarrier) {
   constexpr char kFeatures[] = R"(<features><carrier_property fast="DTM" sub="OTHER">
       <string name="persist.vendor.qve.volte" value="0"/></carrier_property>
     <carrier_property fast="DTM"><string name="persist.vendor.qve.volte" value="1"/>
       <string name="ro.com.google.clientidbase" value="dtm"/></carrier_property></features>)";
   set_network_code(kTwoMccs);
   insert_sim(kGermanIccid);
-  for (const bool is_overlay : {false, true}) {
-    SCOPED_TRACE(is_overlay ? "overlay" : "direct");
-    if (is_overlay) make_overlay_product();
-    const std::string root = is_overlay ? "/product/OP/EU" : "/oem/OP/EU";
-    use_package(root);
-    place(root + "/config/feature_code.xml", kFeatures);
-    for (const char* kept : {kPermProp, kFeatureProp}) fs::remove(file(kept));
-    set_all("first-boot= last-iccid= volte=");
-    const std::string story = boot_story();
-    EXPECT_EQ(1, count(story,
-                       "write permanet props: [ro.com.google.clientidbase]: [dtm]\\n | "
-                       "/mnt/vendor/persist-qv/kelp/perm.prop already exists. | "
-                       "~last-iccid=89492000000000000017"));
-    EXPECT_EQ(rows("=ro.com.google.clientidbase=dtm | ~volte=1"), part(story, "=ro.com.google"));
-    EXPECT_EQ("persist.vendor.qve.volte=1\n", content(kFeatureProp));
-    EXPECT_EQ("ro.com.google.clientidbase=dtm\n", content(kPermProp));
-    EXPECT_EQ("(none)", content(kStoredCodes)) << "the copy is gone";
-  }
+  use_package();
+  place("/oem/OP/EU/config/feature_code.xml", kFeatures);
+  const std::string story = boot_story();
+  EXPECT_EQ(1, count(story,
+                     "write permanet props: [ro.com.google.clientidbase]: [dtm]\\n | "
+                     "/mnt/vendor/persist-qv/kelp/perm.prop already exists. | "
+                     "~last-iccid=89492000000000000017"));
+  EXPECT_EQ(rows("=ro.com.google.clientidbase=dtm | ~volte=1"), part(story, "=ro.com.google"));
+  EXPECT_EQ("persist.vendor.qve.volte=1\n", content(kFeatureProp));
+  EXPECT_EQ("ro.com.google.clientidbase=dtm\n", content(kPermProp));
 }
 
 TEST_F(SimProfile, HasAnotherRootThanTheProbeWhereNoneIsSet) {

@@ -56,26 +56,6 @@ TEST_F(VirtualPhone, PropertiesEnforceWhatAPhoneDoes) {
   }
 }
 
-TEST_F(VirtualPhone, AnObserverHearsOfPropertiesInTheirOrder) {
-  std::vector<std::string> heard;
-  vp::observe_properties([&](const vp::PropertyChange& change) {
-    heard.push_back(change.name + ": " + change.before.value_or("-") + " > " + change.after + " " +
-                    get(change.name.c_str()));
-  });
-  property_set("a.b", "1");
-  property_set("a.b", "1");
-  property_set("persist.a", nullptr);
-  property_set("ro.build.type", "user");
-  fault(Part::property, "a.b", Effect::fail, 0);
-  property_set("a.b", "3");
-  EXPECT_THAT(heard, ElementsAre("a.b: - > 1 1", "a.b: 1 > 1 1", "persist.a: - >  "))
-      << "none that was refused";
-
-  vp::observe_properties({});
-  property_set("c.d", "4");
-  EXPECT_THAT(heard, testing::SizeIs(3));
-}
-
 TEST_F(VirtualPhone, ARestartKeepsWhatPersists) {
   for (const char* name : {"persist.a", "persisted.a", "vendor.a", "ro.a"}) property_set(name, "1");
   android_reboot(ANDROID_RB_RESTART2, 0, "fcx");

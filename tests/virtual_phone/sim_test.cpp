@@ -66,24 +66,6 @@ TEST_F(VirtualSim, TheModemReadsWhatIsInserted) {
   EXPECT_FALSE(vp::is_modem_message(request::read_sim, kIccid));
 }
 
-TEST_F(VirtualSim, TheDelayBeginsWithEachStart) {
-  const auto expect_two_polls_and = [&](const char* answer) {
-    EXPECT_EQ(2, vp::polls_to_wait(phone()));
-    EXPECT_EQ("NOT YET", read());
-    vp::Phone other(directory());
-    EXPECT_EQ(1, vp::polls_to_wait(other)) << "kept in the phone";
-    EXPECT_FALSE(vp::poll_sim(other));
-    EXPECT_EQ(answer, read());
-    EXPECT_EQ(0, vp::polls_to_wait(phone()));
-  };
-  vp::set_sim(phone(), {SimState::inserted, kIccid, 2});
-  expect_two_polls_and(kIccid);
-  restart();
-  expect_two_polls_and(kIccid);
-  vp::set_sim(phone(), {SimState::absent, "", 2});
-  expect_two_polls_and("NO SIM ERROR");
-}
-
 TEST_F(VirtualSim, TheRadioLayerOfAMediaTekChipsetPublishesIt) {
   insert_sim(kIccid);
   EXPECT_EQ("N/A N/A", published()) << "another chipset";
@@ -110,16 +92,19 @@ TEST_F(VirtualSim, TheRadioLayerOfAMediaTekChipsetPublishesIt) {
   }
 }
 
-TEST_F(VirtualSim, ADelayKeepsTheRadioLayerSilent) {
-  set_build_property("ro.vendor.qve.chip.vendor", "mtk");
-  for (const bool is_inserted : {true, false}) {
-    const std::string answer = is_inserted ? kIccid + std::string("f") : "NO SIM ERROR";
-    vp::set_sim(phone(), {is_inserted ? SimState::inserted : SimState::absent, kIccid, 2});
+TEST_F(VirtualSim, ADelayBeginsWithEachStartAndKeepsTheRadioLayerSilent) {
+  const std::tuple<const char*, SimState, std::string, std::string> cases[] = {
+      {"qcom", SimState::inserted, "NOT YET", kIccid},
+      {"qcom", SimState::absent, "NOT YET", "NO SIM ERROR"},
+      {"mtk", SimState::inserted, "code 1", kIccid + std::string("f")},
+      {"mtk", SimState::absent, "code 1", "NO SIM ERROR"}};
+  for (const auto& [chip, state, not_yet, answer] : cases) {
+    set_build_property("ro.vendor.qve.chip.vendor", chip);
+    vp::set_sim(phone(), {state, kIccid, 2});
     for (int start = 0; start < 2; ++start) {
       EXPECT_EQ("(not set)", property(kSlots[0])) << "to look is no poll";
-      for (const std::string& said : {std::string("code 1"), std::string("code 1"), answer}) {
-        EXPECT_EQ(said, read()) << answer;
-      }
+      EXPECT_EQ(2, vp::polls_to_wait(phone()));
+      for (const std::string& said : {not_yet, not_yet, answer}) EXPECT_EQ(said, read()) << answer;
       restart();
     }
   }
