@@ -121,6 +121,8 @@ TEST_F(StartFaults, AnyFileThatFailsInAFirstStartIsMadeUpForByTheNext) {
       boot();
       const auto undisturbed = kept();
       ASSERT_EQ(is_stored ? "CR2 CR2_GB IE" : "CR2 CR2_GB GB", carrier());
+      EXPECT_EQ(is_stored ? kNewerCodes : "(none)", content(kStoredCodes))
+          << "no copy of the package's";
       for (const std::string& path : files_of(each)) {
         for (const auto& [access, effect, value] : kFileFaults) {
           begin();

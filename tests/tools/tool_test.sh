@@ -50,7 +50,6 @@ exchange)
   expect 3 '^result +1$' fcx send 3170 fast
   expect 0 'get_csn, set_csn' fcx commands
   expect 0 'rpc_threadpool: 5 threads' fcx send 4056
-  expect 0 'rpc_threadpool +5 threads' fcx events
   ;;
 usage)
   expect 0 'Exit status' fcx --help
@@ -241,7 +240,6 @@ boot)
     report=$output
     also "$@"
   }
-  decision() { sed -n '/"decision": {/,/}/p' <<<"$report"; }
   make() { fcx init --profile "$1" --force >/dev/null; }
 
   make open
@@ -252,7 +250,6 @@ boot)
     '"first_boot": "1"' '"sim_changed": "1"' '"pet_name": "QV 100 EU"' \
     '"client_id": "android-qve-eu"' '"complete": true'
   expect 1 '^$' grep 8944 - <<<"$report"
-  opened=$(decision)
   start 'An earlier start has' 'the SIM of the last' '"sim_changed": "0"' '"android-qve-cr2"'
   expect 0 'inserted, ICCID 89449800000000012349' fcx boot --full
   expect 0 '^carrier +CR2 +persist.vendor.qve.sim.operator$' fcx boot
@@ -269,8 +266,7 @@ boot)
   start 'rewritten: this is a first start again' 'one MCC: 262' '"mcc": "262"'
 
   make overlay
-  start '"access": "overlay"' '"complete": true'
-  diff <(printf '%s\n' "$opened") <(decision) || failures=1
+  start '"access": "overlay"' '"sub_carrier": "CR2_GB"' '"complete": true'
   make mtk
   start 'waits 25 s' 'fast' 'another SIM' 'Set-up is complete, after [0-9.]* s' '"carrier": "NA1"' \
     '"sub_carrier": "NA1_PRE"' '"mcc": "310"' '"android-qve-us"' '"complete": true'
@@ -394,9 +390,7 @@ version)
   also 'Cannot find ap ubid' 'factory item 14 is empty' '^binary revision: 0$'
   ;;
 demo)
-  expect 0 'get_serial_number +0 +QV2006A00123' fcx demo
   expect 0 '"answers"' fcx demo --json
-  expect 0 '^carrier +CR2 ' fcx demo
   if [ -e "$FCX_PHONE" ]; then failures=1; fi
   ;;
 docs)
