@@ -11,9 +11,6 @@
 #include "fcx/service_handler.h"
 #include "fcx/single_binary.h"
 #include "virtual_phone/core/events.h"
-#include "virtual_phone/core/item_store.h"
-#include "virtual_phone/core/properties.h"
-#include "virtual_phone/modem/sim.h"
 
 namespace fcx_test {
 
@@ -69,35 +66,9 @@ qvcmd_response PhoneTest::send_unclean(int32_t opcode, std::string_view payload)
   return response;
 }
 
-std::string PhoneTest::item(int number, size_t length) {
-  return vp::read_items(phone(), number, length);
-}
-
-std::string PhoneTest::item_text(int number) { return item(number, vp::kItemBlock).c_str(); }
-
-void PhoneTest::set_item(int number, std::string_view bytes) {
-  vp::write_item(phone(), number, bytes);
-}
-
 void PhoneTest::fault(Part part, std::string target, Effect effect, int64_t value, Access access,
                       std::optional<int64_t> times, int64_t after) {
   vp::set_fault(phone(), {0, part, std::move(target), access, effect, value, times, after});
-}
-
-std::string PhoneTest::property(const char* name) {
-  return vp::get_property(phone(), name).value_or("(not set)");
-}
-
-void PhoneTest::set_property(const char* name, std::string_view value) {
-  vp::set_property(phone(), name, value);
-}
-
-std::string PhoneTest::modem(const char* name) {
-  return vp::modem_value(phone(), name).value_or("(none)");
-}
-
-void PhoneTest::set_modem(const char* name, std::string_view value) {
-  vp::set_modem_value(phone(), name, value);
 }
 
 std::vector<vp::ModemRequest> PhoneTest::requests() {
@@ -113,12 +84,6 @@ std::vector<std::string> PhoneTest::events() {
   return found;
 }
 
-void PhoneTest::insert_sim(std::string_view iccid) {
-  vp::set_sim(phone(), {vp::SimState::inserted, std::string(iccid), 0});
-}
-
-void PhoneTest::remove_sim() { vp::set_sim(phone(), {}); }
-
 void PhoneTest::restart() {
   vp::restart(phone(), "test");
   fcx::reload_carrier_set_up();
@@ -127,8 +92,6 @@ void PhoneTest::restart() {
 void PhoneTest::set_build_property(const char* name, std::string_view value) {
   vp::set_build_property(phone(), name, value);
 }
-
-std::vector<vp::LogEntry> PhoneTest::entries() { return std::exchange(entries_, {}); }
 
 std::vector<std::string> PhoneTest::lines() {
   constexpr int kSystemBuffer = 3;

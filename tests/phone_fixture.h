@@ -15,10 +15,13 @@
 #include "fcx/factory_item_table.h"
 #include "fcx/qvcmd.h"
 #include "virtual_phone/core/clock.h"
+#include "virtual_phone/core/item_store.h"
 #include "virtual_phone/core/log_buffer.h"
 #include "virtual_phone/core/phone.h"
+#include "virtual_phone/core/properties.h"
 #include "virtual_phone/faults/faults.h"
 #include "virtual_phone/modem/modem.h"
+#include "virtual_phone/modem/sim.h"
 
 namespace fcx_test {
 
@@ -57,10 +60,10 @@ class PhoneTest : public testing::Test {
   /// Sends one with a response full of kUntouched's bytes.
   qvcmd_response send_unclean(int32_t opcode, std::string_view payload = {});
 
-  std::string item(int number, size_t length);
+  std::string item(int number, size_t length) { return vp::read_items(phone(), number, length); }
   /// The item's text up to its first zero byte.
-  std::string item_text(int number);
-  void set_item(int number, std::string_view bytes);
+  std::string item_text(int number) { return item(number, vp::kItemBlock).c_str(); }
+  void set_item(int number, std::string_view bytes) { vp::write_item(phone(), number, bytes); }
   /// The same as `fcx fault` does: as often as `times` says, from the `after`th access on.
   void fault(Part part, std::string target, Effect effect, int64_t value = -1,
              Access access = Access::any, std::optional<int64_t> times = {}, int64_t after = 1);
@@ -73,18 +76,26 @@ class PhoneTest : public testing::Test {
   void clear_faults() { vp::clear_faults(phone()); }
   void item_fails(int number) { fault(Part::item, std::to_string(number), Effect::fail); }
 
-  std::string property(const char* name);
-  void set_property(const char* name, std::string_view value);
+  std::string property(const char* name) {
+    return vp::get_property(phone(), name).value_or("(not set)");
+  }
+  void set_property(const char* name, std::string_view value) {
+    vp::set_property(phone(), name, value);
+  }
   /// A value that the modem, or the system side, keeps.
-  std::string modem(const char* name);
-  void set_modem(const char* name, std::string_view value);
+  std::string modem(const char* name) { return vp::modem_value(phone(), name).value_or("(none)"); }
+  void set_modem(const char* name, std::string_view value) {
+    vp::set_modem_value(phone(), name, value);
+  }
   /// What was asked of the modem and the system side since the last call.
   std::vector<vp::ModemRequest> requests();
   std::vector<std::string> events();
 
-  /// Puts a SIM in, whatever its ICCID.
-  void insert_sim(std::string_view iccid);
-  void remove_sim();
+  /// Puts a SIM in, whatever its ICCID, that so many polls find not yet ready.
+  void insert_sim(std::string_view iccid, int64_t not_yet_polls = 0) {
+    vp::set_sim(phone(), {vp::SimState::inserted, std::string(iccid), not_yet_polls});
+  }
+  void remove_sim() { vp::set_sim(phone(), {}); }
   /// Switches the phone off and on; carrier set-up knows nothing afterwards.
   void restart();
   /// Sets a property of the image: at once, and again with every restart.
@@ -94,7 +105,7 @@ class PhoneTest : public testing::Test {
   /// in front: "I Fcx: message". All are from the system buffer.
   std::vector<std::string> lines();
   /// The same with everything about them.
-  std::vector<vp::LogEntry> entries();
+  std::vector<vp::LogEntry> entries() { return std::exchange(entries_, {}); }
 
  private:
   /// The library finds the modem's interface as the first test of a process does.

@@ -3,7 +3,6 @@
 #include <libxml/tree.h>
 
 #include "tests/carrier/fixture.h"
-#include "virtual_phone/core/properties.h"
 
 namespace fcx_test {
 namespace {
@@ -221,7 +220,7 @@ class LeftWaiting : public StartFaults {
 };
 
 TEST_F(LeftWaiting, TheSameSimIsTheSameWhenItComesLater) {
-  insert_late_sim("89449800000000012349", 3);
+  insert_sim("89449800000000012349", 3);
   boot();
   EXPECT_EQ("0", property("persist.vendor.qve.sim-changed"));
   EXPECT_EQ("234", property("persist.vendor.qve.first-mcc"));

@@ -2,7 +2,6 @@
 
 #include "fcx/factory_items.h"
 #include "fcx/modem_link.h"
-#include "virtual_phone/core/properties.h"
 
 namespace fcx_test {
 namespace {
@@ -82,15 +81,6 @@ void CarrierTest::set_all(const std::string& pairs) {
   }
 }
 
-void CarrierTest::no_answer(std::optional<int64_t> times) {
-  const std::string request = std::to_string(fcx::request::read_sim);
-  fault(Part::request, request, Effect::fail, 1, Access::any, times);
-}
-
-void CarrierTest::insert_late_sim(std::string_view iccid, int64_t not_yet_polls) {
-  vp::set_sim(phone(), {vp::SimState::inserted, std::string(iccid), not_yet_polls});
-}
-
 void CarrierTest::boot() {
   restart();
   start();
@@ -101,8 +91,6 @@ void CarrierTest::start() {
   EXPECT_EQ(1, sbpCreateThread());
   fcx::wait_for_background_work();
 }
-
-void CarrierTest::reload() { fcx::reload_carrier_set_up(); }
 
 std::string CarrierTest::told() {
   constexpr std::string_view kUsual = "I Fcx: [QVE][SBP] ";

@@ -10,7 +10,6 @@
 #include "fcx/single_binary.h"
 #include "modem/link/requests.h"
 #include "tests/phone_fixture.h"
-#include "virtual_phone/modem/sim.h"
 
 namespace fcx_test {
 
@@ -35,15 +34,17 @@ class CarrierTest : public PhoneTest {
   /// Sets properties of "persist.vendor.qve.", as in "first-boot=1 iccid=".
   void set_all(const std::string& pairs);
   /// Nobody answers when the modem is asked for the SIM: that often, or from now on.
-  void no_answer(std::optional<int64_t> times = std::nullopt);
-  void insert_late_sim(std::string_view iccid, int64_t not_yet_polls);
+  void no_answer(std::optional<int64_t> times = std::nullopt) {
+    fault(Part::request, std::to_string(fcx::request::read_sim), Effect::fail, 1, Access::any,
+          times);
+  }
 
   /// A start of the phone: properties that do not persist are gone, and carrier set-up runs to its
   /// end.
   void boot();
   /// A start of the daemon alone.
   void start();
-  void reload();
+  void reload() { fcx::reload_carrier_set_up(); }
 
   /// What carrier set-up logs and sets meanwhile, in order, one a line. A line of its log stands
   /// without its "I Fcx: [QVE][SBP] ", any other as lines() gives it, line breaks in both as "\n";

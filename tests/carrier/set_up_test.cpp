@@ -98,7 +98,7 @@ TEST_F(SetUp, InTestModeTheSimAndTheNetworkCodeAreVirtual) {
             part(story, "virtual ICCID", "searchMcc"))
       << "the same one counts as changed too";
   set_all("kelp.test.iccid=");
-  insert_late_sim(kBritishIccid, 1);
+  insert_sim(kBritishIccid, 1);
   restart();
   EXPECT_EQ(1, qve_single_binary_init());
   set_all("kelp.test.enable=0");
@@ -187,7 +187,7 @@ TEST_F(SetUp, ThePetNameIsTheFirstThatFits) {
 TEST_F(SetUp, AFirstStartThatWasInterruptedBeginsAnew) {
   use_package();
   set_network_code(kTwoMccs);
-  insert_late_sim(kGermanIccid, 1);
+  insert_sim(kGermanIccid, 1);
   EXPECT_EQ(1, qve_single_binary_init());
   EXPECT_EQ("FFF FFFFF 1 F", decision()) << "complete, but for the SIM";
   boot();  // the power was cut

@@ -24,7 +24,7 @@ TEST_F(Sim, AFirstPollThatFailsCostsOnlyItsHalfSecond) {
 }
 
 TEST_F(Sim, OneThatIsNotReadyIsAskedAgainAndAllIsPreparedAnew) {
-  insert_late_sim(kGermanIccid, 3);
+  insert_sim(kGermanIccid, 3);
   const std::string story = boot_story();
   EXPECT_EQ(3, count(story,
                      "(asks) | buffer: NOT YET, length: 7 | Inserted SIM-ICCID: NOT YET | "

@@ -8,7 +8,6 @@
 #include "platform/diag_packets.h"
 #include "platform/modem_interface.h"
 #include "tests/phone_fixture.h"
-#include "virtual_phone/modem/sim.h"
 
 namespace fcx_test {
 namespace {

@@ -14,10 +14,8 @@
 
 #include "platform/factory_item_library.h"
 #include "tests/phone_fixture.h"
-#include "virtual_phone/core/item_store.h"
 #include "virtual_phone/core/log_file.h"
 #include "virtual_phone/core/power.h"
-#include "virtual_phone/core/properties.h"
 #include "virtual_phone/core/schema.h"
 
 namespace fcx_test {
@@ -138,7 +136,7 @@ TEST_F(VirtualPhone, AnOlderOneIsGivenWhatItLacksAndKeepsWhatItHas) {
   fs::remove(begun);
   write_file(begun, "what a killed process has left, and is longer than the node");
 
-  vp::Phone raised(old);
+  vp::select(old);
   EXPECT_EQ("183\n", read_file(root / "proc/qve_power/lcd/brightness"));
   EXPECT_EQ("7", read_file(root / "proc/qve_power/adc/usb_in"));
   EXPECT_EQ("mine", read_file(root / "proc/meminfo"));
@@ -149,16 +147,14 @@ TEST_F(VirtualPhone, AnOlderOneIsGivenWhatItLacksAndKeepsWhatItHas) {
        {"mnt/vendor/persist-qv/startday/date", "oem/OP", "proc/qve_power/lcd/.brightness.raised"}) {
     EXPECT_FALSE(fs::exists(root / path)) << path << " is no node";
   }
-  EXPECT_EQ("mine", vp::get_property(raised, "ro.boot.vendor.qve.model.name"));
-  EXPECT_EQ("1", vp::get_property(raised, "ro.vendor.qve.kelp")) << "of its own profile";
-  vp::restart(raised, "test");
-  EXPECT_EQ("QV-100", vp::get_property(raised, "ro.boot.vendor.qve.model.name"));
-  EXPECT_EQ("old", vp::get_property(raised, "ro.boot.vendor.qve.model.factory"));
-  std::vector<std::string> events;
-  for (const vp::Event& event : vp::events(raised))
-    events.push_back(event.kind + ": " + event.detail);
-  EXPECT_THAT(events, ElementsAre("restart: boot", "reboot: restart, reason fcx", "reboot: restart",
-                                  "restart: restart", "reboot: power off", "restart: test"));
+  EXPECT_EQ("mine", property("ro.boot.vendor.qve.model.name"));
+  EXPECT_EQ("1", property("ro.vendor.qve.kelp")) << "of its own profile";
+  restart();
+  EXPECT_EQ("QV-100", property("ro.boot.vendor.qve.model.name"));
+  EXPECT_EQ("old", property("ro.boot.vendor.qve.model.factory"));
+  EXPECT_THAT(events(),
+              ElementsAre("restart: boot", "reboot: restart, reason fcx", "reboot: restart",
+                          "restart: restart", "reboot: power off", "restart: test"));
   fs::remove(root / "proc/qve_power/lcd/brightness");
   vp::Phone{old};
   EXPECT_FALSE(fs::exists(root / "proc/qve_power/lcd/brightness"))

@@ -9,7 +9,6 @@
 #include "fcx/customisation.h"
 #include "platform/features.h"
 #include "tests/phone_fixture.h"
-#include "virtual_phone/core/properties.h"
 #include "virtual_phone/services/base64.h"
 
 namespace fcx_test {

@@ -1,5 +1,4 @@
 // The bench's SIM, read over both routes as the library reads it.
-#include "virtual_phone/modem/sim.h"
 
 #include <cutils/properties.h>
 
@@ -51,13 +50,8 @@ TEST_F(VirtualSim, TheModemReadsWhatIsInserted) {
     EXPECT_EQ(iccid, read());
   }
   EXPECT_THROW(insert_sim(std::string(2049, '8')), Refused);
-  EXPECT_THROW(vp::set_sim(phone(), {SimState::inserted, kIccid, -1}), Refused);
+  EXPECT_THROW(insert_sim(kIccid, -1), Refused);
   EXPECT_EQ(std::string(2048, '8'), read()) << "what was refused changes nothing";
-  vp::set_sim(phone(), {SimState::error, kIccid, 0});
-  EXPECT_EQ("NO SIM READ ERROR", read());
-  remove_sim();
-  EXPECT_EQ("NO SIM ERROR", read());
-  insert_sim(kIccid);
   request_fault(request::read_sim, Effect::refuse);
   EXPECT_EQ("NO SIM READ ERROR", read());
   for (const char* message : {"NO SIM ERROR", "NO SIM READ ERROR", "NOT YET"}) {
