@@ -49,21 +49,19 @@ void PhoneTest::close_modem_interface() {
   fs::resize_file(phone().log_file(), 0);
 }
 
-qvcmd_response PhoneTest::send(int32_t opcode, std::string_view payload) {
+qvcmd_response PhoneTest::send_over(qvcmd_response response, int32_t opcode,
+                                    std::string_view payload) {
   qvcmd_request request{opcode, static_cast<int32_t>(payload.size()), {}};
   payload.copy(request.data, sizeof request.data);
-  qvcmd_response response{};
   EXPECT_EQ(0, service_handler(&request, &response));
+  fcx::wait_for_background_work();
   return response;
 }
 
 qvcmd_response PhoneTest::send_unclean(int32_t opcode, std::string_view payload) {
-  qvcmd_request request{opcode, static_cast<int32_t>(payload.size()), {}};
-  payload.copy(request.data, sizeof request.data);
   qvcmd_response response;
   memset(&response, static_cast<char>(kUntouched), sizeof response);
-  EXPECT_EQ(0, service_handler(&request, &response));
-  return response;
+  return send_over(response, opcode, payload);
 }
 
 void PhoneTest::fault(Part part, std::string target, Effect effect, int64_t value, Access access,

@@ -55,8 +55,11 @@ class PhoneTest : public testing::Test {
   /// Where a device file lies.
   fs::path file(const char* device_path) { return phone().root() + device_path; }
 
-  /// Sends a command with a cleared response, as the daemon does.
-  qvcmd_response send(int32_t opcode, std::string_view payload = {});
+  /// Sends a command with a cleared response, as the daemon does. It is over when what it left to a
+  /// thread is: some restart the phone.
+  qvcmd_response send(int32_t opcode, std::string_view payload = {}) {
+    return send_over({}, opcode, payload);
+  }
   /// Sends one with a response full of kUntouched's bytes.
   qvcmd_response send_unclean(int32_t opcode, std::string_view payload = {});
 
@@ -108,6 +111,8 @@ class PhoneTest : public testing::Test {
   std::vector<vp::LogEntry> entries() { return std::exchange(entries_, {}); }
 
  private:
+  static qvcmd_response send_over(qvcmd_response response, int32_t opcode,
+                                  std::string_view payload);
   /// The library finds the modem's interface as the first test of a process does.
   void close_modem_interface();
 

@@ -13,20 +13,7 @@ namespace {
 
 constexpr char kPoolLine[] = "I Diag_Lib: [init_modem_interface] configureRpcThreadpool\n";
 
-/// Its commands are over when what they left to a thread is: some restart the phone.
-class Dispatch : public CommandTest {
- protected:
-  qvcmd_response send(int32_t opcode, std::string_view payload = {}) {
-    const qvcmd_response response = CommandTest::send(opcode, payload);
-    fcx::wait_for_background_work();
-    return response;
-  }
-  qvcmd_response send_unclean(int32_t opcode, std::string_view payload = {}) {
-    const qvcmd_response response = CommandTest::send_unclean(opcode, payload);
-    fcx::wait_for_background_work();
-    return response;
-  }
-};
+class Dispatch : public CommandTest {};
 
 TEST_F(Dispatch, UnknownOpcodesLeaveTheResponseUntouched) {
   for (const int32_t opcode :
