@@ -29,6 +29,8 @@ namespace fs = std::filesystem;
 namespace item = fcx::item;
 namespace vp = virtual_phone;
 
+using std::string_literals::operator""s;
+using std::string_view_literals::operator""sv;
 using testing::ElementsAre;
 using testing::HasSubstr;
 using testing::IsEmpty;
@@ -36,6 +38,7 @@ using testing::SizeIs;
 using testing::ThrowsMessage;
 using vp::Access;
 using vp::Effect;
+using vp::NvState;
 using vp::Part;
 using vp::Refused;
 

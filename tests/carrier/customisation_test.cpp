@@ -1,8 +1,4 @@
 // Files of the customisation package in both modes, and the start-up probes.
-#include <libxml/tree.h>
-
-#include <memory>
-
 #include "tests/carrier/fixture.h"
 
 namespace fcx_test {
@@ -14,10 +10,6 @@ class Customisation : public CarrierTest {
     char value[128] = "none";
     const int result = qve_get_value_from_file(path.c_str(), key, value);
     return (result == 0 ? "" : "! ") + std::string(value);
-  }
-  static bool parses(const char* path) {
-    const std::unique_ptr<xmlDoc, void (*)(xmlDoc*)> document(getXmlParseFile(path), xmlFreeDoc);
-    return document != nullptr;
   }
   /// Lets that many entries of a network code count.
   static void count_entries(int count) {

@@ -1,5 +1,7 @@
 #include "tests/carrier/fixture.h"
 
+#include <libxml/tree.h>
+
 #include "fcx/factory_items.h"
 #include "fcx/modem_link.h"
 
@@ -56,6 +58,11 @@ void CarrierTest::make_overlay_product() {
 
 std::string CarrierTest::content(const char* path) {
   return fs::exists(file(path)) ? read_file(file(path)) : "(none)";
+}
+
+bool CarrierTest::parses(const char* path) {
+  const std::unique_ptr<xmlDoc, void (*)(xmlDoc*)> document(getXmlParseFile(path), xmlFreeDoc);
+  return document != nullptr;
 }
 
 void CarrierTest::use_package(const std::string& root) {

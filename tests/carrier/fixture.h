@@ -25,6 +25,8 @@ class CarrierTest : public PhoneTest {
   void make_overlay_product();
   /// What a device file holds, "(none)" when it is not there.
   std::string content(const char* path);
+  /// Whether the library reads that file as XML.
+  static bool parses(const char* path);
   /// Gives the phone fast and late profiles, those of kCarrierCodes.
   void use_package(const std::string& root = "/oem/OP/EU");
   void make_mtk() { set_build_property("ro.vendor.qve.chip.vendor", "mtk"); }

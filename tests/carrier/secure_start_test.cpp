@@ -4,8 +4,6 @@
 
 namespace {
 
-using testing::HasSubstr;
-
 class SecureStart : public fcx_test::CarrierTest {
  protected:
   /// An encrypted phone whose SIM's profile an earlier start has kept.

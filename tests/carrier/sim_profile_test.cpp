@@ -3,8 +3,6 @@
 
 namespace {
 
-namespace fs = std::filesystem;
-
 class SimProfile : public fcx_test::CarrierTest {};
 
 TEST_F(SimProfile, GivesItsCarrier) {
@@ -88,7 +86,7 @@ TEST_F(SimProfile, ClientIdentifiersComeFromTheNetworkCodeUntilACarrierHasItsOwn
   boot();
   EXPECT_EQ("carrier", property("ro.com.google.clientidbase"));
 
-  fs::remove(file(kPermProp));
+  std::filesystem::remove(file(kPermProp));
   set_build_property("ro.vendor.qve.simbase", "1");
   boot();
   EXPECT_EQ("sim", property("ro.com.google.clientidbase"));

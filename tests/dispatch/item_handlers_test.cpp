@@ -4,8 +4,6 @@
 namespace fcx_test {
 namespace {
 
-using std::string_view_literals::operator""sv;
-
 class ItemHandlers : public CommandTest {};
 
 using Lines = std::vector<std::string>;

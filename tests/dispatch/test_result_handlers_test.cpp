@@ -4,8 +4,6 @@
 namespace fcx_test {
 namespace {
 
-using std::string_view_literals::operator""sv;
-
 class TestResults : public CommandTest {};
 
 constexpr char kTofFile[] = "/mnt/vendor/persist-qv/camera/front_tof_cal";

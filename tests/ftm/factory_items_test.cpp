@@ -8,8 +8,6 @@
 namespace fcx_test {
 namespace {
 
-using std::string_view_literals::operator""sv;
-
 class FactoryItems : public PhoneTest {};
 
 constexpr char kAgree[] = "/mnt/vendor/persist-qv/agree_factory";

@@ -6,8 +6,6 @@
 namespace fcx_test {
 namespace {
 
-using vp::Clock;
-
 constexpr int kSyncEfs = 200;
 constexpr int kReady = 209;
 constexpr int kReset = 214;
@@ -31,12 +29,12 @@ class ModemPower : public PhoneTest {
 };
 
 TEST_F(ModemPower, AResetIsNotRepeatedWhileItLasts) {
-  vp::set_clock(Clock::stopped);
+  vp::set_clock(vp::Clock::stopped);
   expect_reset(0, {kSyncEfs, kReset});
   EXPECT_EQ(1U, qve_check_modem_cmd_ready()) << "the modem is down";
   expect_reset(0, {});
 
-  vp::set_clock(Clock::fast);
+  vp::set_clock(vp::Clock::fast);
   fcx::wait_for_background_work();
   const auto written = lines();
   EXPECT_THAT(written, testing::IsSupersetOf({"I Fcx: POWER_RESET: modem reset start.\n",

@@ -12,8 +12,6 @@
 namespace fcx_test {
 namespace {
 
-using vp::NvState;
-
 namespace request = fcx::request;
 
 struct Answer {
@@ -37,9 +35,6 @@ class VirtualModem : public PhoneTest {
   ~VirtualModem() override { dmi_release(); }
 };
 
-/// A request: its number, its payload, the answer.
-using Step = std::tuple<int32_t, std::string, std::string>;
-
 TEST_F(VirtualModem, KeepsWhatItIsGiven) {
   const std::tuple<int32_t, int32_t, const char*, std::string, const char*> values[] = {
       {116, 117, "IMEI READ ERROR :(", kImei, "IMEI WRITE OK"},
@@ -57,26 +52,23 @@ TEST_F(VirtualModem, KeepsWhatItIsGiven) {
     EXPECT_EQ(unread, ask(read).text()) << read;
     EXPECT_EQ(done, ask(write, value).text()) << write;
   }
-  using std::string_literals::operator""s;
-  const Step steps[] = {{116, "490154203237511", "CHECK DIGIT ERROR"},
-                        {116, "49015420323751", "IMEI WRITE ERROR"},
-                        {116, "4901542032375180", "IMEI WRITE ERROR"},
-                        {116, "49015420323751A", "IMEI WRITE ERROR"},
-                        {116, kImei + "\0"s, "IMEI WRITE OK"},  // its NUL travels too
-                        {203, std::string(31, 'p'), "PID WRITE ERROR"},
-                        {203, "", "PID WRITE ERROR"},
-                        {114, std::string(129, 'r'), "PID2 WRITE ERROR"},
-                        {148, "1", "GDEN WRITE OK"},  // a value of its own
-                        {151, "e", "EFSA WRITE OK"},
-                        {151, "\0e"s, "EFSA WRITE ERROR"},
-                        {105, "", "IDDE ERROR"},
-                        {610, "\1", "\0"s},
-                        {610, "\2", "\xFF"},
-                        {100, "", "code 2"},
-                        {-1, "", "code 2"}};
-  for (const auto& [number, payload, answer] : steps) {
-    EXPECT_EQ(answer, ask(number, payload).text()) << number << " \"" << payload << '"';
+  const std::tuple<int32_t, std::vector<std::string>, std::string> writes[] = {
+      {116, {"490154203237511"}, "CHECK DIGIT ERROR"},
+      {116, {"49015420323751", "4901542032375180", "49015420323751A"}, "IMEI WRITE ERROR"},
+      {116, {kImei + "\0"s}, "IMEI WRITE OK"},  // its NUL travels too
+      {203, {std::string(31, 'p'), ""}, "PID WRITE ERROR"},
+      {114, {std::string(129, 'r')}, "PID2 WRITE ERROR"},
+      {148, {"1"}, "GDEN WRITE OK"},  // a value of its own
+      {151, {"e"}, "EFSA WRITE OK"},
+      {151, {"\0e"s}, "EFSA WRITE ERROR"},
+      {105, {""}, "IDDE ERROR"},
+      {610, {"\1"}, "\0"s},
+      {610, {"\2"}, "\xFF"}};
+  for (const auto& [number, payloads, answer] : writes) {
+    for (const std::string& each : payloads)
+      EXPECT_EQ(answer, ask(number, each).text()) << number << each;
   }
+  for (const int32_t unknown : {100, -1}) EXPECT_EQ(2, ask(unknown).code) << unknown;
   for (const auto& [write, read, unread, value, done] : values) {
     EXPECT_EQ(value, ask(read).text()) << read;
   }
@@ -151,15 +143,16 @@ std::string nv_data(std::string value, char status) {
 
 TEST_F(VirtualModem, NvItemsAreAskedForByPackets) {
   vp::set_nv_item(phone(), 0x1234, {NvState::active, "abc"});
-  const Step steps[] = {{550, nv_packet(0x26, 0x1234), nv_data("abc", 0)},
-                        {550, nv_packet(0x26, 0x3412), ""},
-                        {551, nv_packet(0x27, 5, "new"), nv_data("new", 0)},
-                        {550, nv_packet(0x26, 5), nv_data("new", 0)},
-                        {550, nv_packet(0x27, 5), "code 1"},
-                        {551, nv_packet(0x26, 5), "code 1"},
-                        {550, nv_packet(0x26, 5).substr(1), "code 1"},
-                        {550, nv_packet(0x26, 5) + "x", "code 1"},
-                        {551, "", "code 1"}};
+  const std::tuple<int32_t, std::string, std::string> steps[] = {
+      {550, nv_packet(0x26, 0x1234), nv_data("abc", 0)},
+      {550, nv_packet(0x26, 0x3412), ""},
+      {551, nv_packet(0x27, 5, "new"), nv_data("new", 0)},
+      {550, nv_packet(0x26, 5), nv_data("new", 0)},
+      {550, nv_packet(0x27, 5), "code 1"},
+      {551, nv_packet(0x26, 5), "code 1"},
+      {550, nv_packet(0x26, 5).substr(1), "code 1"},
+      {550, nv_packet(0x26, 5) + "x", "code 1"},
+      {551, "", "code 1"}};
   for (const auto& [number, packet, answer] : steps) {
     EXPECT_EQ(answer, ask(number, packet).text()) << number << testing::PrintToString(packet);
   }
@@ -231,8 +224,7 @@ TEST_F(VirtualEfs, FilesAreRealOnes) {
     EXPECT_EQ(-EINVAL, result(static_cast<char>(command) + std::string(length - 1, 'a')))
         << command;
   }
-  EXPECT_EQ(-EINVAL, result("\1"));
-  EXPECT_EQ(-EINVAL, result(""));
+  for (const char* none : {"\1", ""}) EXPECT_EQ(-EINVAL, result(none));
 }
 
 TEST_F(VirtualEfs, NothingLeadsOutOfTheTree) {

@@ -43,7 +43,6 @@ class VirtualSim : public PhoneTest {
 };
 
 TEST_F(VirtualSim, TheModemReadsWhatIsInserted) {
-  using std::string_literals::operator""s;
   EXPECT_EQ("NO SIM ERROR", read());
   for (const std::string& iccid : {""s, "8901"s, "\xFF\0\n\x01"s, std::string(2048, '8')}) {
     insert_sim(iccid);

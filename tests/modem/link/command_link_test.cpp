@@ -9,7 +9,6 @@
 namespace fcx_test {
 namespace {
 
-using std::string_literals::operator""s;
 using vendor::qve::hardware::qvatcmd::V1_0::IQvAtCmd;
 using vendor::qve::hardware::qvatcmd::V1_0::QVATCMDRequest;
 using vendor::qve::hardware::qvatcmd::V1_0::QVATCMDResponse;

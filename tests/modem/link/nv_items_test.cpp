@@ -10,8 +10,6 @@
 namespace fcx_test {
 namespace {
 
-using vp::NvState;
-
 constexpr uint16_t kItem = 0x1234;
 constexpr int kReadNv = 550;
 constexpr int kWriteNv = 551;
