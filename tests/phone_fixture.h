@@ -14,6 +14,7 @@
 #include "fcx/background.h"
 #include "fcx/factory_item_table.h"
 #include "fcx/qvcmd.h"
+#include "modem/link/requests.h"
 #include "virtual_phone/core/clock.h"
 #include "virtual_phone/core/item_store.h"
 #include "virtual_phone/core/log_buffer.h"
@@ -27,6 +28,7 @@ namespace fcx_test {
 
 namespace fs = std::filesystem;
 namespace item = fcx::item;
+namespace request = fcx::request;
 namespace vp = virtual_phone;
 
 using std::string_literals::operator""s;

@@ -8,7 +8,6 @@
 #include "fcx/mcc_lookup.h"
 #include "fcx/network_code.h"
 #include "fcx/single_binary.h"
-#include "modem/link/requests.h"
 #include "tests/phone_fixture.h"
 
 namespace fcx_test {
@@ -37,8 +36,7 @@ class CarrierTest : public PhoneTest {
   void set_all(const std::string& pairs);
   /// Nobody answers when the modem is asked for the SIM: that often, or from now on.
   void no_answer(std::optional<int64_t> times = std::nullopt) {
-    fault(Part::request, std::to_string(fcx::request::read_sim), Effect::fail, 1, Access::any,
-          times);
+    fault(Part::request, std::to_string(request::read_sim), Effect::fail, 1, Access::any, times);
   }
 
   /// A start of the phone: properties that do not persist are gone, and carrier set-up runs to its

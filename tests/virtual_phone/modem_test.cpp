@@ -4,15 +4,12 @@
 
 #include <cstring>
 
-#include "modem/link/requests.h"
 #include "platform/diag_packets.h"
 #include "platform/modem_interface.h"
 #include "tests/phone_fixture.h"
 
 namespace fcx_test {
 namespace {
-
-namespace request = fcx::request;
 
 struct Answer {
   int code = 0;

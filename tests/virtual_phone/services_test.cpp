@@ -41,6 +41,8 @@ TEST_F(VirtualAtService, AnswersWhatItKnows) {
   EXPECT_EQ("0 0 ", answer(4063));
   EXPECT_EQ("0 0 ", answer(4063, "QV-200"));
   EXPECT_EQ("0 6 UVYtMjAw", answer(4063));
+  EXPECT_EQ("0 0 ", answer(4063, std::string(255, 'm')));
+  EXPECT_EQ("1 0 ", answer(4063, std::string(256, 'm')));
   EXPECT_EQ("2 0 ", answer(1000));
   EXPECT_EQ("2 0 ", answer(117)) << "the modem's, and none of its own";
 

@@ -4,15 +4,12 @@
 
 #include "fcx/customisation.h"
 #include "fcx/single_binary.h"
-#include "modem/link/requests.h"
 #include "tests/phone_fixture.h"
 
 namespace fcx_test {
 namespace {
 
 using vp::SimState;
-
-namespace request = fcx::request;
 
 constexpr char kIccid[] = "8901410000000000001";
 constexpr char kSlots[2][22] = {"vendor.ril.iccid.sim1", "vendor.ril.iccid.sim2"};
