@@ -1,6 +1,7 @@
 #include <algorithm>
 #include <array>
 #include <cstring>
+#include <iterator>
 #include <string_view>
 
 #include "common/log.h"
@@ -121,11 +122,12 @@ int system_nvwrite_model_name_info() {
 }
 
 int nv_factoryitem_sync() {
+  constexpr int (*kInOrder[])() = {system_nvwrite_version_info, system_nvwrite_hwversion_info,
+                                   system_nvwrite_model_name_info};
   DOMAIN_INFO("[%s] nv_factoryitem_sync\n", __func__);
   // It has logged its failure, and has no say in the result, on purpose.
   static_cast<void>(system_nvwrite_ftm_mode());
-  const bool is_in_step = system_nvwrite_version_info() == kInStep &&
-                          system_nvwrite_hwversion_info() == kInStep &&
-                          system_nvwrite_model_name_info() == kInStep;
+  const bool is_in_step = std::all_of(std::begin(kInOrder), std::end(kInOrder),
+                                      [](int (*each)()) { return each() == kInStep; });
   return is_in_step ? kInStep : kFailed;
 }

@@ -122,7 +122,10 @@ int write_eri_sysfs(const char* path, const char* dir, const char* buf, int n) {
   std::optional<fcx::DeviceFile> file(std::in_place, path, kWriting, kNewFileMode);
   if (!file->is_open()) {
     const fcx::Result made = fcx::make_device_directory(dir, kFolderMode);
-    if (!made.ok()) DOMAIN_ERROR("%s: %s: %s\n", __func__, dir, made.reason());
+    // One that is there is not why the file could not be opened.
+    if (!made.ok() && made.error() != EEXIST) {
+      DOMAIN_ERROR("%s: %s: %s\n", __func__, dir, made.reason());
+    }
     file.emplace(path, kWriting, kNewFileMode);
   }
   if (!file->is_open()) {

@@ -188,6 +188,10 @@ constexpr DemoStep kDemo[] = {
     {"The MEID", 4400, ""},
     {"Flush the modem's file system", 4020, ""},
     {"The model name, from the system side", 4063, ""},
+    {"Which software is that, for this carrier?", 4011, ""},
+    {"and as it was built", 4019, ""},
+    {"Which hardware?", 4012, ""},
+    {"Restart, with a boot status for next time", 4007, "1"},
     {"Prepare the HIDL thread pool", 4056, ""},
     {"An opcode that does not exist", 4999, ""},
 };
@@ -212,9 +216,11 @@ Json demonstrate_commands(bool as_json) {
   puts("Factory commands, answered by the library on a fresh virtual phone (profile single):\n");
   table.print();
   std::map<std::string, int> marks;
-  for (const vp::Event& event : vp::events(phone)) ++marks[event.kind + ", " + event.detail];
+  for (const vp::Event& event : vp::events(phone)) ++marks[event.kind + ": " + event.detail];
+  puts("\nWhat they left on the phone:\n");
   for (const auto& [mark, times] : marks) {
-    printf("\nIt left its mark on the phone: %s (%d times).\n", mark.c_str(), times);
+    printf("%s%s\n", mark.c_str(),
+           times > 1 ? (", " + std::to_string(times) + " times").c_str() : "");
   }
   return answers;
 }

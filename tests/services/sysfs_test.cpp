@@ -81,7 +81,7 @@ $eri=first; $eri!chown -> E ERI chwon failed\n|$moded => $eri=new
 $eri=first; $eri!chmod -> I ERI chown success\n|E @: the mode of $eri: Input/output error\n|$moded
 $eri=first; $eri!short 1 write -> E @: Write Error(No space left on device): $eri|$both
   => $eri=n; result=-1
-$eri=first; $eri!open 13 -> E @: $dir: File exists\n|E @: Open Error(Permission denied): $eri
+$eri=first; $eri!open 13 -> E @: Open Error(Permission denied): $eri
   => $eri=first; result=-1
 $dir!mkdir 30 -> E @: $dir: Read-only file system\n|
   E @: Open Error(No such file or directory): $eri => result=-1
