@@ -21,8 +21,9 @@ int get_qve_factory_sw_version_sbp(int type, char* out, int* out_len);
 /// The version of the software's fixed areas: four build identifiers of 11 characters with '-'
 /// between them, and after a further '-' one character.
 /// @param out     49 bytes. A line of a build-identifier file that is too short leaves zero bytes
-/// @param out_len receives the length up to the first of them. 0, and `out` as it was, without an
-///                application-processor identifier, and when the customisation's cannot be read
+/// @param out_len receives the length up to the first of them. 0 without an application-processor
+///                identifier, with `out` as it was, and when the customisation's cannot be read,
+///                with the fields before it and zero bytes in `out`
 /// @return 0; 1 also for a text with the operator's default, "FFFFFFFFFFF-F"
 int get_qve_factory_sw_fixed_area_version(char* out, int* out_len);
 
@@ -46,7 +47,8 @@ int get_qve_bynary_revision(char* out, int* out_len);
 /// Fills the slots that are still empty from a carrier's property file; only "ro.vendor.qve.opensw"
 /// overwrites the MCC and the MNC.
 /// @param mccmnc, subset what the network code's first entry says
-/// @return 0, or 1 for a null pointer
+/// @return 0; 1 for a null pointer, and when the file, or the mapping of groups, is there and
+///         cannot be read: slots may have been filled then
 int load_swv_components_from_file(char* file, char* mccmnc, char* subset, char* mcc, char* mnc,
                                   char* short_name, char* hidden, char* date, char* postfix);
 
@@ -56,7 +58,9 @@ int qve_parse_integration(char* root);
 
 /// Finds the integration property file that belongs to a carrier's one.
 /// @param out 2048 bytes; untouched when `prop_file` holds no '/'
-/// @return whether it is another file than `prop_file`: 1 or 0
+/// @return whether it is another file than `prop_file`: 1 or 0; always 1 for a package with a
+/// mapping
+///         file of its own
 int qve_integration_properties(char* out, const char* prop_file, const char* root);
 
 // The same with where each piece is from, for whoever asks why a version is as it is.

@@ -104,8 +104,8 @@ void fill_from_overlay(const LongText& root, const std::vector<std::string>& car
     fill_from_property_file(common.c_str(), entry, version);
   }
   std::string list;
-  for (const std::string& carrier : carriers) list += (list.empty() ? "" : ":") + carrier;
-  DOMAIN_INFO("[QVE][SBP_VER] carriers: %s\n", list.c_str());
+  for (const std::string& carrier : carriers) list += ":" + carrier;
+  DOMAIN_INFO("[QVE][SBP_VER] carriers: %s\n", list.empty() ? "" : list.c_str() + 1);
   if (carriers.size() < 2) return;
   LongText own("/mnt/product/OP/");
   own.append(carriers.front());
@@ -122,17 +122,18 @@ LongText mapped_file(const LongText& root, const NetworkEntry& entry) {
   key.append(entry.subset);
   LongText open_mapping;
   qve_get_tamra_file_path("/open_path_mapping.cfg", open_mapping.data());
-  for (const LongText& mapping :
-       {open_mapping, joined(root.view(), "/config/unified_path_mapping.cfg")}) {
-    fcx::TextBuffer<127> name;
-    const int found = qve_get_value_from_file(mapping.c_str(), key.c_str(), name.data());
-    if (found != 0 || name.empty()) continue;
-    LongText file = joined(root.view(), "/cust_");
-    file.append(name.view());
-    file.append(".prop");
-    return file;
+  const LongText unified_mapping = joined(root.view(), "/config/unified_path_mapping.cfg");
+  fcx::TextBuffer<127> name;
+  const bool is_open =
+      qve_get_value_from_file(open_mapping.c_str(), key.c_str(), name.data()) == 0 && !name.empty();
+  // An empty name counts here, unlike there.
+  if (!is_open && qve_get_value_from_file(unified_mapping.c_str(), key.c_str(), name.data()) != 0) {
+    return {};
   }
-  return {};
+  LongText file = joined(root.view(), "/cust_");
+  file.append(name.view());
+  file.append(".prop");
+  return file;
 }
 
 /// The carrier's files where they are opened directly.
@@ -368,13 +369,14 @@ bool fill_slots(int type, const VersionProperty& property, FactoryVersion& versi
     fill_from_files(lists, {mccmnc.c_str(), subset.c_str()}, version);
     fill_from_network_code(mccmnc.view(), version);
   }
+  // Without what an unread file says the version would be another.
+  const char* unread = cache.unreadable();
+  const bool needs_group = is_empty(version.mcc) || is_empty(version.mnc);
   int group_file = -1;
   const auto group = customisation_group(version, group_file);
+  if (unread == nullptr && needs_group) unread = cache.unreadable();
+  if (unread != nullptr) return NO_VERSION("%s: %s cannot be read\n", kFunction, unread);
   fill_from_group(group.view(), group_file, version);
-  if (cache.unreadable() != nullptr) {
-    // Without what it says the version would be another.
-    return NO_VERSION("%s: %s cannot be read\n", kFunction, cache.unreadable());
-  }
   return fill_model(version) && fill_from_tokens(type, property, version);
 }
 

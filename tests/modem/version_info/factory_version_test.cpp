@@ -55,6 +55,7 @@ constexpr Setting kSettings[] = {
     {"long", kLong, ""},
     {"short", kShort, ""},
     {"e", "/oem/E/cust.prop", ""},
+    {"unnamed", "/oem/OP/EU/cust_.prop", ""},
 };
 
 using Changes = std::map<std::string, std::string>;
@@ -230,6 +231,7 @@ TEST_F(FactoryVersion, EachSlotHasItsFirstSource) {
       {2, "own=date:D; open=; unified=26201,11=CR1", "QV100AT-03-V10a-262-01-D+7"},
       {2, "own=date:D; open=26201,11=; unified=26201,11=CR1", "QV100AT-03-V10a-262-01-D+7"},
       {2, "own=x; unified=x; common=date:D", "QV100AT-03-V10a-262-01-D+7"},
+      {2, "open=; unified=26201,11=; common=date:C; unnamed=short:V3", "QV100AT-03-V3-262-01-C+7"},
       {2, "open=26201,11=A_B_C_D; long=short:V1 date:D; short=short:V2",
        "QV100AT-03-V2-262-01-D+7"},
       {2, "open=26201,11=A_B_C_D; long=short:V1; short=short:V2 ui:1", "QV100AT-03-V1-262-01~+7"},
@@ -346,16 +348,19 @@ TEST_F(FactoryVersion, WithoutAPieceThereIsNone) {
 
 TEST_F(FactoryVersion, WhatCannotBeReadIsNotTakenForAbsent) {
   set_all("own=x; unified=x; group=x");
-  const std::pair<const char*, Access> cases[] = {
-      {kMapping, Access::open}, {kOpenMapping, Access::read}, {kUnifiedMapping, Access::stat},
-      {kOwn, Access::stat},     {kOwn, Access::open},         {kGroup, Access::read}};
-  for (const auto& [path, access] : cases) {
+  const std::tuple<int, const char*, Access> cases[] = {
+      {2, kMapping, Access::open}, {2, kOpenMapping, Access::read},
+      {2, kOwn, Access::stat},     {2, kUnifiedMapping, Access::stat},
+      {2, kOwn, Access::open},     {1, kGroup, Access::read}};
+  for (const auto& [type, path, access] : cases) {
     fault(Part::file, path, Effect::fail, EACCES, access);
-    EXPECT_EQ("(failed)", version(2)) << path;
+    EXPECT_EQ("(failed)", version(type)) << path;
     EXPECT_EQ(std::string("I Fcx: get_qve_factory_sw_version_sbp: ") + path + " cannot be read\n",
               lines().back());
     clear_faults();
   }
+  fault(Part::file, kGroup, Effect::fail, EACCES, Access::read);
+  EXPECT_EQ("QV100AT-03-V10a-262-01-JUN-01-2020+7", version(2)) << "the network code has both";
 }
 
 TEST_F(FactoryVersion, EachFileIsOpenedOnce) {
@@ -490,6 +495,9 @@ TEST_F(FactoryVersionOnOverlay, TheServiceHasTheCarriersFiles) {
   lay("EU/cust_sub.prop", "postfix:PF");
   EXPECT_EQ("QV100AT-03-V2-262-01-JUN-01-2020+7", version(2)) << "one name alone is no carrier's";
   EXPECT_EQ(head + " carriers: EU\n", file_lines().back());
+  lay("product_ext/etc/cust_path_mapping.cfg", "26201,11=::EU");
+  version(2);
+  EXPECT_EQ(head + " carriers: ::EU\n", file_lines().back());
 }
 
 TEST_F(FactoryVersionOnOverlay, EachFileIsReadOnceAndNoneIsTakenForAbsent) {
