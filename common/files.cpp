@@ -29,6 +29,8 @@ template <typename Work>
 Result operate(const char* device_path, const DevicePath& path, FileOperation operation,
                Work work) {
   if (path.c_str() == nullptr) return Result::failed(ENAMETOOLONG);
+  // It names nothing; made a path, it would be the device's "/".
+  if (device_path[0] == '\0') return Result::failed(ENOENT);
   const FileFault fault = platform_file_fault(device_path, operation);
   return fault.error != 0 ? Result::failed(fault.error) : Result::of(work(path.c_str()));
 }

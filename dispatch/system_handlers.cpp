@@ -15,6 +15,7 @@ void handle_devicetest_start(Decimal argument, qvcmd_response& response) {
   int step = -1;
   if (argument.value == 1) step = logged(__func__, set_qem(1));
   if (const int status = get_factory_status(); status != kDeviceTest) {
+    if (status < 0) HANDLER_ERROR("%s: the factory status cannot be read\n", __func__);
     HANDLER_INFO("handle_devicetest_start frst = %d\n", status);
     // In place of what became of the flag, and for any other argument too, on purpose.
     step = set_factory_status(kDeviceTest);

@@ -38,7 +38,8 @@ item 2=\2 -> $changed$whole => item 2=\6; item 3=\1; $fcx
 item 2=\6 -> $whole => item 3=\1; $fcx
 item 2=\6; item 3! -> E $test: failed with -1\n => events=; result=1
 item 2=\2; item 3! -> E $test: failed with -1\n|$changed$whole => $fcx
-item 2=\2; item 2! -> I $test frst = -1\n|I set_factory_status:[6] \n|I Set ftm Error! Item : 2|
+item 2=\2; item 2! -> E $test: the factory status cannot be read\n|I $test frst = -1\n|
+  I set_factory_status:[6] \n|I Set ftm Error! Item : 2|
   I $test change frst 6, ret = -1\n => events=; item 3=\1; result=1
 item 2=\6; 200! -> $begin$failed => events=; item 3=
 item 2=\6; 200!; item 3!write @2 -> $begin$failed|E $test: failed with -1\n => item 3=\1

@@ -71,6 +71,9 @@ $node/inside= ->
 -> => result=-1
 $node=; $node!open 13 -> E @: Open Error(Permission denied): $node => result=-1
 )");
+  char byte = 0;
+  EXPECT_EQ(-1, check_sysfs("")) << "no name of the root folder";
+  EXPECT_EQ(-1, read_sysfs("", &byte, 1));
 }
 
 TEST_F(Sysfs, EriDataIsWrittenIntoAFolderThatIsMadeForIt) {
