@@ -151,7 +151,7 @@ void StoryTest::give(const std::string& what) {
 
 std::string StoryTest::left(const std::string& name) {
   const Target target(name);
-  if (name == "seconds") return std::to_string((vp::now_us() - begin_us_) / 1'000'000);
+  if (name == "seconds") return std::to_string((vp::slept_us() - slept_us_) / 1'000'000);
   if (name == "out") return out.size() == 2048 ? out.c_str() : out;
   if (name == "events") return joined(events(), "|");
   if (name == "payload") return vp::modem_requests(phone()).back().payload;
@@ -207,7 +207,7 @@ void StoryTest::tell_one(const std::string& name, const std::function<int()>& fu
   fresh_phone();
   for (const std::string& what : split(understood(given), "; ")) give(what);
   told();
-  begin_us_ = vp::now_us();
+  slept_us_ = vp::slept_us();
   std::string result = std::to_string(function());
   fcx::wait_for_background_work();
   EXPECT_EQ(joined(split(understood(lines), "@"), name.c_str()), told());

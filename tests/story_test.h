@@ -26,7 +26,7 @@ namespace fcx_test {
 //            the version report, and a command's first.
 //   leaves   asked=1654 200; events=reboot: power off; seconds=1; led=255; result=1
 //            names as above; the requests; the events with "|" between them; the phone's time that
-//            passed; the last request's payload; the text of `out`; the result, unless it is 0
+//            was slept; the last request's payload; the text of `out`; the result, unless it is 0
 class StoryTest : public PhoneTest {
  protected:
   StoryTest();
@@ -54,7 +54,7 @@ class StoryTest : public PhoneTest {
 
   std::map<std::string, std::string> said_;
   std::vector<std::string> own_lines_, other_lines_;
-  int64_t begin_us_ = 0;
+  int64_t slept_us_ = 0;  ///< before the call
 };
 
 /// Stories of a call, which is an int or none at all.

@@ -40,6 +40,8 @@ Clock running_clock() {
 /// How far the fast clock has run ahead.
 std::atomic<int64_t> ahead_us = 0;
 
+std::atomic<int64_t> all_slept_us = 0;
+
 }  // namespace
 
 void set_clock(Clock wanted) {
@@ -53,13 +55,17 @@ int64_t now_us() {
   return std::chrono::duration_cast<std::chrono::microseconds>(since_1970).count() + ahead_us;
 }
 
+int64_t slept_us() { return all_slept_us; }
+
 void sleep_us(uint64_t microseconds) {
+  const auto asked_us = static_cast<int64_t>(microseconds);
   if (running_clock() == Clock::fast) {
     const uint64_t slept = microseconds / kFasterBy;
     ahead_us += static_cast<int64_t>(microseconds - slept);
     microseconds = slept;
   }
   std::this_thread::sleep_for(std::chrono::microseconds(microseconds));
+  all_slept_us += asked_us;
 }
 
 }  // namespace virtual_phone

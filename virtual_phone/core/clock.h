@@ -18,4 +18,8 @@ int64_t now_us();
 /// Sleeps for that long on the phone's clock.
 void sleep_us(uint64_t microseconds);
 
+/// How long this process's threads have slept so far, taken together, on the phone's clock: no
+/// machine is so slow that it would show here.
+int64_t slept_us();
+
 }  // namespace virtual_phone
