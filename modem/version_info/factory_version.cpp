@@ -2,7 +2,6 @@
 // something for it, and then they are put together.
 #include <strings.h>
 
-#include <algorithm>
 #include <cstring>
 
 #include "common/lines.h"
@@ -21,10 +20,11 @@
 namespace {
 
 using fcx::FactoryVersion;
+using fcx::joined;
+using fcx::LongText;
 using fcx::NetworkEntry;
 using fcx::VersionSource;
 using fcx::VersionText;
-using LongText = fcx::TextBuffer<2047>;
 
 constexpr char kVersionProperty[] = "ro.vendor.qve.factoryversion";
 constexpr char kArbProperty[] = "ro.vendor.qve.swversion_arb";
@@ -87,12 +87,6 @@ bool read_network_lists(NetworkLists& lists) {
 LongText first_entry(const LongText& list) {
   std::string_view rest = list.view();
   return LongText(fcx::take_until(rest, ','));
-}
-
-LongText joined(std::string_view directory, std::string_view rest) {
-  LongText path(directory);
-  path.append(rest);
-  return path;
 }
 
 /// The carrier's files on an overlay, which the mapping's line of carriers leads to.

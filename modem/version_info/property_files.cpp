@@ -10,13 +10,13 @@
 namespace {
 
 using fcx::FactoryVersion;
+using fcx::joined;
+using fcx::LongText;
 using fcx::VersionSlot;
 using fcx::VersionSource;
 
 /// A key's value as the package has it.
 using Value = fcx::TextBuffer<127>;
-/// A path with its NUL in 2048 bytes.
-using PathText = fcx::TextBuffer<2047>;
 
 constexpr char kOpenMapping[] = "/open_path_mapping.cfg";
 constexpr char kUnifiedMapping[] = "/config/unified_path_mapping.cfg";
@@ -30,15 +30,9 @@ Value value_of(const char* path, const char* key) {
   return value;
 }
 
-PathText package_path(const char* name) {
-  PathText path;
+LongText package_path(const char* name) {
+  LongText path;
   qve_get_tamra_file_path(name, path.data());
-  return path;
-}
-
-PathText joined(std::string_view directory, std::string_view rest) {
-  PathText path(directory);
-  path.append(rest);
   return path;
 }
 
@@ -122,7 +116,7 @@ NetworkPair network_pair(std::string_view text) {
 }
 
 Value customisation_group(FactoryVersion& version, int& file) {
-  const PathText path = package_path(kGroupMapping);
+  const LongText path = package_path(kGroupMapping);
   Value group = value_of(path.c_str(), kGroupKey);
   if (!group.empty()) file = file_number(version, path.view());
   return group;
@@ -183,14 +177,14 @@ int qve_parse_integration(char* root) {
 
 int qve_integration_properties(char* out, const char* prop_file, const char* root) {
   if (out == nullptr || prop_file == nullptr || root == nullptr) return 0;
-  const PathText given(prop_file);
+  const LongText given(prop_file);
   const std::string_view path = given.view();
   const size_t slash = path.rfind('/');
   if (slash == std::string_view::npos) return 0;
-  const auto answer = [out](const PathText& chosen) {
+  const auto answer = [out](const LongText& chosen) {
     memcpy(out, chosen.c_str(), chosen.view().size() + 1);
   };
-  if (qve_parse_integration(PathText(root).data()) == 2) {
+  if (qve_parse_integration(LongText(root).data()) == 2) {
     answer(joined(path.substr(0, slash), "/cust.prop"));
     return 1;
   }
@@ -198,7 +192,7 @@ int qve_integration_properties(char* out, const char* prop_file, const char* roo
   for (int marks = 0; marks < 3 && end != std::string_view::npos; ++marks) {
     end = path.find('_', end + 1);
   }
-  PathText shortened = given;
+  LongText shortened = given;
   if (end != std::string_view::npos) {
     // From the first '.' of the whole path on, on purpose.
     shortened = joined(path.substr(0, end), path.substr(std::min(path.find('.'), path.size())));

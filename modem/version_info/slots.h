@@ -11,6 +11,15 @@ namespace fcx {
 constexpr size_t kLongestPiece = sizeof(VersionSlot::text) - 1;
 using VersionText = TextBuffer<kLongestPiece>;
 
+/// A path, or a list, with its NUL in 2048 bytes.
+using LongText = TextBuffer<2047>;
+
+inline LongText joined(std::string_view start, std::string_view rest) {
+  LongText text(start);
+  text.append(rest);
+  return text;
+}
+
 inline std::string_view text_of(const VersionSlot& slot) {
   return bounded_text(slot.text, kLongestPiece);
 }
