@@ -15,6 +15,7 @@ void add_item(Verb& tool, Invocation& invocation);
 void add_modem(Verb& tool, Invocation& invocation);
 void add_sim(Verb& tool, Invocation& invocation);
 void add_ntcode(Verb& tool, Invocation& invocation);
+void add_card(Verb& tool, Invocation& invocation);
 void add_boot(Verb& tool, Invocation& invocation);
 void add_version(Verb& tool, Invocation& invocation);
 void add_events(Verb& tool, Invocation& invocation);

@@ -107,6 +107,7 @@ int run(int argc, char** argv) {
     cli::add_modem(tool, invocation);
     cli::add_sim(tool, invocation);
     cli::add_ntcode(tool, invocation);
+    cli::add_card(tool, invocation);
     cli::add_boot(tool, invocation);
     cli::add_version(tool, invocation);
     cli::add_events(tool, invocation);

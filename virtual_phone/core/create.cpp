@@ -11,6 +11,7 @@
 #include "virtual_phone/core/item_store.h"
 #include "virtual_phone/core/phone.h"
 #include "virtual_phone/core/schema.h"
+#include "virtual_phone/core/sd_card.h"
 #include "virtual_phone/modem/sim.h"
 #include "virtual_phone/profiles/profiles.h"
 
@@ -155,7 +156,8 @@ bool is_phones_entry(const fs::path& entry) {
   if (!fs::is_directory(entry)) return false;
   for (const std::string& known :
        {std::string("root"), std::string("log"), std::string(kOverlayName), std::string(kEfsName),
-        std::string(kGoldenCopyName), kGoldenCopyName + std::string(".new")}) {
+        std::string(kGoldenCopyName), kGoldenCopyName + std::string(".new"),
+        std::string(kCardName)}) {
     if (name == known) return true;
   }
   return false;

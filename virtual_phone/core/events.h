@@ -1,5 +1,5 @@
-// What happened to the phone: reboots, wake locks, restored file labels, prepared thread pools, and
-// what the system side was asked to do.
+// What happened to the phone: reboots, factory resets, wake locks, restored file labels, prepared
+// thread pools, and what the system side was asked to do.
 #pragma once
 
 #include <cstdint>
@@ -13,9 +13,9 @@ namespace virtual_phone {
 
 struct Event {
   int64_t id;
-  int64_t time_us;  ///< since 1970, on the phone's clock
-  std::string
-      kind;  ///< reboot, restart, wake_lock, restorecon, rpc_threadpool, sleep, wake_up, omadm
+  int64_t time_us;     ///< since 1970, on the phone's clock
+  std::string kind;    ///< reboot, restart, factory_reset, wake_lock, restorecon, rpc_threadpool,
+                       ///< sleep, wake_up, omadm
   std::string detail;  ///< what exactly
 };
 

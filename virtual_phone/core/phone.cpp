@@ -8,6 +8,7 @@
 
 #include "platform/immortal.h"
 #include "virtual_phone/core/events.h"
+#include "virtual_phone/core/factory_reset.h"
 #include "virtual_phone/core/raise.h"
 #include "virtual_phone/modem/sim.h"
 
@@ -112,10 +113,17 @@ Phone* selected_or_null() noexcept {
 Phone* selected_so_far() noexcept { return selection().current; }
 
 void end_uptime(Phone& phone, std::string_view kind, std::string_view detail) {
+  const std::string reset = noted_factory_reset(phone);
+  // Before the note goes: killed in between, the next start does it.
+  if (!reset.empty()) erase_files_for(reset, phone);
   const std::lock_guard lock(phone.mutex());
   Database& database = phone.fleeting();
   Transaction transaction(database);
   record_event(database, kind, detail);
+  if (!reset.empty()) {
+    record_event(database, kFactoryResetEvent, reset);
+    database.execute("DELETE FROM property");
+  }
   database.execute("DELETE FROM property WHERE substr(name, 1, 8) <> 'persist.'");
   database.execute("INSERT OR IGNORE INTO property SELECT name, value FROM build_property");
   database.execute("DELETE FROM modem_run");

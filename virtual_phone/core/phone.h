@@ -94,7 +94,8 @@ constexpr char kRebootEvent[] = "reboot";    ///< android_reboot() was called
 
 /// The phone is switched off, and on for whoever comes next: properties that do not persist are
 /// gone, build properties are back, the modem has forgotten its bulk transfer and any reset, and
-/// the SIM starts anew. Recorded, at once with all that, as an event of one of these kinds.
+/// the SIM starts anew. A factory reset that is noted is carried out, and persistent properties are
+/// the profile's again. Recorded, at once with all that, as an event of one of these kinds.
 void end_uptime(Phone& phone, std::string_view kind, std::string_view detail);
 
 /// The same by hand: an event of kind kRestartEvent.

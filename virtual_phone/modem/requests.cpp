@@ -211,6 +211,11 @@ ModemAnswer set_hardreset(const Call& call) {
   return answer_of(call.row.done);
 }
 
+ModemAnswer deactivate_mbn(const Call& call) {
+  set_modem_value(call.phone, call.row.value, "1");
+  return answer_of(call.row.done);
+}
+
 std::string nv_answer(NvState state, std::string value = "") {
   value.resize(kNvItemSize, '\0');
   return value + static_cast<char>(state);
@@ -285,6 +290,7 @@ const std::vector<Row>& rows() {
       {request::read_nv, read_nv, nullptr, "", nv_answer(NvState::failing)},
       {request::write_nv, write_nv, nullptr, "", nv_answer(NvState::failing)},
       {request::hardreset_enable, set_hardreset, "hardreset_enable", std::string(1, '\0'), "\xFF"},
+      {request::deactivate_mbn, deactivate_mbn, "mbn_deactivated", kYes, kNo},
   };
   return all;
 }

@@ -22,6 +22,14 @@ constexpr char kMemoryInfo[] =
     "MemFree:          412876 kB\n"
     "MemAvailable:    1893320 kB\n";
 
+/// Without an SD card.
+constexpr char kMounts[] =
+    "/dev/root / ext4 ro,relatime 0 0\n"
+    "/dev/block/dm-1 /vendor ext4 ro,relatime 0 0\n"
+    "/dev/block/dm-4 /data f2fs rw,nosuid,nodev,noatime 0 0\n"
+    "/data/media /storage/emulated sdcardfs rw,nosuid,nodev,noexec,noatime 0 0\n"
+    "tmpfs /storage/self tmpfs rw,nosuid,nodev,noexec,relatime 0 0\n";
+
 const std::vector<ProfileProperty> kBuild = {
     {"ro.boot.vendor.qve.hw.revision", "rev_10"},
     {"ro.boot.vendor.qve.model.factory", "QV-100"},
@@ -47,6 +55,7 @@ const std::vector<ProfileProperty> kBuild = {
 const std::vector<ProfileFile> kKernelFiles = {
     {"/proc/cmdline", kCommandLine},
     {"/proc/meminfo", kMemoryInfo},
+    {"/proc/mounts", kMounts},
     {"/proc/qve_power/adc/usb_in", "5000000\n"},
     {"/proc/qve_power/battery/present", "1\n"},
     {"/proc/qve_power/key_led/red_brightness", "0\n"},
@@ -132,13 +141,25 @@ const std::string kOperatorIdentifier = "O2006010900-0\n";
 const std::vector<ProfileFile> kFactoryFiles = {
     {"/mnt/vendor/persist-qv/startday/isValid", "0"},
     {"/mnt/vendor/persist-qv/startday/date", "0000/00/00 00:00:00"},
+    {"/mnt/vendor/persist-qv/aat/result", "LCD=PASS\nKEY=PASS\nCAMERA=PASS\n"},
     {"/mnt/vendor/persist-qv/camera/front_tof_cal", "offset=12;gain=1.02"},
 };
 
 const std::vector<ProfileModemValue> kModemValues = {
-    {"fusg", "1"sv},        {"imei1", "490154203237518"sv},  {"imei2", "490154203237526"sv},
-    {"impl", "1"sv},        {"meid", "A0000012345678"sv},    {"model_name", "QV-100"sv},
-    {"pesn", "80A1B2C3"sv}, {"pid", "QV100AAAAAA0012345"sv}, {"suffix", "AEUROP"sv},
+    {"fusg", "1"sv},
+    {"imei1", "490154203237518"sv},
+    {"imei2", "490154203237526"sv},
+    {"impl", "1"sv},
+    {"meid", "A0000012345678"sv},
+    {"mmw_device", "1"sv},
+    {"model_name", "QV-100"sv},
+    {"pesn", "80A1B2C3"sv},
+    {"pid", "QV100AAAAAA0012345"sv},
+    {"rf_4g_error_handle_5g", "0"sv},
+    {"rf_calibrated", "1"sv},
+    {"satpc", "FFFF7F1F"sv},
+    {"suffix", "AEUROP"sv},
+    {"test_script_mode", "1"sv},
     {"type_code", "0"sv},
 };
 
@@ -259,6 +280,7 @@ const std::vector<const char*>& device_directories() {
   static const std::vector<const char*> all = {
       "/data/vendor/factory",
       "/dev/block/by-name",
+      "/mnt/vendor/persist-qv/aat",
       "/mnt/vendor/persist-qv/camera",
       "/mnt/vendor/persist-qv/kelp",
       "/mnt/vendor/persist-qv/property",
@@ -266,6 +288,7 @@ const std::vector<const char*>& device_directories() {
       "/oem",
       "/proc",
       "/product",
+      "/storage",
       "/system/etc",
   };
   return all;

@@ -17,6 +17,7 @@
 #include "virtual_phone/hidl/services.h"
 #include "virtual_phone/modem/exchange.h"
 #include "virtual_phone/modem/modem.h"
+#include "virtual_phone/modem/sim.h"
 #include "virtual_phone/services/base64.h"
 
 namespace virtual_phone {
@@ -51,7 +52,7 @@ struct Row {
   int32_t number;
   ModemAnswer (*carry_out)(const Call&);
   const char* event;   ///< the kind that is recorded, or null
-  const char* detail;  ///< of the event
+  const char* detail;  ///< of the event; else what the function says
 };
 
 fs::path device_file(Phone& phone, const char* device_path) { return phone.root() + device_path; }
@@ -111,6 +112,44 @@ ModemAnswer model_name(const Call& call) {
   return answer_of("");
 }
 
+std::string value_of(const Call& call, const char* otherwise) {
+  return modem_value(call.phone, call.row.detail).value_or(otherwise);
+}
+
+/// The row's detail is the value that is answered, as it is for all of the next.
+ModemAnswer read_number(const Call& call) { return answer_of(value_of(call, "0")); }
+
+/// A device that is not there fails the request.
+ModemAnswer check_device(const Call& call) {
+  return value_of(call, "0") == "1" ? answer_of("1") : answer_code(kFailed);
+}
+
+ModemAnswer is_sim(const Call& call) {
+  return answer_of(sim(call.phone).state == SimState::absent ? "0" : "1");
+}
+
+ModemAnswer set_virtual_sim(const Call& call) {
+  const std::string_view wanted = text_of(call.payload);
+  if (wanted != "0" && wanted != "1") return answer_code(kUnknownRequest);
+  set_modem_value(call.phone, call.row.detail, wanted);
+  return answer_of("OK");
+}
+
+ModemAnswer is_virtual_sim(const Call& call) {
+  return answer_of(value_of(call, "0") == "1" ? "OK" : "OFF");
+}
+
+ModemAnswer read_bytes(const Call& call) {
+  const std::string value = value_of(call, "");
+  return value.empty() ? answer_code(kFailed) : answer_of(value);
+}
+
+ModemAnswer write_bytes(const Call& call) {
+  check_modem_value(call.row.detail, call.payload);
+  set_modem_value(call.phone, call.row.detail, call.payload);
+  return answer_of("OK");
+}
+
 constexpr Row kRows[] = {
     {request::copy_logs, copy_logs, nullptr, nullptr},
     {request::erase_logs, erase_logs, nullptr, nullptr},
@@ -120,6 +159,16 @@ constexpr Row kRows[] = {
     {request::run_omadm_2, leave_mark, "omadm", "2"},
     {request::run_omadm_3, leave_mark, "omadm", "3"},
     {request::run_omadm_other, leave_mark, "omadm", "other"},
+    {request::check_mmw, check_device, nullptr, "mmw_device"},
+    {request::get_4g_error_5g, read_number, nullptr, "rf_4g_error_handle_5g"},
+    {request::set_4g_error_5g, write_bytes, nullptr, "rf_4g_error_handle_5g"},
+    {request::test_script_mode, read_number, nullptr, "test_script_mode"},
+    {request::check_rf_cal, read_number, nullptr, "rf_calibrated"},
+    {request::is_sim, is_sim, nullptr, nullptr},
+    {request::set_virtual_sim, set_virtual_sim, nullptr, "virtual_sim"},
+    {request::is_virtual_sim, is_virtual_sim, nullptr, "virtual_sim"},
+    {request::read_satpc, read_bytes, nullptr, "satpc"},
+    {request::write_satpc, write_bytes, nullptr, "satpc"},
     {request::model_name, model_name, nullptr, nullptr},
 };
 

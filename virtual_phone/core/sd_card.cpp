@@ -1,0 +1,66 @@
+#include "virtual_phone/core/sd_card.h"
+
+#include "virtual_phone/core/error.h"
+#include "virtual_phone/core/node.h"
+
+namespace virtual_phone {
+namespace {
+
+namespace fs = std::filesystem;
+
+constexpr char kMounts[] = "/proc/mounts";
+
+/// The card's line of the node.
+std::string card_line() {
+  return std::string("/dev/block/vold/public:179,1 ") + kCardMount +
+         " vfat rw,nosuid,nodev,noexec,noatime 0 0\n";
+}
+
+std::string mounts(const Phone& phone) {
+  const auto content = read_node(phone, kMounts);
+  if (!content.has_value()) throw Error(std::string(kMounts) + " is not there");
+  return *content;
+}
+
+/// Where the line of a card begins at its mount point.
+size_t find_mount(const std::string& mounts) {
+  return mounts.find(std::string(" ") + kCardMount + " ");
+}
+
+fs::path mounted(const Phone& phone) { return phone.root() + kCardMount; }
+fs::path kept(const Phone& phone) { return phone.directory() / kCardName; }
+
+/// Gives the card's directory another place, unless it is there already.
+void move_card(const fs::path& from, const fs::path& to) {
+  try {
+    if (fs::exists(fs::symlink_status(to))) return;
+    fs::create_directories(to.parent_path());
+    if (fs::exists(fs::symlink_status(from))) return fs::rename(from, to);
+    fs::create_directory(to);
+  } catch (const fs::filesystem_error& error) {
+    throw Error(error.path1().string() + ": " + error.code().message());
+  }
+}
+
+}  // namespace
+
+bool is_card_inserted(const Phone& phone) { return find_mount(mounts(phone)) != std::string::npos; }
+
+void insert_card(const Phone& phone) {
+  const std::string before = mounts(phone);
+  move_card(kept(phone), mounted(phone));
+  if (find_mount(before) == std::string::npos) write_node(phone, kMounts, before + card_line());
+}
+
+void remove_card(const Phone& phone) {
+  std::string left = mounts(phone);
+  for (size_t at = find_mount(left); at != std::string::npos; at = find_mount(left)) {
+    const size_t begin = left.rfind('\n', at) + 1;  // 0 of the first line
+    const size_t end = left.find('\n', at);
+    left.erase(begin, end == std::string::npos ? end : end + 1 - begin);
+  }
+  write_node(phone, kMounts, left);
+  if (fs::exists(fs::symlink_status(mounted(phone)))) move_card(mounted(phone), kept(phone));
+}
+
+}  // namespace virtual_phone
