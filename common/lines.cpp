@@ -17,6 +17,7 @@ void DeviceFileLines::fill() {
   size_t filled = unread_.size();
   const ReadResult got = file_.read(buffer_.data() + filled, buffer_.size() - filled);
   is_at_end_ = got.size() < buffer_.size() - filled;
+  read_error_ = got.error();
   filled += got.size();
   // What a failure has cut short is no line.
   if (!got.has_content()) filled = std::string_view(buffer_.data(), filled).rfind('\n') + 1;

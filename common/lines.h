@@ -19,6 +19,8 @@ class DeviceFileLines {
   DeviceFileLines(const char* device_path, size_t longest);
 
   bool is_open() const { return file_.is_open(); }
+  /// Why it could not be opened, or not be read on; 0 while nothing of the kind has happened.
+  int error() const { return file_.is_open() ? read_error_ : file_.error(); }
   /// The next line, good until the next call; nothing at the end of the file.
   std::optional<std::string_view> next();
 
@@ -31,6 +33,7 @@ class DeviceFileLines {
   std::array<char, 4 * (kLongest + 1)> buffer_;
   std::string_view unread_;
   bool is_at_end_ = false;
+  int read_error_ = 0;
 };
 
 /// Takes the first line off a text, or its first `longest` characters, as DeviceFileLines does;

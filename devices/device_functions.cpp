@@ -4,6 +4,7 @@
 #include <string_view>
 
 #include "common/files.h"
+#include "common/lines.h"
 #include "common/log.h"
 #include "common/properties.h"
 #include "common/text.h"
@@ -13,12 +14,42 @@
 
 namespace {
 
+constexpr char kAutomaticTestFile[] = "/mnt/vendor/persist-qv/aat/result";
+constexpr size_t kLongestText = 2047;
 constexpr char kTofCalibrationFile[] = "/mnt/vendor/persist-qv/camera/front_tof_cal";
 constexpr char kMidautoStatusProperty[] = "persist.vendor.qve.midauto.status";
 constexpr char kMemoryInfoFile[] = "/proc/meminfo";
 constexpr size_t kLongestModelName = 255;
 
+/// The result of one test in lines of NAME=RESULT; empty when it has none.
+std::string_view result_of(std::string_view test, std::string_view lines) {
+  while (const auto line = fcx::take_line(lines)) {
+    std::string_view result = *line;
+    if (fcx::take_until(result, '=') == test) return result;
+  }
+  return {};
+}
+
 }  // namespace
+
+int aat_result_init(const char* text, char* out) {
+  if (out == nullptr) return -1;
+  out[0] = '\0';
+  const std::string_view wanted = fcx::bounded_text(text == nullptr ? "" : text, kLongestText);
+  fcx::TextBuffer<kLongestText> results;
+  const fcx::ReadResult read =
+      fcx::read_device_file(kAutomaticTestFile, results.data(), results.capacity());
+  if (!read.has_content()) {
+    DOMAIN_ERROR("aat_result_init: %s: %s\n", kAutomaticTestFile, read.reason());
+    return -1;
+  }
+  const std::string_view found =
+      wanted.empty() ? results.view() : result_of(wanted, results.view());
+  out[found.copy(out, kLongestText)] = '\0';
+  if (!found.empty()) return 0;
+  DOMAIN_ERROR("aat_result_init: no result\n");
+  return -1;
+}
 
 int tof_cal_file_check() {
   char first = 0;

@@ -1,6 +1,7 @@
 // How a handler fills its answer: the conventions that all of them share.
 #pragma once
 
+#include <algorithm>
 #include <array>
 #include <charconv>
 #include <string_view>
@@ -44,6 +45,15 @@ inline void answer_byte(qvcmd_response& response, int value) {
 
 /// The result word for an item access, which fails with a negative return.
 inline int32_t item_result(int store_return) { return store_return < 0 ? QVCMD_FAIL : QVCMD_OK; }
+
+/// A result word with a third outcome: codes but 0 and 1 are 2.
+inline int32_t three_way_result(int code) { return code == 0 || code == 1 ? code : 2; }
+
+/// The bytes that a request says it has, of those that it can have.
+inline std::string_view payload_bytes(const qvcmd_request& request) {
+  constexpr auto kMost = static_cast<int32_t>(sizeof request.data);
+  return {request.data, static_cast<size_t>(std::clamp(request.data_len, 0, kMost))};
+}
 
 /// Logs that a function called by `handler`, which returns 0 when it is done, returned anything
 /// else.

@@ -5,6 +5,7 @@
 #include <iterator>
 
 #include "dispatch/handlers.h"
+#include "fcx/device_functions.h"
 #include "fcx/system_control.h"
 
 namespace fcx {
@@ -39,6 +40,16 @@ void call(const Command& row, const qvcmd_request& request, qvcmd_response& resp
   }
 }
 
+template <Argument argument, auto name>
+void call_for_result(const Command& row [[maybe_unused]], const qvcmd_request&,
+                     qvcmd_response& response) {
+  if constexpr (argument == Argument::selector) {
+    response.result = name(row.selector);
+  } else {
+    response.result = name();
+  }
+}
+
 void answer_not_available(const Command& row, const qvcmd_request&, qvcmd_response& response) {
   HANDLER_ERROR("service_handler: opcode = %d: %s is not available\n", row.opcode, row.handler);
   response.result = QVCMD_FAIL;
@@ -61,7 +72,11 @@ void answer_not_available(const Command& row, const qvcmd_request&, qvcmd_respon
     static_cast<void>(name());                                                                \
   })
 
-/// The same for a function that takes the payload's text.
+/// The same for one whose return is the result word, as it stands.
+#define RESULT(argument, name) \
+  function(#name, Argument::argument, call_for_result<Argument::argument, name>)
+
+/// A function as for DIRECT() that takes the payload's text.
 #define DIRECT_TEXT(name)                                                      \
   function(#name, Argument::payload,                                           \
            [](const Command&, const qvcmd_request& request, qvcmd_response&) { \
@@ -131,15 +146,15 @@ constexpr Command kCommands[] = {
       "read the IME selection as one raw byte"),
   row(3201, no,  CALLS(request,           handle_set_teal_ime),                  any,      silent,
       "set the IME selection: one raw byte, 0 to 2"),
-  row(4001, no,  MISSING(payload,         handle_aat_result),                    any,      silent,
+  row(4001, no,  CALLS(payload,           handle_aat_result),                    any,      silent,
       "answer an automatic-test result request"),
-  row(4002, no,  MISSING(decimal,         handle_frst_start),                    any,      silent,
+  row(4002, no,  CALLS(decimal,           handle_frst_start),                    any,      silent,
       "start a factory reset, mode 1 to 5"),
   row(4003, no,  CALLS(decimal,           handle_charger_skip),                  any,      silent,
       "2: is the charger check skipped (result 1)? any other number sets the flag"),
   row(4004, no,  CALLS(decimal,           handle_devicetest_start),              any,      silent,
       "1: start the device test and restart; any other number too, unless it has been started"),
-  row(4005, yes, MISSING(none,            handle_factory_mode_check),            any,      silent,
+  row(4005, yes, CALLS(none,              handle_factory_mode_check),            any,      silent,
       "read whether the phone is in factory mode"),
   row(4007, no,  CALLS(decimal,           handle_rkf_start),                     any,      silent,
       "set the boot status, a number, and restart"),
@@ -168,22 +183,22 @@ constexpr Command kCommands[] = {
       "read the software version as it was built"),
   row(4020, yes, DIRECT(system_efs_sync),                                        any,      silent,
       "flush the modem's file system; the response stays as it was, also when that fails"),
-  row(4021, yes, MISSING(none,            handle_rfsw_get_cal_data),             any,      silent,
+  row(4021, yes, CALLS(none,              handle_rfsw_get_cal_data),             any,      silent,
       "check the RF calibration data"),
   row(4024, no,  ITEM_TEXT(handle_get_sw_fixed_area_version, sw_fixed_area_version, clears, "",
                             silent),                                             any,      silent,
       "read the software version of the fixed area"),
   row(4025, no,  CALLS(none,              handle_get_hiddenmenu_enable),         any,      silent,
       "read whether the hidden-menu extension is enabled, as a number"),
-  row(4030, yes, MISSING(none,            handle_sim_issim),                     any,      silent,
+  row(4030, yes, CALLS(none,              handle_sim_issim),                     any,      silent,
       "read whether a SIM is there"),
-  row(4031, yes, MISSING(payload,         handle_sim_simoff),                    any,      silent,
+  row(4031, yes, CALLS(payload,           handle_sim_simoff),                    any,      silent,
       "switch the virtual SIM"),
-  row(4032, yes, MISSING(none,            handle_sim_isvsim),                    any,      silent,
+  row(4032, yes, CALLS(none,              handle_sim_isvsim),                    any,      silent,
       "read whether the virtual SIM is on, as one raw byte"),
-  row(4033, yes, MISSING(request,         handle_sim_satpc),                     any,      silent,
+  row(4033, yes, CALLS(request,           handle_sim_satpc),                     any,      silent,
       "SAT profile sub-command 1"),
-  row(4034, yes, MISSING(request,         handle_sim_satpc),                     any,      silent,
+  row(4034, yes, CALLS(request,           handle_sim_satpc),                     any,      silent,
       "SAT profile sub-command 2"),
   row(4040, yes, CALLS(request,           handle_qct_bsp_pwr_hardreset_enable),  any,      silent,
       "enable the hard reset by the power key; with a first character \"0\": disable it"),
@@ -259,9 +274,9 @@ constexpr Command kCommands[] = {
       "read the memory size in MiB"),
   row(4404, no,  CALLS(none,              handle_get_sku),                       any,      silent,
       "read the SKU, 15 zeros when there is none"),
-  row(4405, no,  MISSING(selector,        qve_reset_production),                 value(1), silent,
+  row(4405, no,  RESULT(selector,         qve_reset_production),                 value(1), silent,
       "request a production reset, mode 1"),
-  row(4406, no,  MISSING(selector,        qve_reset_production),                 value(0), silent,
+  row(4406, no,  RESULT(selector,         qve_reset_production),                 value(0), silent,
       "request a production reset, mode 0"),
   row(4407, no,  CALLS(none,              handle_get_midauto_result),            any,      silent,
       "read the mid-auto test result"),
@@ -279,7 +294,7 @@ constexpr Command kCommands[] = {
       "read the second IMEI from the modem"),
   row(4414, no,  CALLS(none,              handle_midauto_read_imei3),            any,      silent,
       "read the third IMEI from the modem"),
-  row(4415, no,  MISSING(none,            qve_mbn_deactivation),                 any,
+  row(4415, no,  RESULT(none,             qve_mbn_deactivation),                 any,
       SAYS("QVCMD_MODEM_MBN_DEACTIVATION(%d)", opcode),
       "deactivate the modem's configuration files"),
   row(4416, no,  ITEM_WRITE(set_fusion_modem_disable, fusion_modem_disable, keeps,
@@ -292,13 +307,13 @@ constexpr Command kCommands[] = {
       "read the agree-factory file"),
   row(4419, no,  CALLS(payload,           handle_write_agree_factory),           any,      silent,
       "write the agree-factory file"),
-  row(4420, yes, MISSING(none,            handle_rfsw_device_check_mmw),         any,
+  row(4420, yes, CALLS(none,              handle_rfsw_device_check_mmw),         any,
       SAYS("service_handler: QVCMD_MODEM_RF_DEVICE_CHECK_MMW = %d\n", opcode),
       "check the millimetre-wave device"),
-  row(4421, yes, MISSING(none,            handle_get_rf_4g_error_handle_5g),     any,
+  row(4421, yes, CALLS(none,              handle_get_rf_4g_error_handle_5g),     any,
       SAYS("service_handler: QVCMD_MODEM_GET_RF_4G_ERRORHANDLE_5G = %d\n", opcode),
       "read the 4G error handling for 5G, one character"),
-  row(4422, yes, MISSING(request,         handle_set_rf_4g_error_handle_5g),     any,
+  row(4422, yes, CALLS(request,           handle_set_rf_4g_error_handle_5g),     any,
       SAYS("service_handler: QVCMD_MODEM_SET_RF_4G_ERRORHANDLE_5G = %d\n", opcode),
       "set the 4G error handling for 5G: exactly one byte"),
 };

@@ -25,6 +25,7 @@ void handle_get_dload_mode(qvcmd_response& response);
 void handle_set_dload_mode(std::string_view text, qvcmd_response& response);
 
 // test_result_handlers.cpp: what the line's tests leave on the phone
+void handle_aat_result(std::string_view test, qvcmd_response& response);
 void handle_crcwizard_set(Decimal argument, qvcmd_response& response);
 void handle_crcwizard_get(qvcmd_response& response);
 void handle_get_ldaf_cal(qvcmd_response& response);
@@ -59,7 +60,19 @@ void handle_read_agree_factory(qvcmd_response& response);
 void handle_write_agree_factory(std::string_view text, qvcmd_response& response);
 void handle_get_ram_size(qvcmd_response& response);
 
-// system_handlers.cpp: tests and downloads that begin with a restart, and the power key
+// radio_handlers.cpp: SIM and radio, by the system side
+void handle_sim_issim(qvcmd_response& response);
+void handle_sim_simoff(std::string_view text, qvcmd_response& response);
+void handle_sim_isvsim(qvcmd_response& response);
+void handle_sim_satpc(const qvcmd_request& request, qvcmd_response& response);
+void handle_rfsw_get_cal_data(qvcmd_response& response);
+void handle_rfsw_device_check_mmw(qvcmd_response& response);
+void handle_get_rf_4g_error_handle_5g(qvcmd_response& response);
+void handle_set_rf_4g_error_handle_5g(const qvcmd_request& request, qvcmd_response& response);
+
+// system_handlers.cpp: tests and downloads that begin with a restart, resets, and the power key
+void handle_frst_start(Decimal mode, qvcmd_response& response);
+void handle_factory_mode_check(qvcmd_response& response);
 void handle_devicetest_start(Decimal argument, qvcmd_response& response);
 void handle_rkf_start(Decimal argument, qvcmd_response& response);
 void handle_aat_write_start(Decimal argument, qvcmd_response& response);

@@ -1,5 +1,3 @@
-#include <algorithm>
-
 #include "common/log.h"
 #include "dispatch/handlers.h"
 #include "fcx/device_functions.h"
@@ -111,9 +109,7 @@ void handle_automid_imei(std::string_view imei, qvcmd_response& response) {
 }
 
 void handle_write_imei(const qvcmd_request& request, qvcmd_response& response) {
-  constexpr auto kMost = static_cast<int32_t>(sizeof request.data);
-  const auto length = static_cast<size_t>(std::clamp(request.data_len, 0, kMost));
-  answer_imei(__func__, write_imei({request.data, length}), response);
+  answer_imei(__func__, write_imei(payload_bytes(request)), response);
 }
 
 void handle_read_imei(qvcmd_response& response) {

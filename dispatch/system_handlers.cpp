@@ -1,4 +1,5 @@
 #include "dispatch/handlers.h"
+#include "fcx/device_functions.h"
 #include "fcx/system_control.h"
 #include "platform/device_home.h"
 
@@ -26,6 +27,54 @@ void handle_devicetest_start(Decimal argument, qvcmd_response& response) {
   response.result = item_result(step);
 }
 
+void handle_frst_start(Decimal mode, qvcmd_response& response) {
+  HANDLER_INFO("FRST START");
+  const auto reset = [&] {
+    switch (mode.value) {
+      case 1:
+        return hidden_factoryreset_sdcard();
+      case 2:
+        return qve_reset_production(100);
+      case 3:
+        return qve_reset_production(102);
+      case 4:
+        return qve_reset_production(101);
+      case 5:
+        return hidden_factoryreset_sdcard_power_off();
+      default:
+        HANDLER_ERROR("handle_frst_start: there is no mode %d\n", mode.value);
+        return 2;
+    }
+  };
+  response.result = three_way_result(reset());
+}
+
+void handle_factory_mode_check(qvcmd_response& response) {
+  constexpr int kNotSupported = 2;
+  const int qem = get_qem();
+  if (qem < 0) log_failure(__func__, qem);
+  if (qem == 1) {
+    answer_text(response, "\1");
+    response.result = QVCMD_OK;
+    return;
+  }
+  TextBuffer<15> text;
+  int length = 0;
+  const int code = get_qve_test_script_mode(text.data(), &length);
+  HANDLER_INFO("%s, ret: %d\n", __func__, code);
+  const int mode = decimal_number(text.view());
+  if (code != 0) {
+    response.result = QVCMD_FAIL;
+  } else if (mode == kNotSupported) {
+    response.result = kNotSupported;
+  } else {
+    // A raw byte, not a digit: mode 0 ends the text at once, on purpose.
+    const auto byte = static_cast<char>(mode);
+    answer_text(response, bounded_text(&byte, 1));
+    response.result = QVCMD_OK;
+  }
+}
+
 void handle_rkf_start(Decimal argument, qvcmd_response& response) {
   // What sets the status logs its failures, and they stop nothing.
   static_cast<void>(set_bootstatus(argument.value));
@@ -42,9 +91,7 @@ void handle_aat_write_start(Decimal argument, qvcmd_response& response) {
 }
 
 void handle_qct_bsp_pwr_hardreset_enable(const qvcmd_request& request, qvcmd_response& response) {
-  constexpr int32_t kOther = 2;
-  const int code = system_powerkey_hardreset_enable(request.data[0]);
-  response.result = code == 0 || code == 1 ? code : kOther;
+  response.result = three_way_result(system_powerkey_hardreset_enable(request.data[0]));
 }
 
 void start_sdcard_download(std::string_view path) {

@@ -5,6 +5,15 @@
 
 namespace fcx {
 
+void handle_aat_result(std::string_view test, qvcmd_response& response) {
+  // `result` is 0 whatever is found, on purpose; what is missing has been logged.
+  static_cast<void>(aat_result_init(TextBuffer<QVCMD_DATA_SIZE>(test).c_str(), response.data));
+  response.result = QVCMD_OK;
+  response.data_len = static_cast<int32_t>(strlen(response.data));
+  HANDLER_INFO("handle_aat_result, result : %d, rsp_len : %d, response : %s", response.result,
+               response.data_len, response.data);
+}
+
 void handle_crcwizard_set(Decimal argument, qvcmd_response& response) {
   HANDLER_INFO("CWCWIZARD crcwizard_set ==  %d , %s ", argument.value,
                TextBuffer<QVCMD_DATA_SIZE>(argument.text).c_str());

@@ -28,6 +28,9 @@ const std::map<std::string, std::string> kNames = {
     {"pif", "vendor.qve.factory.pif"},
     {"sleepmode", "vendor.qve.sleepmode.on"},
     {"bootstatus", "persist.vendor.qve.bootstatus"},
+    {"reset", "persist.vendor.qve.factory.reset"},
+    {"mounts", "/proc/mounts"},
+    {"aat", "/mnt/vendor/persist-qv/aat/result"},
     {"sbp.update", "persist.vendor.qve.data.sbp.update"},
     {"factory_model", "ro.boot.vendor.qve.model.factory"},
     {"model_name", "ro.boot.vendor.qve.model.name"}};
@@ -105,7 +108,7 @@ StoryTest::StoryTest() {
   vp::observe_log([this, caller = std::this_thread::get_id()](const vp::LogEntry& entry) {
     static const std::regex kLeftOut(
         "\\[(COMMON_INTERFACE|DMI|QVATCMD|init_modem_interface|QVE\\]\\[SBP).*|Response Status.*|"
-        "Cannot get response.*|receive_modem_data.*|request_to_system.*|USB State.*|"
+        "Cannot get response. Return error!|receive_modem_data.*|request_to_system.*|USB State.*|"
         "The value returned.*|service_handler: opcode.*|GSM VERSION.*|hw_rev.*|"
         "ro.vendor.qve.factoryversion.*|get_qve_factory_sw_version_sbp.*|get_swfv : Read.*");
     const std::string first_line = entry.message.substr(0, entry.message.find('\n'));
@@ -162,6 +165,7 @@ std::string StoryTest::left(const std::string& name) {
     return joined(numbers, " ");
   }
   if (target.kind == "file") return read_file(file(target.name.c_str()));
+  if (target.kind == "modem") return modem(target.name.c_str());
   if (target.kind == "item") return item_text(target.number());
   if (target.kind == "nv") return vp::nv_item(phone(), target.number()).value().value.c_str();
   return property(target.name.c_str());

@@ -3,6 +3,23 @@
 
 #pragma GCC visibility push(default)
 
+// Tests.
+
+/// The results of the automatic test, which leaves them in "/mnt/vendor/persist-qv/aat/result",
+/// a line NAME=RESULT for each test.
+/// @param text the name of the test that is asked for; empty or null for all of them, line by line
+/// @param out  2048 bytes that receive NUL-terminated text, cut at 2047 characters; empty on
+///             failure
+/// @return 0, or -1 when there is no such result or it cannot be read, and for a null `out`
+int aat_result_init(const char* text, char* out);
+
+/// Asks the system side for the mode of the test script, a number.
+/// @param text   16 bytes that receive NUL-terminated text, cut at 15 characters
+/// @param length receives its length
+/// @return 0; -1 for a null pointer; else the code of the request that failed (`text` and `*length`
+///         are then untouched)
+int get_qve_test_script_mode(char* text, int* length);
+
 /// Whether the front time-of-flight camera has been calibrated.
 /// @return 0 when its calibration file exists and is not empty, -1 otherwise
 int tof_cal_file_check();
@@ -16,6 +33,80 @@ int tof_cal_write(const char* text);
 /// @param status NUL-terminated text, 91 characters at most; "4" means that its result is stored
 /// @return 0, or -1 when the property refused the value
 int midauto_status_set(const char* status);
+
+// Resets. Each notes what is asked for and deletes nothing: it sets factory item 23, "factory reset
+// running", to 1 and the property "persist.vendor.qve.factory.reset" to the text of the mode, for
+// whoever carries the reset out. When one of them cannot be stored nothing is noted.
+
+/// Notes a production reset (modes 0 and 1), or a factory reset (100, 101 and 102) for which the
+/// phone then restarts, as system_restart() does.
+/// @return 0; 1 when it could not be noted, or the phone not be restarted, which leaves the note; 2
+///         for any other mode
+int qve_reset_production(int mode);
+
+/// Notes a factory reset that empties the SD card too, "sdcard", and restarts the phone.
+/// @return 0; 1 as above, and when it cannot be found out if there is a card; 2 without one
+int hidden_factoryreset_sdcard();
+
+/// The same as "sdcard,poweroff", and powers the phone off.
+int hidden_factoryreset_sdcard_power_off();
+
+// The SD card: the first mount point below "/storage/" in "/proc/mounts", but for the phone's own
+// "/storage/emulated" and "/storage/self". One that cannot be found out is logged.
+
+/// Whether a card is mounted.
+/// @param buf receives "1" when one is, else "0", as 2 bytes with a NUL; may be null
+/// @return 0 when one is, 1 otherwise
+int mmc_emt(char* buf);
+
+/// Where the card is mounted.
+/// @param out 256 bytes that receive NUL-terminated text, without a '/' at its end
+/// @return 0, or -1 without a card or with a null pointer (`out` is then untouched)
+int get_sdcard_path(char* out);
+
+// SIM and radio, by the system side. The answers are text of at most 2047 characters in 2048
+// bytes, with a NUL. Each returns 0, -1 for a null pointer, or the code of the request that failed.
+
+/// Whether a SIM is in the phone.
+/// @param out     receives the answer, what a failed request has answered too
+/// @param out_len receives its length
+int qve_issim_req(char* out, int* out_len);
+
+/// Switches the virtual SIM.
+/// @param text   `length` bytes for the system side: "1" for on, "0" for off
+/// @param out, out_len as above
+int qve_virtual_sim_set(const char* text, int length, char* out, int* out_len);
+
+/// Whether the virtual SIM is on.
+/// @param out receives "OK" when it is, another text otherwise; untouched on failure
+int qve_is_virtual_sim(char* out);
+
+/// Reads the SAT profile, or writes it.
+/// @param writes 0 to read it
+/// @param bytes  `length` bytes for the system side
+/// @param out, out_len as of qve_issim_req()
+int qve_satpc_req(int writes, const char* bytes, int length, char* out, int* out_len);
+
+/// Whether the RF calibration data is there.
+/// @param out receives a text that begins with '1' when it is; untouched on failure
+int qve_cal_data_check(char* out);
+
+/// Checks the millimetre-wave device.
+/// @param out receives what the system side says of it; untouched on failure
+int rf_device_check_for_mmw(char* out);
+
+/// Reads the 4G error handling for 5G.
+/// @param out receives one character; untouched on failure
+int get_rf_4g_error_handle_5g(char* out);
+
+/// Sets the 4G error handling for 5G to a byte.
+int set_rf_4g_error_handle_5g(int value);
+
+/// Lets the modem deactivate its configuration files.
+/// @return 0 when the modem answers with a '1' first, else 1
+int qve_mbn_deactivation();
+
+// Device data.
 
 /// The memory that the kernel reports ("MemTotal" of "/proc/meminfo").
 /// @return whole MiB, or 0 on failure

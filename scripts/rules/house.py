@@ -107,6 +107,8 @@ PAIRS = [
      "where the operator's identifier lies"),
     ("modem/version_info/property_files.cpp", "include/fcx/customisation.h", "carrier/package/key_values.cpp",
      "pieces of the version are values of the package's files"),
+    ("devices/factory_reset.cpp", "include/fcx/system_control.h", "services/power.cpp",
+     "the phone restarts for a factory reset"),
     ("modem/usb_mode.cpp", "include/fcx/sysfs.h", "services/sysfs.cpp",
      "the lock of the USB mode is a kernel attribute"),
     ("services/fixed_area_version.cpp", "include/fcx/version_info.h", "modem/version_info/fixed_area_version.cpp",

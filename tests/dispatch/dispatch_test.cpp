@@ -116,9 +116,14 @@ const Writing kWritings[] = {
     {3171, "", "item 129", kKeeps, 0, "on", 0, "off", "get_dload_mode"},
     {3200, "", "item 75", kKeeps, 0, "\2", 0, "\xFF", "get_teal_ime: failed with -1\n"},
     {3201, "\1", "item 75", kKeeps, 0, none, 1, none, "set_teal_ime: failed with -1\n"},
+    {4001, "KEY", "file /mnt/vendor/persist-qv/aat/result", kKeeps, 0, "PASS", 0, "",
+     "I Diag_Lib: handle_aat_result, result : 0, rsp_len : 0, response : "},
+    {4002, "2", "item 23", kKeeps, 0, none, 1, none,
+     "E Fcx: qve_reset_production: item 23 cannot be read\n"},
     {4003, "1", "item 10", kKeeps, 0, none, 0, none, "charger_skip: failed with -1\n"},
     {4003, "2", "item 10", kKeeps, 1, none, 1, none, "charger_skip: failed with -1\n"},
     {4004, "1", "item 3", kKeeps, 0, none, 1, none, "devicetest_start: failed with -1\n"},
+    {4005, "", "item 3", kKeeps, 0, "\1", 0, "", "I Diag_Lib: handle_factory_mode_check, ret: 0\n"},
     {4007, "1", "request 200", kKeeps, 0, none, 1, none, "E Fcx: EFS SYNC ERROR\n"},
     {4010, "", "item 9", kClears, 0, "0", 1, "", "get_serial_number"},
     {4011, "", "request 154", kClears, 0, "QV100AT-00-V10a-310-410-JUN-01-2020+0", 1, "",
@@ -135,8 +140,16 @@ const Writing kWritings[] = {
      "I Diag_Lib: handle_get_factory_version: get_qve_factory_sw_version fail[type:1]"},
     {4020, "", "request 200", kKeeps, kUntouched, none, kUntouched, none,
      "E Fcx: system_efs_sync Fail ! return error."},
+    {4021, "", "request 4021", kClears, 0, "", 1, "", "rfsw_get_cal_data: failed with 9\n"},
     {4024, "", "item 31", kClears, 0, "", 1, "", "get_sw_fixed_area_version"},
     {4025, "", "item 80", kClears, 0, "0", 1, "", "I Diag_Lib: HiddenMenu: Enable/Disable[-1]\n"},
+    {4030, "", "request 4030", kKeeps, 0, "0", 1, "", "I Diag_Lib: ISSIM FAIL!!! ISSIM: \n"},
+    {4031, "1", "request 4031", kKeeps, 0, "OK", 2, "",
+     "I Diag_Lib: SIMOFF NOT SUPPORTED!!! SIMOFF=1 : \n"},
+    {4032, "", "request 4032", kKeeps, 0, "\1", 2, none,
+     "I Diag_Lib: Cannot get response. Return error:9\n"},
+    {4033, "", "request 4033", kKeeps, 0, "FF", 9, "", "sim_satpc: failed with 9\n"},
+    {4034, "A", "request 4034", kKeeps, 0, "OK", 9, "", "sim_satpc: failed with 9\n"},
     {4040, "1", "request 610", kKeeps, 0, none, 1, none,
      "E Fcx: system_powerkey_hardreset_enable: request 610 failed with 1\n"},
     {4060, "1", "item 49", kKeeps, 0, none, 1, none, "I Diag_Lib: rsp->result = QVCMD_FAIL"},
@@ -173,6 +186,10 @@ const Writing kWritings[] = {
     {4402, "", "file /proc/meminfo", kKeeps, 0, "3719", 1, none,
      "E Fcx: ram_memory_size: /proc/meminfo: Input/output error\n"},
     {4404, "", "item 420", kKeeps, 0, "000000000000000", kUntouched, none, "get_sku"},
+    {4405, "", "item 23", kKeeps, 0, none, 1, none,
+     "E Fcx: qve_reset_production: item 23 cannot be read\n"},
+    {4406, "", "item 23", kKeeps, 0, none, 1, none,
+     "E Fcx: qve_reset_production: item 23 cannot be read\n"},
     {4407, "", "item 251", kKeeps, 0, "", -1, none, "get_midauto_result: failed with -1\n"},
     {4408, "1", "item 251", kKeeps, 0, "1", -1, "1", "set_midauto_result: failed with -1\n"},
     {4409, "", "item 253", kKeeps, 0, "0xFFFFFFFF", -1, none, "get_midauto_crc: failed with -1\n"},
@@ -181,13 +198,20 @@ const Writing kWritings[] = {
     {4412, "", "item 253", kKeeps, 0, "0xFFFFFFFF", -1, none, "get_midauto_crc: failed with -1\n"},
     {4413, "", "request 119", kClears, 0, kImei, 1, "", "midauto_read_imei2: failed with 1\n"},
     {4414, "", "request 121", kClears, 0, kImei, 1, "", "midauto_read_imei3: failed with 1\n"},
+    {4415, "", "request 741", kKeeps, 0, none, 1, none,
+     "E Fcx: qve_mbn_deactivation: not done, the link's code is 1\n"},
     {4416, "1", "item 152", kKeeps, 0, none, 1, none,
      "E Diag_Lib: set_fusion_modem_disable: item 152 cannot be written\n"},
     {4417, "", "item 152", kKeeps, 0, "1", 1, none, "get_fusion_modem_disable"},
     {4419, "yes", kAgree, kClears, 0, "", 1, "",
      "write_agree_factory: mnt/vendor/persist-qv/agree_factory: Input/output error\n"},
     {4418, "", kAgree, kClears, 0, "yes", 0, "",
-     "I Diag_Lib: Cannot open path : mnt/vendor/persist-qv/agree_factory"}};
+     "I Diag_Lib: Cannot open path : mnt/vendor/persist-qv/agree_factory"},
+    {4420, "", "request 3420", kClears, 0, "", 1, "", "rfsw_device_check_mmw: failed with 9\n"},
+    {4421, "", "request 3421", kClears, 0, "0", 1, "",
+     "get_rf_4g_error_handle_5g: failed with 9\n"},
+    {4422, "1", "request 3422", kClears, 0, "", 1, "",
+     "set_rf_4g_error_handle_5g: failed with 9\n"}};
 
 /// What is wrong with a response that was full of kUntouched's bytes, or "".
 std::string mistake(const qvcmd_response& response, bool clears, int32_t result, const char* text) {
@@ -207,8 +231,10 @@ std::string mistake(const qvcmd_response& response, bool clears, int32_t result,
 
 TEST_F(Dispatch, ACommandClearsTheResponseOrKeepsWhatItDoesNotSet) {
   const char* values[][2] = {
-      {"meid", "A0000012345678"}, {"pesn", "80A1B2C3"}, {"impl", "1"}, {"fusg", "1"},
-      {"imei2", kImei},           {"imei3", kImei}};
+      {"meid", "A0000012345678"}, {"pesn", "80A1B2C3"}, {"impl", "1"},          {"fusg", "1"},
+      {"imei2", kImei},           {"imei3", kImei},     {"rf_calibrated", "1"}, {"satpc", "FF"},
+      {"mmw_device", "1"}};
+  write_file(file("/mnt/vendor/persist-qv/aat/result"), "KEY=PASS\n");
   for (const auto& [name, value] : values) set_modem(name, value);
   set_item(item::teal_ime, "\2");
   set_item(item::network_code, R"("1","310,410,FFFFFFFF,FFFFFFFF,FF")");

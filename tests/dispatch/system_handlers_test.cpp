@@ -1,4 +1,5 @@
 // Commands that end in a restart, and the power key's.
+#include "fcx/device_functions.h"
 #include "tests/story_test.h"
 #include "virtual_phone/core/properties.h"
 
@@ -63,6 +64,77 @@ item 3! -> E Diag_Lib: handle_aat_write_start: failed with -1\n => events=; resu
   for (const char* other : {"0", "2", "256", ""}) {
     tell_command(4180, other, "-> => item 3=; events=; result=1");
   }
+}
+
+TEST_F(SystemHandlers, AFactoryResetIsNotedForWhoeverCarriesItOut) {
+  const std::string card = "mounts=/dev/v /storage/1 vfat\\n";
+  let("first", "I Diag_Lib: FRST START|");
+  for (const auto& [argument, mode] : {std::pair{"2", "100"}, {"3", "102"}, {"4", "101"}}) {
+    let("mode", mode);
+    tell_command(4002, argument,
+                 "-> $first$whole => item 23=\\1; $fcx|factory_reset: $mode; reset=(not set)");
+  }
+  tell_command(4002, "1",
+               (card + R"( -> $first$whole => item 23=\1; $fcx|factory_reset: sdcard
+-> ${first}E hidden_factoryreset_sdcard: no SD card\n => events=; asked=; item 23=; result=2
+mounts!read -> ${first}E hidden_factoryreset_sdcard: /proc/mounts: Input/output error\n
+  => events=; item 23=; result=1
+-mounts -> ${first}E hidden_factoryreset_sdcard: /proc/mounts: No such file or directory\n
+  => item 23=; result=1
+)")
+                   .c_str());
+  tell_command(4002, "5",
+               (card + R"( -> ${first}I start system_poweroff\n|I system_efs_sync DONE\n|
+  I sync DONE\n|I end system_poweroff\n|I start poweroff\n|I end poweroff\n
+  => events=reboot: power off|factory_reset: sdcard,poweroff
+-> ${first}E hidden_factoryreset_sdcard_power_off: no SD card\n => events=; result=2
+)")
+                   .c_str());
+  let("reset", "E qve_reset_production: ");
+  tell_command(4002, "258", R"(
+item 23=\2; 200! -> $first$begin$failed => events=; item 23=\1; reset=100; result=1
+item 23!read -> $first${reset}item 23 cannot be read\n => events=; reset=(not set); result=1
+item 23!write -> $first${reset}item 23 cannot be written\n => events=; reset=(not set); result=1
+item 23=\2; reset=0; reset!write -> $first${reset}persist.vendor.qve.factory.reset cannot be set\n
+  => events=; item 23=\2; reset=0; result=1
+item 23=\2; item 23!write @2; reset!write
+  -> $first${reset}persist.vendor.qve.factory.reset cannot be set\n|${reset}item 23 cannot be put back\n
+  => item 23=\1; result=1
+)");
+  for (const auto& [argument, value] :
+       {std::pair{"0", "0"}, {"6", "6"}, {"-1", "255"}, {"", "0"}}) {
+    let("value", value);
+    tell_command(4002, argument,
+                 "-> ${first}E Diag_Lib: handle_frst_start: there is no mode $value"
+                 "\\n => events=; item 23=; result=2");
+  }
+  tell_command(4405, "", "-> => item 23=\\1; reset=1; events=");
+  tell_command(4406, "", "-> => item 23=\\1; reset=0; events=");
+  TELL("qve_reset_production", qve_reset_production(2),
+       "-> E @: there is no mode 2\\n => result=2");
+}
+
+TEST_F(SystemHandlers, TheFactoryModeIsARawByte) {
+  let("asked", "I Diag_Lib: handle_factory_mode_check, ret: 0\n");
+  tell(
+      "4005",
+      [&] {
+        const qvcmd_response response = send(4005);
+        out = data(response) + (response.data_len == 1 && response.data[1] == '\0' ? "." : "");
+        return response.result;
+      },
+      R"(
+item 3=\1 -> => asked=; out=\1.
+modem test_script_mode=1 -> $asked => asked=4005; out=\1.
+item 3=\2; modem test_script_mode=5 -> $asked => out=\5.
+modem test_script_mode=0 -> $asked => out=
+modem test_script_mode=2 -> $asked => out=; result=2
+modem test_script_mode=258 -> $asked => out=\2.
+4005!long 30; modem test_script_mode=000000000000007 -> $asked => out=\7.
+item 3!; modem test_script_mode=3 -> E Diag_Lib: handle_factory_mode_check: failed with -1\n|$asked
+  => out=\3.
+4005! -> I Diag_Lib: handle_factory_mode_check, ret: 1\n => out=; result=1
+)");
 }
 
 TEST_F(SystemHandlers, TheBootStatusIsSetForARestartAndTakenBack) {
