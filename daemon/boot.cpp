@@ -20,6 +20,7 @@
 #include "fcx/system_control.h"
 #include "modem/link/requests.h"
 #include "virtual_phone/core/clock.h"
+#include "virtual_phone/core/factory_reset.h"
 #include "virtual_phone/core/item_store.h"
 #include "virtual_phone/core/properties.h"
 
@@ -248,8 +249,13 @@ Boot boot(vp::Phone& phone, Uptime uptime) {
   boot.uptime = uptime;
   boot.before = all_properties(phone);
   const auto requests = vp::modem_requests(phone);
+  const std::string reset = uptime == Uptime::begins ? vp::noted_factory_reset(phone) : "";
   if (uptime == Uptime::begins) vp::restart(phone, "boot");
   boot.switched_on_us = vp::now_us();
+  if (!reset.empty()) {
+    boot.moments.push_back({boot.switched_on_us, BootMoment::Kind::note,
+                            "The factory reset that was noted is carried out: " + reset + "."});
+  }
   fcx::reload_carrier_set_up();
   start_daemon(phone, boot);
   take_up_power_off(phone, boot);

@@ -11,6 +11,7 @@
 #include "tools/text.h"
 #include "tools/words.h"
 #include "virtual_phone/core/events.h"
+#include "virtual_phone/core/factory_reset.h"
 #include "virtual_phone/core/log_file.h"
 #include "virtual_phone/profiles/profiles.h"
 
@@ -145,12 +146,16 @@ void add_reboot(Verb& tool, Invocation& invocation) {
       tool, "reboot", "Switch the phone off and on",
       "  fcx reboot    properties that do not persist are gone, build properties are back",
       [&invocation, reason] {
-        vp::restart(invocation.open_phone(), *reason);
+        vp::Phone& phone = invocation.open_phone();
+        const std::string reset = vp::noted_factory_reset(phone);
+        vp::restart(phone, *reason);
         if (invocation.json) {
-          print({{"restarted", true}, {"reason", *reason}});
-        } else {
-          puts("restarted");
+          return print({{"restarted", true},
+                        {"reason", *reason},
+                        {"factory_reset", reset.empty() ? Json() : Json(reset)}});
         }
+        puts("restarted");
+        if (!reset.empty()) printf("factory reset carried out: %s\n", reset.c_str());
       });
   command.add_option("reason", *reason, "Recorded with the event");
 }

@@ -336,6 +336,15 @@ power)
   expect 0 '^state +switched off at [0-9:.]+; the next command finds' fcx power
   expect 0 '"state": "off"' fcx power --json
   also '"kind": "reboot"' '"detail": "restart, reason oem-11"' '"wake_locks": \[\]'
+  expect 0 '^card +inserted$' fcx card insert
+  expect 0 '^event +factory_reset: sdcard$' fcx send frst_start 1
+  expect 0 '"mounted_at": "/storage/' fcx card --json
+  expect 0 '^card +removed$' fcx card remove
+  expect 3 'no SD card' fcx send frst_start 1
+  fcx send 4405 >/dev/null
+  expect 0 '^factory reset carried out: 1$' fcx reboot
+  fcx send 4406 >/dev/null
+  expect 0 'The factory reset that was noted is carried out: 0[.]$' fcx boot
   # Without a cable nothing is waited for; with one that stays for long, its blinking is told once.
   expect 0 'log +USB State: DISCONNECTED$' fcx power off-with-cable --pull-after 0
   also ' node +/proc/qve_power/key_led/red_brightness=255$' # which it was before
