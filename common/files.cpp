@@ -1,6 +1,5 @@
 #include "common/files.h"
 
-#include <dirent.h>
 #include <fcntl.h>
 #include <sys/file.h>
 #include <unistd.h>
@@ -255,6 +254,43 @@ Presence presence_of(const char* device_path) {
                                [](const char* path) { return access(path, F_OK); });
   if (found.ok()) return Presence::present;
   return ReadResult::is_absence(found.error()) ? Presence::absent : Presence::unknown;
+}
+
+Result look_up_type(const char* device_path, FileType& type) {
+  struct stat found {};
+  const Result looked_up = operate(device_path, DevicePath(device_path), FileOperation::stat,
+                                   [&](const char* path) { return lstat(path, &found); });
+  type = S_ISREG(found.st_mode)   ? FileType::regular
+         : S_ISDIR(found.st_mode) ? FileType::directory
+         : S_ISLNK(found.st_mode) ? FileType::link
+                                  : FileType::other;
+  return looked_up;
+}
+
+DeviceDirectory::DeviceDirectory(const char* device_path) : device_path_(device_path) {
+  const Result opened =
+      operate(device_path, DevicePath(device_path), FileOperation::open, [&](const char* path) {
+        directory_.reset(opendir(path));
+        return directory_ == nullptr ? -1 : 0;
+      });
+  error_ = opened.error();
+}
+
+const char* DeviceDirectory::next() {
+  if (error_ != 0) return nullptr;
+  if (!is_begun_) {
+    error_ = platform_file_fault(device_path_, FileOperation::read).error;
+    is_begun_ = true;
+    if (error_ != 0) return nullptr;
+  }
+  // The end and a failure differ in errno alone.
+  errno = 0;
+  while (const dirent* entry = readdir(directory_.get())) {
+    const std::string_view name = entry->d_name;
+    if (name != "." && name != "..") return entry->d_name;
+  }
+  error_ = errno;
+  return nullptr;
 }
 
 Result flush_directory_of(const char* device_path) {

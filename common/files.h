@@ -5,6 +5,7 @@
 #pragma once
 
 #include <android-base/unique_fd.h>
+#include <dirent.h>
 #include <sys/stat.h>
 #include <sys/types.h>
 
@@ -12,6 +13,7 @@
 #include <climits>
 #include <cstddef>
 #include <cstdint>
+#include <memory>
 #include <optional>
 #include <string_view>
 
@@ -91,6 +93,34 @@ ReadResult read_device_file(const char* device_path, char* buffer, size_t size);
 /// Whether there is a device file, readable or not; what cannot be found out is unknown.
 enum class Presence { absent, present, unknown };
 [[nodiscard]] Presence presence_of(const char* device_path);
+
+/// What a path names. A link is a link, wherever it leads.
+enum class FileType { regular, directory, link, other };
+Result look_up_type(const char* device_path, FileType& type);
+
+/// The names in a device directory.
+class DeviceDirectory {
+ public:
+  /// @param device_path must outlive this
+  explicit DeviceDirectory(const char* device_path);
+
+  /// The next name, good until the next call; names come in no order, and "." and ".." are none.
+  /// Null at the end, and where the directory cannot be read, or read on: then error() says why.
+  const char* next();
+  /// 0 unless it could not be opened or read.
+  int error() const { return error_; }
+  const char* reason() const { return strerror(error_); }
+
+ private:
+  struct Close {
+    void operator()(DIR* directory) const { closedir(directory); }
+  };
+
+  const char* device_path_;
+  std::unique_ptr<DIR, Close> directory_;
+  int error_ = 0;
+  bool is_begun_ = false;
+};
 
 /// Flushes the directory that a device file is in. One that may be written but not read cannot be
 /// flushed, which is no failure.

@@ -53,6 +53,9 @@ void handle_set_ftm_model_name(std::string_view name, qvcmd_response& response);
 // version_handlers.cpp: what the phone's software and hardware are
 void handle_get_factory_version(int32_t type, qvcmd_response& response);
 void handle_get_hw_revision(qvcmd_response& response);
+void handle_get_code_crc(qvcmd_response& response);
+void handle_get_nv_crc(qvcmd_response& response);
+void handle_get_file_crc(qvcmd_response& response);
 
 // device_handlers.cpp: what is kept in files
 void handle_set_get_startday(const qvcmd_request& request, qvcmd_response& response);

@@ -140,4 +140,26 @@ int read_kelp_info_model(char* name, int* length);
 /// @return 0; -1 for a null pointer or another length; else the code of the request that failed
 int write_kelp_info_model(const char* name, int length);
 
+/// A checksum of what is on the device, as text "0x0123ABCD". 2 and 5 are CRC-32, as zlib's crc32()
+/// makes it, of the contents of files one after another.
+/// @param kind  2: of the code: the build-identifier files, application processor, customisation
+///              and carrier, of which the first must be there (fcx::identifier_file());
+///              5: of the files: all regular ones directly in "/vendor/etc", links left out, in the
+///              byte order of their names;
+///              6: of the NV items, as the system side tells it (request 4059)
+/// @param out20 20 bytes that receive NUL-terminated text, cut at 19 characters
+/// @return 0; -1 for any other kind, for a null pointer, when a file or the directory is not there
+///         or cannot be read, a file goes or changes while it is read, the request fails, or is
+///         answered with nothing (`out20` is then untouched)
+int crc_command(int kind, char* out20);
+
+namespace fcx {
+
+// The kinds of crc_command().
+constexpr int kCodeChecksum = 2;
+constexpr int kFileChecksum = 5;
+constexpr int kNvChecksum = 6;
+
+}  // namespace fcx
+
 #pragma GCC visibility pop

@@ -97,6 +97,18 @@ struct FactoryVersion {
 /// @return 0, or 1 when there is none; what was found by then is in `version`
 [[nodiscard]] int read_factory_version(int type, FactoryVersion& version);
 
+/// The build identifiers, in the order of their fields.
+enum class Identifier { application, customisation, carrier };
+
+struct IdentifierFile {
+  const char* path;
+  bool is_behind_service;  ///< only the file-handle service can read it
+};
+
+/// The file that this device keeps a build identifier in, whether or not it is there. Where the
+/// carrier's is depends on the product, and on whether there is an operator image.
+IdentifierFile identifier_file(Identifier identifier);
+
 /// A field of the fixed-area version.
 struct FixedAreaField {
   char text[14];     ///< with its NUL

@@ -13,6 +13,8 @@ namespace {
 
 using fcx::FixedAreaField;
 using fcx::FixedAreaVersion;
+using fcx::Identifier;
+using fcx::IdentifierFile;
 using fcx::ReadResult;
 
 constexpr size_t kLongestLine = 49;
@@ -62,17 +64,21 @@ void set_field(FixedAreaField& field, std::string_view text, size_t width, const
   text.copy(field.text, width);
 }
 
+IdentifierFile carrier_identifier_file() {
+  if (e_is_overlayfs) return {kProductFile, true};
+  return {is_op_image_support() != 0 ? kOperatorFile : kUserDataFile, false};
+}
+
 ReadResult read_carrier_identifier(const char*& path, Line& line) {
-  if (e_is_overlayfs) {
-    path = kProductFile;
+  const IdentifierFile file = carrier_identifier_file();
+  path = file.path;
+  if (file.is_behind_service) {
     DOMAIN_INFO("get_swfv : Read op.ubid  from product %s\n", path);
     return read_identifier_through_service(path, line);
   }
-  if (is_op_image_support() != 0) {
-    path = kOperatorFile;
+  if (path == kOperatorFile) {
     DOMAIN_INFO("get_swfv : Read op.ubid from OP %s\n", path);
   } else {
-    path = kUserDataFile;
     DOMAIN_INFO("get_swfv : Read userdata.ubid\n");
   }
   return read_identifier(path, line);
@@ -136,6 +142,18 @@ int read_fields(FixedAreaVersion& version) {
 }
 
 }  // namespace
+
+IdentifierFile fcx::identifier_file(Identifier identifier) {
+  switch (identifier) {
+    case Identifier::application:
+      return {kApplicationFile, false};
+    case Identifier::customisation:
+      return {kCustomisationFile, false};
+    case Identifier::carrier:
+      break;
+  }
+  return carrier_identifier_file();
+}
 
 int fcx::read_fixed_area_version(FixedAreaVersion& version, int& length) {
   version = {};

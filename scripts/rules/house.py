@@ -87,6 +87,10 @@ ARROWS = [
 # The rooms in the middle need each other in these places, and no two files need each other: who
 # includes, the header, the file that implements what is asked for, and why.
 PAIRS = [
+    ("devices/checksums.cpp", "include/fcx/customisation.h", "carrier/package/files.cpp",
+     "an identifier of the product tree is read through the service"),
+    ("devices/checksums.cpp", "include/fcx/version_info.h", "modem/version_info/fixed_area_version.cpp",
+     "the code's checksum is of the build-identifier files"),
     ("modem/identity_items.cpp", "include/fcx/bt_address.h", "devices/bt_address.cpp",
      "an identity reset gives the device its default Bluetooth address"),
     ("modem/identity_items.cpp", "include/fcx/device_functions.h", "devices/device_functions.cpp",

@@ -130,6 +130,8 @@ const Writing kWritings[] = {
      "I Diag_Lib: handle_get_factory_version: get_qve_factory_sw_version fail[type:2]"},
     {4012, "", "file /proc/cmdline", kClears, 0, "1.0", 1, "",
      "I Diag_Lib: handle_get_hw_revision: get_qve_hw_version fail"},
+    {4013, "", "file /vendor/etc/ap.ubid", kClears, 0, "0x590581D6", 1, "",
+     "E Fcx: crc_command: /vendor/etc/ap.ubid: Input/output error\n"},
     {4015, "", "item 18", kClears, 0, "", 1, "", "get_msn"},
     {4016, "", "item 19", kClears, 0, "", 1, "", "get_manuf_date"},
     {4017, "", "item 36", kClears, 0, "", 1, "",
@@ -152,8 +154,12 @@ const Writing kWritings[] = {
     {4034, "A", "request 4034", kKeeps, 0, "OK", 9, "", "sim_satpc: failed with 9\n"},
     {4040, "1", "request 610", kKeeps, 0, none, 1, none,
      "E Fcx: system_powerkey_hardreset_enable: request 610 failed with 1\n"},
+    {4059, "", "request 4059", kKeeps, kUntouched, "0x00000000", kUntouched, none,
+     "E Fcx: crc_command: request 4059 failed with 9\n"},
     {4060, "1", "item 49", kKeeps, 0, none, 1, none, "I Diag_Lib: rsp->result = QVCMD_FAIL"},
     {4061, "", "item 49", kClears, 0, "1", 0, "", "I Diag_Lib: CWCWIZARD get_crcwizard : \n"},
+    {4062, "", "file /vendor/etc", kKeeps, kUntouched, "0x590581D6", kUntouched, none,
+     "E Fcx: crc_command: /vendor/etc: Input/output error\n"},
     {4063, "QV", "request 4063", kKeeps, 0, "", 9, "", "set_ftm_model_name: failed with 9\n"},
     {4063, "", "request 4063", kKeeps, 0, "QV", 1, none,
      "I Diag_Lib: handle_get_ftm_model_name Fail"},
@@ -237,6 +243,8 @@ TEST_F(Dispatch, ACommandClearsTheResponseOrKeepsWhatItDoesNotSet) {
   write_file(file("/mnt/vendor/persist-qv/aat/result"), "KEY=PASS\n");
   for (const auto& [name, value] : values) set_modem(name, value);
   set_item(item::teal_ime, "\2");
+  fs::create_directories(file("/vendor/etc"));
+  write_file(file("/vendor/etc/ap.ubid"), "A1234567890\n");
   set_item(item::network_code, R"("1","310,410,FFFFFFFF,FFFFFFFF,FF")");
   std::set<int32_t> seen;
   for (const Writing& c : kWritings) {

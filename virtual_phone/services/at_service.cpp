@@ -2,8 +2,11 @@
 // request by request.
 #include <utils/Errors.h>
 #include <vendor/qve/hardware/qvatcmd/1.0/IQvAtCmd.h>
+#include <zlib.h>
 
 #include <algorithm>
+#include <array>
+#include <cstdio>
 #include <filesystem>
 #include <new>
 
@@ -103,6 +106,24 @@ ModemAnswer set_brightness(const Call& call) {
 
 ModemAnswer leave_mark(const Call&) { return answer_of(""); }
 
+uLong add_to_crc(uLong crc, std::string_view bytes) {
+  return crc32(crc, reinterpret_cast<const Bytef*>(bytes.data()), static_cast<uInt>(bytes.size()));
+}
+
+/// Of the items that are active, in the order of their numbers: each as its number in two bytes,
+/// the low one first, and its value.
+ModemAnswer nv_crc(const Call& call) {
+  uLong crc = add_to_crc(0, {});
+  for (const auto& [number, item] : nv_items(call.phone)) {
+    if (item.state != NvState::active) continue;
+    const char bytes[] = {static_cast<char>(number & 0xFF), static_cast<char>(number >> 8)};
+    crc = add_to_crc(add_to_crc(crc, {bytes, sizeof bytes}), item.value);
+  }
+  std::array<char, 11> text;
+  snprintf(text.data(), text.size(), "0x%08X", static_cast<unsigned>(crc));
+  return answer_of(text.data());
+}
+
 ModemAnswer model_name(const Call& call) {
   constexpr char kValue[] = "model_name";
   const std::string_view name = text_of(call.payload);
@@ -169,6 +190,7 @@ constexpr Row kRows[] = {
     {request::is_virtual_sim, is_virtual_sim, nullptr, "virtual_sim"},
     {request::read_satpc, read_bytes, nullptr, "satpc"},
     {request::write_satpc, write_bytes, nullptr, "satpc"},
+    {request::nv_crc, nv_crc, nullptr, nullptr},
     {request::model_name, model_name, nullptr, nullptr},
 };
 
