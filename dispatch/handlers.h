@@ -50,6 +50,10 @@ void handle_get_fusg(qvcmd_response& response);
 void handle_get_ftm_model_name(qvcmd_response& response);
 void handle_set_ftm_model_name(std::string_view name, qvcmd_response& response);
 
+// address_handlers.cpp: the WLAN and the Bluetooth address
+void handle_automid_mac(std::string_view address, qvcmd_response& response);     // empty: read
+void handle_automid_btaddr(std::string_view address, qvcmd_response& response);  // empty: read
+
 // version_handlers.cpp: what the phone's software and hardware are
 void handle_get_factory_version(int32_t type, qvcmd_response& response);
 void handle_get_hw_revision(qvcmd_response& response);

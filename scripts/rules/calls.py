@@ -38,7 +38,7 @@ RULES = [
      "rooms": LIBRARY,
      "words": "[gs]et_ftm_item",
      "but": {"ftm/*": "the one place",
-             "devices/bt_address.cpp": "its item's bytes are no text, and what the store returns is not looked at"}},
+             "devices/address.cpp": "an address is read into bytes FF, and any return but 0 is a failure"}},
     {"text": "the library throws nothing and calls nothing that throws or does not know sizes",
      "rooms": LIBRARY,
      "members": "at",

@@ -57,6 +57,7 @@ PUBLIC = {
     "table.h": ("records",),
     "usb_mode.h": ("modem",),
     "version_info.h": ("modem",),
+    "wlan_address.h": ("devices",),
 }
 
 # From these rooms to those, and why. An arrow to "include/fcx" leads to all of its headers.

@@ -66,8 +66,8 @@ edit '/^PUBLIC/a "planted_too.h": ("modem",),' $house \
   "$house:1: PUBLIC has include/fcx/planted_too.h, which is not there"
 edit '/^PAIRS/a ("services/sysfs.cpp", "include/fcx/usb_mode.h", "modem/usb_mode.cpp", "planted"),' $house \
   'modem/usb_mode.cpp:1: files ask each other in a circle: modem/usb_mode.cpp -> services/sysfs.cpp -> modem/usb_mode.cpp'
-edit 's/set_ftm_item/planted/' devices/bt_address.cpp \
-  "$calls:1: devices/bt_address.cpp does not need its exception from: $items"
+edit 's/[gs]et_ftm_item/planted/' devices/address.cpp \
+  "$calls:1: devices/address.cpp does not need its exception from: $items"
 edit 's/\bnew\b/planted/' platform/immortal.h "$calls:1: platform/immortal.h does not need to be without an owner"
 
 offend() { # FOLDER RULE EXPRESSION...: each on a line of its own, and reported by its name

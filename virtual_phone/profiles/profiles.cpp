@@ -104,6 +104,8 @@ Profile blank() {
 const std::vector<ProfileItem> kFactoryItems = {
     {item::factory_status, "\x02"sv},
     {item::pid, "QV100AAAAAA0012345"sv},
+    {item::wlan_address, "\x02\xFC\x0A\x12\x34\x57"sv},
+    {item::bt_address, "\x02\xFC\x0A\x12\x34\x56"sv},
     {item::serial_number, "QV2006A00123"sv},
     {item::imei, "490154203237518"sv},
     {item::msn, "006QVAB000123"sv},
