@@ -10,6 +10,7 @@ void add_init(Verb& tool, Invocation& invocation);
 void add_demo(Verb& tool, Invocation& invocation);
 void add_commands(Verb& tool, Invocation& invocation);
 void add_send(Verb& tool, Invocation& invocation);
+void add_at(Verb& tool, Invocation& invocation);
 void add_prop(Verb& tool, Invocation& invocation);
 void add_item(Verb& tool, Invocation& invocation);
 void add_modem(Verb& tool, Invocation& invocation);

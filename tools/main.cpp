@@ -24,6 +24,7 @@ constexpr char kFooter[] =
     "  fcx commands                            what it can be asked\n"
     "  fcx send get_serial_number              ask it\n"
     "  fcx send 4018 123456789012345           write the CSN; `fcx send 4018` reads it\n"
+    "  fcx at 'AT%BTAD?'                       ask it for an address, over its AT line\n"
     "  fcx item list                           what is stored now\n"
     "  fcx modem                               what its modem keeps, and was asked\n"
     "  fcx sim                                 the SIM that is in it, and how to change it\n"
@@ -40,8 +41,9 @@ constexpr char kFooter[] =
     "  0  done\n"
     "  1  the phone could not be used, or the output not be written; standard error says why\n"
     "  2  the command line makes no sense\n"
-    "  3  the factory command was delivered, and its result is not 0; or carrier set-up could\n"
-    "     not be started; or the phone was not switched off";
+    "  3  the factory command was delivered, and its result is not 0; or an AT line was\n"
+    "     answered ERROR; or carrier set-up could not be started; or the phone was not\n"
+    "     switched off";
 
 constexpr char kOutOfMemory[] = "out of memory";
 
@@ -102,6 +104,7 @@ int run(int argc, char** argv) {
     cli::add_demo(tool, invocation);
     cli::add_commands(tool, invocation);
     cli::add_send(tool, invocation);
+    cli::add_at(tool, invocation);
     cli::add_prop(tool, invocation);
     cli::add_item(tool, invocation);
     cli::add_modem(tool, invocation);

@@ -82,6 +82,7 @@ ARROWS = [
     (("tests", "benchmarks", "fuzz"), ("include/fcx", "modem/link/requests", "platform", "virtual_phone"),
      "they call what a daemon or a home calls, and look at the phone"),
     (("tests",), ("common",), "what has no public header is tested where it is"),
+    (("tests", "fuzz"), ("daemon",), "AT lines are the daemon's"),
     (("fuzz",), ("benchmarks",), "targets run on the same quick modem and properties"),
 ]
 

@@ -51,6 +51,19 @@ exchange)
   expect 0 'get_csn, set_csn' fcx commands
   expect 0 'rpc_threadpool: 5 threads' fcx send 4056
   ;;
+at)
+  fcx init >/dev/null
+  expect 0 '^BLUETOOTH ADDRESS WRITE OK$' fcx at ' at%btad=0a1b2c3d4e5f '
+  expect 0 '^%FCX: 0,0A1B2C3D4E5F$' fcx at 'AT%FCX=4066'
+  expect 3 'fcx log` shows' fcx at 'AT%WLAD=1234567890'
+  also '^ERROR$'
+  expect 0 '"result": "OK"' fcx at 'AT%WLAD?' --json
+  also '"line": "AT%WLAD\?"' '^    "02FC0A123457"$'
+  expect 3 '"answer": \[\],' fcx at 'AT%NONE' --json
+  expect 2 'no AT line: it does not begin with AT$' fcx at BTAD
+  expect 2 'the AT line is empty$' fcx at ' '
+  expect 2 'one AT line, without its end$' fcx at $'AT\rAT'
+  ;;
 usage)
   expect 0 'Exit status' fcx --help
   expect 2 'subcommand is required' fcx
