@@ -11,9 +11,15 @@ namespace {
 
 size_t requests = 0;
 
+struct Answer {
+  std::string bytes;
+  int32_t claimed;
+  int32_t code;
+};
+
 /// Answers that somebody has set, by their requests.
-std::map<int, std::string>& answers() {
-  static std::map<int, std::string> all;
+std::map<int, Answer>& answers() {
+  static std::map<int, Answer> all;
   return all;
 }
 
@@ -27,7 +33,16 @@ constexpr size_t kWriteCount = 2040;
 
 size_t bench::modem_requests() { return requests; }
 
-void bench::set_answer(int request, std::string_view answer) { answers()[request] = answer; }
+void bench::set_answer(int request, std::string_view answer) {
+  answer = answer.substr(0, QVCMD_DATA_SIZE);
+  set_answer(request, answer, static_cast<int32_t>(answer.size()), 0);
+}
+
+void bench::set_answer(int request, std::string_view answer, int32_t claimed, int32_t code) {
+  answers()[request] = {std::string(answer), claimed, code};
+}
+
+void bench::forget_answers() { answers().clear(); }
 
 int dmi_init() { return 0; }
 
@@ -37,8 +52,9 @@ int dmi_release() { return 0; }
 int request_to_modem_via_dmi(qvcmd_request* request, qvcmd_response* response) {
   ++requests;
   if (const auto set = answers().find(request->opcode); set != answers().end()) {
-    response->data_len = static_cast<int32_t>(set->second.copy(response->data, QVCMD_DATA_SIZE));
-    return 0;
+    set->second.bytes.copy(response->data, QVCMD_DATA_SIZE);
+    response->data_len = set->second.claimed;
+    return set->second.code;
   }
   if (request->opcode != fcx::request::efs) return 0;
   const char operation = request->data[0];

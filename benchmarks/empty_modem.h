@@ -2,6 +2,7 @@
 #pragma once
 
 #include <cstddef>
+#include <cstdint>
 #include <string_view>
 
 namespace bench {
@@ -11,5 +12,9 @@ size_t modem_requests();
 
 /// What the modem answers to a request from now on, at most 2048 bytes; at first nothing.
 void set_answer(int request, std::string_view answer);
+/// The same, with the length that it claims and the code that the interface returns.
+void set_answer(int request, std::string_view answer, int32_t claimed, int32_t code);
+/// The modem answers nothing again.
+void forget_answers();
 
 }  // namespace bench

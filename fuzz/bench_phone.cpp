@@ -1,15 +1,21 @@
 #include "fuzz/bench_phone.h"
 
+#include <cutils/android_reboot.h>
+#include <hidl/HidlTransportSupport.h>
 #include <log/log.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cstdio>
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
+#include <map>
 
+#include "fcx/factory_item_table.h"
 #include "fcx/factory_items.h"
 #include "platform/device_home.h"
+#include "platform/factory_item_library.h"
 #include "virtual_phone/core/phone.h"
 
 namespace fuzz {
@@ -17,6 +23,12 @@ namespace {
 
 namespace fs = std::filesystem;
 namespace vp = virtual_phone;
+
+/// Each in memory of just its size. For one thread at a time, as commands are.
+std::map<int, std::string>& items() {
+  static std::map<int, std::string> all;
+  return all;
+}
 
 fs::path device_file(const char* device_path) { return vp::selected().root() + device_path; }
 
@@ -68,6 +80,8 @@ void empty_directory(const char* device_path) {
   }
 }
 
+void empty_items() { items().clear(); }
+
 std::unique_ptr<char[]> buffer(size_t size, std::string_view text) {
   auto bytes = std::make_unique<char[]>(size);
   text.copy(bytes.get(), size - 1);
@@ -93,4 +107,31 @@ std::string_view Input::take(std::string_view separator) {
 
 void fcx::platform_sleep_us(uint64_t) {}
 
+void fcx::platform_sync() {}
+
+int fcx::platform_thread_fault(LibraryThread) { return 0; }
+
 fcx::FileFault fcx::platform_file_fault(const char*, FileOperation) { return {}; }
+
+int android_reboot(unsigned, int, const char*) { return 0; }
+
+void android::hardware::configureRpcThreadpool(size_t, bool) {}
+
+int init_ftm_item() { return 0; }
+
+int get_ftm_item(int index, int length, void* buffer) {
+  const std::string& bytes = fuzz::items()[index];
+  auto* out = static_cast<char*>(buffer);
+  std::fill(out + bytes.copy(out, static_cast<size_t>(length)), out + length, '\0');
+  return 0;
+}
+
+int set_ftm_item(int index, int length, const void* buffer) {
+  const fcx::FactoryItem* item = fcx::find_factory_item(index);
+  const auto size = static_cast<size_t>(length);
+  fuzz::require(item != nullptr && size <= item->length, "a write stays inside its item");
+  std::string& bytes = fuzz::items()[index];
+  if (bytes.size() < size) bytes.resize(size);
+  bytes.replace(0, size, static_cast<const char*>(buffer), size);
+  return 0;
+}

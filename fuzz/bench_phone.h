@@ -1,8 +1,9 @@
 // The virtual phone that fuzz targets work on, and what they share.
 //
-// One phone for each process, in the temporary directory. Properties are kept in memory, the modem
-// answers at once, nobody sleeps, no fault strikes a file, and log lines are formatted, then
-// dropped: thousands of tries a second instead of tens.
+// One phone for each process, in the temporary directory. Properties and factory items are kept in
+// memory, the modem answers at once, nobody sleeps or waits for a disk, no fault strikes, nothing is
+// recorded, a reboot leaves everything as it is, and log lines are formatted, then dropped:
+// thousands of tries a second instead of tens.
 #pragma once
 
 #include <cstddef>
@@ -25,6 +26,9 @@ void need_phone();
 void put_file(const char* device_path, std::string_view content);
 /// Empties a device directory, and makes it when there is none.
 void empty_directory(const char* device_path);
+
+/// Empties all factory items. No write to one may be longer than it is.
+void empty_items();
 
 /// A buffer of just that many bytes, so that a byte too many is noticed. Zero-filled, but for the
 /// text, which is cut to leave room for its NUL.

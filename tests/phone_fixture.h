@@ -150,9 +150,8 @@ MATCHER_P2(Answers, result, text, "") {
 
 /// A response that a command has not touched.
 MATCHER(IsUntouched, "") {
-  return std::all_of(reinterpret_cast<const char*>(&arg),
-                     reinterpret_cast<const char*>(&arg) + sizeof arg,
-                     [](char byte) { return byte == static_cast<char>(kUntouched); });
+  return std::string(sizeof arg, static_cast<char>(kUntouched)) ==
+         std::string_view(reinterpret_cast<const char*>(&arg), sizeof arg);
 }
 
 }  // namespace fcx_test
