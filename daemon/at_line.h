@@ -46,8 +46,8 @@ struct AtLine {
     invalid,     ///< no command; what comes after the line end can be one
   };
   State state = State::incomplete;
-  size_t consumed = 0;  ///< bytes that the next call must not be given again
-  AtCommand command;
+  size_t consumed = 0;           ///< bytes that the next call must not be given again
+  AtCommand command;             ///< when it is one
   const char* reason = nullptr;  ///< why it is invalid, for people
 };
 

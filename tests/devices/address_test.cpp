@@ -151,6 +151,9 @@ TEST_F(Addresses, AQueryAlwaysHasAnAnswer) {
       EXPECT_EQ(Told({"1 unwritten", f.wrote_not}), told(f.opcode, "111111111111")) << value;
       clear_faults();
     }
+    fault(Part::item, std::to_string(f.item), Effect::shorter, 0);
+    EXPECT_EQ(Told({"0 FFFFFFFFFFFF", f.asked}), told(f.query)) << "what was not read";
+    clear_faults();
     set_item(f.item, std::string(6, '\xFF'));
     EXPECT_EQ(Told({"0 FFFFFFFFFFFF", f.asked}), told(f.query)) << "is an address";
     EXPECT_EQ(Told({"1 unwritten", said(f.no_digit, ":"), f.wrote_no_digits}),
