@@ -1,8 +1,8 @@
 // The virtual phone that fuzz targets work on, and what they share.
 //
 // One phone for each process, in the temporary directory. Properties and factory items are kept in
-// memory, the modem answers at once, nobody sleeps or waits for a disk, no fault strikes, nothing is
-// recorded, a reboot leaves everything as it is, and log lines are formatted, then dropped:
+// memory, the modem answers at once, nobody sleeps or waits for a disk, no fault strikes, nothing
+// is recorded, a reboot leaves everything as it is, and log lines are formatted, then dropped:
 // thousands of tries a second instead of tens.
 #pragma once
 
