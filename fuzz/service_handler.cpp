@@ -2,8 +2,8 @@
 // length and a text, as in "4018 3 ABC":
 //
 //   OPCODE LENGTH TEXT     a command: its `data_len`, its payload
-//   <REQUEST LENGTH TEXT   what the modem or the system side answers from now on, and claims; below
-//                          0 it is the failure's code
+//   <REQUEST LENGTH TEXT   what the modem or the system side answers from now on, and the length
+//                          that it claims
 //   #ITEM LENGTH TEXT      what a factory item holds
 //   @FILE LENGTH TEXT      what one of kFiles holds
 //
@@ -102,7 +102,7 @@ class SystemSide : public IQvAtCmd {
 };
 
 void set_answer(const Line& line) {
-  const int32_t code = std::max(0, -line.length);
+  const int32_t code = line.mark == '!' ? line.length : 0;
   bench::set_answer(line.number, line.text, line.length, code);
   const std::string travels = line.mark == '~' ? line.text : vp::to_base64(line.text);
   system_answers()[line.number] = {code, line.length, 0, travels};
