@@ -16,17 +16,9 @@ void check_command_words(const Verb& tool, const std::vector<std::string>& words
   for (size_t i = 0; i < words.size(); ++i) {
     if (words[i] == "--phone") ++i;
     if (i >= words.size() || words[i].substr(0, 1) == "-") continue;
-    const std::list<Verb>& verbs = group->subcommands();
-    if (verbs.empty()) return;
-    const auto found = std::find_if(verbs.begin(), verbs.end(),
-                                    [&](const Verb& verb) { return verb.name() == words[i]; });
-    if (found == verbs.end()) {
-      std::vector<std::string> names;
-      for (const Verb& verb : verbs) names.push_back(verb.name());
-      const std::string asked = group == &tool ? tool.name() : tool.name() + " " + group->name();
-      throw unknown_name("command", words[i], names, asked + " --help");
-    }
-    group = &*found;
+    if (group->subcommands().empty()) return;
+    const std::string asked = group == &tool ? tool.name() : tool.name() + " " + group->name();
+    group = &group->subcommand(words[i], asked);
   }
 }
 
@@ -71,6 +63,19 @@ void Verb::take_anything_unseen() { app_->group("")->fallthrough(false)->allow_e
 bool Verb::has_subcommand() const { return !app_->get_subcommands().empty(); }
 
 std::string Verb::name() const { return app_->get_name(); }
+
+std::string Verb::help(const std::string& before) const {
+  return app_->get_formatter()->make_help(app_.get(), before + name(), CLI::AppFormatMode::Normal);
+}
+
+const Verb& Verb::subcommand(const std::string& word, const std::string& asked) const {
+  std::vector<std::string> names;
+  for (const Verb& verb : subcommands_) {
+    if (verb.name() == word) return verb;
+    names.push_back(verb.name());
+  }
+  throw unknown_name("command", word, names, asked + " --help");
+}
 
 std::filesystem::path Invocation::directory() const {
   return phone_directory.empty() ? virtual_phone::default_directory()

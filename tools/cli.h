@@ -62,6 +62,11 @@ class Verb {
   bool has_subcommand() const;
 
   std::string name() const;
+  /// What its --help prints. `before` is typed before its name.
+  std::string help(const std::string& before) const;
+  /// The verb after this one that a word names. Throws UsageError; `asked` is how this one is
+  /// typed.
+  const Verb& subcommand(const std::string& word, const std::string& asked) const;
   const std::list<Verb>& subcommands() const { return subcommands_; }
 
  private:

@@ -1,6 +1,7 @@
 #include "tools/command_name.h"
 
 #include <algorithm>
+#include <cctype>
 
 #include "tools/words.h"
 
@@ -20,6 +21,42 @@ bool is_number(const std::string& word) {
          std::all_of(word.begin() + static_cast<ptrdiff_t>(sign), word.end(), isdigit);
 }
 
+int32_t opcode_from(const std::string& digits) {
+  const int64_t opcode = number_of(digits, "an opcode");
+  if (opcode != static_cast<int32_t>(opcode)) throw UsageError("no opcode has more than 32 bits");
+  return static_cast<int32_t>(opcode);
+}
+
+/// The rows that read or write as `name`.
+CommandRows rows_named(const std::string& name) {
+  CommandRows rows;
+  for (const fcx::Command& row : fcx::command_table()) {
+    const bool reads = row.handler != nullptr && command_name(row.handler) == name;
+    const bool writes = row.writer != nullptr && command_name(row.writer) == name;
+    if (reads || writes) rows.push_back(&row);
+  }
+  return rows;
+}
+
+/// In lower case, the words of a name apart.
+std::string as_words(std::string text) {
+  for (char& c : text) c = c == '_' ? ' ' : static_cast<char>(tolower(c));
+  return text;
+}
+
+/// The rows with a word that begins so in their names or in what they do.
+CommandRows rows_about(const std::string& word) {
+  const std::string wanted = " " + as_words(word);
+  CommandRows rows;
+  for (const fcx::Command& row : fcx::command_table()) {
+    std::string words = as_words(" " + command_names(row) + " " + row.summary);
+    std::replace_if(
+        words.begin(), words.end(), [](char c) { return isalnum(c) == 0; }, ' ');
+    if (words.find(wanted) != std::string::npos) rows.push_back(&row);
+  }
+  return rows;
+}
+
 [[noreturn]] void fail_unknown(const std::string& name) {
   std::vector<std::string> names;
   for (const fcx::Command& row : fcx::command_table()) {
@@ -30,8 +67,7 @@ bool is_number(const std::string& word) {
   throw unknown_name("command", name, names, "fcx commands");
 }
 
-[[noreturn]] void fail_ambiguous(const std::string& name,
-                                 const std::vector<const fcx::Command*>& rows) {
+[[noreturn]] void fail_ambiguous(const std::string& name, const CommandRows& rows) {
   std::string list;
   for (const fcx::Command* row : rows) {
     list += "\n  " + std::to_string(row->opcode) + "  " + row->summary;
@@ -52,21 +88,26 @@ std::string command_names(const fcx::Command& row) {
 }
 
 int32_t opcode_of(const std::string& word) {
-  if (is_number(word)) {
-    const int64_t opcode = number_of(word, "an opcode");
-    if (opcode != static_cast<int32_t>(opcode)) throw UsageError("no opcode has more than 32 bits");
-    return static_cast<int32_t>(opcode);
-  }
+  if (is_number(word)) return opcode_from(word);
   const std::string name = without_prefix(word);
-  std::vector<const fcx::Command*> rows;
-  for (const fcx::Command& row : fcx::command_table()) {
-    const bool reads = row.handler != nullptr && command_name(row.handler) == name;
-    const bool writes = row.writer != nullptr && command_name(row.writer) == name;
-    if (reads || writes) rows.push_back(&row);
-  }
+  const CommandRows rows = rows_named(name);
   if (rows.empty()) fail_unknown(name);
   if (rows.size() > 1) fail_ambiguous(name, rows);
   return rows.front()->opcode;
+}
+
+CommandRows rows_of(const std::string& word) {
+  if (is_number(word)) {
+    const fcx::Command* row = fcx::find_command(opcode_from(word));
+    if (row == nullptr) {
+      throw UsageError("no command has the opcode " + word + ". `fcx commands` lists all of them.");
+    }
+    return {row};
+  }
+  CommandRows rows = rows_named(without_prefix(word));
+  if (rows.empty() && !word.empty()) rows = rows_about(word);
+  if (rows.empty()) fail_unknown(word);
+  return rows;
 }
 
 std::string argument_text(const fcx::Command& row) {

@@ -8,6 +8,8 @@
 
 namespace cli {
 
+using CommandRows = std::vector<const fcx::Command*>;
+
 /// The name of a handler, "" for none.
 std::string command_name(const char* handler);
 
@@ -18,7 +20,11 @@ std::string command_names(const fcx::Command& row);
 /// UsageError for a name that is unknown or means several commands.
 int32_t opcode_of(const std::string& word);
 
-/// What the command takes, for people.
+/// The commands that `word` stands for: by number, by name, or else all with a word that begins so
+/// in their names or in what they do. Throws UsageError when there is none.
+CommandRows rows_of(const std::string& word);
+
+/// What the command takes, in a word or two.
 std::string argument_text(const fcx::Command& row);
 
 }  // namespace cli

@@ -6,6 +6,7 @@
 
 namespace cli {
 
+void add_help(Verb& tool, Invocation& invocation);
 void add_init(Verb& tool, Invocation& invocation);
 void add_demo(Verb& tool, Invocation& invocation);
 void add_commands(Verb& tool, Invocation& invocation);

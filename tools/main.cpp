@@ -22,6 +22,7 @@ constexpr char kFooter[] =
     "First steps:\n"
     "  fcx init                                make a phone with its factory data written\n"
     "  fcx commands                            what it can be asked\n"
+    "  fcx commands csn                        all about some of that, with examples\n"
     "  fcx send get_serial_number              ask it\n"
     "  fcx send 4018 123456789012345           write the CSN; `fcx send 4018` reads it\n"
     "  fcx at 'AT%BTAD?'                       ask it for an address, over its AT line\n"
@@ -100,6 +101,7 @@ int run(int argc, char** argv) {
   cli::Invocation invocation;
   const cli::Program program{"fcx", kDescription, kFooter, FCX_VERSION};
   return cli::run_command_line(program, argc, argv, invocation, [&](cli::Verb& tool) {
+    cli::add_help(tool, invocation);
     cli::add_init(tool, invocation);
     cli::add_demo(tool, invocation);
     cli::add_commands(tool, invocation);

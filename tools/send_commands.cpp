@@ -1,18 +1,17 @@
-// commands, send, demo: factory commands.
-#include <unistd.h>
-
+// send, demo: factory commands.
 #include <cstdio>
 #include <map>
 #include <memory>
 
 #include "daemon/deliver.h"
-#include "daemon/open.h"
 #include "fcx/command_table.h"
 #include "tools/boot_report.h"
 #include "tools/command_name.h"
 #include "tools/commands.h"
+#include "tools/delivery.h"
 #include "tools/json.h"
 #include "tools/table.h"
+#include "tools/temporary_phone.h"
 #include "tools/text.h"
 #include "virtual_phone/core/events.h"
 
@@ -22,9 +21,6 @@ namespace {
 namespace vp = virtual_phone;
 using factory_daemon::deliver;
 using factory_daemon::Delivery;
-
-/// The name of what the request was for.
-std::string name_of(const Delivery& delivery) { return command_name(delivery.handler); }
 
 /// The argument's bytes, or UsageError when a request does not hold them.
 std::string payload_of(const std::optional<std::string>& text,
@@ -75,20 +71,6 @@ void print_complaints(const Delivery& delivery) {
   }
 }
 
-Json delivery_json(const Delivery& delivery) {
-  Json object = {{"opcode", delivery.opcode},
-                 {"known", delivery.row != nullptr},
-                 {"name", delivery.handler == nullptr ? Json() : Json(name_of(delivery))},
-                 {"result", delivery.response.result},
-                 {"data_len", delivery.response.data_len},
-                 {"data", is_printable(delivery.data()) ? Json(delivery.data()) : Json()},
-                 {"data_hex", to_hex(delivery.data())}};
-  for (const vp::Event& event : delivery.events) {
-    object["events"].push_back({{"kind", event.kind}, {"detail", event.detail}});
-  }
-  return object;
-}
-
 void print_text(const Delivery& delivery) {
   printf("%d %s\n", delivery.opcode, name_of(delivery).c_str());
   printf("result    %d\n", delivery.response.result);
@@ -98,60 +80,6 @@ void print_text(const Delivery& delivery) {
     printf("event     %s: %s\n", event.kind.c_str(), event.detail.c_str());
   }
 }
-
-Json command_json(const fcx::Command& row) {
-  const std::string writer = command_name(row.writer);
-  return {{"opcode", row.opcode},
-          {"name", row.handler == nullptr ? Json() : Json(command_name(row.handler))},
-          {"writes_as", writer.empty() ? Json() : Json(writer)},
-          {"argument", argument_text(row)},
-          {"prepares_pool", row.prepares_pool},
-          {"available", fcx::is_available(row)},
-          {"summary", row.summary}};
-}
-
-void print_markdown() {
-  puts(R"(# Commands
-
-Made from the command table by `scripts/update-docs`; do not edit.
-
-*text* is the request's text up to its NUL, *number* the same as a decimal number cut to its low 8
-bits, *request* the whole request with its length; of a row with *text or none* an empty text reads
-and any other writes. A number in parentheses is handed to the handler. *pool*: the HIDL thread pool
-is prepared first. A row that is not available answers `result` 1.
-
-| Opcode | Name | Argument | Pool | Available | What it does |
-|---|---|---|---|---|---|)");
-  for (const fcx::Command& row : fcx::command_table()) {
-    printf("| %d | %s | %s | %s | %s | %s |\n", row.opcode, command_names(row).c_str(),
-           argument_text(row).c_str(), row.prepares_pool ? "yes" : "",
-           fcx::is_available(row) ? "yes" : "no", row.summary);
-  }
-}
-
-/// A phone that is gone with this object.
-class TemporaryPhone {
- public:
-  explicit TemporaryPhone(const char* profile)
-      : directory_{std::filesystem::temp_directory_path() /
-                   ("fcx-demo-" + std::to_string(getpid()) + "-" + profile)} {
-    vp::create(directory_.path, profile, true);
-    factory_daemon::open(directory_.path);
-  }
-  TemporaryPhone(const TemporaryPhone&) = delete;
-  TemporaryPhone& operator=(const TemporaryPhone&) = delete;
-
- private:
-  /// Gone also when no phone came of it.
-  struct Directory {
-    std::filesystem::path path;
-    ~Directory() {
-      std::error_code ignored;
-      std::filesystem::remove_all(path, ignored);
-    }
-  };
-  Directory directory_;
-};
 
 struct DemoStep {
   const char* question;
@@ -199,7 +127,7 @@ constexpr DemoStep kDemo[] = {
 /// The commands of kDemo on a fresh phone.
 Json demonstrate_commands(bool as_json) {
   const TemporaryPhone temporary("single");
-  vp::Phone& phone = vp::selected();
+  vp::Phone& phone = temporary.phone();
   Json answers = Json::array();
   TextTable table({"ASKED", "COMMAND", "RESULT", "ANSWER"});
   for (const DemoStep& step : kDemo) {
@@ -228,7 +156,7 @@ Json demonstrate_commands(bool as_json) {
 /// The first start of a fresh phone whose carrier is still to be found.
 Json demonstrate_boot(bool as_json) {
   const TemporaryPhone temporary("open");
-  const factory_daemon::Boot seen = factory_daemon::boot(vp::selected());
+  const factory_daemon::Boot seen = factory_daemon::boot(temporary.phone());
   if (!as_json) {
     puts("\nThe first start of another one (profile open), which finds its carrier by the SIM:\n");
     print_decision(seen);
@@ -245,32 +173,6 @@ void run_demo(const Invocation& invocation) {
 }
 
 }  // namespace
-
-void add_commands(Verb& tool, Invocation& invocation) {
-  auto markdown = std::make_shared<bool>(false);
-  Verb& command = add_command(
-      tool, "commands", "List the factory commands",
-      "  fcx commands               all of them\n"
-      "  fcx commands --markdown    the same as docs/commands.md",
-      [&invocation, markdown] {
-        if (*markdown && invocation.json) {
-          throw UsageError("--markdown prints a page, not one JSON object");
-        }
-        if (*markdown) return print_markdown();
-        if (invocation.json) {
-          Json list = Json::array();
-          for (const auto& row : fcx::command_table()) list.push_back(command_json(row));
-          return print({{"commands", list}});
-        }
-        TextTable table({"OPCODE", "NAME", "ARGUMENT", "WHAT IT DOES"});
-        for (const fcx::Command& row : fcx::command_table()) {
-          table.add({std::to_string(row.opcode), command_names(row), argument_text(row),
-                     std::string(fcx::is_available(row) ? "" : "(not available) ") + row.summary});
-        }
-        table.print();
-      });
-  command.add_flag("--markdown", *markdown, "Print the page docs/commands.md");
-}
 
 void add_send(Verb& tool, Invocation& invocation) {
   struct Options {

@@ -26,6 +26,20 @@ enum class Content {
   imei,  ///< 15 digits, the last one their check digit, which the modem checks
 };
 
+/// What the words of `result` mean, for people. All null: the command never sets `result`.
+struct Results {
+  const char* words[3];  ///< 0, 1 and 2; null for one that it never gives
+  const char* other;  ///< what other words it gives, or that it leaves `result`; null for neither
+};
+
+/// Requests, sent one after another to a fresh phone, that show what a command does. Data is text,
+/// or hex:BYTES.
+struct Example {
+  int32_t first_opcode;    ///< another command that comes first; 0 for none
+  const char* first_data;  ///< its data
+  const char* data[3];     ///< of the command's own requests; null for no further one
+};
+
 struct Command {
   /// Calls a row's handler. Only service_handler() does so.
   using Call = void (*)(const Command& row, const qvcmd_request& request, qvcmd_response& response);
@@ -43,6 +57,9 @@ struct Command {
   Call call;              ///< calls `handler`; null when only the pool is prepared
   Call write;             ///< calls `writer`, or null
   const char* summary;    ///< what it does, for people
+  const char* answer;     ///< what `data` has when it was done; null for nothing
+  Results results;
+  Example example;
 };
 
 #pragma GCC visibility push(default)

@@ -50,6 +50,16 @@ exchange)
   expect 3 '^result +1$' fcx send 3170 fast
   expect 0 'get_csn, set_csn' fcx commands
   expect 0 'rpc_threadpool: 5 threads' fcx send 4056
+
+  # Examples are run on phones of their own: the CSN is the one that was written to them.
+  expect 0 '^  fcx send 4018 123456789012345$' fcx commands set_csn
+  also '^4018 get_csn, set_csn$' '^  result +1: the item' 'data_len 13, data 006QVCS000456$'
+  expect 0 '"typed": "fcx send 3201 --hex 02"' fcx commands 3201 --json
+  also '"1": "another byte' '"answer": null' '"result": 0'
+  expect 0 '^4409 get_midauto_crc$' fcx commands handle_get_midauto_crc
+  also '^4412 get_midauto_crc$' 'result +-1: the item'
+  expect 0 '^4230 get_saat_result$' fcx commands CALIB
+  also '^4215 ' '^4232 ' "fcx send 4230 '.FRONT_TOF_CHECK.'$"
   ;;
 at)
   fcx init >/dev/null
@@ -66,6 +76,10 @@ at)
   ;;
 usage)
   expect 0 'Exit status' fcx --help
+  expect 0 'Exit status' fcx help
+  expect 0 'fcx item get serial_number' fcx help item get
+  expect 0 '"help": "List the factory commands' fcx help commands --json
+  expect 2 'no command is called "clear". `fcx item --help`' fcx help item clear
   expect 2 'subcommand is required' fcx
   expect 2 'no command is called "sned". Near it: send. `fcx --help` lists all of them.$' fcx sned 4010
   expect 2 'no command is called "clear". `fcx item --help`' fcx item clear
@@ -76,6 +90,11 @@ usage)
   fcx init >/dev/null
   expect 2 'Near it: get_serial_number' fcx send get_seril_number
   expect 2 '4410  read the second' fcx send get_midauto_crc
+  expect 2 'no command has the opcode 4999. `fcx commands` lists' fcx commands 4999
+  expect 2 'called "get_seril_number". Near it: get_serial_number' fcx commands get_seril_number
+  expect 2 'no command is called ""' fcx commands ''
+  expect 2 'prints a whole page' fcx commands 4018 --markdown
+  expect 1 'could not be written' to_full_disk fcx commands 4018
   expect 2 "'g' is no hexadecimal digit" fcx send 3201 --hex 0g
   expect 2 'odd number' fcx send 3201 --hex 012
   expect 2 'at most 2047' fcx send 4018 "$(printf '%02048d' 0)"

@@ -1,0 +1,37 @@
+// help: what --help prints.
+#include <cstdio>
+#include <memory>
+
+#include "tools/commands.h"
+#include "tools/json.h"
+
+namespace cli {
+
+void add_help(Verb& tool, Invocation& invocation) {
+  struct Options {
+    std::optional<std::string> command;
+    std::optional<std::string> subcommand;
+  };
+  auto options = std::make_shared<Options>();
+  Verb& command = add_command(tool, "help", "Tell about the tool, or about one of its commands",
+                              "  fcx help             the same as fcx --help\n"
+                              "  fcx help send        the same as fcx send --help\n"
+                              "  fcx help modem nv    the same as fcx modem nv --help",
+                              [&tool, &invocation, options] {
+                                const Verb* verb = &tool;
+                                std::string before;
+                                for (const auto& word : {options->command, options->subcommand}) {
+                                  if (!word.has_value()) continue;
+                                  before += verb->name() + " ";
+                                  verb =
+                                      &verb->subcommand(*word, before.substr(0, before.size() - 1));
+                                }
+                                const std::string text = verb->help(before);
+                                if (invocation.json) return print({{"help", text}});
+                                printf("%s", text.c_str());
+                              });
+  command.add_option("command", options->command, "A command of the tool");
+  command.add_option("subcommand", options->subcommand, "A command of that command");
+}
+
+}  // namespace cli

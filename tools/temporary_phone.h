@@ -1,0 +1,30 @@
+// A fresh virtual phone for what is shown and not kept.
+#pragma once
+
+#include <filesystem>
+#include <string>
+
+#include "virtual_phone/core/phone.h"
+
+namespace cli {
+
+/// A phone of a profile, this process's own, that is gone with this object.
+class TemporaryPhone {
+ public:
+  /// Throws virtual_phone::Error.
+  explicit TemporaryPhone(const std::string& profile);
+  TemporaryPhone(const TemporaryPhone&) = delete;
+  TemporaryPhone& operator=(const TemporaryPhone&) = delete;
+
+  virtual_phone::Phone& phone() const { return virtual_phone::selected(); }
+
+ private:
+  /// Gone also when no phone came of it.
+  struct Directory {
+    std::filesystem::path path;
+    ~Directory();
+  };
+  Directory directory_;
+};
+
+}  // namespace cli
