@@ -192,7 +192,7 @@ constexpr Command kCommands[] = {
       nothing, done_or("another byte, or the item cannot be written"), sends("hex:02")),
   row(4001, no,  CALLS(payload,           handle_aat_result),                    any,      silent,
       "answer an automatic-test result request",
-      "text, empty when the request failed", always(0), sends("1")),
+      "text, empty when it failed", always(0), sends("1")),
   row(4002, no,  CALLS(decimal,           handle_frst_start),                    any,      silent,
       "start a factory reset, mode 1 to 5",
       nothing, results("begun", "failed", "another mode, or no card is there"), sends("2")),
