@@ -50,20 +50,12 @@ void call_for_result(const Command& row [[maybe_unused]], const qvcmd_request&,
   }
 }
 
-void answer_not_available(const Command& row, const qvcmd_request&, qvcmd_response& response) {
-  HANDLER_ERROR("service_handler: opcode = %d: %s is not available\n", row.opcode, row.handler);
-  response.result = QVCMD_FAIL;
-}
-
 // Macros, so that a name is written once and a log line's format stays a literal, which the
 // compiler checks.
 
 /// A handler of dispatch/handlers.h, called with its argument.
 #define CALLS(argument, handler) \
   function(#handler, Argument::argument, call<Argument::argument, handler>)
-
-/// A handler that is not part of this build yet.
-#define MISSING(argument, handler) function(#handler, Argument::argument, answer_not_available)
 
 /// A function of the library's own, called past the response, which stays as the caller passed it.
 /// It logs its failures.
@@ -150,6 +142,9 @@ constexpr Results item_written = done_or("the item cannot be written");
 constexpr Results item_kept = done_or("the item cannot be read, or written");
 constexpr Results address_kept = done_or("no address, or the item cannot be read or written");
 constexpr Results request_done = done_or("the request failed");
+constexpr Results sim_switched =
+    results("done", "the request failed", "not supported: the request has another code");
+constexpr Results satpc_done = done_or_else("any other: the code that the request failed with");
 constexpr Results modem_read = done_or("the modem has none, or the request failed");
 constexpr Results modem_kept = done_or("the modem refuses, or the request failed");
 constexpr Results modem_answers =
@@ -191,11 +186,12 @@ constexpr Command kCommands[] = {
       "set the IME selection: one raw byte, 0 to 2",
       nothing, done_or("another byte, or the item cannot be written"), sends("hex:02")),
   row(4001, no,  CALLS(payload,           handle_aat_result),                    any,      silent,
-      "answer an automatic-test result request",
-      "text, empty when it failed", always(0), sends("1")),
+      "read the automatic test's results, a line NAME=RESULT each; with a NAME: that test's result",
+      "text, at most 2047 characters; nothing when there is no such result", always(0),
+      sends("", "KEY")),
   row(4002, no,  CALLS(decimal,           handle_frst_start),                    any,      silent,
-      "start a factory reset, mode 1 to 5",
-      nothing, results("begun", "failed", "another mode, or no card is there"), sends("2")),
+      "note a factory reset and restart, 2, 3 or 4; 1: with the SD card; 5: with the card, and power off",
+      nothing, results("noted, and begun", "failed", "another number, or no card is there"), sends("2")),
   row(4003, no,  CALLS(decimal,           handle_charger_skip),                  any,      silent,
       "2: is the charger check skipped (result 1)? any other number sets the flag",
       nothing, results("set, even if that failed; or not skipped", "skipped, or not read"),
@@ -206,8 +202,8 @@ constexpr Command kCommands[] = {
       sends("1")),
   row(4005, yes, CALLS(none,              handle_factory_mode_check),            any,      silent,
       "read whether the phone is in factory mode",
-      "one raw byte: 1 in a factory test, else the test-script mode; none for mode 0",
-      results("done", "the mode cannot be read", "the test-script mode is 2: no data"), sends()),
+      "one raw byte: 1 in a factory test, else the test script's mode; none for mode 0",
+      results("done", "the mode cannot be read", "the mode is 2: no data"), sends()),
   row(4007, no,  CALLS(decimal,           handle_rkf_start),                     any,      silent,
       "set the boot status, a number, and restart",
       nothing, done_or("no restart was begun, and the boot status is 0 again"), sends("1")),
@@ -222,7 +218,7 @@ constexpr Command kCommands[] = {
       "read the hardware revision",
       "text, at most 5 characters", done_or("there is no revision"), sends()),
   row(4013, no,  CALLS(none,              handle_get_code_crc),                  any,      silent,
-      "read the code checksum",
+      "read the code's checksum: CRC-32 of the build-identifier files",
       "\"0x\" and 8 hexadecimal digits", done_or("no identifier, or one cannot be read"), sends()),
   row(4015, no,  ITEM_TEXT(handle_get_msn, msn, clears, "",
                            LOGS("MSN : %d (%s)\n", index, text)),                any,      silent,
@@ -259,23 +255,20 @@ constexpr Command kCommands[] = {
       "a number in digits, 0 to 255", item_read, sends()),
   row(4030, yes, CALLS(none,              handle_sim_issim),                     any,      silent,
       "read whether a SIM is there",
-      "what the system side says", request_done, sends()),
+      "what the system side says: \"1\" or \"0\"", request_done, sends()),
   row(4031, yes, CALLS(payload,           handle_sim_simoff),                    any,      silent,
-      "switch the virtual SIM",
-      "what the system side says",
-      results("done", "the request failed with 1", "it failed with another code"), sends("1")),
+      "switch the virtual SIM: \"1\" on, \"0\" off",
+      "what the system side says", sim_switched, sends("1", "2")),
   row(4032, yes, CALLS(none,              handle_sim_isvsim),                    any,      silent,
       "read whether the virtual SIM is on, as one raw byte",
       "one raw byte: 1 when it is on, else 0",
-      results("done", "the request failed with 1", "it failed with another code"), sends()),
+      sim_switched, after(4031, "1", sends())),
   row(4033, yes, CALLS(request,           handle_sim_satpc),                     any,      silent,
-      "SAT profile sub-command 1",
-      "what the system side says",
-      done_or_else("any other: the code that the request failed with"), sends("hex:01")),
+      "read the SAT profile",
+      "the profile", satpc_done, sends()),
   row(4034, yes, CALLS(request,           handle_sim_satpc),                     any,      silent,
-      "SAT profile sub-command 2",
-      "what the system side says",
-      done_or_else("any other: the code that the request failed with"), sends("hex:01")),
+      "write the SAT profile, raw bytes",
+      "what the system side says", satpc_done, sends("FFFF7F1E")),
   row(4040, yes, CALLS(request,           handle_qct_bsp_pwr_hardreset_enable),  any,      silent,
       "enable the hard reset by the power key; with a first character \"0\": disable it",
       nothing, results("done", "the modem refuses, or the request failed", "any other failure"),
@@ -284,7 +277,7 @@ constexpr Command kCommands[] = {
       "prepare the HIDL thread pool, nothing else",
       nothing, untold, sends()),
   row(4059, yes, CALLS(none,              handle_get_nv_crc),                    any,      silent,
-      "read the NV checksum",
+      "read the checksum of the NV items, as the system side makes it",
       "text, at most 19 characters; none when the request failed", untold, sends()),
   row(4060, no,  CALLS(decimal,           handle_crcwizard_set),                 any,      silent,
       "set the CRC wizard's state, one digit",
@@ -293,7 +286,7 @@ constexpr Command kCommands[] = {
       "read the CRC wizard's state",
       "one digit; none when the item cannot be read", always(0), sends()),
   row(4062, no,  CALLS(none,              handle_get_file_crc),                  any,      silent,
-      "read the file checksum",
+      "read the files' checksum: CRC-32 of what is in /vendor/etc",
       "\"0x\" and 8 hexadecimal digits; none when a file cannot be read", untold, sends()),
   row(4063, no,  read_or_write(CALLS(none, handle_get_ftm_model_name),
                                CALLS(payload, handle_set_ftm_model_name)),      any,      silent,
@@ -394,10 +387,10 @@ constexpr Command kCommands[] = {
       "text, at most 30 characters", done_or_else("as it was passed: the item cannot be read"),
       sends()),
   row(4405, no,  RESULT(selector,         qve_reset_production),                 value(1), silent,
-      "request a production reset, mode 1",
+      "note a production reset, mode 1, for the next start",
       nothing, done_or("it cannot be stored"), sends()),
   row(4406, no,  RESULT(selector,         qve_reset_production),                 value(0), silent,
-      "request a production reset, mode 0",
+      "note a production reset, mode 0, for the next start",
       nothing, done_or("it cannot be stored"), sends()),
   row(4407, no,  CALLS(none,              handle_get_midauto_result),            any,      silent,
       "read the mid-auto test result",
@@ -495,7 +488,5 @@ const Command* find_command(int32_t opcode) {
       [](const Command& command, int32_t wanted) { return command.opcode < wanted; });
   return row != std::end(kCommands) && row->opcode == opcode ? row : nullptr;
 }
-
-bool is_available(const Command& row) { return row.call != answer_not_available; }
 
 }  // namespace fcx

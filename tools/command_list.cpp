@@ -22,8 +22,8 @@ CommandRows all_rows() {
 void print_list(const CommandRows& rows) {
   TextTable table({"OPCODE", "NAME", "ARGUMENT", "WHAT IT DOES"});
   for (const fcx::Command* row : rows) {
-    table.add({std::to_string(row->opcode), command_names(*row), argument_text(*row),
-               std::string(fcx::is_available(*row) ? "" : "(not available) ") + row->summary});
+    table.add(
+        {std::to_string(row->opcode), command_names(*row), argument_text(*row), row->summary});
   }
   table.print();
 }

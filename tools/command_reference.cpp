@@ -171,7 +171,6 @@ Json command_json(const fcx::Command& row) {
           {"answer", row.answer == nullptr ? Json() : Json(row.answer)},
           {"results", std::move(results)},
           {"prepares_pool", row.prepares_pool},
-          {"available", fcx::is_available(row)},
           {"summary", row.summary},
           {"example", std::move(example)}};
 }

@@ -70,10 +70,6 @@ Table<Command> command_table();
 /// The row of `opcode`, or null when the opcode is unknown.
 const Command* find_command(int32_t opcode);
 
-/// Whether what the row calls is part of this build. Where it is not, the command answers `result`
-/// 1 and logs "not available".
-bool is_available(const Command& row);
-
 #pragma GCC visibility pop
 
 }  // namespace fcx

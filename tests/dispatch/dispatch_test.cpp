@@ -31,19 +31,6 @@ TEST_F(Dispatch, ThePoolIsPreparedForExactlyItsOpcodes) {
   }
 }
 
-TEST_F(Dispatch, WhatIsNotAvailableFailsAndSaysSo) {
-  for (const fcx::Command& row : fcx::command_table()) {
-    if (fcx::is_available(row)) continue;
-    qvcmd_response response = send_unclean(row.opcode, "1");
-    EXPECT_EQ(QVCMD_FAIL, response.result) << row.opcode;
-    response.result = kUntouched;
-    EXPECT_THAT(response, IsUntouched()) << row.opcode;
-    EXPECT_EQ("E Diag_Lib: service_handler: opcode = " + std::to_string(row.opcode) + ": " +
-                  row.handler + " is not available\n",
-              lines().back());
-  }
-}
-
 TEST_F(Dispatch, SomeOpcodesAnnounceThemselvesAfterThePool) {
   const std::tuple<int32_t, size_t, const char*> cases[] = {
       {4293, 1, "I Diag_Lib: QVCMD_MODEM_WRITE_IMEI"},
@@ -261,7 +248,7 @@ TEST_F(Dispatch, ACommandClearsTheResponseOrKeepsWhatItDoesNotSet) {
   send(4020);
   EXPECT_EQ(200, requests().back().number) << "a flush, of which the response says nothing";
   for (const fcx::Command& row : fcx::command_table()) {
-    if (row.handler == nullptr || !fcx::is_available(row)) continue;
+    if (row.handler == nullptr) continue;
     EXPECT_EQ(1U, seen.count(row.opcode)) << row.handler << " is not in the list";
     EXPECT_EQ(row.opcode == 4064 || row.opcode == 4293, row.content == fcx::Content::imei);
   }
