@@ -3,7 +3,6 @@
 
 #include <benchmark/benchmark.h>
 
-#include <filesystem>
 #include <map>
 #include <string>
 
@@ -20,20 +19,6 @@ class Medians : public benchmark::ConsoleReporter {
 
  private:
   std::map<std::string, double> medians_;
-};
-
-/// A fresh phone in `parent`, which is this process's while this lives; then the one before it is
-/// again.
-class Phone {
- public:
-  Phone(const std::filesystem::path& parent, const std::string& name);
-  ~Phone();
-  Phone(const Phone&) = delete;
-  Phone& operator=(const Phone&) = delete;
-
- private:
-  const Phone* before_;
-  std::filesystem::path directory_;
 };
 
 constexpr int kRepetitions = 11;

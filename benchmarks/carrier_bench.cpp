@@ -18,6 +18,7 @@
 #include <unordered_map>
 
 #include "benchmarks/bench.h"
+#include "benchmarks/bench_phone.h"
 #include "benchmarks/empty_modem.h"
 #include "benchmarks/fast_properties.h"
 #include "carrier/calling_codes.h"
