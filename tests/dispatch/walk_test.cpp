@@ -205,13 +205,16 @@ TEST_F(Walk, OnAHealthyPhone) {
 
 TEST_F(Walk, WithADeadModem) {
   for (const char* service : {"dmi", "diag", "atservice"}) service_fault(service, Effect::dies);
-  walk({4007, 4011, 4019, 4040, 4063, 4064, 4068, 4069, 4293, 4294, 4401, 4413, 4414}, true);
+  walk({4007, 4011, 4019, 4021, 4030, 4031, 4032, 4033, 4034, 4040, 4063, 4064,
+        4068, 4069, 4293, 4294, 4401, 4413, 4414, 4415, 4420, 4421, 4422},
+       true);
 }
 
 TEST_F(Walk, WithADeadItemStore) {
   phone().items_open = false;
-  walk({3170, 3201, 4004, 4010, 4015, 4016, 4017, 4018, 4024, 4025, 4060, 4065, 4066, 4180, 4215,
-        4240, 4241, 4296, 4297, 4298, 4404, 4407, 4408, 4409, 4410, 4411, 4412, 4416, 4417});
+  walk({3170, 3201, 4002, 4004, 4010, 4015, 4016, 4017, 4018, 4024, 4025,
+        4060, 4065, 4066, 4180, 4215, 4240, 4241, 4296, 4297, 4298, 4404,
+        4405, 4406, 4407, 4408, 4409, 4410, 4411, 4412, 4416, 4417});
 }
 
 TEST_F(Walk, WithoutServices) {
@@ -219,7 +222,7 @@ TEST_F(Walk, WithoutServices) {
   for (const char* service : {"atservice", "filehandle", "reboot", "wakelock"}) {
     service_fault(service, Effect::absent);
   }
-  walk({4063});
+  walk({4021, 4030, 4031, 4032, 4033, 4034, 4063, 4420, 4421, 4422});
 }
 
 TEST_F(Walk, WithoutThreads) {
