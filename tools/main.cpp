@@ -29,6 +29,7 @@ constexpr char kFooter[] =
     "  fcx item list                           what is stored now\n"
     "  fcx modem                               what its modem keeps, and was asked\n"
     "  fcx sim                                 the SIM that is in it, and how to change it\n"
+    "  fcx card                                its SD card, in or out\n"
     "  fcx ntcode get                          the carriers that it may belong to\n"
     "  fcx boot                                start it, and see which carrier it finds\n"
     "  fcx version                             its versions, and where each piece is from\n"
