@@ -34,6 +34,8 @@ void print_ratio(const Medians& medians, const char* what, const std::string& na
 // One pair for each family: what is measured, and what is printed when it is done.
 void register_carrier();
 void report_carrier(const Medians& medians);
+void register_checksums();
+void report_checksums(const Medians& medians);
 void register_dispatch();
 void report_dispatch(const Medians& medians);
 void register_modem();

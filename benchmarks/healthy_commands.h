@@ -31,7 +31,8 @@ struct Records {
   qvcmd_response response{};
 };
 
-/// Sends one and waits for what it leaves to threads. Throws std::runtime_error when it fails.
-void send(const HealthyCommand& command);
+/// Sends one and waits for what it leaves to threads. @return whether it succeeded; standard error
+/// has what it answered when it did not
+bool send(const HealthyCommand& command);
 
 }  // namespace bench

@@ -30,6 +30,7 @@ void count(const bench::HealthyCommand& command) {
 }  // namespace
 
 int main() {
+  bool is_healthy = true;
   try {
     const bench::Phone phone(bench::quiet_directory(), "instructions");
     bench::drop_log_lines();
@@ -37,12 +38,13 @@ int main() {
     virtual_phone::set_clock(virtual_phone::Clock::fast);
     init_modem_interface();
     for (const bench::HealthyCommand& command : bench::healthy_commands()) {
-      bench::send(command);  // what is found once, and loaded, is there then
+      // What is found once, and loaded, is there then.
+      is_healthy &= bench::send(command);
       count(command);
     }
   } catch (const std::exception& error) {
     fprintf(stderr, "%s\n", error.what());
     return 1;
   }
-  return 0;
+  return is_healthy ? 0 : 1;
 }

@@ -47,6 +47,7 @@ int main(int argc, char** argv) {
   bench::register_modem();
   bench::register_carrier();
   bench::register_system();
+  bench::register_checksums();
   benchmark::Initialize(&argc, argv);
   bench::Medians medians;
   benchmark::RunSpecifiedBenchmarks(&medians);
@@ -56,5 +57,6 @@ int main(int argc, char** argv) {
   bench::report_modem(medians);
   bench::report_carrier(medians);
   bench::report_system(medians);
+  bench::report_checksums(medians);
   return 0;
 }

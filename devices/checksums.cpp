@@ -27,7 +27,7 @@ using fcx::Result;
 
 constexpr char kDirectory[] = "/vendor/etc";
 constexpr size_t kLongestText = 19;
-constexpr size_t kFilePiece = 32 << 10;
+constexpr size_t kFilePiece = 64 << 10;
 
 class Crc {
  public:
@@ -86,15 +86,13 @@ int add_identifier_files(Crc& crc) {
 
 using Name = fcx::TextBuffer<NAME_MAX>;
 
-bool comes_before(const Name& a, const Name& b) { return a.view() < b.view(); }
-
 /// Names of a directory in byte order, some at a time: however many there are, no more memory is
 /// needed.
 class NextNames {
  public:
   /// Walks the directory, and keeps the first names that come after those of the last walk.
   Result walk(const char* directory) {
-    const Name last = count_ > 0 ? names_[count_ - 1] : Name();
+    const Name last = count_ > 0 ? *order_[count_ - 1] : Name();
     count_ = 0;
     fcx::DeviceDirectory entries(directory);
     while (const char* name = entries.next()) {
@@ -104,24 +102,30 @@ class NextNames {
     return entries.error() == 0 ? Result() : Result::failed(entries.error());
   }
 
-  Name* begin() { return names_.data(); }
-  Name* end() { return begin() + count_; }
+  Name** begin() { return order_.data(); }
+  Name** end() { return begin() + count_; }
   /// Whether there may be more of them.
-  bool is_full() const { return count_ == names_.size(); }
+  bool is_full() const { return count_ == order_.size(); }
 
  private:
-  /// The last of the names stands first, and goes when there are too many.
+  static bool comes_before(const Name* a, const Name* b) { return a->view() < b->view(); }
+
+  /// The last of the names stands first, and gives its place away when there are too many.
   void keep(std::string_view name) {
-    if (is_full()) {
-      if (name >= names_.front().view()) return;
+    if (!is_full()) {
+      order_[count_] = &names_[count_];
+    } else if (name < order_.front()->view()) {
       std::pop_heap(begin(), end(), comes_before);
       --count_;
+    } else {
+      return;
     }
-    names_[count_++] = Name(name);
+    *order_[count_++] = Name(name);
     std::push_heap(begin(), end(), comes_before);
   }
 
   std::array<Name, 64> names_;
+  std::array<Name*, 64> order_;
   size_t count_ = 0;
 };
 
@@ -146,8 +150,8 @@ int add_directory(Crc& crc) {
     if (const Result walked = names.walk(kDirectory); !walked.ok()) {
       return fail(kDirectory, walked.reason());
     }
-    for (const Name& name : names) {
-      if (add_entry(name, crc) != 0) return -1;
+    for (const Name* name : names) {
+      if (add_entry(*name, crc) != 0) return -1;
     }
   } while (names.is_full());
   return 0;
