@@ -28,6 +28,7 @@ using fcx::Result;
 constexpr char kDirectory[] = "/vendor/etc";
 constexpr size_t kLongestText = 19;
 constexpr size_t kFilePiece = 64 << 10;
+constexpr size_t kNamesOfAWalk = 128;
 
 class Crc {
  public:
@@ -124,8 +125,8 @@ class NextNames {
     std::push_heap(begin(), end(), comes_before);
   }
 
-  std::array<Name, 64> names_;
-  std::array<Name*, 64> order_;
+  std::array<Name, kNamesOfAWalk> names_;
+  std::array<Name*, kNamesOfAWalk> order_;
   size_t count_ = 0;
 };
 

@@ -80,7 +80,7 @@ TEST_F(Checksums, TheFilesIsOfOneDirectorysInByteOrder) {
   EXPECT_EQ(of(""), checksum(5)) << "only regular files count";
   // In passes: the last name of one is the first that the next must leave out.
   std::map<std::string, std::string> files = {{"B", "B"}, {"\xC3\xA4", "umlaut"}, {".h", "."}};
-  for (const size_t count : {3U, 60U, 61U, 62U, 125U, 200U}) {
+  for (const size_t count : {3U, 124U, 125U, 126U, 253U, 300U}) {
     while (files.size() < count) {
       const std::string name = std::to_string(files.size() * 7919 % 1000);
       files[name] = name + std::string(files.size(), '\n');

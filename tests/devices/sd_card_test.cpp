@@ -28,7 +28,7 @@ TEST_F(SdCard, IsTheFirstMountPointOfStorageThatIsNotThePhonesOwn) {
 mounts=a /storage/1A2B-3C4D vfat rw 0 0\n -> => out=1 /storage/1A2B-3C4D
 mounts=a /data x\nb /storage/one/ vfat\nc /storage/two vfat\n -> => out=1 /storage/one
 mounts=a /storage/my${b}0404${b}134K vfat -> => out=1 /storage/my\s4\K
-mounts=a /storage/my${b}04 vfat -> => out=1 /storage/my${b}04
+mounts=a /storage/my${b}089${b}04 vfat -> => out=1 /storage/my${b}089${b}04
 mounts=a /storage/emulated x\nb /storage/emulated/0 x\nc /storage/self/primary x\n -> => $none
 mounts=a /storage/emulated2 x -> => out=1 /storage/emulated2
 mounts=a $longest x -> => out=1 $longest
