@@ -22,6 +22,7 @@ struct Argument {
 constexpr Argument kArguments[] = {
     {3170, "on", 0},
     {3201, "\1", 0},
+    {4001, "KEY", 0},
     {4002, "2", 0},
     {4003, "0", 0},
     {4003, "2", 0},
