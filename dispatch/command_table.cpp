@@ -188,7 +188,7 @@ constexpr Command kCommands[] = {
   row(4001, no,  CALLS(payload,           handle_aat_result),                    any,      silent,
       "read the automatic test's results, a line NAME=RESULT each; with a NAME: that test's result",
       "text, at most 2047 characters; nothing when there is no such result", always(0),
-      sends("", "KEY")),
+      sends("KEY")),
   row(4002, no,  CALLS(decimal,           handle_frst_start),                    any,      silent,
       "note a factory reset and restart, 2, 3 or 4; 1: with the SD card; 5: with the card, and power off",
       nothing, results("noted, and begun", "failed", "another number, or no card is there"), sends("2")),
