@@ -45,7 +45,11 @@ mounts=/storage/1 /data x\n -> => $none
 
 TEST_F(SdCard, KeepsItsFilesWhileItIsOut) {
   const fs::path photo = file(vp::kCardMount) / "photo";
-  const std::string mounts = read_file(file("/proc/mounts"));
+  // Longer than a page, and without an end of its last line.
+  std::string mounts = read_file(file("/proc/mounts"));
+  for (int i = 0; i < 200; ++i)
+    mounts += "/dev/block/dm-" + std::to_string(i) + " /a ext4 ro 0 0\n";
+  write_file(file("/proc/mounts"), mounts.substr(0, mounts.size() - 1));
   for (int i = 0; i < 2; ++i) {
     vp::insert_card(phone());
     vp::insert_card(phone());
@@ -59,6 +63,17 @@ TEST_F(SdCard, KeepsItsFilesWhileItIsOut) {
     EXPECT_FALSE(fs::exists(photo));
     EXPECT_EQ(mounts, read_file(file("/proc/mounts")));
   }
+}
+
+TEST_F(SdCard, IsNotMovedOverWhatIsInItsPlace) {
+  fs::create_directory(directory() / vp::kCardName);
+  write_file(directory() / vp::kCardName / "photo", "the card's");
+  fs::create_directory(file(vp::kCardMount));
+  write_file(file(vp::kCardMount) / "photo", "somebody's");
+  EXPECT_THROW(vp::insert_card(phone()), vp::Error);
+  EXPECT_THROW(vp::remove_card(phone()), vp::Error);
+  EXPECT_EQ("somebody's", read_file(file(vp::kCardMount) / "photo"));
+  EXPECT_FALSE(vp::is_card_inserted(phone()));
 }
 
 TEST_F(SdCard, AFactoryResetEmptiesWhatItNamesAndFollowsNoLink) {
@@ -96,6 +111,7 @@ TEST_F(SdCard, AFactoryResetEmptiesWhatItNamesAndFollowsNoLink) {
   set_property("persist.vendor.qve.factory.reset", "100");
   restart();
   EXPECT_EQ("untouched", read_file(outside / "folder" / "file")) << "/data itself is a link";
+  EXPECT_FALSE(fs::exists(outside / "vendor"));
 }
 
 }  // namespace

@@ -76,6 +76,21 @@ TEST_F(VirtualAtService, SavesAndErasesTheLogs) {
   EXPECT_TRUE(fs::exists(saved / "modem/trace"));
   fs::remove(file("/data/logger"));
   EXPECT_EQ("0 0 ", answer(1008));
+
+  // No link is followed, neither to erase nor to write.
+  const fs::path outside = file("/outside");
+  fs::create_directory(outside);
+  write_file(outside / "file", "untouched");
+  fs::create_directory_symlink(outside, file("/data/logger"));
+  EXPECT_EQ("0 0 ", answer(1008));
+  fs::remove(saved / "system.log");
+  fs::create_symlink(outside / "file", saved / "system.log");
+  EXPECT_EQ("0 0 ", answer(1006, "0601_0900"));
+  EXPECT_EQ("untouched", read_file(outside / "file"));
+  fs::remove_all(saved.parent_path());
+  fs::create_directory_symlink(outside, saved.parent_path());
+  EXPECT_EQ("1 0 ", answer(1006, "0601_0900"));
+  EXPECT_EQ(1, std::distance(fs::directory_iterator(outside), {}));
 }
 
 TEST_F(VirtualAtService, RequestsThatDoNotSayWhatTheyCarryFail) {

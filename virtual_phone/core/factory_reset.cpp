@@ -3,6 +3,7 @@
 #include <filesystem>
 
 #include "virtual_phone/core/error.h"
+#include "virtual_phone/core/own_directory.h"
 #include "virtual_phone/core/properties.h"
 #include "virtual_phone/core/sd_card.h"
 #include "virtual_phone/profiles/profiles.h"
@@ -16,23 +17,17 @@ constexpr char kNoteProperty[] = "persist.vendor.qve.factory.reset";
 constexpr char kData[] = "/data";
 constexpr std::string_view kWithCard = "sdcard";
 
-/// Empties a directory that is reached without a link; anything else is left alone.
-void empty_directory(const Phone& phone, std::string_view device_path) {
-  fs::path directory = phone.root();
-  for (const fs::path& part : fs::path(device_path).relative_path()) {
-    directory /= part;
-    if (fs::symlink_status(directory).type() != fs::file_type::directory) return;
-  }
-  for (const fs::directory_entry& entry : fs::directory_iterator(directory)) {
+/// Empties a directory of the phone's own; anything else is left alone. Every phone has some
+/// directories in it from the start, which are made again.
+void empty_directory(const Phone& phone, const std::string& device_path) {
+  const auto directory = own_directory(phone, device_path);
+  if (!directory.has_value()) return;
+  for (const fs::directory_entry& entry : fs::directory_iterator(*directory)) {
     fs::remove_all(entry.path());
   }
-}
-
-/// What every phone has of a directory from the start.
-void make_again(const Phone& phone, std::string_view device_path) {
   for (const std::string_view each : device_directories()) {
-    if (each.substr(0, device_path.size() + 1) != std::string(device_path) + "/") continue;
-    fs::create_directories(phone.root() + std::string(each));
+    if (each.substr(0, device_path.size() + 1) == device_path + "/")
+      make_own_directory(phone, each);
   }
 }
 
@@ -46,7 +41,6 @@ void erase_files_for(const std::string& reset, const Phone& phone) {
   try {
     if (reset.compare(0, kWithCard.size(), kWithCard) == 0) empty_directory(phone, kCardMount);
     empty_directory(phone, kData);
-    make_again(phone, kData);
   } catch (const fs::filesystem_error& error) {
     throw Error(error.path1().string() + ": " + error.code().message());
   }

@@ -4,6 +4,7 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <array>
 #include <cerrno>
 #include <cstring>
 #include <mutex>
@@ -38,15 +39,19 @@ unique_fd open_node(const Phone& phone, std::string_view device_path, int flags)
 }
 
 std::optional<std::string> read_node(const Phone& phone, std::string_view device_path) {
-  constexpr size_t kLongest = 4096;
+  constexpr size_t kLongest = 1 << 20;
   const unique_fd node = open_node(phone, device_path, O_RDONLY);
   if (!node.ok() && (errno == ENOENT || errno == ENOTDIR)) return std::nullopt;
   if (!node.ok()) fail(device_path);
-  std::string content(kLongest, '\0');
-  const ssize_t size = read(node.get(), content.data(), content.size());
-  if (size < 0) fail(device_path);
-  content.resize(static_cast<size_t>(size));
-  return content;
+  std::string content;
+  for (std::array<char, 4096> piece;;) {
+    const ssize_t size = read(node.get(), piece.data(), piece.size());
+    if (size < 0) fail(device_path);
+    if (size == 0) return content;
+    content.append(piece.data(), static_cast<size_t>(size));
+    errno = EFBIG;
+    if (content.size() > kLongest) fail(device_path);
+  }
 }
 
 void write_node(const Phone& phone, std::string_view device_path, std::string_view content) {

@@ -17,8 +17,8 @@ namespace virtual_phone {
 /// @param flags as for open()
 android::base::unique_fd open_node(const Phone& phone, std::string_view device_path, int flags);
 
-/// What a node holds, at most 4096 bytes; nothing when it is not there. Throws Error when it cannot
-/// be read.
+/// What a node holds; nothing when it is not there. Throws Error when it cannot be read, or holds
+/// more than any node does, 1 MiB.
 std::optional<std::string> read_node(const Phone& phone, std::string_view device_path);
 
 /// Gives a node that is there another content. Throws Error when it cannot be written.

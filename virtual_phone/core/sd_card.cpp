@@ -30,13 +30,13 @@ size_t find_mount(const std::string& mounts) {
 fs::path mounted(const Phone& phone) { return phone.root() + kCardMount; }
 fs::path kept(const Phone& phone) { return phone.directory() / kCardName; }
 
-/// Gives the card's directory another place, unless it is there already.
+/// Gives the card's directory another place, where at most an empty one is in the way. There is one
+/// afterwards.
 void move_card(const fs::path& from, const fs::path& to) {
   try {
-    if (fs::exists(fs::symlink_status(to))) return;
     fs::create_directories(to.parent_path());
     if (fs::exists(fs::symlink_status(from))) return fs::rename(from, to);
-    fs::create_directory(to);
+    fs::create_directory(to);  // or it is there already
   } catch (const fs::filesystem_error& error) {
     throw Error(error.path1().string() + ": " + error.code().message());
   }
@@ -47,9 +47,11 @@ void move_card(const fs::path& from, const fs::path& to) {
 bool is_card_inserted(const Phone& phone) { return find_mount(mounts(phone)) != std::string::npos; }
 
 void insert_card(const Phone& phone) {
-  const std::string before = mounts(phone);
+  std::string all = mounts(phone);
   move_card(kept(phone), mounted(phone));
-  if (find_mount(before) == std::string::npos) write_node(phone, kMounts, before + card_line());
+  if (find_mount(all) != std::string::npos) return;
+  if (!all.empty() && all.back() != '\n') all += '\n';
+  write_node(phone, kMounts, all + card_line());
 }
 
 void remove_card(const Phone& phone) {
@@ -59,8 +61,8 @@ void remove_card(const Phone& phone) {
     const size_t end = left.find('\n', at);
     left.erase(begin, end == std::string::npos ? end : end + 1 - begin);
   }
-  write_node(phone, kMounts, left);
   if (fs::exists(fs::symlink_status(mounted(phone)))) move_card(mounted(phone), kept(phone));
+  write_node(phone, kMounts, left);
 }
 
 }  // namespace virtual_phone

@@ -15,6 +15,7 @@
 #include "virtual_phone/core/clock.h"
 #include "virtual_phone/core/events.h"
 #include "virtual_phone/core/node.h"
+#include "virtual_phone/core/own_directory.h"
 #include "virtual_phone/core/platform_call.h"
 #include "virtual_phone/faults/faults.h"
 #include "virtual_phone/hidl/services.h"
@@ -58,41 +59,41 @@ struct Row {
   const char* detail;  ///< of the event; else what the function says
 };
 
-fs::path device_file(Phone& phone, const char* device_path) { return phone.root() + device_path; }
-
 /// One folder's name, which leads nowhere else.
 bool is_folder_name(std::string_view name) {
   return !name.empty() && name != "." && name.find('/') == std::string_view::npos &&
          name.find("..") == std::string_view::npos;
 }
 
-void copy_into(const fs::path& file, const fs::path& target) {
-  fs::create_directories(target.parent_path());
+/// Copies a file to a device path, where a link is replaced and not followed.
+void copy_to(const Phone& phone, const fs::path& file, const fs::path& device_path) {
+  const fs::path target =
+      make_own_directory(phone, device_path.parent_path().string()) / device_path.filename();
+  if (fs::is_symlink(target)) fs::remove(target);
   fs::copy_file(file, target, fs::copy_options::overwrite_existing);
 }
 
 ModemAnswer copy_logs(const Call& call) {
   const std::string_view date = text_of(call.payload);
   if (!is_folder_name(date)) throw Refused("\"" + std::string(date) + "\" names no log folder");
-  const fs::path logs = device_file(call.phone, kLogs);
-  const fs::path target = device_file(call.phone, kSavedLogs) / date;
-  if (fs::exists(logs)) {
-    for (const fs::directory_entry& entry : fs::recursive_directory_iterator(logs)) {
+  const fs::path target = fs::path(kSavedLogs) / date;
+  if (const auto logs = own_directory(call.phone, kLogs)) {
+    for (const fs::directory_entry& entry : fs::recursive_directory_iterator(*logs)) {
       if (entry.symlink_status().type() != fs::file_type::regular) continue;
-      copy_into(entry.path(), target / entry.path().lexically_relative(logs));
+      copy_to(call.phone, entry.path(), target / entry.path().lexically_relative(*logs));
     }
   }
   const fs::path log = call.phone.log_file();
   const fs::path full = log.string() + ".1";
-  if (fs::exists(full)) copy_into(full, target / full.filename());
-  copy_into(log, target / log.filename());
+  if (fs::exists(full)) copy_to(call.phone, full, target / full.filename());
+  copy_to(call.phone, log, target / log.filename());
   return answer_of("");
 }
 
 ModemAnswer erase_logs(const Call& call) {
-  const fs::path logs = device_file(call.phone, kLogs);
-  if (!fs::exists(logs)) return answer_of("");
-  for (const fs::directory_entry& entry : fs::directory_iterator(logs)) {
+  const auto logs = own_directory(call.phone, kLogs);
+  if (!logs.has_value()) return answer_of("");
+  for (const fs::directory_entry& entry : fs::directory_iterator(*logs)) {
     fs::remove_all(entry.path());
   }
   return answer_of("");
