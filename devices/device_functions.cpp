@@ -1,6 +1,7 @@
 #include "fcx/device_functions.h"
 
 #include <array>
+#include <cstring>
 #include <string_view>
 
 #include "common/files.h"
@@ -21,13 +22,24 @@ constexpr char kMidautoStatusProperty[] = "persist.vendor.qve.midauto.status";
 constexpr char kMemoryInfoFile[] = "/proc/meminfo";
 constexpr size_t kLongestModelName = 255;
 
-/// The result of one test in lines of NAME=RESULT; empty when it has none.
-std::string_view result_of(std::string_view test, std::string_view lines) {
-  while (const auto line = fcx::take_line(lines)) {
-    std::string_view result = *line;
-    if (fcx::take_until(result, '=') == test) return result;
+using Results = fcx::TextBuffer<kLongestText>;
+
+/// Reads the result of one test out of lines NAME=RESULT; it is empty when there is none.
+/// @return 0, or why they cannot be read
+int read_result_of(std::string_view test, Results& result) {
+  fcx::DeviceFileLines lines(kAutomaticTestFile, fcx::DeviceFileLines::kLongest);
+  while (const auto line = lines.next()) {
+    std::string_view rest = *line;
+    if (fcx::take_until(rest, '=') != test) continue;
+    result = Results(rest);
+    return 0;
   }
-  return {};
+  return lines.error();
+}
+
+/// Reads all of them, as far as there is room.
+int read_results(Results& results) {
+  return fcx::read_device_file(kAutomaticTestFile, results.data(), results.capacity()).error();
 }
 
 }  // namespace
@@ -36,16 +48,13 @@ int aat_result_init(const char* text, char* out) {
   if (out == nullptr) return -1;
   out[0] = '\0';
   const std::string_view wanted = fcx::bounded_text(text == nullptr ? "" : text, kLongestText);
-  fcx::TextBuffer<kLongestText> results;
-  const fcx::ReadResult read =
-      fcx::read_device_file(kAutomaticTestFile, results.data(), results.capacity());
-  if (!read.has_content()) {
-    DOMAIN_ERROR("aat_result_init: %s: %s\n", kAutomaticTestFile, read.reason());
+  Results found;
+  const int error = wanted.empty() ? read_results(found) : read_result_of(wanted, found);
+  if (error != 0) {
+    DOMAIN_ERROR("aat_result_init: %s: %s\n", kAutomaticTestFile, strerror(error));
     return -1;
   }
-  const std::string_view found =
-      wanted.empty() ? results.view() : result_of(wanted, results.view());
-  out[found.copy(out, kLongestText)] = '\0';
+  memcpy(out, found.c_str(), found.view().size() + 1);
   if (!found.empty()) return 0;
   DOMAIN_ERROR("aat_result_init: no result\n");
   return -1;
@@ -86,8 +95,10 @@ int ram_memory_size() {
     return 0;
   }
   text.remove_prefix(total + kTotal.size());
-  const int kibibytes = fcx::decimal_number(text);
-  return kibibytes > 0 ? kibibytes / 1024 : 0;
+  const int mebibytes = fcx::decimal_number(text) / 1024;
+  if (mebibytes > 0) return mebibytes;
+  DOMAIN_ERROR("ram_memory_size: %s tells no size\n", kMemoryInfoFile);
+  return 0;
 }
 
 int qve_factory_sku_read(char* sku) {

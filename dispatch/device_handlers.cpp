@@ -53,8 +53,9 @@ bool set_startday(std::string_view text) {
   if (!date.write(text).ok() || !valid.write(text == kNoStartday ? "0" : "1").ok()) return false;
   // The date first, so that a power cut between the two never leaves a valid day without a date.
   if (!date.put_in_place().ok()) return false;
-  if (valid.put_in_place().ok() && flush_directory_of(kStartdayDateFile).ok()) return true;
-  old_valid.put_back();
+  const bool are_in_place = valid.put_in_place().ok();
+  if (are_in_place && flush_directory_of(kStartdayDateFile).ok()) return true;
+  if (are_in_place) old_valid.put_back();
   old_date.put_back();
   return false;
 }

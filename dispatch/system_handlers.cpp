@@ -84,7 +84,11 @@ void handle_rkf_start(Decimal argument, qvcmd_response& response) {
 
 void handle_aat_write_start(Decimal argument, qvcmd_response& response) {
   response.result = QVCMD_FAIL;
-  if (argument.value != 1 || logged(__func__, set_qem(1)) != 0) return;
+  if (argument.value != 1) {
+    HANDLER_ERROR("%s: there is no mode %d\n", __func__, argument.value);
+    return;
+  }
+  if (logged(__func__, set_qem(1)) != 0) return;
   response.result = QVCMD_OK;
   // As above.
   if (system_aat() != 0) undo_qem(__func__);

@@ -163,13 +163,16 @@ TEST_F(DeviceHandlers, RamSizeIsWhatTheKernelReports) {
       {"MemTotal:        3809036 kB\nMemFree: 1 kB\n", QVCMD_OK, "3719"},
       {"MemTotal: 1024 kB\n", QVCMD_OK, "1"},
       {"MemTotal: none\n", QVCMD_FAIL, ""},
+      {"MemTotal: 1023 kB\n", QVCMD_FAIL, ""},
       {"MemTotal: -5000 kB\n", QVCMD_FAIL, ""},
       {"MemFree: 5000 kB\n", QVCMD_FAIL, ""},
       {"MemTotal:", QVCMD_FAIL, ""},
       {"", QVCMD_FAIL, ""}};
   for (const auto& [memory, result, answer] : cases) {
     write_file(file("/proc/meminfo"), memory);
+    lines();
     EXPECT_THAT(send(4402), Answers(result, answer)) << memory;
+    EXPECT_EQ(result == QVCMD_OK ? 1U : 2U, lines().size()) << memory;
   }
 }
 

@@ -61,8 +61,10 @@ item 3! -> E Diag_Lib: handle_aat_write_start: failed with -1\n => events=; resu
 200!; item 3!write @2 -> $start$failed|E Diag_Lib: handle_aat_write_start: failed with -1\n
   => item 3=\1
 )");
-  for (const char* other : {"0", "2", "256", ""}) {
-    tell_command(4180, other, "-> => item 3=; events=; result=1");
+  for (const char* other : {"0", "256", ""}) {
+    tell_command(4180, other,
+                 "-> E Diag_Lib: handle_aat_write_start: there is no mode 0\\n"
+                 " => item 3=; events=; result=1");
   }
 }
 
