@@ -112,11 +112,7 @@ Result look_up(const char* device_path, struct stat& found) {
 
 /// Removes the temporary files of a directory that nobody holds any more.
 void clear_temporaries_in(const DevicePath& directory) {
-  struct Close {
-    void operator()(DIR* open) const { closedir(open); }
-  };
-  const std::unique_ptr<DIR, Close> open(directory.c_str() == nullptr ? nullptr
-                                                                      : opendir(directory.c_str()));
+  const OpenDirectory open(directory.c_str() == nullptr ? nullptr : opendir(directory.c_str()));
   if (open == nullptr) return;
   while (const dirent* entry = readdir(open.get())) {
     const std::string_view name = entry->d_name;

@@ -98,6 +98,11 @@ enum class Presence { absent, present, unknown };
 enum class FileType { regular, directory, link, other };
 Result look_up_type(const char* device_path, FileType& type);
 
+struct CloseDirectory {
+  void operator()(DIR* directory) const { closedir(directory); }
+};
+using OpenDirectory = std::unique_ptr<DIR, CloseDirectory>;
+
 /// The names in a device directory.
 class DeviceDirectory {
  public:
@@ -112,12 +117,8 @@ class DeviceDirectory {
   const char* reason() const { return strerror(error_); }
 
  private:
-  struct Close {
-    void operator()(DIR* directory) const { closedir(directory); }
-  };
-
   const char* device_path_;
-  std::unique_ptr<DIR, Close> directory_;
+  OpenDirectory directory_;
   int error_ = 0;
   bool is_begun_ = false;
 };

@@ -8,6 +8,7 @@
 #include <optional>
 
 #include "daemon/deliver.h"
+#include "daemon/hex.h"
 #include "fcx/bt_address.h"
 #include "fcx/wlan_address.h"
 
@@ -71,17 +72,9 @@ int answer_wlan_range(char* answer) {
 
 /// Data as text, or as hex:BYTES where it would not stay in its line as it is.
 std::string shown(std::string_view data) {
-  constexpr char kDigits[] = "0123456789abcdef";
-  if (std::all_of(data.begin(), data.end(), [](char c) { return c >= ' ' && c <= '~'; })) {
-    return std::string(data);
-  }
-  std::string text = "hex:";
-  for (const char byte : data) {
-    const auto value = static_cast<uint8_t>(byte);
-    text += kDigits[value >> 4];
-    text += kDigits[value & 15];
-  }
-  return text;
+  const bool is_plain =
+      std::all_of(data.begin(), data.end(), [](char c) { return c >= ' ' && c <= '~'; });
+  return is_plain ? std::string(data) : "hex:" + to_hex(data);
 }
 
 std::optional<int32_t> opcode_of(std::string_view word) {

@@ -41,14 +41,14 @@ std::optional<char> digits_to_address(const AddressText& digits, uint8_t* out) {
   return {};
 }
 
-AddressText address_to_digits(const uint8_t* bytes) {
+void write_digits(const uint8_t* bytes, char* out) {
   constexpr char kDigits[] = "0123456789ABCDEF";
-  AddressText text;
+  if (bytes == nullptr || out == nullptr) return;
   for (size_t i = 0; i < kAddressBytes; ++i) {
-    text.data()[2 * i] = kDigits[bytes[i] >> 4];
-    text.data()[2 * i + 1] = kDigits[bytes[i] & 15];
+    *out++ = kDigits[bytes[i] >> 4];
+    *out++ = kDigits[bytes[i] & 15];
   }
-  return text;
+  *out = '\0';
 }
 
 AddressRead read_address(const FactoryItem& item, uint8_t* out) {

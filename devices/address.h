@@ -25,9 +25,10 @@ AddressText first_characters(const char* const* params);
 ///         text is one
 [[nodiscard]] std::optional<char> digits_to_address(const AddressText& digits, uint8_t* out);
 
-/// The twelve upper-case digits of an address.
+/// Writes the twelve upper-case digits of an address and a NUL; nothing where one is null.
 /// @param bytes 6 bytes
-AddressText address_to_digits(const uint8_t* bytes);
+/// @param out   13 bytes
+void write_digits(const uint8_t* bytes, char* out);
 
 enum class AddressRead { valid, all_zero, failed };
 

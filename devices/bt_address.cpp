@@ -1,7 +1,6 @@
 #include "fcx/bt_address.h"
 
 #include <array>
-#include <cstring>
 
 #include "common/company_oui.h"
 #include "common/log.h"
@@ -30,8 +29,7 @@ int bt_addr_ascii_to_hexa(const char* text, uint8_t* out) {
 }
 
 int bt_addr_hexa_to_ascii(const uint8_t* bytes, char* out) {
-  if (bytes == nullptr || out == nullptr) return 0;
-  memcpy(out, fcx::address_to_digits(bytes).c_str(), fcx::kAddressDigits + 1);
+  fcx::write_digits(bytes, out);
   return 0;
 }
 
@@ -52,7 +50,9 @@ int handle_atcmd_btad_query(char* answer) {
     DOMAIN_ERROR(BT_LINE("handle_atcmd_btad_query : fail to read bt address from NV\n"));
     return bt_resp(0, answer, fcx::kDefaultBtAddress);
   }
-  return bt_resp(0, answer, fcx::address_to_digits(address.data()).c_str());
+  fcx::AddressText digits;
+  fcx::write_digits(address.data(), digits.data());
+  return bt_resp(0, answer, digits.c_str());
 }
 
 int handle_atcmd_btad_range(char* answer) {

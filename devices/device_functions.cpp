@@ -3,6 +3,7 @@
 #include <array>
 #include <cstring>
 #include <string_view>
+#include <utility>
 
 #include "common/files.h"
 #include "common/lines.h"
@@ -27,10 +28,13 @@ using Results = fcx::TextBuffer<kLongestText>;
 /// Reads the result of one test out of lines NAME=RESULT; it is empty when there is none.
 /// @return 0, or why they cannot be read
 int read_result_of(std::string_view test, Results& result) {
-  fcx::DeviceFileLines lines(kAutomaticTestFile, fcx::DeviceFileLines::kLongest);
+  constexpr size_t kLongest = fcx::DeviceFileLines::kLongest;
+  fcx::DeviceFileLines lines(kAutomaticTestFile, kLongest);
+  bool goes_on = false;  // the piece before was cut: what follows begins with no name
   while (const auto line = lines.next()) {
     std::string_view rest = *line;
-    if (fcx::take_until(rest, '=') != test) continue;
+    const bool is_new = !std::exchange(goes_on, line->size() == kLongest);
+    if (!is_new || fcx::take_until(rest, '=') != test) continue;
     result = Results(rest);
     return 0;
   }

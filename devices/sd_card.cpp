@@ -49,6 +49,7 @@ std::optional<CardPath> plain(std::string_view shown) {
   while (!shown.empty()) {
     if (length == path.size()) return std::nullopt;
     const auto character = escaped(shown);
+    if (character == '\0') return std::nullopt;  // no path has one
     path[length++] = character.value_or(shown[0]);
     shown.remove_prefix(character.has_value() ? 4 : 1);
   }

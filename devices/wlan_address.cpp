@@ -1,7 +1,6 @@
 #include "fcx/wlan_address.h"
 
 #include <array>
-#include <cstring>
 
 #include "common/log.h"
 #include "devices/address.h"
@@ -24,8 +23,7 @@ int wlan_mac_ascii_to_hexa(char** params, uint8_t* out) {
 }
 
 int wlan_mac_hexa_to_ascii(const uint8_t* bytes, char* out) {
-  if (bytes == nullptr || out == nullptr) return 0;
-  memcpy(out, fcx::address_to_digits(bytes).c_str(), fcx::kAddressDigits + 1);
+  fcx::write_digits(bytes, out);
   return 0;
 }
 
@@ -44,7 +42,9 @@ int wlan_mac_none(char* answer) {
     DOMAIN_ERROR("wlan_mac_none : fail to read mac address from NV");
     address.fill(0xFF);
   }
-  return wlan_resp(0, answer, fcx::address_to_digits(address.data()).c_str());
+  fcx::AddressText digits;
+  fcx::write_digits(address.data(), digits.data());
+  return wlan_resp(0, answer, digits.c_str());
 }
 
 int wlan_mac_assign(char** params, int param_count, char* answer) {

@@ -8,7 +8,8 @@
 namespace fcx {
 namespace {
 
-constexpr size_t kAddressBytes = 6;
+constexpr size_t kAddressBytes = factory_item<item::bt_address>().length;
+static_assert(kAddressBytes == factory_item<item::wlan_address>().length);
 constexpr size_t kAddressDigits = 2 * kAddressBytes;
 using AddressText = TextBuffer<kAddressDigits>;
 

@@ -64,12 +64,17 @@ void handle_sim_isvsim(qvcmd_response& response) {
 
 void handle_sim_satpc(const qvcmd_request& request, qvcmd_response& response) {
   constexpr int32_t kRead = 4033;
+  constexpr int32_t kWrite = 4034;
+  response.data_len = 0;
+  if (request.opcode != kRead && request.opcode != kWrite) {
+    response.result = QVCMD_FAIL;
+    return;
+  }
   const std::string_view sent = payload_bytes(request);
   Answer answer;
   response.result = logged(
-      __func__, qve_satpc_req(request.opcode != kRead, sent.data(), static_cast<int>(sent.size()),
+      __func__, qve_satpc_req(request.opcode == kWrite, sent.data(), static_cast<int>(sent.size()),
                               answer.bytes.data(), &answer.length));
-  response.data_len = 0;
   if (response.result == 0) answer.hand_back(response);
 }
 

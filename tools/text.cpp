@@ -10,17 +10,6 @@
 
 namespace cli {
 
-std::string to_hex(std::string_view bytes) {
-  constexpr char kDigits[] = "0123456789abcdef";
-  std::string text;
-  for (const char byte : bytes) {
-    const auto value = static_cast<uint8_t>(byte);
-    text += kDigits[value >> 4];
-    text += kDigits[value & 15];
-  }
-  return text;
-}
-
 std::string from_hex(std::string_view digits) {
   std::string packed;
   for (const char c : digits) {

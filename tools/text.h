@@ -5,9 +5,11 @@
 #include <string>
 #include <string_view>
 
+#include "daemon/hex.h"
+
 namespace cli {
 
-std::string to_hex(std::string_view bytes);
+using factory_daemon::to_hex;
 /// Bytes from hexadecimal digits, which may stand apart. Throws UsageError.
 std::string from_hex(std::string_view digits);
 /// The bytes that a word stands for: hex:BYTES, or itself. Throws UsageError.

@@ -30,6 +30,7 @@ mounts=a /data x\nb /storage/one/ vfat\nc /storage/two vfat\n -> => out=1 /stora
 mounts=a /storage/my${b}0404${b}134K vfat -> => out=1 /storage/my\s4\K
 mounts=a /storage/my${b}089${b}04 vfat -> => out=1 /storage/my${b}089${b}04
 mounts=a /storage/emulated x\nb /storage/emulated/0 x\nc /storage/self/primary x\n -> => $none
+mounts=a /storage/my${b}000 x\nb /storage/b x -> => out=1 /storage/b
 mounts=a /storage/emulated2 x -> => out=1 /storage/emulated2
 mounts=a $longest x -> => out=1 $longest
 mounts=a ${longest}a x\nb /storage/b x\n -> => out=1 /storage/b
@@ -73,6 +74,12 @@ TEST_F(SdCard, IsNotMovedOverWhatIsInItsPlace) {
   EXPECT_THROW(vp::insert_card(phone()), vp::Error);
   EXPECT_THROW(vp::remove_card(phone()), vp::Error);
   EXPECT_EQ("somebody's", read_file(file(vp::kCardMount) / "photo"));
+  fs::remove_all(file("/storage"));
+  fs::create_directory(file("/outside"));
+  fs::create_directory_symlink(file("/outside"), file("/storage"));
+  EXPECT_THROW(vp::insert_card(phone()), vp::Error);
+  vp::remove_card(phone());
+  EXPECT_TRUE(fs::is_empty(file("/outside"))) << "no link is followed";
   EXPECT_FALSE(vp::is_card_inserted(phone()));
 }
 

@@ -28,12 +28,12 @@ std::optional<fs::path> own_directory(const Phone& phone, std::string_view devic
 
 fs::path make_own_directory(const Phone& phone, std::string_view device_path) {
   fs::path directory = phone.root();
+  std::error_code failed;
   for (const fs::path& part : parts_of(device_path)) {
     directory /= part;
-    if (!fs::exists(fs::symlink_status(directory))) fs::create_directory(directory);
-    if (!is_a_directory(directory)) {
-      throw Error(std::string(device_path) + ": " + part.string() + " is no directory");
-    }
+    if (!fs::exists(fs::symlink_status(directory))) fs::create_directory(directory, failed);
+    if (failed) throw Error(directory.string() + ": " + failed.message());
+    if (!is_a_directory(directory)) throw Error(directory.string() + " is no directory");
   }
   return directory;
 }

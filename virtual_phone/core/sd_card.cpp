@@ -2,6 +2,7 @@
 
 #include "virtual_phone/core/error.h"
 #include "virtual_phone/core/node.h"
+#include "virtual_phone/core/own_directory.h"
 
 namespace virtual_phone {
 namespace {
@@ -27,16 +28,12 @@ size_t find_mount(const std::string& mounts) {
   return mounts.find(std::string(" ") + kCardMount + " ");
 }
 
-fs::path mounted(const Phone& phone) { return phone.root() + kCardMount; }
 fs::path kept(const Phone& phone) { return phone.directory() / kCardName; }
 
-/// Gives the card's directory another place, where at most an empty one is in the way. There is one
-/// afterwards.
+/// Moves the card's directory, at most over an empty one.
 void move_card(const fs::path& from, const fs::path& to) {
   try {
-    fs::create_directories(to.parent_path());
-    if (fs::exists(fs::symlink_status(from))) return fs::rename(from, to);
-    fs::create_directory(to);  // or it is there already
+    fs::rename(from, to);
   } catch (const fs::filesystem_error& error) {
     throw Error(error.path1().string() + ": " + error.code().message());
   }
@@ -48,7 +45,8 @@ bool is_card_inserted(const Phone& phone) { return find_mount(mounts(phone)) != 
 
 void insert_card(const Phone& phone) {
   std::string all = mounts(phone);
-  move_card(kept(phone), mounted(phone));
+  const fs::path mounted = make_own_directory(phone, kCardMount);
+  if (fs::exists(fs::symlink_status(kept(phone)))) move_card(kept(phone), mounted);
   if (find_mount(all) != std::string::npos) return;
   if (!all.empty() && all.back() != '\n') all += '\n';
   write_node(phone, kMounts, all + card_line());
@@ -61,7 +59,7 @@ void remove_card(const Phone& phone) {
     const size_t end = left.find('\n', at);
     left.erase(begin, end == std::string::npos ? end : end + 1 - begin);
   }
-  if (fs::exists(fs::symlink_status(mounted(phone)))) move_card(mounted(phone), kept(phone));
+  if (const auto mounted = own_directory(phone, kCardMount)) move_card(*mounted, kept(phone));
   write_node(phone, kMounts, left);
 }
 
