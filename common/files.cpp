@@ -2,6 +2,7 @@
 
 #include <fcntl.h>
 #include <sys/file.h>
+#include <sys/mman.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -105,11 +106,6 @@ Result keep_access(const char* device_path, const unique_fd& fd, const struct st
   return Result::of(fchmod(fd.get(), old.st_mode & 07777));
 }
 
-Result look_up(const char* device_path, struct stat& found) {
-  return operate(device_path, DevicePath(device_path), FileOperation::stat,
-                 [&](const char* path) { return stat(path, &found); });
-}
-
 /// Removes the temporary files of a directory that nobody holds any more.
 void clear_temporaries_in(const DevicePath& directory) {
   const OpenDirectory open(directory.c_str() == nullptr ? nullptr : opendir(directory.c_str()));
@@ -174,7 +170,12 @@ DevicePath DevicePath::directory() const {
   return parent;
 }
 
-DeviceFile::DeviceFile(const char* device_path, int flags, mode_t mode)
+DeviceMapping::~DeviceMapping() {
+  // Of what was mapped it cannot fail.
+  if (start_ != nullptr) static_cast<void>(munmap(start_, size_));
+}
+
+DeviceFile::DeviceFile(const char* device_path, int flags, mode_t mode, Devices devices)
     : device_path_(device_path) {
   const Result opened =
       operate(device_path, DevicePath(device_path), FileOperation::open, [&](const char* path) {
@@ -186,7 +187,8 @@ DeviceFile::DeviceFile(const char* device_path, int flags, mode_t mode)
     error_ = opened.error();
   } else if (fstat(fd_.get(), &found) != 0) {
     error_ = errno;
-  } else if (!S_ISREG(found.st_mode) && !S_ISDIR(found.st_mode) && !S_ISBLK(found.st_mode)) {
+  } else if (!S_ISREG(found.st_mode) && !S_ISDIR(found.st_mode) && !S_ISBLK(found.st_mode) &&
+             !(S_ISCHR(found.st_mode) && devices == Devices::block_or_character)) {
     error_ = ENOTSUP;
   }
   is_regular_ = S_ISREG(found.st_mode);
@@ -207,6 +209,31 @@ Result DeviceFile::size_by_seeking(int64_t& size) {
   const off_t end = lseek(fd_.get(), 0, SEEK_END);
   size = fault.size >= 0 ? fault.size : end;
   return Result::of(end < 0 ? -1 : lseek(fd_.get(), 0, SEEK_SET));
+}
+
+Result DeviceFile::seek(int64_t position) {
+  if (!is_open()) return Result::failed(error_);
+  const FileFault fault = platform_file_fault(device_path_, FileOperation::seek);
+  if (fault.error != 0) return Result::failed(fault.error);
+  const off64_t reached = lseek64(fd_.get(), position, SEEK_SET);
+  return reached < 0 ? Result::failed(errno) : Result();
+}
+
+Result DeviceFile::control(unsigned long request, void* argument) {
+  if (!is_open()) return Result::failed(error_);
+  const FileFault fault = platform_file_fault(device_path_, FileOperation::ioctl);
+  if (fault.error != 0) return Result::failed(fault.error);
+  return Result::of(platform_ioctl(fd_.get(), request, argument));
+}
+
+Result DeviceFile::map(size_t size, DeviceMapping& mapping) {
+  if (!is_open()) return Result::failed(error_);
+  const FileFault fault = platform_file_fault(device_path_, FileOperation::mmap);
+  if (fault.error != 0) return Result::failed(fault.error);
+  void* const start = mmap(nullptr, size, PROT_READ, MAP_SHARED, fd_.get(), 0);
+  if (start == MAP_FAILED) return Result::failed(errno);
+  mapping = DeviceMapping(start, size);
+  return Result();
 }
 
 ReadResult DeviceFile::read(char* buffer, size_t size) {
@@ -238,7 +265,9 @@ Result DeviceFile::write(std::string_view content) {
 Result DeviceFile::close() {
   if (!is_open()) return Result::failed(error_);
   error_ = EBADF;
-  return Result::of(::close(fd_.release()));
+  const FileFault fault = platform_file_fault(device_path_, FileOperation::close);
+  const Result closed = Result::of(::close(fd_.release()));
+  return fault.error != 0 ? Result::failed(fault.error) : closed;
 }
 
 ReadResult read_device_file(const char* device_path, char* buffer, size_t size) {
@@ -250,6 +279,11 @@ Presence presence_of(const char* device_path) {
                                [](const char* path) { return access(path, F_OK); });
   if (found.ok()) return Presence::present;
   return ReadResult::is_absence(found.error()) ? Presence::absent : Presence::unknown;
+}
+
+Result look_up(const char* device_path, struct stat& found) {
+  return operate(device_path, DevicePath(device_path), FileOperation::stat,
+                 [&](const char* path) { return stat(path, &found); });
 }
 
 Result look_up_type(const char* device_path, FileType& type) {
@@ -312,6 +346,12 @@ Result remove_device_file(const char* device_path) {
   return ReadResult::is_absence(removed.error()) ? Result() : removed;
 }
 
+Result remove_device_directory(const char* device_path) {
+  const Result removed = operate(device_path, DevicePath(device_path), FileOperation::remove,
+                                 [](const char* path) { return rmdir(path); });
+  return ReadResult::is_absence(removed.error()) ? Result() : removed;
+}
+
 Result rename_device_file(const char* from, const char* to) {
   const DevicePath old_path(from);
   return operate(from, old_path, FileOperation::rename, [&](const char* old_name) {
@@ -325,7 +365,7 @@ Result rename_device_file(const char* from, const char* to) {
 
 Result make_device_directory(const char* device_path, mode_t mode) {
   return operate(device_path, DevicePath(device_path), FileOperation::mkdir,
-                 [&](const char* path) { return mkdir(path, mode); });
+                 [&](const char* path) { return platform_mkdir(path, mode); });
 }
 
 Result give_owner_of(const char* model, const char* device_path) {

@@ -16,6 +16,7 @@
 #include <memory>
 #include <optional>
 #include <string_view>
+#include <utility>
 
 #include "common/result.h"
 #include "platform/device_home.h"
@@ -48,14 +49,38 @@ class DevicePath {
   bool fits_ = true;
 };
 
+/// A part of a device's memory that can be read. It outlives the file.
+class DeviceMapping {
+ public:
+  DeviceMapping() = default;
+  DeviceMapping(void* start, size_t size) : start_(start), size_(size) {}
+  DeviceMapping(DeviceMapping&& other) noexcept { *this = std::move(other); }
+  DeviceMapping& operator=(DeviceMapping&& other) noexcept {
+    std::swap(start_, other.start_);
+    std::swap(size_, other.size_);
+    return *this;
+  }
+  ~DeviceMapping();
+
+  void* start() const { return start_; }
+  size_t size() const { return size_; }
+
+ private:
+  void* start_ = nullptr;
+  size_t size_ = 0;
+};
+
+/// Which devices a file may be.
+enum class Devices { block, block_or_character };
+
 /// An open device file, or the reason why it is not open.
 class DeviceFile {
  public:
   /// Opens a file without waiting, close-on-exec. Regular files, directories and block devices are
-  /// opened; anything else gives ENOTSUP.
+  /// opened, and character devices where they are asked for; anything else gives ENOTSUP.
   /// @param device_path must outlive this
   /// @param flags, mode as for open()
-  DeviceFile(const char* device_path, int flags, mode_t mode = 0);
+  DeviceFile(const char* device_path, int flags, mode_t mode = 0, Devices devices = Devices::block);
 
   bool is_open() const { return error_ == 0; }
   bool is_absent() const { return ReadResult::is_absence(error_); }
@@ -71,6 +96,12 @@ class DeviceFile {
   /// Its size as seeking to its end tells it; what the kernel makes up tells anything. The next
   /// read begins at the start again.
   Result size_by_seeking(int64_t& size);
+  /// The next read or write is at that distance from the start.
+  Result seek(int64_t position);
+  /// Asks a device, as ioctl().
+  Result control(unsigned long request, void* argument);
+  /// Maps the first `size` bytes, to be read as others change them.
+  Result map(size_t size, DeviceMapping& mapping);
   /// Reads on, until `size` bytes or the end.
   ReadResult read(char* buffer, size_t size);
   /// Writes on, in place.
@@ -93,6 +124,9 @@ ReadResult read_device_file(const char* device_path, char* buffer, size_t size);
 /// Whether there is a device file, readable or not; what cannot be found out is unknown.
 enum class Presence { absent, present, unknown };
 [[nodiscard]] Presence presence_of(const char* device_path);
+
+/// What the file system says of a path; of a link, of what it leads to.
+Result look_up(const char* device_path, struct stat& found);
 
 /// What a path names. A link is a link, wherever it leads.
 enum class FileType { regular, directory, link, other };
@@ -129,6 +163,9 @@ Result flush_directory_of(const char* device_path);
 
 /// Removes a device file. That there is none is no failure.
 Result remove_device_file(const char* device_path);
+
+/// Removes an empty directory. That there is none is no failure.
+Result remove_device_directory(const char* device_path);
 
 /// Gives a device file another name in the same file system, in place of what has it.
 Result rename_device_file(const char* from, const char* to);

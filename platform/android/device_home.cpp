@@ -1,8 +1,12 @@
 #include "platform/device_home.h"
 
+#include <sys/ioctl.h>
+#include <sys/mount.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include <cerrno>
+#include <cstdlib>
 #include <ctime>
 
 namespace fcx {
@@ -18,6 +22,24 @@ void platform_sleep_us(uint64_t microseconds) {
 }
 
 void platform_sync() { sync(); }
+
+int platform_shell(const char* command) { return system(command); }
+
+void platform_exec(const char* const* arguments) {
+  // It changes none of them: its type is older than const.
+  execvp(arguments[0], const_cast<char* const*>(arguments));
+}
+
+void platform_unmount(const char* device_path) {
+  // Nearly always it is no mount point.
+  static_cast<void>(umount2(device_path, MNT_FORCE));
+}
+
+int platform_mkdir(const char* path, mode_t mode) { return mkdir(path, mode); }
+
+int platform_ioctl(int fd, unsigned long request, void* argument) {
+  return ioctl(fd, request, argument);
+}
 
 int platform_thread_fault(LibraryThread) { return 0; }
 

@@ -193,7 +193,7 @@ faults)
   expect 0 'no fault is set' fcx fault clear
   expect 0 'item +9 +read +fail -1 +2 +1$' fcx fault item 9 fail --on read --after 2 --times 1
   expect 0 '/mnt +syncdir +fail EIO' fcx fault file /mnt fail --on syncdir
-  expect 2 'one of open, read, write, sync, syncdir, rename, remove, stat, chmod, chown, mkdir, seek, not "link"' \
+  expect 2 'one of open, read, write, sync, syncdir, rename, remove, stat, chmod, chown, mkdir, seek, close, ioctl, mmap, not "link"' \
     fcx fault file /mnt fail --on link
   expect 0 'access only: read, write; on any' fcx fault item --help
 

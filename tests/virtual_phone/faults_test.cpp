@@ -28,7 +28,9 @@ constexpr std::pair<Operation, Access> kOfAFile[] = {
     {Operation::rename, Access::rename}, {Operation::sync_directory, Access::sync_directory},
     {Operation::remove, Access::remove}, {Operation::stat, Access::stat},
     {Operation::chmod, Access::chmod},   {Operation::chown, Access::chown},
-    {Operation::mkdir, Access::mkdir},   {Operation::seek, Access::seek}};
+    {Operation::mkdir, Access::mkdir},   {Operation::seek, Access::seek},
+    {Operation::close, Access::close},   {Operation::ioctl, Access::ioctl},
+    {Operation::mmap, Access::mmap}};
 
 class Faults : public PhoneTest {
  protected:
@@ -62,7 +64,7 @@ TEST_F(Faults, ThatCannotStrikeAreRefused) {
       {{0, Part::property, "a b", kAny, Effect::fail, 0, {}}, "no property name"},
       {{0, Part::file, "proc/meminfo", kAny, Effect::fail, EIO, {}}, "begins with /"},
       {{0, Part::file, "/a/../b", kAny, Effect::fail, EIO, {}}, "no \"..\""},
-      {{0, Part::file, "/a", Access::call, Effect::fail, EIO, {}}, "mkdir or seek, not on call"},
+      {{0, Part::file, "/a", Access::call, Effect::fail, EIO, {}}, "ioctl or mmap, not on call"},
       {{0, Part::request, "100", kAny, Effect::refuse, 0, {}}, "nothing to refuse"},
       {{0, Part::request, "116", Access::read, Effect::fail, 1, {}}, "on any access, not on read"},
       {{0, Part::request, "116", kAny, Effect::fail, 0, {}}, "the code 0"},

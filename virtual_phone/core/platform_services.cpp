@@ -108,10 +108,10 @@ FileFault platform_file_fault(const char* device_path, FileOperation operation) 
   FileFault met;
   vp::platform_call("platform_file_fault", 0, [&](vp::Phone& phone) {
     using vp::Access;
-    constexpr Access kAccess[] = {Access::open,   Access::read,           Access::write,
-                                  Access::sync,   Access::sync_directory, Access::rename,
-                                  Access::remove, Access::stat,           Access::chmod,
-                                  Access::chown,  Access::mkdir,          Access::seek};
+    constexpr Access kAccess[] = {
+        Access::open,   Access::read,   Access::write, Access::sync,  Access::sync_directory,
+        Access::rename, Access::remove, Access::stat,  Access::chmod, Access::chown,
+        Access::mkdir,  Access::seek,   Access::close, Access::ioctl, Access::mmap};
     const std::string path = (std::filesystem::path("/") / device_path).lexically_normal();
     const auto fault =
         vp::strike(phone, vp::Part::file, path, kAccess[static_cast<size_t>(operation)]);

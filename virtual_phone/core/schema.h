@@ -55,6 +55,8 @@ UPDATE event SET detail = 'restart, reason ' || substr(detail, 9)
 )",
     // The SD card: nodes and directories, see raise.cpp.
     "",
+    // The display, logs and programs: likewise.
+    "",
 };
 
 /// Raised with every change that older programs cannot read.

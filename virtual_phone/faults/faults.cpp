@@ -285,9 +285,9 @@ const std::vector<EffectRow>& fault_effects() {
   // Of these each moves bytes.
   static const std::vector<Access> kBytes = {Access::read, Access::write};
   static const std::vector<Access> kAllOfAFile = {
-      Access::open,           Access::read,   Access::write,  Access::sync,
-      Access::sync_directory, Access::rename, Access::remove, Access::stat,
-      Access::chmod,          Access::chown,  Access::mkdir,  Access::seek};
+      Access::open,   Access::read,   Access::write, Access::sync,  Access::sync_directory,
+      Access::rename, Access::remove, Access::stat,  Access::chmod, Access::chown,
+      Access::mkdir,  Access::seek,   Access::close, Access::ioctl, Access::mmap};
   static const std::vector<Access> kSeek = {Access::seek};
   static const std::vector<EffectRow> rows = {
       {Part::item, Effect::fail, kBytes, "CODE", -1, "the access fails with this negative code"},

@@ -38,6 +38,9 @@ enum class Access {
   chown,
   mkdir,
   seek,
+  close,
+  ioctl,
+  mmap,
   call
 };
 template <>
@@ -46,7 +49,8 @@ inline constexpr EnumName<Access> kEnumNames<Access>[] = {
     {Access::write, "write"},   {Access::sync, "sync"},     {Access::sync_directory, "syncdir"},
     {Access::rename, "rename"}, {Access::remove, "remove"}, {Access::stat, "stat"},
     {Access::chmod, "chmod"},   {Access::chown, "chown"},   {Access::mkdir, "mkdir"},
-    {Access::seek, "seek"},     {Access::call, "call"}};
+    {Access::seek, "seek"},     {Access::close, "close"},   {Access::ioctl, "ioctl"},
+    {Access::mmap, "mmap"},     {Access::call, "call"}};
 
 /// What happens. Which parts know it, and what the value means, is in fault_effects().
 enum class Effect {
@@ -80,7 +84,8 @@ inline constexpr EnumName<fcx::LibraryThread> kEnumNames<fcx::LibraryThread>[] =
     {fcx::LibraryThread::modem_reset, "modem_reset"},
     {fcx::LibraryThread::reboot, "reboot"},
     {fcx::LibraryThread::power_off, "power_off"},
-    {fcx::LibraryThread::cable_wait, "cable_wait"}};
+    {fcx::LibraryThread::cable_wait, "cable_wait"},
+    {fcx::LibraryThread::screencap, "screencap"}};
 
 /// The services beside the library that a fault can stand on.
 struct FaultService {

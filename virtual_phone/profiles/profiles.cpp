@@ -60,8 +60,14 @@ const std::vector<ProfileFile> kKernelFiles = {
     {"/proc/qve_power/battery/present", "1\n"},
     {"/proc/qve_power/key_led/red_brightness", "0\n"},
     {"/proc/qve_power/lcd/brightness", "183\n"},
+    // Empty until somebody looks at the display.
+    {"/dev/graphics/fb0", ""},
     {"/sys/class/android_usb/android0/lock", "0"},
     {"/sys/class/android_usb/android0/state", "CONFIGURED\n"},
+    // Rows of 1088 pixels, of which 1080 are seen.
+    {"/sys/class/graphics/fb0/bits_per_pixel", "32\n"},
+    {"/sys/class/graphics/fb0/stride", "4352\n"},
+    {"/sys/class/graphics/fb0/virtual_size", "1080,2400\n"},
     // Of the four CPUs the third is offline: it has no frequency.
     {"/sys/devices/system/cpu/online", "0-1,3\n"},
     {"/sys/devices/system/cpu/cpu0/cpufreq/scaling_cur_freq", "1200000\n"},

@@ -1,0 +1,124 @@
+#include "virtual_phone/core/programs.h"
+
+#include <dlfcn.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <cstdlib>
+#include <vector>
+
+#include "platform/device_home.h"
+#include "virtual_phone/core/events.h"
+#include "virtual_phone/core/platform_call.h"
+
+namespace virtual_phone {
+namespace {
+
+namespace fs = std::filesystem;
+
+/// Where a device's shell looks for programs.
+constexpr const char* kSearchPath[] = {"/system/bin/", "/vendor/bin/"};
+
+/// Beside this library, where it was built and where it is installed.
+fs::path programs() {
+  Dl_info here{};
+  if (dladdr(reinterpret_cast<const void*>(&command_below_root), &here) == 0) return {};
+  return fs::path(here.dli_fname).parent_path() / "fcx_phone_programs";
+}
+
+std::vector<std::pair<std::string, std::string>> environment(const Phone& phone) {
+  return {{"FCX_PHONE", phone.directory().string()},
+          {"FCX_ROOT", phone.root()},
+          {"FCX_PROGRAMS", programs().string()},
+          {"FCX_EMULATOR", FCX_EMULATOR}};
+}
+
+std::string shell_word(std::string_view text) {
+  std::string shown = "'";
+  for (const char each : text) shown += each == '\'' ? std::string("'\\''") : std::string(1, each);
+  return shown + "'";
+}
+
+/// Becomes a program; returns when it cannot.
+void execute(const Phone& phone, const char* const* arguments) {
+  const std::string root = phone.root();
+  std::vector<std::string> words(1);
+  for (const char* const* each = arguments + 1; *each != nullptr; ++each) {
+    words.push_back((**each == '/' ? root : "") + *each);
+  }
+  std::vector<char*> shown;
+  for (std::string& word : words) shown.push_back(word.data());
+  shown.push_back(nullptr);
+  for (const auto& [name, value] : environment(phone)) {
+    if (setenv(name.c_str(), value.c_str(), 1) != 0) return;
+  }
+  for (const char* directory : kSearchPath) {
+    words[0] = root + directory + arguments[0];
+    shown[0] = words[0].data();
+    execv(shown[0], shown.data());
+    if (errno != ENOENT) return;
+  }
+}
+
+}  // namespace
+
+std::string command_below_root(std::string_view command) {
+  std::string below;
+  char quote = '\0';
+  bool begins_word = true;
+  for (const char each : command) {
+    if (each == '/' && begins_word) {
+      below += quote == '\'' ? "'\"$FCX_ROOT\"'" : quote == '"' ? "$FCX_ROOT" : "\"$FCX_ROOT\"";
+    }
+    below += each;
+    const bool is_quote = each == '\'' || each == '"';
+    if (is_quote && (quote == '\0' || quote == each)) {
+      quote = quote == '\0' ? each : '\0';
+    } else {
+      begins_word = std::string_view(" \t\n=<>|&;()").find(each) != std::string_view::npos;
+    }
+  }
+  return below;
+}
+
+std::string program_environment(const Phone& phone) {
+  std::string assignments;
+  for (const auto& [name, value] : environment(phone)) {
+    assignments += (assignments.empty() ? "" : " ") + name + "=" + shell_word(value);
+  }
+  return assignments;
+}
+
+}  // namespace virtual_phone
+
+namespace vp = virtual_phone;
+
+namespace fcx {
+
+int platform_shell(const char* command) {
+  return vp::platform_call("platform_shell", -1, [&](vp::Phone& phone) {
+    const std::string line =
+        "export " + vp::program_environment(phone) + "; " + vp::command_below_root(command);
+    return system(line.c_str());
+  });
+}
+
+void platform_exec(const char* const* arguments) {
+  errno = ENOENT;  // without a phone
+  vp::platform_call("platform_exec", -1, [&](vp::Phone& phone) {
+    vp::execute(phone, arguments);
+    return 0;
+  });
+}
+
+void platform_unmount(const char* device_path) {
+  vp::platform_call("platform_unmount", -1, [&](vp::Phone& phone) {
+    vp::record_event(phone, "unmount", device_path);
+    return 0;
+  });
+}
+
+int platform_mkdir(const char* path, mode_t mode) { return mkdir(path, mode | S_IRWXU); }
+
+}  // namespace fcx
