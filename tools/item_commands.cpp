@@ -103,6 +103,7 @@ std::string read_item(vp::Phone& phone, int number) {
 }
 
 void list_items(const Invocation& invocation, bool full) {
+  constexpr size_t kLongestUnknown = 40;
   vp::Phone& phone = invocation.open_phone();
   auto written = vp::written_items(phone);
   for (const fcx::FactoryItem& item : fcx::kFactoryItems) written.emplace(item.index, "");
@@ -112,8 +113,13 @@ void list_items(const Invocation& invocation, bool full) {
     const fcx::FactoryItem* item = fcx::find_factory_item(entry.first);
     const Json object = item_json(entry.first, read_item(phone, entry.first), full);
     list.push_back(object);
+    std::string value = object["value"];
+    // Nobody knows what there is in it, or how much of that.
+    if (item == nullptr && value.size() > kLongestUnknown) {
+      value = value.substr(0, kLongestUnknown) + "...";
+    }
     table.add({std::to_string(entry.first), item == nullptr ? "-" : item->name,
-               accessor_names(item), encoding_name(item), object["value"], object["meaning"]});
+               accessor_names(item), encoding_name(item), value, object["meaning"]});
   }
   if (invocation.json) return print({{"items", list}});
   table.print();

@@ -95,6 +95,19 @@ fs::path partition_of(const fs::path& directory) {
   return device_file(directory / "root", get_ftm_path());
 }
 
+/// As a device has it: what is not written takes no room.
+void write_partition(const fs::path& file, const std::vector<ProfileRecord>& records) {
+  write_file(file, "");
+  fs::resize_file(file, kPartitionSize);
+  std::fstream out(file, std::ios::binary | std::ios::in | std::ios::out);
+  for (const auto& [block, bytes] : records) {
+    out.seekp(static_cast<std::streamoff>(block * kItemBlock));
+    out << bytes;
+  }
+  out.close();
+  if (!out) throw Error(file.string() + ": cannot be written");
+}
+
 void make_phone(const fs::path& directory, const Profile& profile) {
   const fs::path root = directory / "root";
   fs::create_directories(directory / "log");
@@ -105,8 +118,7 @@ void make_phone(const fs::path& directory, const Profile& profile) {
   write_tree(root, profile.files);
   write_tree(directory / kOverlayName, profile.overlay_files);
   write_tree(directory / kEfsName, profile.efs_files);
-  write_file(partition_of(directory), "");
-  fs::resize_file(partition_of(directory), kPartitionSize);
+  write_partition(partition_of(directory), profile.records);
   make_database(directory / kDatabaseName, profile);
 }
 

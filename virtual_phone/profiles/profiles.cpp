@@ -4,6 +4,7 @@
 
 #include "fcx/factory_item_table.h"
 #include "virtual_phone/profiles/packages.h"
+#include "virtual_phone/profiles/samples.h"
 
 namespace virtual_phone {
 namespace {
@@ -54,6 +55,7 @@ const std::vector<ProfileProperty> kBuild = {
 /// What the kernel shows of itself, on any phone.
 const std::vector<ProfileFile> kKernelFiles = {
     {"/proc/cmdline", kCommandLine},
+    {"/proc/kmsg", sample_kernel_log()},
     {"/proc/meminfo", kMemoryInfo},
     {"/proc/mounts", kMounts},
     {"/proc/qve_power/adc/usb_in", "5000000\n"},
@@ -199,7 +201,10 @@ Profile written(const char* name, const char* meaning, std::string_view network_
   profile.items.push_back({item::network_code, network_code});
   append(profile.files, kFactoryFiles);
   append(profile.files, kIdentifierFiles);
+  append(profile.files, sample_logs());
+  append(profile.items, sample_crashes());
   profile.nodes = kKernelFiles;
+  profile.records = sample_last_logs();
   return profile;
 }
 

@@ -1,6 +1,7 @@
 // Ready-made phones.
 #pragma once
 
+#include <cstddef>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -24,6 +25,12 @@ struct ProfileModemValue {
   std::string_view bytes;
 };
 
+/// What lies in the partition of the factory items beside them, from a block on.
+struct ProfileRecord {
+  size_t block;
+  std::string bytes;
+};
+
 struct Profile {
   const char* name;
   const char* meaning;
@@ -36,6 +43,7 @@ struct Profile {
   std::vector<ProfileFile> overlay_files = {};  ///< which only the file-handle service reads
   std::string_view sim_iccid = {};              ///< of the SIM that is inserted; empty: none is
   std::vector<ProfileFile> nodes = {};          ///< files that show what the kernel has to say
+  std::vector<ProfileRecord> records = {};
 };
 
 const std::vector<Profile>& profiles();
