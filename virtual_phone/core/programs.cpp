@@ -6,6 +6,7 @@
 
 #include <cerrno>
 #include <cstdlib>
+#include <utility>
 #include <vector>
 
 #include "platform/device_home.h"
@@ -24,7 +25,7 @@ constexpr const char* kSearchPath[] = {"/system/bin/", "/vendor/bin/"};
 fs::path programs() {
   Dl_info here{};
   if (dladdr(reinterpret_cast<const void*>(&command_below_root), &here) == 0) return {};
-  return fs::path(here.dli_fname).parent_path() / "fcx_phone_programs";
+  return fs::absolute(here.dli_fname).parent_path() / "fcx_phone_programs";
 }
 
 std::vector<std::pair<std::string, std::string>> environment(const Phone& phone) {
@@ -45,7 +46,7 @@ void execute(const Phone& phone, const char* const* arguments) {
   const std::string root = phone.root();
   std::vector<std::string> words(1);
   for (const char* const* each = arguments + 1; *each != nullptr; ++each) {
-    words.push_back((**each == '/' ? root : "") + *each);
+    words.push_back(**each == '/' ? root + fs::path(*each).lexically_normal().string() : *each);
   }
   std::vector<char*> shown;
   for (std::string& word : words) shown.push_back(word.data());
@@ -66,19 +67,46 @@ void execute(const Phone& phone, const char* const* arguments) {
 std::string command_below_root(std::string_view command) {
   std::string below;
   char quote = '\0';
+  bool is_escaped = false;
   bool begins_word = true;
+  std::string part;         // of a path, between slashes
+  size_t last_of_part = 0;  // where its last character is in `below`
+  int depth = 0;
+  const auto end_part = [&] {
+    if (part == ".." && depth-- == 0) {
+      below[last_of_part] = '/';  // "." and an empty part: there is nothing above "/"
+      depth = 0;
+    } else if (!part.empty() && part != "." && part != "..") {
+      ++depth;
+    }
+    part.clear();
+  };
   for (const char each : command) {
+    const bool is_plain = std::exchange(is_escaped, false);
+    const bool ends_word =
+        !is_plain && std::string_view(" \t\n=<>|&;()`").find(each) != std::string_view::npos;
+    const bool is_quote =
+        !is_plain && (quote == '\0' ? each == '\'' || each == '"' : each == quote);
+    is_escaped = !is_plain && each == '\\' && quote != '\'';
+    if (each == '/' || ends_word) end_part();
     if (each == '/' && begins_word) {
-      below += quote == '\'' ? "'\"$FCX_ROOT\"'" : quote == '"' ? "$FCX_ROOT" : "\"$FCX_ROOT\"";
+      below.insert(below.size() - (is_plain ? 1 : 0), quote == '\''  ? "'\"$FCX_ROOT\"'"
+                                                      : quote == '"' ? "$FCX_ROOT"
+                                                                     : "\"$FCX_ROOT\"");
     }
     below += each;
-    const bool is_quote = each == '\'' || each == '"';
-    if (is_quote && (quote == '\0' || quote == each)) {
+    if (is_quote) {
       quote = quote == '\0' ? each : '\0';
-    } else {
-      begins_word = std::string_view(" \t\n=<>|&;()").find(each) != std::string_view::npos;
+    } else if (ends_word) {
+      begins_word = true;
+      depth = 0;
+    } else if (!is_escaped) {
+      begins_word = false;
+      if (each != '/') part += each;
+      last_of_part = below.size() - 1;
     }
   }
+  end_part();
   return below;
 }
 
@@ -98,8 +126,8 @@ namespace fcx {
 
 int platform_shell(const char* command) {
   return vp::platform_call("platform_shell", -1, [&](vp::Phone& phone) {
-    const std::string line =
-        "export " + vp::program_environment(phone) + "; " + vp::command_below_root(command);
+    const std::string line = "export " + vp::program_environment(phone) +
+                             "; cd \"$FCX_ROOT\" || exit; " + vp::command_below_root(command);
     return system(line.c_str());
   });
 }
