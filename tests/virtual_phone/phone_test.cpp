@@ -99,7 +99,7 @@ TEST_F(VirtualPhone, ItsEventsSayHowItIsPowered) {
 /// Makes a phone what the version before nodes and single reboot events would have left.
 void make_old(const fs::path& directory, const char* more_sql) {
   vp::create(directory, "open", true);
-  for (const char* gone : {"proc/qve_power", "proc/cmdline", "sys/power", "oem"}) {
+  for (const char* gone : {"proc/qve_power", "proc/cmdline", "sys/power", "oem", "system/bin"}) {
     fs::remove_all(directory / "root" / gone);
   }
   vp::Database database(directory / "phone.db", vp::Database::Survives::kill);
@@ -143,6 +143,12 @@ TEST_F(VirtualPhone, AnOlderOneIsGivenWhatItLacksAndKeepsWhatItHas) {
   EXPECT_EQ("nowhere", fs::read_symlink(root / "proc/cmdline"));
   EXPECT_EQ("no directory", read_file(root / "sys/power"));
   EXPECT_TRUE(fs::is_directory(root / "oem"));
+  for (const fs::path& each : {root, directory() / "root"}) {
+    const fs::path program = each / "system/bin/screencap";
+    EXPECT_EQ("#!/bin/sh\nexec $FCX_EMULATOR \"$FCX_PROGRAMS/screencap\" \"$@\"\n",
+              read_file(program));
+    EXPECT_EQ(fs::perms{0755}, fs::status(program).permissions());
+  }
   for (const char* path :
        {"mnt/vendor/persist-qv/startday/date", "oem/OP", "proc/qve_power/lcd/.brightness.raised"}) {
     EXPECT_FALSE(fs::exists(root / path)) << path << " is no node";

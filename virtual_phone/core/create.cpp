@@ -49,6 +49,13 @@ void write_tree(const fs::path& root, const std::vector<ProfileFile>& files) {
   for (const auto& [path, content] : files) write_file(device_file(root, path), content);
 }
 
+void write_programs(const fs::path& root) {
+  write_tree(root, device_programs());
+  for (const ProfileFile& program : device_programs()) {
+    fs::permissions(device_file(root, program.path), fs::perms{kProgramMode});
+  }
+}
+
 void make_database(const fs::path& file, const Profile& profile) {
   Database database(file, Database::Survives::power_cut, true);
   Transaction transaction(database);
@@ -116,6 +123,7 @@ void make_phone(const fs::path& directory, const Profile& profile) {
   }
   write_tree(root, profile.nodes);
   write_tree(root, profile.files);
+  write_programs(root);
   write_tree(directory / kOverlayName, profile.overlay_files);
   write_tree(directory / kEfsName, profile.efs_files);
   write_partition(partition_of(directory), profile.records);

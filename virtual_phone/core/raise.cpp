@@ -8,6 +8,7 @@
 #include <cerrno>
 #include <cstdio>
 #include <cstring>
+#include <optional>
 #include <set>
 
 #include "virtual_phone/core/error.h"
@@ -78,7 +79,8 @@ bool make_directory(const fs::path& directory, std::set<fs::path>& made) {
 }
 
 /// Makes a file that is not there: at once, so that nobody finds half of one, and on disk.
-void make_file(const fs::path& file, const std::string& content) {
+/// @param mode for a program; a node has the usual one
+void make_file(const fs::path& file, const std::string& content, std::optional<mode_t> mode) {
   // Only one process at a time raises a phone. What a killed one has left is written over.
   const fs::path temporary = file.parent_path() / ("." + file.filename().string() + ".raised");
   const android::base::unique_fd out(open(
@@ -86,7 +88,7 @@ void make_file(const fs::path& file, const std::string& content) {
   if (!out.ok()) fail(temporary);
   errno = ENOSPC;  // of a short write
   if (write(out.get(), content.data(), content.size()) != static_cast<ssize_t>(content.size()) ||
-      fsync(out.get()) != 0) {
+      (mode.has_value() && fchmod(out.get(), *mode) != 0) || fsync(out.get()) != 0) {
     fail(temporary);
   }
   // What somebody else has put there meanwhile stays.
@@ -96,19 +98,23 @@ void make_file(const fs::path& file, const std::string& content) {
   if (errno != EINVAL || rename(temporary.c_str(), file.c_str()) != 0) fail(file);
 }
 
-/// Makes what a phone of this profile has, and this one has not.
+/// Makes what a phone of this profile has of nodes and programs, and this one has not.
 void add_nodes(const fs::path& directory, const Profile& profile) {
   std::set<fs::path> made;
   for (const char* device_path : device_directories()) {
     // Where something else has its name, that stays.
     static_cast<void>(make_directory(directory.string() + "/root" + device_path, made));
   }
-  for (const auto& [device_path, content] : profile.nodes) {
-    const fs::path file = directory.string() + "/root" + device_path;
-    if (is_there(file) || !make_directory(file.parent_path(), made)) continue;
-    make_file(file, content);
-    made.insert(file.parent_path());
-  }
+  const auto add = [&](const std::vector<ProfileFile>& files, std::optional<mode_t> mode) {
+    for (const auto& [device_path, content] : files) {
+      const fs::path file = directory.string() + "/root" + device_path;
+      if (is_there(file) || !make_directory(file.parent_path(), made)) continue;
+      make_file(file, content, mode);
+      made.insert(file.parent_path());
+    }
+  };
+  add(profile.nodes, {});
+  add(device_programs(), kProgramMode);
   for (const fs::path& changed : made) flush(changed);
 }
 

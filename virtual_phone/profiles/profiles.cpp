@@ -289,6 +289,20 @@ const Profile* find_profile(std::string_view name) {
   return nullptr;
 }
 
+const std::vector<ProfileFile>& device_programs() {
+  // Of the environment that virtual_phone/core/programs.h describes. An emulator is several words.
+  const auto launcher = [](const char* device_path) {
+    const std::string path = device_path;
+    const std::string name = path.substr(path.rfind('/') + 1);
+    return ProfileFile{path,
+                       "#!/bin/sh\nexec $FCX_EMULATOR \"$FCX_PROGRAMS/" + name + "\" \"$@\"\n"};
+  };
+  static const std::vector<ProfileFile> all = {
+      launcher("/system/bin/screencap"),
+  };
+  return all;
+}
+
 const std::vector<const char*>& device_directories() {
   static const std::vector<const char*> all = {
       "/data/vendor/factory",

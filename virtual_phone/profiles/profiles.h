@@ -1,6 +1,8 @@
 // Ready-made phones.
 #pragma once
 
+#include <sys/types.h>
+
 #include <cstddef>
 #include <string>
 #include <string_view>
@@ -52,5 +54,10 @@ const Profile* find_profile(std::string_view name);
 
 /// Directories that every phone has from the start.
 const std::vector<const char*>& device_directories();
+
+/// Programs that every phone has from the start, scripts that launch the bench's own.
+const std::vector<ProfileFile>& device_programs();
+/// Who may run them: everybody.
+constexpr mode_t kProgramMode = 0755;
 
 }  // namespace virtual_phone

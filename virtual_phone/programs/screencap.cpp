@@ -1,0 +1,81 @@
+// screencap: takes a screenshot of the phone's display.
+//
+//   screencap [-p] [FILE]
+//
+// It goes to FILE, or to standard output: with -p a PNG file, else raw, three little-endian words
+// (width, height, pixel format: 1 for 32 bits, 4 for RGB565) and the pixels after them. Exit status
+// 1: there is none, and standard error says why.
+#include <cerrno>
+#include <cstdint>
+#include <cstdio>
+#include <cstring>
+#include <exception>
+#include <memory>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "virtual_phone/core/display.h"
+#include "virtual_phone/core/png.h"
+
+namespace {
+
+namespace vp = virtual_phone;
+
+constexpr uint32_t kRgba8888 = 1;
+constexpr uint32_t kRgb565 = 4;
+
+void append_word(std::string& bytes, uint32_t word) {
+  for (int i = 0; i < 4; ++i, word >>= 8) bytes += static_cast<char>(word & 0xFF);
+}
+
+std::string raw_form(const vp::Phone& phone) {
+  const vp::Screenshot taken = vp::take_screenshot(phone);
+  std::string bytes;
+  bytes.reserve(12 + taken.pixels.size());
+  append_word(bytes, static_cast<uint32_t>(taken.display.width));
+  append_word(bytes, static_cast<uint32_t>(taken.display.height));
+  append_word(bytes, taken.display.bits_per_pixel == 16 ? kRgb565 : kRgba8888);
+  bytes.append(taken.pixels.begin(), taken.pixels.end());
+  return bytes;
+}
+
+[[noreturn]] void fail(const std::string& what) { throw vp::Error(what + ": " + strerror(errno)); }
+
+void write_to(FILE* stream, const std::string& name, const std::string& bytes) {
+  if (fwrite(bytes.data(), 1, bytes.size(), stream) != bytes.size() || fflush(stream) != 0) {
+    fail(name);
+  }
+}
+
+void run(const std::vector<std::string_view>& words) {
+  bool is_png = false;
+  std::string file;
+  for (const std::string_view word : words) {
+    if (word == "-p") {
+      is_png = true;
+    } else if (word.substr(0, 1) == "-" || word.empty() || !file.empty()) {
+      throw vp::Error("usage: screencap [-p] [FILE]");
+    } else {
+      file = word;
+    }
+  }
+  const vp::Phone phone(vp::default_directory());
+  const std::string bytes = is_png ? vp::encode_png(vp::shown_picture(phone)) : raw_form(phone);
+  if (file.empty()) return write_to(stdout, "standard output", bytes);
+  const std::unique_ptr<FILE, int (*)(FILE*)> out(fopen(file.c_str(), "we"), fclose);
+  if (out == nullptr) fail(file);
+  write_to(out.get(), file, bytes);
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+  try {
+    run({argv + 1, argv + argc});
+    return 0;
+  } catch (const std::exception& error) {
+    fprintf(stderr, "screencap: %s\n", error.what());
+    return 1;
+  }
+}
