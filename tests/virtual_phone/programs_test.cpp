@@ -100,5 +100,31 @@ TEST_F(Programs, AProgramIsFoundInThePhoneOnly) {
   EXPECT_EQ(100 + EACCES, exec_in_child({"first", nullptr})) << "the first of the name counts";
 }
 
+TEST_F(Programs, ThePhoneHasSomeOfItsOwn) {
+  set_property("vendor.b", "1 2");
+  set_property("vendor.empty", "");
+  const auto output = [&](const char* command) {
+    const int status = fcx::platform_shell((command + " >/data/out 2>/data/err"s).c_str());
+    const std::string errors = read_file(file("/data/err"));
+    return read_file(file("/data/out")) + (errors.empty() ? "" : "errors; ") +
+           std::to_string(WEXITSTATUS(status));
+  };
+  std::string all;
+  for (const auto& [name, value] : vp::properties(phone()))
+    all += "[" + name + "]: [" + value + "]\n";
+  EXPECT_THAT(all, HasSubstr("\n[vendor.b]: [1 2]\n[vendor.empty]: []\n"));
+  const std::pair<const char*, std::string> cases[] = {
+      {"/vendor/bin/getprop", all + "0"},
+      {"/vendor/bin/getprop vendor.b other", "1 2\n0"},
+      {"/vendor/bin/getprop vendor.empty 'an other'", "an other\n0"},
+      {"/vendor/bin/getprop vendor.none", "\n0"},
+      {"/vendor/bin/getprop a b c", "errors; 1"},
+      {"/vendor/bin/dmesg", read_file(file("/proc/kmsg")) + "0"},
+  };
+  for (const auto& [command, expected] : cases) EXPECT_EQ(expected, output(command)) << command;
+  fs::remove(file("/proc/kmsg"));
+  EXPECT_EQ("errors; 1", output("/vendor/bin/dmesg"));
+}
+
 }  // namespace
 }  // namespace fcx_test

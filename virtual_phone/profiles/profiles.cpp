@@ -299,6 +299,8 @@ const std::vector<ProfileFile>& device_programs() {
   };
   static const std::vector<ProfileFile> all = {
       launcher("/system/bin/screencap"),
+      {"/vendor/bin/dmesg", "#!/bin/sh\nexec cat \"$FCX_ROOT/proc/kmsg\"\n"},
+      launcher("/vendor/bin/getprop"),
   };
   return all;
 }
