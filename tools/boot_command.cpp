@@ -1,15 +1,10 @@
 // boot: a start of the phone, and why it decided as it did.
-#include <unistd.h>
-
-#include <chrono>
-#include <condition_variable>
-#include <cstdio>
 #include <memory>
-#include <mutex>
-#include <thread>
+#include <string>
 
 #include "tools/boot_report.h"
 #include "tools/commands.h"
+#include "tools/progress.h"
 #include "virtual_phone/core/clock.h"
 
 namespace cli {
@@ -21,47 +16,13 @@ struct Options {
   bool full = false;
 };
 
-/// Counts the seconds on a terminal, in one line that is gone with this object.
-class Waiting {
- public:
-  Waiting() {
-    if (isatty(STDERR_FILENO) != 0) ticker_ = std::thread([this] { tick(); });
-  }
-  ~Waiting() {
-    if (!ticker_.joinable()) return;
-    {
-      const std::lock_guard lock(mutex_);
-      is_over_ = true;
-    }
-    changed_.notify_all();
-    ticker_.join();
-    fputs("\r\033[K", stderr);
-  }
-  Waiting(const Waiting&) = delete;
-  Waiting& operator=(const Waiting&) = delete;
-
- private:
-  void tick() {
-    std::unique_lock lock(mutex_);
-    for (int seconds = 0; !is_over_; ++seconds) {
-      fprintf(stderr, "\r\033[Kset-up is running: %d s", seconds);
-      changed_.wait_for(lock, std::chrono::seconds(1), [this] { return is_over_; });
-    }
-  }
-
-  std::mutex mutex_;
-  std::condition_variable changed_;
-  bool is_over_ = false;
-  std::thread ticker_;
-};
-
 factory_daemon::Boot boot_and_wait(const Invocation& invocation, const Options& options) {
   virtual_phone::Phone& phone = invocation.open_phone();
   const auto uptime =
       options.is_daemon_only ? factory_daemon::Uptime::goes_on : factory_daemon::Uptime::begins;
   if (!options.real_time) return factory_daemon::boot(phone, uptime);
   virtual_phone::set_clock(virtual_phone::Clock::real);
-  const Waiting waiting;
+  const Progress progress([] { return std::string("set-up is running"); });
   return factory_daemon::boot(phone, uptime);
 }
 

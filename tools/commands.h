@@ -22,6 +22,7 @@ void add_boot(Verb& tool, Invocation& invocation);
 void add_version(Verb& tool, Invocation& invocation);
 void add_events(Verb& tool, Invocation& invocation);
 void add_log(Verb& tool, Invocation& invocation);
+void add_logs(Verb& tool, Invocation& invocation);
 void add_fault(Verb& tool, Invocation& invocation);
 void add_reboot(Verb& tool, Invocation& invocation);
 void add_power(Verb& tool, Invocation& invocation);

@@ -35,6 +35,7 @@ constexpr char kFooter[] =
     "  fcx version                             its versions, and where each piece is from\n"
     "  fcx usb                                 its cable; `fcx power` says if it is on\n"
     "  fcx log                                 what the library wrote to the log\n"
+    "  fcx logs collect                        collect its logs into an archive\n"
     "  fcx fault item 9 fail                   let every access to item 9 fail\n"
     "\n"
     "The phone is in $FCX_PHONE, else $XDG_STATE_HOME/fcx/phone, else ~/.local/state/fcx/phone.\n"
@@ -118,6 +119,7 @@ int run(int argc, char** argv) {
     cli::add_version(tool, invocation);
     cli::add_events(tool, invocation);
     cli::add_log(tool, invocation);
+    cli::add_logs(tool, invocation);
     cli::add_fault(tool, invocation);
     cli::add_reboot(tool, invocation);
     cli::add_power(tool, invocation);

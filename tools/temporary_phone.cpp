@@ -21,8 +21,8 @@ TemporaryPhone::Directory::~Directory() {
   std::filesystem::remove_all(path, ignored);
 }
 
-TemporaryPhone::TemporaryPhone(const std::string& profile)
-    : directory_{directory_for_phones() /
+TemporaryPhone::TemporaryPhone(const std::string& profile, const std::filesystem::path& in)
+    : directory_{(in.empty() ? directory_for_phones() : in) /
                  ("fcx-demo-" + std::to_string(getpid()) + "-" + profile)} {
   virtual_phone::create(directory_.path, profile, true);
   factory_daemon::open(directory_.path);

@@ -11,8 +11,9 @@ namespace cli {
 /// A phone of a profile, this process's own, that is gone with this object.
 class TemporaryPhone {
  public:
+  /// @param in the directory that it is made in; where phones are made fastest when empty
   /// Throws virtual_phone::Error.
-  explicit TemporaryPhone(const std::string& profile);
+  explicit TemporaryPhone(const std::string& profile, const std::filesystem::path& in = {});
   TemporaryPhone(const TemporaryPhone&) = delete;
   TemporaryPhone& operator=(const TemporaryPhone&) = delete;
 

@@ -1,0 +1,34 @@
+#include "tools/progress.h"
+
+#include <unistd.h>
+
+#include <chrono>
+#include <cstdio>
+#include <utility>
+
+namespace cli {
+
+Progress::Progress(std::function<std::string()> doing) : doing_(std::move(doing)) {
+  if (isatty(STDERR_FILENO) != 0) ticker_ = std::thread([this] { tick(); });
+}
+
+Progress::~Progress() {
+  if (!ticker_.joinable()) return;
+  {
+    const std::lock_guard lock(mutex_);
+    is_over_ = true;
+  }
+  changed_.notify_all();
+  ticker_.join();
+  fputs("\r\033[K", stderr);
+}
+
+void Progress::tick() {
+  std::unique_lock lock(mutex_);
+  for (int seconds = 0; !is_over_; ++seconds) {
+    fprintf(stderr, "\r\033[K%s: %d s", doing_().c_str(), seconds);
+    changed_.wait_for(lock, std::chrono::seconds(1), [this] { return is_over_; });
+  }
+}
+
+}  // namespace cli
