@@ -42,6 +42,7 @@ PUBLIC = {
     "factory_items.def": ("item table",),
     "factory_items.h": ("ftm",),
     "identity_items.h": ("modem",),
+    "make_zip_file.h": ("services",),
     "mcc_lookup.h": ("carrier",),
     "modem_efs.h": ("modem/link",),
     "modem_link.h": ("modem/link",),
