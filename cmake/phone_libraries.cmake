@@ -13,3 +13,5 @@ set(FCX_FEATURES_LIBRARY qvefeatures CACHE STRING "The vendor's feature library"
 target_link_libraries(fcx_phone_libraries INTERFACE log cutils utils hardware_legacy xml2 z hidlbase ${FCX_INTERFACE_PACKAGES}
   ${FCX_FACTORY_ITEM_LIBRARY} ${FCX_MODEM_INTERFACE_LIBRARY} ${FCX_DIAG_LIBRARY} ${FCX_FEATURES_LIBRARY}
   ${FCX_SYSFS_LIBRARY})
+# Its functions are the library's, too. Of a shared one nothing is to be linked whole.
+target_link_options(fcx_phone_libraries INTERFACE -Wl,--whole-archive,-lminizip,--no-whole-archive)

@@ -43,6 +43,7 @@ PUBLIC = {
     "factory_items.h": ("ftm",),
     "identity_items.h": ("modem",),
     "log_collection.h": ("services",),
+    "make_zip_file.h": ("services",),
     "mcc_lookup.h": ("carrier",),
     "modem_efs.h": ("modem/link",),
     "modem_link.h": ("modem/link",),

@@ -10,6 +10,7 @@ tar -c --exclude=./build --exclude='./.git' . | tar -x -C "$work"
 cd "$work"
 
 files='device files are opened, changed and removed in common/files.cpp only'
+archives='archives are opened in services/logs/zip_streams.cpp only, over common/files.h'
 home='sleeping, shell commands and flushing all files are the home'\''s (platform/device_home.h)'
 threads='the library starts no process, and threads in common/threads.cpp only'
 properties='properties are read and set in common/properties.cpp only'
@@ -81,6 +82,7 @@ offend() { # FOLDER RULE EXPRESSION...: each on a line of its own, and reported 
 }
 offend ftm files 'open("a")' '::open("a")' ::stat 'unlink("a")' 'std::remove("a")' 'fopen("a")' 'openat(0, "a")' \
   'fstatat(0, "a")' mkostemp 'opendir("a")' 'ifstream("a")' filesystem 'xmlReadFile("a")'
+offend services/logs archives 'zipOpen("a", 0)' 'unzOpen64("a")' 'unzOpen2_64("a", b)'
 offend carrier/package home 'system("reboot")' 'usleep(5)' 'popen("a")' 'sync()'
 offend services threads 'fork()' 'execvp("a")' 'posix_spawn("a")' 'std::thread(a)' pthread_create
 offend modem properties 'property_get("a")' 'property_set("a")'

@@ -1,0 +1,28 @@
+// Archives as minizip opens them: device files, through common/files.h, 64 KiB at a time, since
+// minizip itself reads and writes two bytes at a time.
+#pragma once
+
+#include <minizip/unzip.h>
+#include <minizip/zip.h>
+#include <sys/stat.h>
+
+#include "common/result.h"
+
+namespace fcx {
+
+/// Begins an archive in place of what the device file is.
+/// @return null, with errno, when it cannot be opened
+zipFile open_zip(const char* device_path);
+
+/// Completes an archive that open_zip() has begun, and closes it, whatever comes of that. Fails,
+/// too, when any write to it has failed before.
+Result close_zip(zipFile zip);
+
+/// Opens an archive for reading.
+/// @return null when it cannot be opened, with errno, or is no archive, with errno EINVAL
+unzFile open_unzip(const char* device_path);
+
+/// Whether an archive is being written to this file by this process.
+bool is_open_zip(const struct stat& file);
+
+}  // namespace fcx
