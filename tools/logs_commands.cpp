@@ -249,8 +249,8 @@ void add_collect(Verb& group, Invocation& invocation) {
       "  fcx logs collect --to card      into a dated folder on the SD card, no archive\n"
       "  fcx logs collect --to nvdump    NV dumps only\n"
       "\n"
-      "A file that cannot be read is told and left out. The exit status is 3 when the library\n"
-      "returns 1, as it does without a card.",
+      "Files that cannot be read are left out. The exit status is 3 when the library returns 1,\n"
+      "as it does without a card.",
       [&invocation, to] { run_collect(invocation, *to); })
       .add_option("--to", *to, "internal (when not given), nvdump or card")
       .type_name("TARGET");

@@ -430,6 +430,167 @@ version)
   expect 0 'NTCODE READ ERROR 1' fcx version
   also 'Cannot find ap ubid' 'factory item 14 is empty' '^binary revision: 0$'
   ;;
+logs)
+  root=$FCX_PHONE/root
+  logs=$root/data/vendor/factory
+  saved=$logs/logsave
+  cd "$work" || exit 1
+  # same DIR...: the collected folder has what it was copied from.
+  same() {
+    local name
+    for name in dbdump nvdump touch; do
+      case $name in touch) from=$root/data/vendor/touch ;; *) from=$logs/$name ;; esac
+      expect 0 '^$' diff -r "$from" "$1/$name"
+    done
+  }
+  # whole DATE: the archive is one, and has what that folder has.
+  whole() {
+    expect 0 'No errors' unzip -t "$saved.zip"
+    expect 0 'Everything is Ok' 7z t "$saved.zip"
+    rm -rf unpacked
+    expect 0 'rkf_last_dmesg_1.txt' fcx logs extract "$saved.zip" unpacked
+    expect 0 '^$' diff -r "$saved/$1" "unpacked/$1"
+  }
+  dated() { (cd "$saved" && echo 2*); }
+
+  fcx init >/dev/null
+  expect 0 'no logs are collected' fcx logs list
+  # What no sample has: names, bytes and sizes that are hard to copy.
+  awkward=$logs/dbdump/awkward
+  mkdir "$awkward"
+  head -c 3000000 /dev/urandom | base64 -w 0 >"$awkward/one long line"
+  head -c 70000 /dev/zero >"$awkward/$(printf 'n%.0s' $(seq 140))"
+  expect 0 '^result  0$' fcx logs collect
+  also '  dbdump/items/changes of 2020-06-01.txt +2280$' '  radio.log +3436$' "here: $saved.zip$" \
+    '  2[0-9]*_[0-9]*/touch/capacitance.csv +3240$' '  rkf_last_dmesg_0.txt +49'
+  date=$(dated)
+  whole "$date"
+  same "$saved/$date"
+  expect 0 '^$' diff "$saved/$date/main.log" "$root/data/logger/main.log"
+  expect 0 '^$' diff "$saved/$date/kernel.log" "$root/proc/kmsg"
+  expect 0 'entering download mode' tail -n 1 "$saved/$date/rkf_last_dmesg_0.txt"
+  expect 0 '^\[ro.build.type\]: \[userdebug\]$' cat "$saved/$date/property.log"
+  expect 0 '"is_whole": true' fcx logs list --json
+  also "\"path\": \"/data/vendor/factory/logsave/$date/\"" '"name": "kernel.log"'
+
+  # Killed while it copies, and while it packs; then repeated.
+  for state in "$logs/nvdump/nv.bin read" "$saved.zip write"; do
+    read -r file access <<<"$state"
+    rm -rf "${saved:?}"/2* "$saved.zip"
+    fcx fault file "${file#"$root"}" late 600000 --on "$access" >/dev/null
+    FCX_CLOCK=real "${tool[@]}" logs collect >/dev/null 2>&1 &
+    killed=$!
+    begun=$saved/2*/nvdump/nv.bin
+    [ "$access" = read ] || begun=$saved.zip
+    for ((i = 0; i < 1500; i++)); do
+      # shellcheck disable=SC2086
+      [ ! -e $begun ] || break
+      sleep 0.02
+    done
+    kill -9 "$killed"
+    wait "$killed" 2>/dev/null
+    fcx fault clear >/dev/null
+    cut=$(dated)
+    expect 0 "logsave/$cut/\$" fcx logs list
+    case $access in write) also 'bytes, not completed' ;; esac
+    expect 0 '^result  0$' fcx logs collect
+    for date in $(dated); do whole "$date"; done
+    same "$saved/$date"
+  done
+  state=
+
+  expect 3 '^Fcx: .*sdcard is not inserted$' fcx logs collect --to card
+  fcx card insert >/dev/null
+  expect 0 '^/storage/6A3F-11E2/logsave/2[0-9_]*/$' fcx logs collect --to card
+  same "$root/storage/6A3F-11E2/logsave/2"*
+  expect 0 '"archive": null' fcx logs collect --to card --json
+  expect 0 '^  nv.bin +1024$' fcx logs collect --to nvdump
+  expect 0 '^$' diff -r "$logs/nvdump" "$saved/nvdump"
+  expect 0 '^/storage/.*/logsave/2' fcx logs list
+  also '^/data/vendor/factory/logsave/nvdump/$'
+  expect 2 'no target of logs is called "crad". Near it: card' fcx logs collect --to crad
+  # A file that cannot be read does not stop it; a full disk does.
+  fcx fault file /data/vendor/factory/nvdump/nv.bin fail EACCES --on open >/dev/null
+  expect 0 '^result  0$' fcx logs collect
+  fcx fault file /data/vendor/factory/logsave.zip short 0 --on write >/dev/null
+  expect 3 '^result  1$' fcx logs collect
+  expect 0 '^$' test ! -e "$saved.zip"
+  fcx fault clear >/dev/null
+
+  fcx fault service atservice absent >/dev/null
+  expect 3 'QVATCMDService log copy fail.$' fcx logs collect
+  expect 3 '"erased": false' fcx logs erase --json
+  also 'QVATCMDService log erase fail.$' '"/data/vendor/factory/dbdump/"'
+  fcx fault clear >/dev/null
+  ln -s nowhere "$logs/nvdump/link"
+  expect 3 '^left    /data/vendor/factory/nvdump/$' fcx logs erase
+  rm "$logs/nvdump/link"
+  expect 0 '^erased$' fcx logs erase
+  expect 0 '^$' find "$logs" "$root/data/logger" -mindepth 1
+  fcx prop set --build ro.boot.vendor.qve.rkf MID
+  expect 3 "can't use logerase in MID.$" fcx logs erase
+  expect 3 'only supported dbdump dir.$' fcx logs collect
+  also '^result  1$'
+
+  expect 0 '"count": "2"' fcx logs crash --json
+  also '"modem assertion, mm/attach.c line 1482"' '"path": "/data/logger/crash_info/crash_log1.txt"'
+  expect 0 '^7468$' stat -c %s "$root/data/logger/crash_info/crash_log0.txt"
+  fcx fault item 235 fail >/dev/null
+  expect 3 'crash_info/ Read Fail$' fcx logs crash
+  fcx fault clear >/dev/null
+  expect 0 '^the count is 0$' fcx logs crash --erase
+  expect 0 '^count    0$' fcx logs crash
+  fcx fault item 230 fail >/dev/null
+  for erase in '' --erase; do expect 3 '^fcx:|^Fcx:' fcx logs crash $erase; done
+  fcx fault clear >/dev/null
+
+  expect 0 '^that is all$' fcx logs touch
+  also '^piece of 534 characters: QV100AAAAAA0012345 TOUCH_SELF_TEST' 'RESULT=PASS $'
+  expect 0 '^3$' grep -c '^piece of' - <<<"$output"
+  expect 0 '"complete": true' fcx logs touch --json
+  # One that has broken off goes on where it did.
+  printf 534 >"$root/data/auto_touch_offset"
+  expect 0 '^that is all$' fcx logs touch
+  expect 1 '^$' grep TOUCH_SELF_TEST - <<<"$output"
+  fcx fault file /data/auto_touch_offset fail EIO --on remove >/dev/null
+  printf 999999 >"$root/data/auto_touch_offset"
+  expect 3 'the transfer is not complete' fcx logs touch
+  rm "$root/data/touch/touch_self_test.txt"
+  expect 3 'fail to open the file$' fcx logs touch
+
+  # Archives of other programs, and bad ones, of which nothing is left.
+  mkdir -p tree/a/b
+  echo 1 >'tree/a/one two'
+  head -c 100000 /dev/urandom >tree/a/b/archive.zip
+  (cd tree && zip -qr ../zip.zip . && 7z a ../7z.zip . >/dev/null)
+  for state in zip 7z; do
+    expect 0 '  a/b/archive.zip +100000$' env -u FCX_PHONE -u HOME "${tool[@]}" logs extract "$state.zip"
+    expect 0 '^$' diff -r tree "$state"
+  done
+  state=
+  expect 0 '"name": "archive.zip"' fcx logs extract zip.zip --flat flat --json
+  expect 1 'flat is not empty: left alone$' fcx logs extract zip.zip flat
+  mkdir empty
+  expect 0 '  a/one two +2$' sh -c 'cd empty && "$@" logs extract ../7z.zip .' - "${tool[@]}"
+  expect 2 'give a directory' fcx logs extract zip
+  expect 1 'none.zip: No such file' fcx logs extract none.zip
+  python3 -c '
+import zipfile
+for name, entry in ("above", "../evil"), ("absolute", "/evil"), ("crc", "evil"):
+    with zipfile.ZipFile(name + ".zip", "w") as archive: archive.writestr("good", "g"); archive.writestr(entry, "e" * 99)
+data = open("crc.zip", "rb").read()
+open("crc.zip", "wb").write(data.replace(b"e" * 99, b"f" * 99))'
+  head -c 50000 zip.zip >cut.zip
+  (cd tree && zip -qr -P secret ../password.zip .)
+  before=$(ls -A)
+  for state in '3 above leads out' '3 absolute leads out' '3 crc error -105' '1 cut cannot be opened' \
+    '3 password error -1'; do
+    read -r status name why <<<"$state"
+    expect "$status" "$why" fcx logs extract "$name.zip"
+    expect "$status" "$why" fcx logs extract "$name.zip" empty/new
+  done
+  expect 0 '^$' test "$before" = "$(ls -A)" -a ! -e empty/new -a ! -e "$work/evil"
+  ;;
 demo)
   expect 0 '"answers"' fcx demo --json
   if [ -e "$FCX_PHONE" ]; then failures=1; fi
