@@ -34,6 +34,7 @@ constexpr char kFooter[] =
     "  fcx boot                                start it, and see which carrier it finds\n"
     "  fcx version                             its versions, and where each piece is from\n"
     "  fcx usb                                 its cable; `fcx power` says if it is on\n"
+    "  fcx screen show logo.png                put a picture on its display\n"
     "  fcx log                                 what the library wrote to the log\n"
     "  fcx fault item 9 fail                   let every access to item 9 fail\n"
     "\n"
@@ -122,6 +123,7 @@ int run(int argc, char** argv) {
     cli::add_reboot(tool, invocation);
     cli::add_power(tool, invocation);
     cli::add_usb(tool, invocation);
+    cli::add_screen(tool, invocation);
   });
 }
 
