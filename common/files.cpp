@@ -279,6 +279,12 @@ Result DeviceFile::close() {
   return fault.error != 0 ? Result::failed(fault.error) : closed;
 }
 
+int DeviceFile::release() {
+  if (!is_open()) return -1;
+  error_ = EBADF;
+  return fd_.release();
+}
+
 ReadResult read_device_file(const char* device_path, char* buffer, size_t size) {
   return DeviceFile(device_path, O_RDONLY).read(buffer, size);
 }

@@ -64,6 +64,11 @@ class DeviceMapping {
 
   void* start() const { return start_; }
   size_t size() const { return size_; }
+  /// Leaves the part to the caller, who makes a DeviceMapping of it again to be rid of it.
+  void* release() {
+    size_ = 0;
+    return std::exchange(start_, nullptr);
+  }
 
  private:
   void* start_ = nullptr;
@@ -123,6 +128,8 @@ class DeviceFile {
   Result make_empty();
   /// Ends it, with what only the end tells of the writes.
   Result close();
+  /// Leaves the open descriptor to the caller, and is not open any more. -1 when it was not.
+  int release();
 
  private:
   const char* device_path_;

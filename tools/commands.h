@@ -27,5 +27,7 @@ void add_fault(Verb& tool, Invocation& invocation);
 void add_reboot(Verb& tool, Invocation& invocation);
 void add_power(Verb& tool, Invocation& invocation);
 void add_usb(Verb& tool, Invocation& invocation);
+void add_screen(Verb& tool, Invocation& invocation);
+void add_capture(Verb& tool, Invocation& invocation);
 
 }  // namespace cli

@@ -34,6 +34,8 @@ constexpr char kFooter[] =
     "  fcx boot                                start it, and see which carrier it finds\n"
     "  fcx version                             its versions, and where each piece is from\n"
     "  fcx usb                                 its cable; `fcx power` says if it is on\n"
+    "  fcx screen show logo.png                put a picture on its display\n"
+    "  fcx capture shot.png                    the screen, as the library captures it\n"
     "  fcx log                                 what the library wrote to the log\n"
     "  fcx logs collect                        collect its logs into an archive\n"
     "  fcx fault item 9 fail                   let every access to item 9 fail\n"
@@ -124,6 +126,8 @@ int run(int argc, char** argv) {
     cli::add_reboot(tool, invocation);
     cli::add_power(tool, invocation);
     cli::add_usb(tool, invocation);
+    cli::add_screen(tool, invocation);
+    cli::add_capture(tool, invocation);
   });
 }
 

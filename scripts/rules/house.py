@@ -4,7 +4,7 @@ import re
 from fnmatch import fnmatch
 
 MIDDLE = ("carrier", "services", "devices", "modem")
-LIBRARY = ("dispatch", *MIDDLE, "carrier/package", "modem/link", "ftm", "common")
+LIBRARY = ("dispatch", *MIDDLE, "carrier/package", "services/screen", "modem/link", "ftm", "common")
 
 # Rooms, and their headers that a room with an arrow to them may include. Every other header stays
 # inside. A file belongs to the room whose name its path begins with, the longest.
@@ -16,6 +16,7 @@ ROOMS = {
     "carrier": (),
     "carrier/package": ("*.h",),
     "services": (),
+    "services/screen": ("pixels.h", "raw_image.h"),
     "devices": (),
     "modem": (),
     "modem/link": ("command_link.h",),
@@ -51,6 +52,7 @@ PUBLIC = {
     "modem_power.h": ("modem",),
     "network_code.h": ("carrier",),
     "qvcmd.h": ("records",),
+    "screen_capture.h": ("services/screen",),
     "service_handler.h": ("dispatch",),
     "single_binary.h": ("carrier",),
     "sync.h": ("common",),
@@ -84,6 +86,7 @@ ARROWS = [
     (("tests", "benchmarks", "fuzz"), ("include/fcx", "modem/link/requests", "platform", "virtual_phone"),
      "they call what a daemon or a home calls, and look at the phone"),
     (("tests",), ("common",), "what has no public header is tested where it is"),
+    (("tests", "fuzz"), ("services/screen",), "each processor's conversions are compared, and image files read without a program"),
     (("tests", "fuzz"), ("daemon",), "AT lines are the daemon's"),
     (("fuzz",), ("benchmarks",), "targets run on the same quick modem and properties"),
 ]

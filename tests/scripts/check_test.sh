@@ -12,7 +12,7 @@ cd "$work"
 files='device files are opened, changed and removed in common/files.cpp only'
 archives='archives are opened in services/logs/zip_streams.cpp only, over common/files.h'
 home='sleeping, shell commands and flushing all files are the home'\''s (platform/device_home.h)'
-threads='the library starts no process, and threads in common/threads.cpp only'
+threads='the library starts threads in common/threads.cpp only, and its one program in common/programs.cpp'
 properties='properties are read and set in common/properties.cpp only'
 items='factory items are read and written through ftm/'
 throws='the library throws nothing and calls nothing that throws or does not know sizes'

@@ -72,7 +72,7 @@ TEST_F(Faults, ThatCannotStrikeAreRefused) {
       {{0, Part::thread, "set_up", kAny, Effect::fail, 1, {}}, "starts no thread \"set_up\""},
       {{0, Part::service, "dmi", Access::write, Effect::dies, 0, {}}, "on call, not on write"},
       {{0, Part::service, "modem", kAny, Effect::dies, 0, {}},
-       "Services: dmi, diag, atservice, filehandle, reboot, wakelock"},
+       "Services: dmi, diag, atservice, filehandle, reboot, wakelock, restorecon"},
       {{0, Part::service, "reboot", kAny, Effect::dies, 0, {}}, "cannot break off"},
       {{0, Part::service, "wakelock", kAny, Effect::dies, 0, {}}, "cannot break off"}};
   for (const auto& [fault, why] : cases) expect_refused(fault, why);
@@ -207,7 +207,8 @@ TEST_F(Faults, OfRebootAndWakeLockLeaveNoTrace) {
   const std::pair<const char*, int (*)()> calls[] = {
       {"reboot", [] { return android_reboot(ANDROID_RB_POWEROFF, 0, nullptr); }},
       {"wakelock", [] { return acquire_wake_lock(PARTIAL_WAKE_LOCK, "a"); }},
-      {"wakelock", [] { return release_wake_lock("a"); }}};
+      {"wakelock", [] { return release_wake_lock("a"); }},
+      {"restorecon", [] { return selinux_android_restorecon("/data", 0); }}};
   set_property("vendor.a", "1");
   for (const auto& [service, call] : calls) {
     service_fault(service, Effect::absent);

@@ -210,6 +210,17 @@ Screenshot take_screenshot(const Phone& phone) {
   return taken;
 }
 
+std::string raw_header(const Display& display) {
+  constexpr uint32_t kRgba8888 = 1;
+  constexpr uint32_t kRgb565 = 4;
+  std::string bytes;
+  for (uint32_t word : {static_cast<uint32_t>(display.width), static_cast<uint32_t>(display.height),
+                        display.bits_per_pixel == 16 ? kRgb565 : kRgba8888}) {
+    for (int i = 0; i < 4; ++i, word >>= 8) bytes += static_cast<char>(word & 0xFF);
+  }
+  return bytes;
+}
+
 Picture shown_picture(const Phone& phone) {
   Screenshot taken = take_screenshot(phone);
   const Display& display = taken.display;

@@ -5,6 +5,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <string>
 #include <vector>
 
 #include "virtual_phone/core/phone.h"
@@ -42,6 +43,10 @@ struct Screenshot {
 /// What it shows. Throws Error when the framebuffer is not there, does not hold all that its nodes
 /// say, or has another depth than 16 or 32.
 Screenshot take_screenshot(const Phone& phone);
+
+/// What stands before such pixels in a file of raw form: three little-endian words, the width, the
+/// height and the pixel format, 1 of 32 bits and 4 of RGB565.
+std::string raw_header(const Display& display);
 
 /// The same as a picture. 16-bit colours are widened by their own highest bits.
 Picture shown_picture(const Phone& phone);

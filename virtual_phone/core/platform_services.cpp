@@ -67,8 +67,8 @@ int release_wake_lock(const char* id) {
 }
 
 int selinux_android_restorecon(const char* path, unsigned int flags) {
-  return record("selinux_android_restorecon", "restorecon",
-                std::string(path) + " flags " + std::to_string(flags));
+  return record_by("restorecon", "selinux_android_restorecon", "restorecon",
+                   std::string(path) + " flags " + std::to_string(flags));
 }
 
 namespace android::hardware {

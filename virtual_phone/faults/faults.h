@@ -100,6 +100,7 @@ inline constexpr FaultService kServices[] = {
     {"filehandle", true, "files of an overlay"},
     {"reboot", false, "reboot and power-off"},
     {"wakelock", false, "wake locks"},
+    {"restorecon", false, "file labels"},
 };
 
 /// The most bytes that a `longer` answer has.

@@ -2,11 +2,9 @@
 //
 //   screencap [-p] [FILE]
 //
-// It goes to FILE, or to standard output: with -p a PNG file, else raw, three little-endian words
-// (width, height, pixel format: 1 for 32 bits, 4 for RGB565) and the pixels after them. Exit status
-// 1: there is none, and standard error says why.
+// It goes to FILE, or to standard output: with -p a PNG file, else the raw form: its header
+// and the pixels. Exit status 1: there is none, and standard error says why.
 #include <cerrno>
-#include <cstdint>
 #include <cstdio>
 #include <cstring>
 #include <exception>
@@ -22,22 +20,9 @@ namespace {
 
 namespace vp = virtual_phone;
 
-constexpr uint32_t kRgba8888 = 1;
-constexpr uint32_t kRgb565 = 4;
-
-void append_word(std::string& bytes, uint32_t word) {
-  for (int i = 0; i < 4; ++i, word >>= 8) bytes += static_cast<char>(word & 0xFF);
-}
-
 std::string raw_form(const vp::Phone& phone) {
   const vp::Screenshot taken = vp::take_screenshot(phone);
-  std::string bytes;
-  bytes.reserve(12 + taken.pixels.size());
-  append_word(bytes, static_cast<uint32_t>(taken.display.width));
-  append_word(bytes, static_cast<uint32_t>(taken.display.height));
-  append_word(bytes, taken.display.bits_per_pixel == 16 ? kRgb565 : kRgba8888);
-  bytes.append(taken.pixels.begin(), taken.pixels.end());
-  return bytes;
+  return vp::raw_header(taken.display) + std::string(taken.pixels.begin(), taken.pixels.end());
 }
 
 [[noreturn]] void fail(const std::string& what) { throw vp::Error(what + ": " + strerror(errno)); }
