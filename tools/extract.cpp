@@ -73,7 +73,10 @@ std::optional<Lines> extract_into(Target& target, const Extraction& wanted) {
     const fs::path root = temporary.phone().root();
     empty(root);
     // While the archive is open its name is free for an entry.
-    fs::create_symlink(fs::canonical(wanted.archive), root.string() + kArchive);
+    std::error_code refused;
+    fs::create_symlink(fs::canonical(wanted.archive), root.string() + kArchive, refused);
+    // Not every file system has links.
+    if (refused) fs::copy_file(wanted.archive, root.string() + kArchive);
     const factory_daemon::Listener listener(lines);
     OpenArchive archive;
     const bool is_open = archive.open(kArchive);

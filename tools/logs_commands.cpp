@@ -79,7 +79,10 @@ Json archive_json(const vp::Phone& phone, const std::optional<LogArchive>& archi
 }
 
 void print_files(const std::vector<LogFile>& files) {
-  if (files.empty()) return puts("  no files"), void();
+  if (files.empty()) {
+    puts("  no files");
+    return;
+  }
   TextTable table({"  FILE", "BYTES"});
   for (const LogFile& file : files) table.add({"  " + shown(file.name), std::to_string(file.size)});
   table.print();

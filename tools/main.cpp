@@ -48,7 +48,7 @@ constexpr char kFooter[] =
     "  2  the command line makes no sense\n"
     "  3  the factory command was delivered, and its result is not 0; or an AT line was\n"
     "     answered ERROR; or carrier set-up could not be started; or the phone was not\n"
-    "     switched off";
+    "     switched off; or logs were not collected, handed out, erased or unpacked";
 
 constexpr char kOutOfMemory[] = "out of memory";
 

@@ -163,6 +163,7 @@ state)
   expect 0 '^item +9$' fcx item set 9 QV2006A00999
   expect 0 'QV2006A00999' fcx item get serial_number
   expect 0 '\*{8}0999' fcx item list
+  also '^231 +- .* hex:4352534801000000e70*[.]{3}$' # of 2048 bytes
   expect 0 'QV2006A00999' fcx item list --full
   expect 0 '"value": "\*+0999"' fcx item list --json
   fcx prop set vendor.a 1
