@@ -100,13 +100,12 @@ class ScreenCapture {
  private:
   struct Layout;
 
-#pragma GCC visibility push(hidden)
-  bool begin(int left, int top, int width, int height);
-  int capture(const char* function, char* pixels, uint64_t size, int bpp);
-  bool request_image();
-  int fall_back(int left, int top, int width, int height, int bpp);
-  uint64_t row_stride() const;
-#pragma GCC visibility pop
+  [[gnu::visibility("hidden")]] bool begin(int left, int top, int width, int height);
+  [[gnu::visibility("hidden")]] int capture(const char* function, char* pixels, uint64_t size,
+                                            int bpp);
+  [[gnu::visibility("hidden")]] bool request_image();
+  [[gnu::visibility("hidden")]] int fall_back(int left, int top, int width, int height, int bpp);
+  [[gnu::visibility("hidden")]] uint64_t row_stride() const;
 
   // Their order and sizes are part of the interface.
   int32_t initialised_ = 0;

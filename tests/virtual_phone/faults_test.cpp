@@ -2,6 +2,7 @@
 
 #include <cutils/android_reboot.h>
 #include <hardware_legacy/power.h>
+#include <selinux/android.h>
 #include <vendor/qve/hardware/filehandle/1.0/IFileHandle.h>
 #include <vendor/qve/hardware/qvatcmd/1.0/IQvAtCmd.h>
 
