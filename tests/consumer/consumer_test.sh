@@ -12,3 +12,5 @@ cmake --build "$work/build" >/dev/null
 export FCX_PHONE=$work/phone
 "$work/usr/bin/fcx" init >/dev/null
 [ "$("$work/build/consumer")" = QV2006A00123 ]
+# The phone's programs are installed, too: without them the log would tell of the framebuffer.
+[ -z "$("$work/usr/bin/fcx" capture --bits 32 "$work/shot.raw" 2>&1 >/dev/null)" ]

@@ -406,6 +406,141 @@ power)
     fcx fault clear >/dev/null
   done
   ;;
+screen)
+  to() { "${@:2}" >"$1"; } # to FILE COMMAND...
+  fb0=$FCX_PHONE/root/dev/graphics/fb0
+  screencap=$FCX_PHONE/root/system/bin/screencap
+  cd "$work" || exit 1
+  fcx init --profile blank >/dev/null
+  expect 0 '^size +1080 x 2400 pixels$' fcx screen
+  also '^pixels +32 bits, rows of 4352 bytes$' '^shows +the test card$'
+
+  # Whether captures of a rectangle are what the framebuffer holds.
+  cat >compare.py <<'END'
+import struct, sys
+root, rect, names = sys.argv[1], sys.argv[2], sys.argv[3:]
+left, top, width, height = map(int, rect.split(","))
+node = lambda name: int(open(f"{root}/sys/class/graphics/fb0/{name}").read())
+depth, stride = node("bits_per_pixel") // 8, node("stride")
+memory = open(f"{root}/dev/graphics/fb0", "rb").read()
+rows = [memory[y * stride + left * depth:][:width * depth] for y in range(top, top + height)]
+header = lambda form: struct.pack("<3I", width, height, form)
+def narrow(row):
+    pixels = struct.iter_unpack("4B", row)
+    return b"".join(struct.pack("<H", r >> 3 << 11 | g >> 2 << 5 | b >> 3) for r, g, b, _ in pixels)
+def bitmap(row):
+    values = (v for v, in struct.iter_unpack(">H", row))
+    bright = (2 * (v & 31) + (v >> 5 & 63) + 2 * (v >> 11) > 100 * 3 // 4 for v in values)
+    bits = "".join("01"[not b] for b in bright) + "0" * (-width % 8)
+    return int(bits, 2).to_bytes(len(bits) // 8, "big")
+rows16 = rows if depth == 2 else list(map(narrow, rows))
+expected = {"16.raw": header(4) + b"".join(rows16), "32.raw": header(1) + b"".join(rows),
+            "bw.pbm": b"P4\n%d %d\n" % (width, height) + b"".join(map(bitmap, rows16))}
+for name in names:
+    if open(name, "rb").read() != expected[name]:
+        print(name, "is another picture")
+END
+  for state in '33x17 16 0,0,33,17' '33x17 32 0,0,33,17' '33x17 32 3,2,1,15' '257x9 16 0,0,257,9' \
+    '257x9 32 256,8,1,1' '1080x24 32 7,5,1001,19'; do
+    read -r size bits rect <<<"$state"
+    for way in compositor framebuffer; do
+      expect 0 "^pixels +$bits bits" fcx screen card --size "$size" --bits "$bits"
+      [ $way = compositor ] || fcx fault thread screencap fail >/dev/null
+      names=(16.raw bw.pbm)
+      expect 0 '^captured ' fcx capture --rect "$rect" 16.raw
+      expect 0 '^captured ' fcx capture --rect "$rect" --bw 100 bw.pbm
+      # In 32 bits the library reads a framebuffer with longer rows askew, on purpose.
+      case $way,$size,$bits in
+      *,16) expect 1 '^fcx: the screen was not captured: 0 bytes' fcx capture --bits 32 none.raw ;;
+      compositor,* | *,33x17,*)
+        names+=(32.raw)
+        expect 0 '^captured ' fcx capture --rect "$rect" --bits 32 32.raw
+        ;;
+      esac
+      expect 0 '^$' python3 compare.py "$FCX_PHONE/root" "$rect" "${names[@]}"
+      fcx fault clear >/dev/null
+    done
+  done
+  state=
+  # Pictures show the same.
+  for bits in 16 32; do
+    fcx screen card --size 300x40 --bits $bits >/dev/null
+    fcx capture --bits $bits a.raw >/dev/null
+    expect 0 '^captured 300 x 40 pixels: a.png, ' fcx capture --bits $bits a.png
+    fcx screen card --size 1x1 >/dev/null
+    expect 0 '^shows +the test card$' fcx screen show a.png --bits $bits
+    fcx capture --bits $bits b.raw >/dev/null
+    expect 0 '^$' cmp a.raw b.raw
+    expect 0 '^shows' fcx screen save a.png
+    expect 0 '^shows +the test card$' fcx screen show a.png
+    fcx capture --bw 100 a.pbm >/dev/null
+    expect 0 '^captured ' fcx capture --bw 100 --format png a
+    expect 0 '^shows +a picture$' fcx screen show a
+    fcx capture --bw 100 b.pbm >/dev/null
+    expect 0 '^$' cmp a.pbm b.pbm
+  done
+  # What lets something through lies on black.
+  python3 - <<'END'
+import struct, zlib
+chunk = lambda name, data: struct.pack(">I", len(data)) + name + data + struct.pack(">I", zlib.crc32(name + data))
+open("alpha.png", "wb").write(b"\x89PNG\r\n\x1a\n" + chunk(b"IHDR", struct.pack(">2I5B", 2, 1, 8, 6, 0, 0, 0)) +
+    chunk(b"IDAT", zlib.compress(b"\0" + bytes([200, 100, 50, 128, 9, 9, 9, 255]))) + chunk(b"IEND", b""))
+END
+  expect 0 '"stride": 8,' fcx screen show alpha.png --bits 32 --json
+  also '"width": 2,' '"height": 1,' '"bits": 32,' '"test_card": false'
+  expect 0 '^643219ff090909ff$' sh -c "od -An -v -tx1 $fb0 | tr -d ' \n'"
+
+  # Standard output has the picture's bytes, whatever a screencap prints.
+  fcx screen card --size 40x30 --bits 32 >/dev/null
+  fcx capture a.png >/dev/null
+  expect 0 '^$' to b.png fcx capture -
+  expect 0 '^$' cmp a.png b.png
+  cp "$screencap" launcher
+  printf '#!/bin/sh\necho noise\nexit 1\n' >"$screencap"
+  expect 0 'screencap did not exit clearly' to b.png fcx capture -
+  also '^Fcx: ScreenCapture: Fail to get image data from SF'
+  expect 0 '^$' cmp a.png b.png
+  expect 1 'could not be written' to_full_disk fcx capture -
+  expect 0 '"path": "c.raw"' fcx capture --rect 1,2,3,4 --format raw c.raw --json
+  also '"format": "raw"' '"left": 1,' '"top": 2,' '"width": 3,' '"height": 4,' '"bits": 16,' '"size": 36'
+  expect 0 '"bits": 1,' fcx capture --bw 0 c.pbm --json
+
+  # A capture that fails or is short makes no file, and leaves the one that is there.
+  echo kept >kept.png
+  ln -sf kept.png link.png
+  before=$(ls -A)
+  printf '#!/bin/sh\nhead -c 99 /dev/zero >"$1"\n' >"$screencap"
+  expect 1 'screen was not captured: 0 bytes came' fcx capture link.png
+  also '^Fcx: captureScreen: next!$'
+  expect 1 '^Fcx: Invalid capture request!!!!!$' fcx capture --rect 0,0,41,1 kept.png
+  expect 1 'screen was not captured' to none.png fcx capture --rect 40,0,1,1 -
+  expect 0 '^$' cat none.png
+  rm none.png
+  cp launcher "$screencap"
+  expect 1 'no file: left alone' fcx capture --format png /dev/null
+  expect 1 'nowhere/a: No such file' fcx capture --format png nowhere/a
+  expect 0 '^kept$' cat kept.png
+  expect 0 '^$' test "$before" = "$(ls -A)"
+  expect 0 '^captured ' fcx capture link.png
+  expect 0 '^kept.png$' readlink link.png
+  expect 0 '^$' cmp a.png kept.png
+  rm "$fb0"
+  expect 1 'was not captured' fcx capture d.png
+  also '^screencap: /dev/graphics/fb0: No such file' '^Fcx: Cannot open fb0!$'
+  expect 1 'fb0: No such file' fcx screen
+
+  for words in '' 'a' 'a.gif' '- --json' '--format gif a.png' '--format pbm a' 'a.pbm' '--bw 1 a.raw' '--bw 256 a.png' \
+    '--bw -1 a.png' '--bw 1 --bits 32 a.png' '--bits 24 a.png' '--rect 1,2,3 a.png' '--rect 1,2,3,4,5 a.png' \
+    '--rect 1,2,3,4, a.png' '--rect 1,2,3,x a.png' '--rect 1,2,0,4 a.png' '--rect 1,2,3,0 a.png' \
+    '--rect -1,2,3,4 a.png' '--rect 1,2,3,2147483648 a.png'; do
+    read -r -a words <<<"$words"
+    expect 2 '(fcx|^out): |is required' fcx capture "${words[@]}"
+  done
+  expect 2 '--bits is 16 or 32, not "24"' fcx screen card --bits 24
+  for size in 1 1x x1 0x1 1x8193 1x1x1; do expect 2 '--size is WIDTHxHEIGHT' fcx screen card --size $size; done
+  expect 1 'kept: No such file' fcx screen show kept
+  expect 1 'compare.py is no PNG file' fcx screen show compare.py
+  ;;
 version)
   # of PROFILE VERSION PATTERN...: the carrier's version, of which factory item 14 and a start know.
   of() {

@@ -58,12 +58,13 @@ size_t row_size(const Display& display) {
   return static_cast<size_t>(display.width) * pixel_size(display);
 }
 
+bool is_side(int pixels) { return pixels >= 1 && pixels <= kLongestSide; }
+
 void check_is_possible(const Display& display) {
-  const auto is_side = [](int side) { return side >= 1 && side <= kLongestSide; };
   const bool is_possible = is_side(display.width) && is_side(display.height) &&
                            (display.bits_per_pixel == 16 || display.bits_per_pixel == 32) &&
-                           display.stride >= 0 &&
-                           static_cast<size_t>(display.stride) >= row_size(display);
+                           display.stride >= static_cast<int>(row_size(display)) &&
+                           display.stride <= kLongestSide * static_cast<int>(kPixelSize);
   if (is_possible) return;
   throw Error("no display has " + std::to_string(display.width) + " x " +
               std::to_string(display.height) + " pixels of " +
@@ -72,17 +73,22 @@ void check_is_possible(const Display& display) {
 }
 
 Display display_of(int width, int height, int bits_per_pixel) {
-  const bool is_rounded = width >= 256 && width <= kLongestSide && bits_per_pixel > 0;
-  const int more = is_rounded ? (bits_per_pixel - width % bits_per_pixel) % bits_per_pixel : 0;
-  const Display usual = {width, height, bits_per_pixel, (width + more) * (bits_per_pixel / 8)};
+  Display usual = {width, height, bits_per_pixel, 0};
+  if (is_side(width) && (bits_per_pixel == 16 || bits_per_pixel == 32)) {
+    const int beyond = width < 256 ? 0 : width % bits_per_pixel;
+    const int pixels = width + (beyond == 0 ? 0 : bits_per_pixel - beyond);
+    usual.stride = pixels * bits_per_pixel / 8;
+  }
   check_is_possible(usual);
   return usual;
 }
 
 /// The same pixels in the display's form.
 void store_pixels(const Display& display, const uint8_t* rgba, uint8_t* pixels) {
-  if (display.bits_per_pixel == 32)
-    return static_cast<void>(memcpy(pixels, rgba, row_size(display)));
+  if (display.bits_per_pixel == 32) {
+    std::copy_n(rgba, row_size(display), pixels);
+    return;
+  }
   for (int x = 0; x < display.width; ++x, rgba += kPixelSize) {
     const int value = rgba[0] >> 3 << 11 | rgba[1] >> 2 << 5 | rgba[2] >> 3;
     *pixels++ = static_cast<uint8_t>(value & 0xFF);
