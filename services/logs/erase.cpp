@@ -64,14 +64,16 @@ int delete_folder(LogPath& path) {
   return 0;
 }
 
-/// Switches all log services. A failure has been logged, and stops nothing.
 void switch_log_services(char value) {
   char text[] = {value, '\0'};
+  // A failure has been logged, and stops nothing.
   static_cast<void>(system_set_logservice(text));
 }
 
-/// What is not there any more has been erased, and what stays has been logged.
-void erase_folder(const char* path) { static_cast<void>(Delete_Folder(path)); }
+void erase_folder(const char* path) {
+  // What is not there needs no erasing, and what stays has been logged.
+  static_cast<void>(Delete_Folder(path));
+}
 
 }  // namespace
 

@@ -37,7 +37,7 @@ $given; $file=ab cd; $offset=2 -> ${name}I fd_starting point: 2|I dj_debug buf_s
   I cd\s => out=cd\s; $offset=
 $given; $file=ab cd; $offset=\s1 7\n -> ${name}I fd_starting point: 1|
   I dj_debug buf_size: 2, data_buf: b|I dj_debug buf_size: 5, data_buf: cd|I b cd\s => out=b cd\s
-$given; $file=ab cd; $offset=5 -> ${name}I fd_starting point: 5|I => out=; $offset=
+$given; $file=ab cd; $offset=5 -> ${name}I fd_starting point: 5|I\s => out=; $offset=
 )");
 }
 
@@ -54,19 +54,21 @@ TEST_F(TouchResult, AnOffsetThatIsNoneIsTheStart) {
 TEST_F(TouchResult, AFailureLeavesTheSamePieceForTheNextCall) {
   let("long", std::string(600, 'w'));
   TELL("scan_auto_touch_result", scan(), R"(
-let no = E @: $file: Input/output error\n => out=; result=-1
+let no = Input/output error\n
 $given; $file!open -> ${name}E fail to open the file => out=; result=-1
-$given; $file=a; $file!read -> $name$first$no
-$given; $file=ab cd; $offset=2; $file!read -> ${name}I fd_starting point: 2|$no; $offset=2
-$given; $file=ab cd; $offset=2; $file!seek -> ${name}I fd_starting point: 2|$no; $offset=2
-let no = Input/output error\n => out=; result=-1
-$given; $file=ab cd; $offset=2; $offset!open -> ${name}E @: $offset: $no; $offset=2
-$given; $file=ab cd; $offset=2; $offset!read -> ${name}E @: $offset: $no; $offset=2
-let cd = ${name}I fd_starting point: 2|I dj_debug buf_size: 3, data_buf: cd|
-$given; $file=ab cd; $offset=2; $offset!remove -> ${cd}E @: $offset: $no; $offset=2
-let end = ${name}${first}I dj_debug buf_size: 601, data_buf: $long|I fd_end: 600|E @: $offset:
-$given; $file=$long; $offset!write 28 -> $end No space left on device\n => out=; result=-1; $offset=
-$given; $file=$long; $offset!sync -> $end $no; $offset=
+$given; $file=a; $file!read -> $name${first}E @: $file: $no => out=; result=-1
+let given = item 4=PID; $file=ab cd; $offset=2
+let two = ${name}I fd_starting point: 2|
+$given; $file!read -> ${two}E @: $file: $no => out=; result=-1; $offset=2
+$given; $file!seek -> ${two}E @: $file: $no => out=; result=-1; $offset=2
+$given; $offset!open -> ${name}E @: $offset: $no => out=; result=-1; $offset=2
+$given; $offset!read -> ${name}E @: $offset: $no => out=; result=-1; $offset=2
+$given; $offset!remove -> ${two}I dj_debug buf_size: 3, data_buf: cd|E @: $offset: $no
+  => out=; result=-1; $offset=2
+let end = ${name}I fd_start from zero|I pid: \n|I dj_debug buf_size: 601, data_buf: $long|
+  I fd_end: 600|E @: $offset:
+$file=$long; $offset!write 28 -> $end No space left on device\n => out=; result=-1; $offset=
+$file=$long; $offset!sync -> $end $no => out=; result=-1; $offset=
 )");
   EXPECT_EQ(-1, scan_auto_touch_result(nullptr));
   EXPECT_EQ(-1, logsave_aat_touch(nullptr));
