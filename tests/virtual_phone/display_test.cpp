@@ -180,6 +180,10 @@ TEST_F(VirtualDisplay, WhatIsNoDisplayIsSaid) {
       {"/sys/class/graphics/fb0/stride", "15\n", "rows of 15 bytes", "4x3 32 15 48"},
       {"/sys/class/graphics/fb0/stride", "32769\n", "rows of 32769", "4x3 32 32769 48"},
       {"/dev/graphics/fb0", "short", "shorter than", "4x3 32 16 5"}};
+  write_file(device("/sys/class/graphics/fb0/bits_per_pixel"), "24\n");
+  write_file(framebuffer(), "");
+  EXPECT_EQ("4x3 24 16 0", asked()) << "no test card can be drawn";
+  vp::show_test_card(phone(), 4, 3, 32);
   for (const auto& [node, content, message, answer] : cases) {
     const std::string before = read_file(device(node));
     write_file(device(node), content);

@@ -60,12 +60,15 @@ size_t row_size(const Display& display) {
 
 bool is_side(int pixels) { return pixels >= 1 && pixels <= kLongestSide; }
 
+bool is_possible(const Display& display) {
+  return is_side(display.width) && is_side(display.height) &&
+         (display.bits_per_pixel == 16 || display.bits_per_pixel == 32) &&
+         display.stride >= static_cast<int>(row_size(display)) &&
+         display.stride <= kLongestSide * static_cast<int>(kPixelSize);
+}
+
 void check_is_possible(const Display& display) {
-  const bool is_possible = is_side(display.width) && is_side(display.height) &&
-                           (display.bits_per_pixel == 16 || display.bits_per_pixel == 32) &&
-                           display.stride >= static_cast<int>(row_size(display)) &&
-                           display.stride <= kLongestSide * static_cast<int>(kPixelSize);
-  if (is_possible) return;
+  if (is_possible(display)) return;
   throw Error("no display has " + std::to_string(display.width) + " x " +
               std::to_string(display.height) + " pixels of " +
               std::to_string(display.bits_per_pixel) + " bits in rows of " +
@@ -112,13 +115,12 @@ RowSource test_card(int width, int height) {
 }
 
 /// Opens the framebuffer, for one whose turn it is. An empty one shows the test card from now on:
-/// in place, since somebody may have opened it already.
+/// in place, since somebody may have opened it already. One for which there is no card stays empty.
 unique_fd open_framebuffer(const Phone& phone, const Display& display) {
   unique_fd memory = open_node(phone, kFramebuffer, O_RDWR);
   struct stat found {};
   if (!memory.ok() || fstat(memory.get(), &found) != 0) fail(kFramebuffer);
-  if (found.st_size > 0) return memory;
-  check_is_possible(display);
+  if (found.st_size > 0 || !is_possible(display)) return memory;
   try {
     write_rows(memory.get(), kFramebuffer, display, test_card(display.width, display.height));
   } catch (const Error&) {

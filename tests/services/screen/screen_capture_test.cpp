@@ -272,8 +272,8 @@ TEST_F(ScreenCaptures, NeedAFramebufferThatTellsItsSize) {
     EXPECT_EQ(each.width, fields(own).width);
     clear_faults();
   }
-  // Nothing to map.
-  set_screen(8, 4, 32, "");
+  // Nothing to map, since there is no test card of such a depth.
+  set_screen(8, 4, 24, "");
   use_framebuffer();
   EXPECT_EQ(-1, screen.init());
   EXPECT_THAT(lines(), ElementsAre(kNoMap));
