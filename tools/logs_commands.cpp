@@ -1,5 +1,7 @@
 // logs: collecting the phone's logs, and what is kept of crashes and of the touch self-test.
+#include <algorithm>
 #include <cstdio>
+#include <filesystem>
 #include <memory>
 #include <mutex>
 

@@ -604,7 +604,8 @@ logs)
   same "$saved/$date"
   expect 0 '^$' diff "$saved/$date/main.log" "$root/data/logger/main.log"
   expect 0 '^$' diff "$saved/$date/kernel.log" "$root/proc/kmsg"
-  expect 0 'entering download mode' tail -n 1 "$saved/$date/rkf_last_dmesg_0.txt"
+  expect 0 'panic: the storage has not answered' tail -n 2 "$saved/$date/rkf_last_dmesg_0.txt"
+  expect 0 'entering download mode$' tail -n 1 "$saved/$date/rkf_last_dmesg_1.txt"
   expect 0 '^\[ro.build.type\]: \[userdebug\]$' cat "$saved/$date/property.log"
   expect 0 '"is_whole": true' fcx logs list --json
   also "\"path\": \"/data/vendor/factory/logsave/$date/\"" '"name": "kernel.log"'
