@@ -38,6 +38,8 @@ void register_checksums();
 void report_checksums(const Medians& medians);
 void register_dispatch();
 void report_dispatch(const Medians& medians);
+void register_last_logs();
+void report_last_logs(const Medians& medians);
 void register_modem();
 void report_modem(const Medians& medians);
 void register_system();

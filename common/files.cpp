@@ -192,6 +192,8 @@ DeviceFile::DeviceFile(const char* device_path, int flags, mode_t mode, Devices 
     error_ = ENOTSUP;
   }
   is_regular_ = S_ISREG(found.st_mode);
+  is_directory_ = S_ISDIR(found.st_mode);
+  id_ = {found.st_dev, found.st_ino};
   size_ = static_cast<size_t>(found.st_size);
 }
 
@@ -260,6 +262,13 @@ ReadResult DeviceFile::read(char* buffer, size_t size) {
 
 Result DeviceFile::write(std::string_view content) {
   return is_open() ? write_all(device_path_, fd_, content) : Result::failed(error_);
+}
+
+Result DeviceFile::make_empty() {
+  if (!is_open()) return Result::failed(error_);
+  const FileFault fault = platform_file_fault(device_path_, FileOperation::write);
+  if (fault.error != 0) return Result::failed(fault.error);
+  return Result::of(ftruncate(fd_.get(), 0));
 }
 
 Result DeviceFile::close() {

@@ -70,6 +70,16 @@ class DeviceMapping {
   size_t size_ = 0;
 };
 
+/// Which file it is, whatever its path.
+struct FileId {
+  dev_t device = 0;
+  ino_t inode = 0;
+
+  bool operator==(const FileId& other) const {
+    return device == other.device && inode == other.inode;
+  }
+};
+
 /// Which devices a file may be.
 enum class Devices { block, block_or_character };
 
@@ -85,6 +95,9 @@ class DeviceFile {
   bool is_open() const { return error_ == 0; }
   bool is_absent() const { return ReadResult::is_absence(error_); }
   bool is_regular() const { return is_regular_; }
+  bool is_directory() const { return is_directory_; }
+  /// Of nothing when it is not open.
+  const FileId& id() const { return id_; }
   /// Why it is not open; 0 when it is.
   int error() const { return error_; }
   const char* reason() const { return strerror(error_); }
@@ -106,6 +119,8 @@ class DeviceFile {
   ReadResult read(char* buffer, size_t size);
   /// Writes on, in place.
   Result write(std::string_view content);
+  /// Takes its content away.
+  Result make_empty();
   /// Ends it, with what only the end tells of the writes.
   Result close();
 
@@ -114,6 +129,8 @@ class DeviceFile {
   android::base::unique_fd fd_;
   int error_ = 0;
   bool is_regular_ = false;
+  bool is_directory_ = false;
+  FileId id_;
   size_t size_ = 0;
   std::optional<FileFault> read_fault_;  ///< of all reads of this file
 };

@@ -174,7 +174,7 @@ std::string StoryTest::left(const std::string& name) {
 std::string StoryTest::told() {
   std::vector<std::string> all = std::exchange(own_lines_, {});
   for (std::string& line : std::exchange(other_lines_, {})) all.push_back(std::move(line));
-  return joined(all, "|");
+  return plain(joined(all, "|"));
 }
 
 char* StoryTest::memory() {

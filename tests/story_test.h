@@ -43,6 +43,8 @@ class StoryTest : public PhoneTest {
   std::string understood(const std::string& text) const;
   /// The lines since the last call, as a story has them.
   std::string told();
+  /// The same with what differs from call to call in another form.
+  virtual std::string plain(const std::string& lines) const { return lines; }
 
   /// Memory for what a function writes for its caller: "before", and zeros.
   char* memory();

@@ -40,7 +40,7 @@ RULES = [
      "but": {"common/properties.cpp": "the one place"}},
     {"text": "factory items are read and written through ftm/",
      "rooms": LIBRARY,
-     "words": "[gs]et_ftm_item",
+     "words": "[gs]et_ftm_item get_ftm_(?:multi_item|path|block_size)",
      "but": {"ftm/*": "the one place",
              "devices/address.cpp": "an address is read into bytes FF, and any return but 0 is a failure"}},
     {"text": "the library throws nothing and calls nothing that throws or does not know sizes",

@@ -112,7 +112,7 @@ FileFault platform_file_fault(const char* device_path, FileOperation operation) 
         Access::open,   Access::read,   Access::write, Access::sync,  Access::sync_directory,
         Access::rename, Access::remove, Access::stat,  Access::chmod, Access::chown,
         Access::mkdir,  Access::seek,   Access::close, Access::ioctl, Access::mmap};
-    const std::string path = (std::filesystem::path("/") / device_path).lexically_normal();
+    const std::string path = vp::normal(std::filesystem::path("/") / device_path);
     const auto fault =
         vp::strike(phone, vp::Part::file, path, kAccess[static_cast<size_t>(operation)]);
     const bool fails = fault.has_value() && fault->effect == vp::Effect::fail;

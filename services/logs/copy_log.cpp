@@ -1,0 +1,165 @@
+#include <fcntl.h>
+
+#include <array>
+
+#include "common/files.h"
+#include "common/log.h"
+#include "fcx/log_collection.h"
+#include "services/logs/log_path.h"
+
+namespace {
+
+using fcx::DeviceDirectory;
+using fcx::DeviceFile;
+using fcx::FileId;
+using fcx::LogPath;
+using fcx::Result;
+
+constexpr char kFunction[] = "copy_log";
+constexpr mode_t kFolderMode = 0777;
+constexpr mode_t kFileMode = 0666;
+
+void log_failure(const char* path, const char* reason) {
+  DOMAIN_ERROR("%s: %s: %s\n", kFunction, path, reason);
+}
+
+/// A folder that is being copied, and the one that it is in.
+struct Folder {
+  FileId id;
+  const Folder* parent;
+
+  bool is_in(const FileId& other) const {
+    for (const Folder* each = this; each != nullptr; each = each->parent) {
+      if (each->id == other) return true;
+    }
+    return false;
+  }
+};
+
+/// The folder of that path, or why there is none.
+DeviceFile open_folder(const char* path) { return DeviceFile(path, O_RDONLY | O_DIRECTORY); }
+
+/// Makes the target folder when it is not there. Whether it is there now.
+bool find_target(const char* path, FileId& id) {
+  if (const DeviceFile there = open_folder(path); there.is_open()) {
+    id = there.id();
+    return true;
+  }
+  if (const Result made = fcx::make_device_directory(path, kFolderMode); !made.ok()) {
+    log_failure(path, made.reason());
+    return false;
+  }
+  const DeviceFile made = open_folder(path);
+  if (!made.is_open()) log_failure(path, made.reason());
+  id = made.id();
+  return made.is_open();
+}
+
+/// One call. Both paths are those of what is being copied; folders have a '/' at their end, but for
+/// the first two, which are as they were given.
+class LogCopy {
+ public:
+  /// False when one of the paths does not fit.
+  [[nodiscard]] bool begin(const char* target, const char* source) {
+    return target_.append({target}) && source_.append({source});
+  }
+  /// The first folder.
+  void run();
+
+ private:
+  void copy_folder(const Folder& folder);
+  void copy_entries(const Folder& folder);
+  void copy_entry(const Folder& folder);
+  void copy_file(DeviceFile& source);
+  Result write(DeviceFile& source, DeviceFile& target);
+
+  LogPath target_, source_;
+  FileId first_target_;
+  std::array<char, 64 << 10> piece_;
+};
+
+void LogCopy::run() {
+  const bool has_target = find_target(target_.c_str(), first_target_);
+  const DeviceFile source = open_folder(source_.c_str());
+  if (!source.is_open()) {
+    DOMAIN_ERROR("%s: do not open src file!!! : %s\n", kFunction, source_.c_str());
+  } else if (has_target && !(source.id() == first_target_)) {
+    copy_entries({source.id(), nullptr});
+  }
+}
+
+void LogCopy::copy_folder(const Folder& folder) {
+  FileId target;
+  // A folder that a link leads to may be the target's own.
+  if (find_target(target_.c_str(), target) && !(target == folder.id)) copy_entries(folder);
+  DOMAIN_INFO("from %s to %s copy done!!!\n", source_.c_str(), target_.c_str());
+}
+
+void LogCopy::copy_entries(const Folder& folder) {
+  DeviceDirectory directory(source_.c_str());
+  if (directory.error() != 0) {
+    DOMAIN_ERROR("%s: do not open src file!!! : %s\n", kFunction, source_.c_str());
+    return;
+  }
+  const size_t source_size = source_.size();
+  const size_t target_size = target_.size();
+  while (const char* name = directory.next()) {
+    if (source_.append_entry(name) && target_.append_entry(name)) copy_entry(folder);
+    source_.cut(source_size);
+    target_.cut(target_size);
+  }
+  if (directory.error() != 0) log_failure(source_.c_str(), directory.reason());
+}
+
+void LogCopy::copy_entry(const Folder& folder) {
+  FileId id;
+  {
+    DeviceFile source(source_.c_str(), O_RDONLY);
+    if (source.is_regular()) copy_file(source);
+    if (!source.is_directory()) return;
+    id = source.id();
+  }  // closed: deep folders would keep many open
+  if (folder.is_in(id) || id == first_target_) return;
+  if (source_.append({"/"}) && target_.append({"/"})) copy_folder({id, &folder});
+}
+
+void LogCopy::copy_file(DeviceFile& source) {
+  // Not emptied with the opening: a link may have led to the source itself.
+  DeviceFile target(target_.c_str(), O_WRONLY | O_CREAT, kFileMode);
+  if (!target.is_regular() || target.id() == source.id()) return;
+  if (const Result written = write(source, target); !written.ok()) {
+    log_failure(target_.c_str(), written.reason());
+    // The disk has room for others, and nobody takes the beginning for the whole.
+    if (const Result removed = fcx::remove_device_file(target_.c_str()); !removed.ok()) {
+      log_failure(target_.c_str(), removed.reason());
+    }
+  }
+}
+
+Result LogCopy::write(DeviceFile& source, DeviceFile& target) {
+  if (target.size() > 0) {
+    if (const Result emptied = target.make_empty(); !emptied.ok()) return emptied;
+  }
+  for (;;) {
+    const fcx::ReadResult read = source.read(piece_.data(), piece_.size());
+    // What was read of it is all that can be had.
+    if (!read.has_content()) log_failure(source_.c_str(), read.reason());
+    if (read.size() > 0) {
+      const Result written = target.write({piece_.data(), read.size()});
+      if (!written.ok()) return written;
+    }
+    if (read.size() < piece_.size()) return target.close();
+  }
+}
+
+}  // namespace
+
+void copy_log(const char* dst, const char* src) {
+  if (dst == nullptr || src == nullptr) return;
+  if (LogCopy copy; copy.begin(dst, src)) {
+    copy.run();
+  } else {
+    DOMAIN_ERROR("%s: a path has more than %zu characters\n", kFunction, LogPath::kLongest);
+  }
+  DOMAIN_INFO("from %s to %s copy done!!!\n", src, dst);
+}

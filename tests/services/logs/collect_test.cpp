@@ -1,0 +1,290 @@
+// The collection of logs: where to, what, in which order, and what stops it.
+#include <minizip/unzip.h>
+#include <sys/stat.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include "tests/services/logs/collection.h"
+#include "virtual_phone/core/sd_card.h"
+
+namespace fcx_test {
+namespace {
+
+class Collect : public CollectionTest {
+ protected:
+  Collect() {
+    let("given", understood(R"(${dbdump}a=1; ${nvdump}b/c=2; ${touch}d=3)"));
+    let("begin", understood(R"(I saving date : DATE\n|I Save to INTERNAL SD\n|)"));
+    let("dated", understood(R"(I logsave: dir=${root}DATE/|)"));
+    let("db", understood(R"(I from $dbdump to ${root}DATE/dbdump/ copy done!!!\n|)"));
+    let("nv", understood(R"(I from ${nvdump}b/ to ${root}DATE/nvdump/b/ copy done!!!\n|)"
+                         R"(I from $nvdump to ${root}DATE/nvdump/ copy done!!!\n|)"));
+    let("to", understood(R"(I from $touch to ${root}DATE/touch/ copy done!!!\n|)"));
+    let("none", understood("I $last dst folder : ${root}DATE/|I $last RKF log copy(0) failed.|"
+                           "I $last RKF log copy(1) failed.|"));
+    let("kernel", understood(R"(I Save kernel log to ${root}DATE/kernel.log\n|)"));
+    let("prop", understood(R"(I Save prop log to ${root}DATE/property.log\n|)"));
+    let("zip", understood(R"(I LOGSAVE : szFilename = $archive szIncludeFolder = $root\n|)"));
+    let("end", understood(R"(${zip}I LOGSAVE : creating $archive\n)"));
+  }
+
+  /// What is in the archive, by the entries' names.
+  std::map<std::string, std::string> archived() {
+    std::map<std::string, std::string> found;
+    const std::unique_ptr<void, int (*)(unzFile)> archive(unzOpen64(file(kArchive).c_str()),
+                                                          unzClose);
+    if (archive == nullptr) return found;
+    for (int code = unzGoToFirstFile(archive.get()); code == UNZ_OK;
+         code = unzGoToNextFile(archive.get())) {
+      unz_file_info64 info{};
+      char name[1000];
+      EXPECT_EQ(UNZ_OK, unzGetCurrentFileInfo64(archive.get(), &info, name, sizeof name, nullptr, 0,
+                                                nullptr, 0));
+      std::string content(info.uncompressed_size, '\0');
+      EXPECT_EQ(UNZ_OK, unzOpenCurrentFile(archive.get()));
+      EXPECT_EQ(
+          static_cast<int>(content.size()),
+          unzReadCurrentFile(archive.get(), content.data(), static_cast<unsigned>(content.size())));
+      EXPECT_EQ(UNZ_OK, unzCloseCurrentFile(archive.get()));
+      found[name] = content;
+    }
+    return found;
+  }
+  void put_logs() {
+    for (const char* folder : {DBDUMP_DIR, NVDUMP_DIR, TOUCH_DIR}) {
+      fs::create_directories(file(folder) / "below");
+      write_file(file(folder) / "below" / "log", std::string(100'000, 'l') + folder);
+    }
+    put_programs();
+  }
+};
+
+TEST_F(Collect, InternallyAllLogsGoIntoADatedFolderAndTheArchive) {
+  TELL("logsave", collect(kRoot), R"(
+$given -> $begin$dated$db$nv$to$none$kernel$prop$end
+  => ${root}DATE/dbdump/a=1; ${root}DATE/nvdump/b/c=2; ${root}DATE/touch/d=3;
+  ${root}DATE/kernel.log=kernel\n; ${root}DATE/property.log=[a]:\s[b]\n; asked=1006
+)");
+  EXPECT_THAT(vp::modem_requests(phone()).back().payload,
+              testing::MatchesRegex("[0-9]{8}_[0-9]{6}"));
+  fs::remove_all(file(kRoot));
+  put_logs();
+  EXPECT_EQ(0, logsave(kRoot));
+  const auto files = files_of(kRoot);
+  EXPECT_EQ(files, archived());
+  EXPECT_GE(files.size(), 6U) << "five, and the system side's";
+}
+
+TEST_F(Collect, InAMobileIdBootOnlyTheDumpIsCopied) {
+  let("mid", "ro.boot.vendor.qve.rkf=MID");
+  TELL("logsave", collect(kRoot), R"(
+$given; $mid -> $begin$dated$db$none$kernel$prop$end
+  => ${root}DATE/dbdump/a=1; ${root}DATE/nvdump/b/c=; ${root}DATE/touch/d=; asked=
+$given; ro.boot.vendor.qve.rkf=MI -> $begin$dated$db$nv$to$none$kernel$prop$end => asked=1006
+$given; $mid; $dbdump!open -> ${begin}I dbdump dir open fail. In mid booting, logsave is only
+  supported dbdump dir.\n => ${root}DATE/kernel.log=; result=1
+$mid -> ${begin}I dbdump dir open fail. In mid booting, logsave is only supported dbdump dir.\n
+  => ${root}DATE/kernel.log=; result=1
+)");
+}
+
+TEST_F(Collect, WhatFailsIsSaidAndStopsOnlyWhatItMust) {
+  TELL("logsave", collect(kRoot), R"(
+$given; 1006!refuse -> ${begin}I QVATCMDService log copy fail.\n
+  => ${root}DATE/dbdump/a=; $archive=; result=1
+$given; 1006! -> ${begin}I QVATCMDService log copy fail.\n => result=1
+let no = E copy_log: do not open src file!!! :
+-> $begin$dated$no $dbdump\n|$db$no $nvdump\n|I from $nvdump to ${root}DATE/nvdump/ copy done!!!\n|
+  $no $touch\n|$to$none$kernel$prop$end => ${root}DATE/kernel.log=kernel\n
+$given; ${dbdump}a!read -> $begin${dated}E copy_log: ${dbdump}a: Input/output error\n|
+  $db$nv$to$none$kernel$prop$end => ${root}DATE/touch/d=3
+$given; $archive!open 28 -> $begin$dated$db$nv$to$none$kernel$prop${zip}I
+  LOGSAVE : error opening $archive\n|I logsave_makezip: Error Opening Zip file ($archive)
+  => ${root}DATE/touch/d=3; $archive=; result=1
+)");
+  // A program that is missing, fails, or is killed.
+  const std::tuple<const char*, std::string> cases[] = {
+      {"", "127"}, {"exit 3", "3"}, {"kill -9 $$", "137"}};
+  for (const auto& [script, status] : cases) {
+    SCOPED_TRACE(script);
+    fresh_phone();
+    put_programs();
+    if (*script == '\0') {
+      fs::remove(file("/vendor/bin/dmesg"));
+    } else {
+      put_program("/vendor/bin/dmesg", script);
+    }
+    EXPECT_EQ(0, logsave(kRoot));
+    const std::string lines = told();
+    EXPECT_THAT(lines, HasSubstr(understood("${kernel}E logsave: \"/vendor/bin/dmesg > ${root}DATE/"
+                                            "kernel.log\" has ended with ") +
+                                 status + "\n|" + understood("$prop")));
+  }
+}
+
+TEST_F(Collect, AFullDiskLeavesNoArchive) {
+  put_logs();
+  int failures = 0;
+  for (int64_t after = 1;; ++after) {
+    SCOPED_TRACE(after);
+    fault(Part::file, kArchive, Effect::fail, ENOSPC, Access::write, {}, after);
+    const int result = logsave(kRoot);
+    clear_faults();
+    EXPECT_EQ(result == 0, fs::exists(file(kArchive)));
+    if (result == 0) break;
+    EXPECT_EQ(1, result);
+    ++failures;
+    ASSERT_LT(after, 1000);
+  }
+  EXPECT_GE(failures, 1);
+  EXPECT_EQ(files_of(kRoot), archived());
+  fault(Part::file, kArchive, Effect::fail, ENOSPC, Access::close);
+  EXPECT_EQ(1, logsave(kRoot));
+  EXPECT_FALSE(fs::exists(file(kArchive)));
+}
+
+TEST_F(Collect, ACollectionThatWasKilledIsRepeatedWhole) {
+  put_logs();
+  for (int fatal_line = 1;; ++fatal_line) {
+    SCOPED_TRACE(fatal_line);
+    const pid_t child = fork();
+    if (child == 0) {
+      vp::select(directory());
+      int line = 0;
+      vp::observe_log([&](const vp::LogEntry&) {
+        if (++line == fatal_line) kill(getpid(), SIGKILL);
+      });
+      static_cast<void>(logsave(kRoot));
+      _exit(0);
+    }
+    int status = 0;
+    ASSERT_EQ(child, waitpid(child, &status, 0));
+    EXPECT_EQ(0, logsave(kRoot));
+    EXPECT_EQ(files_of(kRoot), archived());
+    if (WIFEXITED(status)) break;
+    ASSERT_EQ(SIGKILL, WTERMSIG(status));
+    ASSERT_LT(fatal_line, 100);
+  }
+}
+
+TEST_F(Collect, OnTheCardLogsAreCopiedAndThatIsAll) {
+  let("card", "/storage/card/logsave");
+  let("begin", "I saving date : DATE\n|I Save to EXTERNAL SD\n|");
+  let("three", understood(R"(I from $dbdump to $card/DATE/dbdump/ copy done!!!\n|)"
+                          R"(I from ${nvdump}b/ to $card/DATE/nvdump/b/ copy done!!!\n|)"
+                          R"(I from $nvdump to $card/DATE/nvdump/ copy done!!!\n|)"
+                          R"(I from $touch to $card/DATE/touch/ copy done!!!\n)"));
+  TELL("logsave", collect("/storage/card/logsave"), R"(
+$given; /storage/card/x= -> $begin$three
+  => $card/DATE/dbdump/a=1; $card/DATE/nvdump/b/c=2; $card/DATE/touch/d=3; $card/DATE/kernel.log=;
+  $archive=; asked=
+)");
+  // Folders that cannot be made are said, and everything else goes on.
+  const auto none = [](const char* path) {
+    std::string lines = "E logsave: "s + path + "/DATE/: No such file or directory\n";
+    for (const char* folder : {"dbdump/", "nvdump/", "touch/"}) {
+      const char* from = *folder == 'd' ? DBDUMP_DIR : *folder == 'n' ? NVDUMP_DIR : TOUCH_DIR;
+      const std::string to = path + "/DATE/"s + folder;
+      lines += "|E copy_log: " + to + ": No such file or directory\n|I from " + from + " to " + to +
+               " copy done!!!\n";
+    }
+    return lines;
+  };
+  for (const char* path : {"/storage/1/2", "/storagX/1"}) {
+    fresh_phone();
+    for (const char* folder : {DBDUMP_DIR, NVDUMP_DIR, TOUCH_DIR}) {
+      fs::create_directories(file(folder));
+    }
+    EXPECT_EQ(0, logsave(path));
+    EXPECT_EQ(understood("$begin") + none(path), told());
+  }
+  // 255 characters, and none to spare for the longest of the three.
+  const std::string fits = "/storage/" + std::string(255 - 9 - 17 - 7, 'f');
+  for (const std::string& path : {fits, fits + "f", fits + std::string(8, 'f')}) {
+    const size_t over = path.size() - fits.size();
+    fresh_phone();
+    put_logs();
+    fs::create_directories(file("/storage"));
+    EXPECT_EQ(0, logsave(path.c_str()));
+    const std::string lines = told();
+    const auto too_long = [&](const std::string& end) {
+      return "E logsave: " + path + "/DATE/" + end + " is too long\n";
+    };
+    EXPECT_EQ(over == 1, lines.find(too_long("dbdump/")) != std::string::npos);
+    EXPECT_EQ(over == 1, lines.find(too_long("nvdump/")) != std::string::npos);
+    EXPECT_EQ(over == 8, lines.find(too_long("")) != std::string::npos);
+    EXPECT_EQ(over < 8, lines.find("/DATE/touch/ copy done!!!") != std::string::npos);
+  }
+}
+
+TEST_F(Collect, ThePathSaysWhereTo) {
+  let("date", "I saving date : DATE\n|");
+  const std::tuple<const char*, const char*, int> cases[] = {
+      {"/data/vendor/factory/logsave", "I unknown sdcard...\n", 1},
+      {"/data/vendor/factory/logsave//", "I unknown sdcard...\n", 1},
+      {"/stor", "I unknown sdcard...\n", 1},
+      {"/storage", "I Save to EXTERNAL SD\n", 0},
+      {"/storag", "I Save to EXTERNAL SD\n", 0},
+      {"/a/storage/b", "I unknown sdcard...\n", 1},
+      {"", "I unknown sdcard...\n", 1},
+      {"/storage/nvdump", "I Save to NVDUMP SD\n", 0},
+      {"/nvdumps/", "I Save to NVDUMP SD\n", 0}};
+  for (const auto& [path, line, result] : cases) {
+    SCOPED_TRACE(path);
+    fresh_phone();
+    EXPECT_EQ(result, logsave(path));
+    const std::string lines = told();
+    const std::string expected = understood("$date") + line;
+    EXPECT_EQ(expected, lines.substr(0, expected.size()));
+    EXPECT_EQ(result == 1, lines == expected);
+  }
+  for (const char* path : {"/mine/nvdump/", "/mine/nvdump"}) {
+    let("path", path);
+    const std::string slash = path[strlen(path) - 1] == '/' ? "" : "/";
+    TELL("logsave", logsave(path),
+         "$given; /mine/x= -> ${date}I Save to NVDUMP SD\\n|"
+         "I from ${nvdump}b/ to ${path}" +
+             slash +
+             "b/ copy done!!!\\n|"
+             "I from $nvdump to $path copy done!!!\\n => /mine/nvdump/b/c=2; asked=");
+    struct stat found {};
+    EXPECT_EQ(0, stat(file("/mine/nvdump").c_str(), &found));
+    EXPECT_EQ(0755U, found.st_mode & 0777);
+  }
+  told();
+  EXPECT_EQ(1, logsave(nullptr));
+  set_directory_name(nullptr);
+  EXPECT_EQ("", told());
+}
+
+TEST_F(Collect, ADateIsTheLocalTime) {
+  char date[30];
+  const time_t before = time(nullptr);
+  setenv("TZ", "XXX-9", 1);
+  tzset();
+  set_directory_name(date);
+  tm parsed{};
+  ASSERT_EQ(date + 15, strptime(date, "%Y%m%d_%H%M%S", &parsed));
+  EXPECT_NEAR(static_cast<double>(before + 9 * 3600), static_cast<double>(timegm(&parsed)), 60);
+}
+
+TEST_F(Collect, TheCardsFolderIsBelowItsMountPoint) {
+  const auto find = [this] {
+    const int result = get_external_logsave_path(memory());
+    out = out.c_str();
+    return result;
+  };
+  let("fits", "/storage/" + std::string(238, 'f'));
+  TELL("get_external_logsave_path", find(), R"(
+-> I [External sd log save] sdcard is not inserted => out=before; result=1
+mounts=a /storage/1 vfat -> => out=/storage/1/logsave
+mounts=a $fits vfat -> => out=$fits/logsave
+mounts=a ${fits}f vfat -> E @: ${fits}f is too long\n => out=before; result=1
+mounts=a /storage/1 vfat; mounts!read @2 -> E get_sdcard_path: /proc/mounts: Input/output error\n|
+  I [External sd log save] get_sdcard_path fail => out=before; result=1
+)");
+  EXPECT_EQ(1, get_external_logsave_path(nullptr));
+}
+
+}  // namespace
+}  // namespace fcx_test
