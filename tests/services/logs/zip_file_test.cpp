@@ -158,6 +158,26 @@ TEST_F(ZipFile, AFullDiskAtAnyMomentLeavesNoArchive) {
   EXPECT_EQ("80000 80000 80000", entries("i.file_size"));
 }
 
+TEST_F(ZipFile, AKilledProcessLeavesNoArchiveAndTheNextPacksAnew) {
+  fs::create_directory(file("/logs"));
+  for (const char* each : {"/logs/a", "/logs/b", "/logs/c"}) {
+    write_file(file(each), noise(300'000));
+  }
+  fault(Part::file, "/logs/b", Effect::fail, EIO, Access::open);
+  const auto pack_until_killed = [&] {
+    vp::observe_log([](const vp::LogEntry& entry) {
+      if (entry.message.find("for reading") != std::string::npos) raise(SIGKILL);
+    });
+    pack();
+  };
+  EXPECT_EXIT(pack_until_killed(), testing::KilledBySignal(SIGKILL), "");
+  run("test -f z.zip && ! unzip -tqq z.zip >log 2>&1");
+  clear_faults();
+  EXPECT_EQ(0, pack());
+  run("unzip -tqq z.zip");
+  EXPECT_EQ("300000 300000 300000", entries("i.file_size"));
+}
+
 TEST_F(ZipFile, AFileOfFourGigabytesIsLeftOut) {
   const auto pack_large = [&] {
     fs::resize_file(file("/logs/big"), uint64_t{1} << 32);
