@@ -75,7 +75,7 @@ class LogCopy {
 
   LogPath target_, source_;
   FileId first_target_;
-  std::array<char, 64 << 10> piece_;
+  std::array<char, 128 << 10> piece_;
 };
 
 void LogCopy::run() {

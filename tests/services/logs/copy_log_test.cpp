@@ -28,7 +28,7 @@ class CopyLog : public LogTest {
 };
 
 TEST_F(CopyLog, KeepsEveryByte) {
-  constexpr size_t kPiece = 64 << 10;
+  constexpr size_t kPiece = 128 << 10;
   const std::string contents[] = {"",
                                   "text\n",
                                   "no end of line",
