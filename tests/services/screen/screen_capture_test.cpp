@@ -130,9 +130,9 @@ class ScreenCaptures : public PhoneTest {
     return found;
   }
   /// As the fallback has it.
-  void use_framebuffer() {
+  static void use_framebuffer(ScreenCapture& object) {
     constexpr int32_t kFramebuffer = 0;
-    memcpy(reinterpret_cast<char*>(&screen) + offsetof(Fields, compositor_mode), &kFramebuffer,
+    memcpy(reinterpret_cast<char*>(&object) + offsetof(Fields, compositor_mode), &kFramebuffer,
            sizeof kFramebuffer);
   }
 
@@ -200,7 +200,7 @@ TEST_F(ScreenCaptures, KeepTheFramebufferAsLongAsItIsTheSource) {
   EXPECT_EQ(0, fields(screen).initialised);
   EXPECT_THAT(lines(), IsEmpty());
 
-  use_framebuffer();
+  use_framebuffer(screen);
   EXPECT_EQ(0, screen.init());
   EXPECT_EQ(0, screen.init());
   EXPECT_THAT(lines(), ElementsAre(kUsed, geometry(260, 2, 32), "I Fcx: Already initialized!\n"));
@@ -229,11 +229,15 @@ TEST_F(ScreenCaptures, KeepTheFramebufferAsLongAsItIsTheSource) {
   EXPECT_EQ(nullptr, fields(screen).map);
   EXPECT_EQ(0, fields(screen).initialised);
   screen.deinit();
-  EXPECT_EQ(0, screen.init());
-  const int again = fields(screen).framebuffer;
-  screen.~ScreenCapture();
-  EXPECT_EQ(-1, fcntl(again, F_GETFD));
-  new (&screen) ScreenCapture;
+  int last = -1;
+  {
+    ScreenCapture ended;
+    use_framebuffer(ended);
+    EXPECT_EQ(0, ended.init());
+    last = fields(ended).framebuffer;
+  }
+  EXPECT_NE(-1, last);
+  EXPECT_EQ(-1, fcntl(last, F_GETFD));
 }
 
 TEST_F(ScreenCaptures, NeedAFramebufferThatTellsItsSize) {
@@ -257,12 +261,7 @@ TEST_F(ScreenCaptures, NeedAFramebufferThatTellsItsSize) {
   for (const Case& each : cases) {
     set_screen(8, 4, 32, bytes(128));
     ScreenCapture own;
-    const auto use = [&] {
-      Fields known = fields(own);
-      known.compositor_mode = 0;
-      memcpy(static_cast<void*>(&own), &known, sizeof known);
-    };
-    use();
+    use_framebuffer(own);
     fault(Part::file, "/dev/graphics/fb0", Effect::fail, each.error, each.access, {}, each.after);
     EXPECT_EQ(each.result, own.init());
     EXPECT_EQ(each.said, lines());
@@ -274,7 +273,7 @@ TEST_F(ScreenCaptures, NeedAFramebufferThatTellsItsSize) {
   }
   // Nothing to map.
   set_screen(8, 4, 32, "");
-  use_framebuffer();
+  use_framebuffer(screen);
   EXPECT_EQ(-1, screen.init());
   EXPECT_THAT(lines(), ElementsAre(kNoMap));
   fs::remove(file("/dev/graphics/fb0"));
@@ -452,7 +451,7 @@ TEST_F(ScreenCaptures, TakeNothingFromAFramebufferThatLies) {
                         {260, 0, 16, 3000, 0, {not_converted("captureScreenFB", 0, 16)}},
                         {260, -16, 16, 3000, 0, {not_converted("captureScreenFB", -16, 16)}},
                         {260, 16, 32, 3000, 0, {not_converted("captureScreenFB", 16, 32)}}};
-  use_framebuffer();
+  use_framebuffer(screen);
   for (const Case& each : cases) {
     set_screen(260, 3, each.bits, bytes(each.size));
     EXPECT_EQ(0, screen.init());
