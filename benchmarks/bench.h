@@ -40,6 +40,8 @@ void register_dispatch();
 void report_dispatch(const Medians& medians);
 void register_modem();
 void report_modem(const Medians& medians);
+void register_screen();
+void report_screen(const Medians& medians);
 void register_system();
 void report_system(const Medians& medians);
 

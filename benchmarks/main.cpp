@@ -48,6 +48,7 @@ int main(int argc, char** argv) {
   bench::register_carrier();
   bench::register_system();
   bench::register_checksums();
+  bench::register_screen();
   benchmark::Initialize(&argc, argv);
   bench::Medians medians;
   benchmark::RunSpecifiedBenchmarks(&medians);
@@ -58,5 +59,6 @@ int main(int argc, char** argv) {
   bench::report_carrier(medians);
   bench::report_system(medians);
   bench::report_checksums(medians);
+  bench::report_screen(medians);
   return 0;
 }

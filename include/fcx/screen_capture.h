@@ -12,6 +12,10 @@
 #include <cstdint>
 #include <memory>
 
+namespace fcx {
+struct PixelForm;
+}
+
 #pragma GCC visibility push(default)
 
 class ScreenCapture {
@@ -105,6 +109,10 @@ class ScreenCapture {
                                             int bpp);
   [[gnu::visibility("hidden")]] bool request_image();
   [[gnu::visibility("hidden")]] int fall_back(int left, int top, int width, int height, int bpp);
+  [[gnu::visibility("hidden")]] int copy(const char* src, char* dst, uint64_t stride,
+                                         const fcx::PixelForm& form) const;
+  /// Pixels from one row of the source to the next.
+  [[gnu::visibility("hidden")]] uint64_t plain_stride() const;
   [[gnu::visibility("hidden")]] uint64_t row_stride() const;
 
   // Their order and sizes are part of the interface.

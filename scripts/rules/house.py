@@ -16,7 +16,7 @@ ROOMS = {
     "carrier": (),
     "carrier/package": ("*.h",),
     "services": (),
-    "services/screen": ("pixels.h", "raw_image.h"),
+    "services/screen": ("pixels.h", "raw_image.h", "rectangle.h"),
     "devices": (),
     "modem": (),
     "modem/link": ("command_link.h",),

@@ -1,11 +1,10 @@
 #include "services/screen/raw_image.h"
 
-#include <cstring>
-
-#include "services/screen/pixels.h"
-
 namespace fcx {
 namespace {
+
+/// More than any display has.
+constexpr uint64_t kLargestImage = 256 << 20;
 
 constexpr int32_t kFormatRgb888 = 3;
 constexpr int32_t kFormatRgb565 = 4;
@@ -35,22 +34,14 @@ std::optional<RawHeader> parse_raw_header(std::string_view bytes) {
   return RawHeader{word_at(bytes, 0), word_at(bytes, 4), word_at(bytes, 8)};
 }
 
-bool Rectangle::is_valid() const {
-  if (top < 0 || left < 0 || width < 0 || height < 0) return false;
-  const int64_t pixels = int64_t{width} * height;
-  return int64_t{left} + width <= INT32_MAX && int64_t{top} + height <= INT32_MAX &&
-         pixels <= INT32_MAX / static_cast<int64_t>(kBytes32);
-}
-
-bool Rectangle::is_within(int32_t picture_width, int32_t picture_height) const {
-  return int64_t{left} + width <= picture_width && int64_t{top} + height <= picture_height;
-}
-
-bool Rectangle::is_within_bytes(uint64_t size, uint64_t stride, size_t bytes_per_pixel) const {
-  if (width == 0 || height == 0) return true;
-  const uint64_t last_row = static_cast<uint64_t>(top) + static_cast<uint64_t>(height) - 1;
-  const uint64_t end_in_row = static_cast<uint64_t>(left) + static_cast<uint64_t>(width);
-  return stride * last_row + end_in_row <= size / bytes_per_pixel;
+std::optional<size_t> pixels_to_read(const RawHeader& header, const Rectangle& rectangle,
+                                     uint64_t file_size) {
+  const auto size = header.pixel_bytes();
+  if (!size.has_value() || *size > kLargestImage || kRawHeaderSize + *size > file_size) {
+    return std::nullopt;
+  }
+  if (!rectangle.is_within(header.width, header.height)) return std::nullopt;
+  return static_cast<size_t>(*size);
 }
 
 }  // namespace fcx

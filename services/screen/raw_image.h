@@ -7,6 +7,8 @@
 #include <optional>
 #include <string_view>
 
+#include "services/screen/rectangle.h"
+
 namespace fcx {
 
 constexpr size_t kRawHeaderSize = 12;
@@ -26,19 +28,10 @@ struct RawHeader {
 /// Nothing when `bytes` is too short for a header.
 std::optional<RawHeader> parse_raw_header(std::string_view bytes);
 
-/// A part of a picture, in pixels.
-struct Rectangle {
-  int32_t top = 0;
-  int32_t left = 0;
-  int32_t width = 0;
-  int32_t height = 0;
-
-  /// Not negative, and none of its numbers, nor its pixels in bytes, pass 31 bits.
-  bool is_valid() const;
-  /// Whether a valid one is within a picture of that size.
-  bool is_within(int32_t picture_width, int32_t picture_height) const;
-  /// Whether a valid one is within `size` bytes of rows, each `stride` pixels after the other.
-  bool is_within_bytes(uint64_t size, uint64_t stride, size_t bytes_per_pixel) const;
-};
+/// How many bytes of pixels are to be read of a file of that size to have a valid rectangle of the
+/// image; nothing when the file has not all that its header says, or that does not have the
+/// rectangle.
+std::optional<size_t> pixels_to_read(const RawHeader& header, const Rectangle& rectangle,
+                                     uint64_t file_size);
 
 }  // namespace fcx

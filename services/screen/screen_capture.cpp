@@ -21,6 +21,7 @@
 #include "platform/device_home.h"
 #include "services/screen/pixels.h"
 #include "services/screen/raw_image.h"
+#include "services/screen/rectangle.h"
 
 #pragma GCC diagnostic push
 #pragma GCC diagnostic ignored "-Winvalid-offsetof"
@@ -50,56 +51,13 @@ struct ScreenCapture::Layout {
 
 namespace {
 
-using fcx::kBytes16;
-using fcx::kBytes32;
-
 constexpr char kFramebuffer[] = "/dev/graphics/fb0";
 constexpr char kFolder[] = "/data/screencap/";
 constexpr char kImage[] = "/data/screencap/screencapTemp.raw";
 
-/// More than any display has.
-constexpr uint64_t kLargestImage = 256 << 20;
-
 /// Zero-filled memory, or null when there is none.
 std::unique_ptr<char[]> zeros(size_t size) {
   return std::unique_ptr<char[]>(new (std::nothrow) char[size]());
-}
-
-/// What is done with each pixel of a rectangle.
-struct PixelForm {
-  size_t source_bytes;
-  size_t target_bytes;
-  void (*convert)(const char* source, char* target, size_t count);
-};
-
-template <size_t Bytes>
-void copy_pixels(const char* source, char* target, size_t count) {
-  memcpy(target, source, count * Bytes);
-}
-
-/// Copies a rectangle out of rows that are `stride` pixels apart. @return bytes written
-int copy_rectangle(const char* src, char* dst, const fcx::Rectangle& rectangle, uint64_t stride,
-                   const PixelForm& form) {
-  if (src == nullptr || dst == nullptr) {
-    DOMAIN_ERROR("Used null buffer!");
-    return 0;
-  }
-  const auto width = static_cast<size_t>(rectangle.width);
-  const auto height = static_cast<size_t>(rectangle.height);
-  const auto row_pixels = static_cast<size_t>(stride);
-  const char* row = src + (row_pixels * static_cast<size_t>(rectangle.top) +
-                           static_cast<size_t>(rectangle.left)) *
-                              form.source_bytes;
-  // Rows without anything between them are one.
-  const bool is_one = width == row_pixels;
-  const size_t pieces = is_one ? std::min<size_t>(height, 1) : height;
-  const size_t piece = is_one ? width * height : width;
-  for (size_t i = 0; i < pieces; ++i) {
-    form.convert(row, dst, piece);
-    row += row_pixels * form.source_bytes;
-    dst += piece * form.target_bytes;
-  }
-  return static_cast<int>(width * height * form.target_bytes);
 }
 
 /// Makes the folder for the image where there is none.
@@ -141,19 +99,18 @@ std::optional<fcx::RawHeader> read_header(fcx::DeviceFile& file) {
 /// The pixels after the header; null, which is logged, when they are not all there.
 std::unique_ptr<char[]> read_pixels(fcx::DeviceFile& file, const fcx::RawHeader& header,
                                     const fcx::Rectangle& rectangle) {
-  const uint64_t size = header.pixel_bytes().value_or(UINT64_MAX);
-  const bool is_there = size <= kLargestImage && fcx::kRawHeaderSize + size <= file.size();
-  if (!is_there || !rectangle.is_within(header.width, header.height)) {
+  const auto size = fcx::pixels_to_read(header, rectangle, file.size());
+  if (!size.has_value()) {
     DOMAIN_ERROR("captureScreenSF: the image does not have the pixels\n");
     return nullptr;
   }
-  auto pixels = zeros(static_cast<size_t>(size));
+  auto pixels = zeros(*size);
   if (pixels == nullptr) {
     DOMAIN_ERROR("captureScreenSF: no memory for the image\n");
     return nullptr;
   }
-  const fcx::ReadResult read = file.read(pixels.get(), static_cast<size_t>(size));
-  if (read.size() == size) return pixels;
+  const fcx::ReadResult read = file.read(pixels.get(), *size);
+  if (read.size() == *size) return pixels;
   DOMAIN_ERROR("captureScreenSF: the image cannot be read: %s\n",
                read.has_content() ? "it has become shorter" : read.reason());
   return nullptr;
@@ -253,25 +210,23 @@ int ScreenCapture::capture(const char* function, char* pixels, uint64_t size, in
   const bool is_whole = bpp == 32;
   if (pixels == nullptr) return getRectangleTrue32(nullptr, nullptr);  // it logs that
   const fcx::Rectangle rectangle{top_, left_, width_, height_};
-  const auto plain_stride = static_cast<uint64_t>(std::max(screen_width_, 0));
+  const uint64_t stride = is_whole ? plain_stride() : row_stride();
   const auto bytes_per_pixel = static_cast<size_t>(std::max(bits_per_pixel_ / 8, 1));
-  if (!rectangle.is_within_bytes(size, is_whole ? plain_stride : row_stride(), bytes_per_pixel)) {
+  if (!rectangle.is_within_bytes(size, stride, bytes_per_pixel)) {
     DOMAIN_ERROR("%s: the source does not have the pixels\n", function);
     return 0;
   }
   const size_t count = static_cast<size_t>(width_) * static_cast<size_t>(height_);
-  captured_ = zeros(count * (is_whole ? kBytes32 : kBytes16));
+  captured_ = zeros(count * (is_whole ? fcx::kBytes32 : fcx::kBytes16));
+  const fcx::PixelForm* form = fcx::form_of(bits_per_pixel_, is_whole);
   if (captured_ == nullptr) {
     DOMAIN_ERROR("%s: no memory for the capture\n", function);
-  } else if (is_whole && bits_per_pixel_ == 32) {
-    captured_size_ = getRectangleTrue32(pixels, captured_.get());
-  } else if (!is_whole && bits_per_pixel_ == 16) {
-    captured_size_ = getRectangle16(pixels, captured_.get());
-  } else if (!is_whole && bits_per_pixel_ == 32) {
-    captured_size_ = getRectangle32(pixels, captured_.get());
-  } else {
+  } else if (form == nullptr) {
     DOMAIN_ERROR("%s: no conversion of %d bits per pixel to %d\n", function, bits_per_pixel_,
                  is_whole ? 32 : 16);
+  } else {
+    captured_size_ = static_cast<int32_t>(
+        fcx::copy_rectangle(pixels, captured_.get(), rectangle, stride, *form));
   }
   return captured_size_;
 }
@@ -362,10 +317,13 @@ int ScreenCapture::saveScreenToFile(int png, const char* path) {
   return -1;
 }
 
-/// Pixels from one row of the source to the next.
+uint64_t ScreenCapture::plain_stride() const {
+  return static_cast<uint64_t>(std::max(screen_width_, 0));
+}
+
 uint64_t ScreenCapture::row_stride() const {
   constexpr int32_t kNarrowest = 256;
-  const auto width = static_cast<uint64_t>(std::max(screen_width_, 0));
+  const uint64_t width = plain_stride();
   const bool is_plain = compositor_mode_ != 0 || screen_width_ < kNarrowest || bits_per_pixel_ <= 0;
   if (is_plain) return width;
   // Rounded up by the depth, though that is no number of pixels, on purpose.
@@ -374,19 +332,25 @@ uint64_t ScreenCapture::row_stride() const {
 }
 
 int ScreenCapture::getRectangle32(char* src, char* dst) {
-  return copy_rectangle(src, dst, {top_, left_, width_, height_}, row_stride(),
-                        {kBytes32, kBytes16, fcx::pixel_routines().to_rgb565});
+  return copy(src, dst, row_stride(), fcx::rgb565_form());
 }
 
 int ScreenCapture::getRectangle16(char* src, char* dst) {
-  return copy_rectangle(src, dst, {top_, left_, width_, height_}, row_stride(),
-                        {kBytes16, kBytes16, copy_pixels<kBytes16>});
+  return copy(src, dst, row_stride(), fcx::kForm16);
 }
 
 int ScreenCapture::getRectangleTrue32(char* src, char* dst) {
-  return copy_rectangle(src, dst, {top_, left_, width_, height_},
-                        static_cast<uint64_t>(std::max(screen_width_, 0)),
-                        {kBytes32, kBytes32, copy_pixels<kBytes32>});
+  return copy(src, dst, plain_stride(), fcx::kForm32);
+}
+
+int ScreenCapture::copy(const char* src, char* dst, uint64_t stride,
+                        const fcx::PixelForm& form) const {
+  if (src == nullptr || dst == nullptr) {
+    DOMAIN_ERROR("Used null buffer!");
+    return 0;
+  }
+  const fcx::Rectangle rectangle{top_, left_, width_, height_};
+  return static_cast<int>(fcx::copy_rectangle(src, dst, rectangle, stride, form));
 }
 
 int ScreenCapture::convertToBW(int threshold) {
@@ -394,7 +358,7 @@ int ScreenCapture::convertToBW(int threshold) {
   captured_bw_size_ = 0;
   const auto width = static_cast<size_t>(width_);
   const auto height = static_cast<size_t>(height_);
-  if (captured_size_ == 0 || static_cast<size_t>(captured_size_) < width * height * kBytes16) {
+  if (captured_size_ == 0 || static_cast<size_t>(captured_size_) < width * height * fcx::kBytes16) {
     DOMAIN_ERROR("convertToBW: nothing was captured\n");
     return 0;
   }
@@ -408,7 +372,7 @@ int ScreenCapture::convertToBW(int threshold) {
   }
   const int64_t limit = int64_t{threshold} * 3 / 4;
   for (size_t row = 0; row < height; ++row) {
-    fcx::pixel_routines().to_bits(captured_.get() + row * width * kBytes16,
+    fcx::pixel_routines().to_bits(captured_.get() + row * width * fcx::kBytes16,
                                   bitmap.get() + row * (row_pixels / 8), width, limit);
   }
   captured_bw_ = std::move(bitmap);
