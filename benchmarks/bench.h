@@ -44,6 +44,8 @@ void register_last_logs();
 void report_last_logs(const Medians& medians);
 void register_modem();
 void report_modem(const Medians& medians);
+void register_screen();
+void report_screen(const Medians& medians);
 void register_system();
 void report_system(const Medians& medians);
 

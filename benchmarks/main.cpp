@@ -50,6 +50,7 @@ int main(int argc, char** argv) {
   bench::register_checksums();
   bench::register_collection();
   bench::register_last_logs();
+  bench::register_screen();
   benchmark::Initialize(&argc, argv);
   bench::Medians medians;
   benchmark::RunSpecifiedBenchmarks(&medians);
@@ -62,5 +63,6 @@ int main(int argc, char** argv) {
   bench::report_checksums(medians);
   bench::report_collection(medians);
   bench::report_last_logs(medians);
+  bench::report_screen(medians);
   return 0;
 }

@@ -98,12 +98,7 @@ Wish wish_of(const Options& options, bool as_json) {
   wish.format = format_of(options);
   wish.is_to_standard_output = options.out == "-";
   if (options.rect.has_value()) wish.rectangle = rectangle_of(*options.rect);
-  if (options.bits.has_value()) {
-    if (*options.bits != "16" && *options.bits != "32") {
-      throw UsageError("--bits is 16 or 32, not \"" + *options.bits + "\"");
-    }
-    wish.bits = *options.bits == "16" ? 16 : 32;
-  }
+  if (options.bits.has_value()) wish.bits = bits_of(*options.bits);
   if (options.threshold.has_value()) {
     constexpr size_t kMost = 255;
     const size_t threshold = count_of(*options.threshold, "--bw");
@@ -196,7 +191,7 @@ Capture capture(const Wish& wish) {
   }
   const uint64_t pixels =
       static_cast<uint64_t>(wanted.width) * static_cast<uint64_t>(wanted.height);
-  const bool is_whole = size > 0 && size == pixels * static_cast<uint64_t>(wish.bits) / 8 &&
+  const bool is_whole = size > 0 && size == pixels * static_cast<uint64_t>(wish.bits / 8) &&
                         (!wish.threshold.has_value() ||
                          bitmap_size == bitmap_row(wanted) * static_cast<uint64_t>(wanted.height));
   print_lines(entries, is_whole ? ANDROID_LOG_WARN : ANDROID_LOG_VERBOSE);

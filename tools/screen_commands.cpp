@@ -1,5 +1,4 @@
 // screen: what the display shows.
-#include <charconv>
 #include <cstdio>
 #include <memory>
 
@@ -37,12 +36,8 @@ void show_screen(const Invocation& invocation, const vp::Phone& phone) {
 }
 
 /// What --bits says, or the display's own.
-int bits_of(const Options& options, const vp::Phone& phone) {
-  if (!options.bits.has_value()) return vp::display(phone).bits_per_pixel;
-  if (*options.bits != "16" && *options.bits != "32") {
-    throw UsageError("--bits is 16 or 32, not \"" + *options.bits + "\"");
-  }
-  return *options.bits == "16" ? 16 : 32;
+int wanted_bits(const Options& options, const vp::Phone& phone) {
+  return options.bits.has_value() ? bits_of(*options.bits) : vp::display(phone).bits_per_pixel;
 }
 
 /// The words around an 'x'.
@@ -72,14 +67,14 @@ void blend_over_black(vp::Picture& picture) {
 }
 
 void show_file(const Options& options, const vp::Phone& phone) {
-  const int bits = bits_of(options, phone);
+  const int bits = wanted_bits(options, phone);
   vp::Picture picture = vp::read_png(options.file);
   blend_over_black(picture);
   vp::show_picture(phone, picture, bits);
 }
 
 void show_card(const Options& options, const vp::Phone& phone) {
-  const int bits = bits_of(options, phone);
+  const int bits = wanted_bits(options, phone);
   if (options.size.has_value()) {
     const auto [width, height] = size_of(*options.size);
     return vp::show_test_card(phone, width, height, bits);

@@ -71,6 +71,12 @@ size_t count_of(const std::string& text, const std::string& what) {
   return static_cast<size_t>(number);
 }
 
+int bits_of(const std::string& text) {
+  if (text == "16") return 16;
+  if (text == "32") return 32;
+  throw UsageError("--bits is 16 or 32, not \"" + text + "\"");
+}
+
 UsageError unknown_name(const std::string& kind, const std::string& word,
                         const std::vector<std::string>& names, const std::string& lists_them) {
   const std::string near = nearest(word, names);

@@ -480,12 +480,19 @@ END
     expect 0 '^$' cmp a.pbm b.pbm
   done
   # What lets something through lies on black.
-  python3 - <<'END'
+  cat >png.py <<'END'
 import struct, zlib
-chunk = lambda name, data: struct.pack(">I", len(data)) + name + data + struct.pack(">I", zlib.crc32(name + data))
-open("alpha.png", "wb").write(b"\x89PNG\r\n\x1a\n" + chunk(b"IHDR", struct.pack(">2I5B", 2, 1, 8, 6, 0, 0, 0)) +
-    chunk(b"IDAT", zlib.compress(b"\0" + bytes([200, 100, 50, 128, 9, 9, 9, 255]))) + chunk(b"IEND", b""))
+def chunk(name, data):
+    return struct.pack(">I", len(data)) + name + data + struct.pack(">I", zlib.crc32(name + data))
+def png(width, height, kind, rows):
+    header = struct.pack(">2I5B", width, height, 8, kind, 0, 0, 0)
+    return b"\x89PNG\r\n\x1a\n" + chunk(b"IHDR", header) + chunk(b"IDAT", zlib.compress(rows)) + chunk(b"IEND", b"")
+def noise(size):
+    row = lambda y: b"\0" + bytes((x * x + y * 7919) * 2654435761 >> 20 & 255 for x in range(3 * size))
+    return png(size, size, 2, b"".join(map(row, range(size))))
 END
+  python3 -B -c 'from png import *; open("alpha.png", "wb").write(png(2, 1, 6, bytes([0, 200, 100, 50, 128, 9, 9, 9, 255])))'
+  python3 -B -c 'from png import *; open("noise.png", "wb").write(noise(500))'
   expect 0 '"stride": 8,' fcx screen show alpha.png --bits 32 --json
   also '"width": 2,' '"height": 1,' '"bits": 32,' '"test_card": false'
   expect 0 '^643219ff090909ff$' sh -c "od -An -v -tx1 $fb0 | tr -d ' \n'"
@@ -508,6 +515,7 @@ END
   # A capture that fails or is short makes no file, and leaves the one that is there.
   echo kept >kept.png
   ln -sf kept.png link.png
+  mkfifo pipe
   before=$(ls -A)
   printf '#!/bin/sh\nhead -c 99 /dev/zero >"$1"\n' >"$screencap"
   expect 1 'screen was not captured: 0 bytes came' fcx capture link.png
@@ -517,7 +525,7 @@ END
   expect 0 '^$' cat none.png
   rm none.png
   cp launcher "$screencap"
-  expect 1 'no file: left alone' fcx capture --format png /dev/null
+  expect 1 'no file: left alone' fcx capture --format png pipe
   expect 1 'nowhere/a: No such file' fcx capture --format png nowhere/a
   expect 0 '^kept$' cat kept.png
   expect 0 '^$' test "$before" = "$(ls -A)"
@@ -540,6 +548,13 @@ END
   for size in 1 1x x1 0x1 1x8193 1x1x1; do expect 2 '--size is WIDTHxHEIGHT' fcx screen card --size $size; done
   expect 1 'kept: No such file' fcx screen show kept
   expect 1 'compare.py is no PNG file' fcx screen show compare.py
+  # A disk that is full, for what is larger than all that the phone writes.
+  in_little_space() { (trap '' XFSZ && ulimit -f 200 && "$@"); }
+  fcx screen show noise.png >/dev/null
+  rm kept.png
+  before=$(ls -A)
+  expect 1 'kept.png: File too large' in_little_space fcx screen save kept.png
+  expect 0 '^$' test "$before" = "$(ls -A)"
   ;;
 version)
   # of PROFILE VERSION PATTERN...: the carrier's version, of which factory item 14 and a start know.

@@ -74,7 +74,7 @@ TEST_F(VirtualDisplay, TheFirstToLookFindsTheTestCard) {
   // Edges, the corner and its dot, bars, the end of each gradient, single pixels, a diagonal.
   const std::tuple<int, int, uint32_t> pixels[] = {
       {0, 0, 0xFF0000},       {1079, 0, 0xFF0000},    {0, 2399, 0x0000FF},
-      {1079, 2399, 0x0000FF}, {0, 1200, 0xFFFFFF},    {1079, 1200, 0x00FF00},
+      {1079, 2399, 0x0000FF}, {0, 1200, 0xFFFFFF},    {1079, 500, 0x00FF00},
       {1, 1, 0xFFFFFF},       {67, 67, 0x000000},     {200, 5, 0xFFFF00},
       {300, 500, 0x00FFFF},   {800, 500, 0xFF0000},   {900, 500, 0x0000FF},
       {1078, 500, 0x000000},  {1078, 1000, 0xFE0000}, {1078, 1200, 0x00FE00},
@@ -215,6 +215,11 @@ TEST_F(VirtualDisplay, WhatIsNoDisplayIsSaid) {
   fs::remove(device("/sys/class/graphics/fb0/stride"));
   EXPECT_THROW(vp::show_test_card(phone(), 40, 30, 32), Error);
   EXPECT_EQ(24u, fs::file_size(framebuffer()));
+  write_file(device("/sys/class/graphics/fb0/stride"), "8\n");
+  fs::remove(framebuffer());
+  fs::create_directory(framebuffer());
+  EXPECT_THROW(vp::show_test_card(phone(), 40, 30, 32), Error);
+  EXPECT_EQ("4,3\n16\n8\n", nodes()) << "nothing was shown";
   fs::directory_iterator left(framebuffer().parent_path());
   EXPECT_EQ("fb0", left->path().filename());
   EXPECT_EQ(fs::directory_iterator(), ++left);
