@@ -14,9 +14,9 @@
 
 namespace virtual_phone {
 
-/// A command of the device's shell as one of this machine's: every word in it that is a device path
-/// is below the phone's root, from where a shell that is there runs it; ".." leads out of neither.
-/// Words are looked for between quotes, too, where another shell's command may stand.
+/// A command of the device's shell as one for a shell of this machine that runs in the phone's
+/// root: every word in it that is a device path is below that root, and ".." leads out of it
+/// nowhere. Words are looked for between quotes, too, where another shell's command may stand.
 std::string command_below_root(std::string_view command);
 
 /// The assignments above, as a shell takes them.
