@@ -11,6 +11,7 @@
 #include <limits>
 #include <sstream>
 
+#include "tests/memory.h"
 #include "tests/services/screen/plain_pixels.h"
 #include "tests/story_test.h"
 
@@ -384,6 +385,19 @@ $image=old; /program=exit 0 -> $begun|I captureScreen: status(0)\n|
   $err Input/output error]\n$unopened No such file or directory\n|$begun$null
 )");
   tell("captureScreen", capture_and_leave, "$image!remove 16 @2 -> $saved$stays => result=64");
+}
+
+TEST_F(ScreenCaptures, DoWithoutMemory) {
+  for (const auto& [size, what] : {std::pair{128, "image"}, {64, "capture"}, {16, "bitmap"}}) {
+    refuse_memory(static_cast<size_t>(size));
+    let("size", size == 16 ? "64" : "0");
+    let("lack", size == 16 ? "" : line("|E captureScreenSF: no memory for the %s\n", what));
+    TELL("captureScreen", capture_given(16), kLines + "-> $begun$header$lack$done => result=$size");
+    EXPECT_EQ(size == 16, screen.getCaptured() != nullptr);
+  }
+  TELL("convertToBW", screen.convertToBW(1), "-> E @: no memory for the bitmap\\n =>");
+  EXPECT_EQ(nullptr, screen.getCapturedBW());
+  refuse_memory(0);
 }
 
 TEST_F(ScreenCaptures, TakeAnyEndOfTheProgramButOneForSuccess) {
