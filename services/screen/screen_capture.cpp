@@ -104,7 +104,7 @@ std::unique_ptr<char[]> read_pixels(fcx::DeviceFile& file, const fcx::RawHeader&
     DOMAIN_ERROR("captureScreenSF: the image does not have the pixels\n");
     return nullptr;
   }
-  auto pixels = zeros(*size);
+  std::unique_ptr<char[]> pixels(new (std::nothrow) char[*size]);
   if (pixels == nullptr) {
     DOMAIN_ERROR("captureScreenSF: no memory for the image\n");
     return nullptr;

@@ -11,6 +11,7 @@
 #include <limits>
 #include <sstream>
 
+#include "tests/memory.h"
 #include "tests/services/screen/plain_pixels.h"
 #include "tests/story_test.h"
 
@@ -169,6 +170,11 @@ TEST_F(ScreenCaptures, KeepWhatOthersWereBuiltWith) {
   EXPECT_EQ(some_bytes(2304), std::string(static_cast<char*>(fields.map), fields.map_length));
   EXPECT_EQ(screen.getCaptured(), fields.captured);
   EXPECT_EQ(screen.getCapturedBW(), fields.captured_bw);
+  std::string target(2080, '\0');
+  EXPECT_EQ(2080, screen.getRectangleTrue32(static_cast<char*>(fields.map), target.data()));
+  EXPECT_EQ(some_bytes(2080), target);
+  EXPECT_EQ(1040, screen.getRectangle32(static_cast<char*>(fields.map), target.data()));
+  EXPECT_EQ(captured(), target.substr(0, 1040));
   EXPECT_NE(-1, fcntl(fields.framebuffer, F_GETFD));
   for (int i = 0; i < 2; ++i) screen.deinit();
   EXPECT_EQ(-1, fcntl(fields.framebuffer, F_GETFD));
@@ -244,8 +250,9 @@ TEST_F(ScreenCaptures, AreWhatTheSourceShows) {
   for (const auto& [is_image, width, height, bits, stride, bpp, part] : cases) {
     const auto bytes = static_cast<size_t>(bits / 8);
     const size_t size = stride * static_cast<size_t>(height) * bytes;
-    // The screen is of the other depth than the image, which counts.
-    set_screen(width, height, is_image ? 48 - bits : bits, is_image ? 0 : size);
+    // The framebuffer is of another size and depth than the image, which counts.
+    if (is_image) set_screen(width + 5, height + 7, 48 - bits, 0);
+    if (!is_image) set_screen(width, height, bits, size);
     set_image(width, height, bits == 16 ? 4 : 5, static_cast<int>(size));
     if (!is_image) set_program("exit 1");
     const std::string wanted = cut(some_bytes(size), stride, bytes, bpp, part);
@@ -262,6 +269,9 @@ TEST_F(ScreenCaptures, AreWhatTheSourceShows) {
             : R"($part|I captureScreen: status(256)\n$unclear$unsaved|$err Input/output error]\n)"
               R"(|I ScreenCapture: initialized|I ScreenCapture: $size, bitsPerPixel:$depth\n|$part)");
     EXPECT_EQ(ends, told());
+    const Fields kept(screen);
+    EXPECT_THAT((std::array{kept.width, kept.height, kept.bits_per_pixel}),
+                ElementsAre(width, height, bits));
   }
   EXPECT_EQ(fs::perms(0744), fs::status(file("/data/screencap")).permissions());
 }
@@ -327,8 +337,10 @@ $exits; /screen=8 4 16 63 -> $failed${is}16\n|$begun$lies
 $exits; /screen=8 4 32 128 -> $failed${is}32\n|$begun => result=64
 $exits; /screen=8 4 16 64 -> $failed${is}16\n|$begun => result=64
 $exits; /screen=8 4 24 96 -> $failed${is}24\n|$begun$no 24 bits per pixel to 16\n
-$exits; /screen=8 4 0 96 -> $failed${is}0\n|$begun$no 0 bits per pixel to 16\n
-$exits; /screen=8 4 -16 96 -> $failed${is}-16\n|$begun$no -16 bits per pixel to 16\n
+let wide = |I ScreenCapture: initialized|I ScreenCapture: xres:260, yres:4, bitsPerPixel:
+$exits; /screen=260 4 0 788 -> $failed${wide}0\n|$begun$no 0 bits per pixel to 16\n
+$exits; /screen=260 4 0 787 -> $failed${wide}0\n|$begun$lies
+$exits; /screen=260 4 -16 788 -> $failed${wide}-16\n|$begun$no -16 bits per pixel to 16\n
 )");
   TELL("captureScreen", capture_given(32), image + R"(
 /image=8 4 3 128 -> $begun$next|I ScreenCapture: X:8, Y:4, Format:3\n$no 24 bits per pixel to 32\n$done
@@ -373,6 +385,19 @@ $image=old; /program=exit 0 -> $begun|I captureScreen: status(0)\n|
   $err Input/output error]\n$unopened No such file or directory\n|$begun$null
 )");
   tell("captureScreen", capture_and_leave, "$image!remove 16 @2 -> $saved$stays => result=64");
+}
+
+TEST_F(ScreenCaptures, DoWithoutMemory) {
+  for (const auto& [size, what] : {std::pair{128, "image"}, {64, "capture"}, {16, "bitmap"}}) {
+    refuse_memory(static_cast<size_t>(size));
+    let("size", size == 16 ? "64" : "0");
+    let("lack", size == 16 ? "" : line("|E captureScreenSF: no memory for the %s\n", what));
+    TELL("captureScreen", capture_given(16), kLines + "-> $begun$header$lack$done => result=$size");
+    EXPECT_EQ(size == 16, screen.getCaptured() != nullptr);
+  }
+  TELL("convertToBW", screen.convertToBW(1), "-> E @: no memory for the bitmap\\n =>");
+  EXPECT_EQ(nullptr, screen.getCapturedBW());
+  refuse_memory(0);
 }
 
 TEST_F(ScreenCaptures, TakeAnyEndOfTheProgramButOneForSuccess) {
@@ -452,7 +477,7 @@ TEST_F(ScreenCaptures, AreMadeBlackAndWhite) {
     set_image(width, 20, 4, width * 20 * 2);
     ASSERT_EQ(width * 20 * 2, screen.captureScreen());
     const auto row = static_cast<size_t>(width) * 2;
-    for (const int threshold : {0, 1, 2, 125, 249, 250, -1, -2, kMost, -kMost - 1}) {
+    for (const int threshold : {0, 1, 2, 127, 249, 250, -1, -2, kMost, -kMost - 1}) {
       std::string wanted;
       for (size_t y = 0; y < 20; ++y) {
         wanted += plain_bits(captured().substr(y * row, row), int64_t{threshold} * 3 / 4);
