@@ -1,4 +1,5 @@
 // The collection of logs: where to, what, in which order, and what stops it.
+#include <dlfcn.h>
 #include <minizip/unzip.h>
 #include <sys/stat.h>
 #include <sys/wait.h>
@@ -6,6 +7,18 @@
 
 #include "tests/services/logs/collection.h"
 #include "virtual_phone/core/sd_card.h"
+
+namespace {
+int syncs = 0;
+}  // namespace
+
+// In the place of the home's, which it calls: to see that it is.
+__attribute__((visibility("default"))) void fcx::platform_sync() {
+  ++syncs;
+  static const auto real =
+      reinterpret_cast<void (*)()>(dlsym(RTLD_NEXT, "_ZN3fcx13platform_syncEv"));
+  real();
+}
 
 namespace fcx_test {
 namespace {
@@ -69,7 +82,9 @@ $given -> $begin$dated$db$nv$to$none$kernel$prop$end
               testing::MatchesRegex("[0-9]{8}_[0-9]{6}"));
   fs::remove_all(file(kRoot));
   put_logs();
+  syncs = 0;
   EXPECT_EQ(0, logsave(kRoot));
+  EXPECT_EQ(1, syncs);
   const auto files = files_of(kRoot);
   EXPECT_EQ(files, archived());
   EXPECT_GE(files.size(), 6U) << "five, and the system side's";
@@ -124,13 +139,14 @@ $given; $archive!open 28 -> $begin$dated$db$nv$to$none$kernel$prop${zip}I
 
 TEST_F(Collect, AFullDiskLeavesNoArchive) {
   put_logs();
-  int failures = 0;
+  int failures = syncs = 0;
   for (int64_t after = 1;; ++after) {
     SCOPED_TRACE(after);
     fault(Part::file, kArchive, Effect::fail, ENOSPC, Access::write, {}, after);
     const int result = logsave(kRoot);
     clear_faults();
     EXPECT_EQ(result == 0, fs::exists(file(kArchive)));
+    EXPECT_EQ(result == 0, std::exchange(syncs, 0) == 1);
     if (result == 0) break;
     EXPECT_EQ(1, result);
     ++failures;
@@ -255,6 +271,12 @@ TEST_F(Collect, ThePathSaysWhereTo) {
   EXPECT_EQ(1, logsave(nullptr));
   set_directory_name(nullptr);
   EXPECT_EQ("", told());
+}
+
+TEST_F(Collect, WhatWasErasedIsDurable) {
+  syncs = 0;
+  logsave_erase();
+  EXPECT_EQ(1, syncs);
 }
 
 TEST_F(Collect, ADateIsTheLocalTime) {

@@ -147,6 +147,20 @@ TEST_F(CopyLog, FollowsLinksButNotForEver) {
   }
 }
 
+TEST_F(CopyLog, CopiesNoFolderIntoItself) {
+  TELL("copy_log", copy_log(kFrom, kFrom), R"(
+/data/from/a=1; /data/from/b/c=2 -> I from /data/from/ to /data/from/ copy done!!!\n
+  => /data/from/a=1; /data/from/b/c=2
+)");
+  fs::remove_all(file("/data"));
+  write_file(made("/data/to/a/b/c"), "1");
+  fs::create_directory(file(kFrom));
+  fs::create_symlink(file("/data/to/a"), file("/data/from/a"));
+  copy();
+  EXPECT_EQ(understood("I from /data/from/a/ to /data/to/a/ copy done!!!\\n|$done"), told());
+  EXPECT_EQ("a/ a/b/ a/b/c=1", out);
+}
+
 TEST_F(CopyLog, LeavesOutTheTargetInsideTheSourceAndAFileThatIsItself) {
   TELL("copy_log", copy_log("/data/from/b/to/", kFrom), R"(
 /data/from/a=1; /data/from/b/c=2; /data/from/b/to/d=3 ->

@@ -84,6 +84,18 @@ class LastLogs : public CollectionTest {
     return "(none)";
   }
 
+  /// Lets the file of a record that is written within the next seconds fail.
+  void file_fails(Access access, Effect effect, int64_t value) {
+    for (int second = 0; second < 5; ++second) {
+      const time_t now = time(nullptr) + second;
+      tm local{};
+      localtime_r(&now, &local);
+      char date[30];
+      strftime(date, sizeof date, "%Y%m%d_%H%M%S", &local);
+      fault(Part::file, std::string(kRoot) + date + "/rkf_last_dmesg_0.txt", effect, value, access);
+    }
+  }
+
   std::string said_;
 };
 
@@ -189,6 +201,12 @@ TEST_F(LastLogs, FailuresOfThePartitionAndOfZlibStopNothingElse) {
        "(none)"},
       {"close", strike(Access::close), folder + "I Failed closing " + io + success + second,
        "one\ntwo\n"},
+      {"the file's open", [&] { file_fails(Access::open, Effect::fail, ENOSPC); },
+       folder + failed + second, "(none)"},
+      {"its write", [&] { file_fails(Access::write, Effect::shorter, 2); },
+       folder + failed + second, "(none)"},
+      {"its close", [&] { file_fails(Access::close, Effect::fail, ENOSPC); },
+       folder + failed + second, "(none)"},
       {"init", [] { init_code = Z_MEM_ERROR; }, folder + init + init + failed + second, "(none)"},
       {"memory", [] { inflate_code = Z_MEM_ERROR; }, folder + memory + memory + failed + second,
        "(none)"},
