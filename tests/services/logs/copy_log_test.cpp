@@ -3,6 +3,8 @@
 #include <sys/resource.h>
 #include <sys/stat.h>
 
+#include <thread>
+
 #include "fcx/log_collection.h"
 #include "tests/services/logs/tree.h"
 
@@ -212,18 +214,11 @@ TEST_F(CopyLog, GoesDeepOnASmallStackWithFewDescriptors) {
   std::string path = kFrom;
   while (path.size() + 3 <= 255) path += "d/";
   write_file(made(path + "f"), "deep");
-  pthread_attr_t attributes;
-  ASSERT_EQ(0, pthread_attr_init(&attributes));
-  ASSERT_EQ(0, pthread_attr_setstacksize(&attributes, 1 << 20));
-  pthread_t thread;
-  ASSERT_EQ(0, pthread_create(
-                   &thread, &attributes,
-                   [](void*) -> void* {
-                     copy_log(kTo, kFrom);
-                     return nullptr;
-                   },
-                   nullptr));
-  ASSERT_EQ(0, pthread_join(thread, nullptr));
+  pthread_attr_t small;
+  ASSERT_EQ(0, pthread_attr_init(&small));
+  ASSERT_EQ(0, pthread_attr_setstacksize(&small, 1 << 20));
+  ASSERT_EQ(0, pthread_setattr_default_np(&small));
+  std::thread([] { copy_log(kTo, kFrom); }).join();
   EXPECT_EQ("deep", read_file(file((kTo + path.substr(sizeof kFrom - 1) + "f").c_str())));
   EXPECT_EQ(0, Delete_Folder("/data/from"));
   EXPECT_FALSE(fs::exists(file(kFrom)));
