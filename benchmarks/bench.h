@@ -36,6 +36,8 @@ void register_carrier();
 void report_carrier(const Medians& medians);
 void register_checksums();
 void report_checksums(const Medians& medians);
+void register_collection();
+void report_collection(const Medians& medians);
 void register_dispatch();
 void report_dispatch(const Medians& medians);
 void register_last_logs();

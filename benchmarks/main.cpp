@@ -48,6 +48,7 @@ int main(int argc, char** argv) {
   bench::register_carrier();
   bench::register_system();
   bench::register_checksums();
+  bench::register_collection();
   bench::register_last_logs();
   benchmark::Initialize(&argc, argv);
   bench::Medians medians;
@@ -59,6 +60,7 @@ int main(int argc, char** argv) {
   bench::report_carrier(medians);
   bench::report_system(medians);
   bench::report_checksums(medians);
+  bench::report_collection(medians);
   bench::report_last_logs(medians);
   return 0;
 }

@@ -33,7 +33,7 @@ class MakeZipFile {
   void CloseZip();
 
   /// Opens an archive for extraction. One that is open is closed before.
-  /// @return whether it is open and an archive
+  /// @return whether it is open and an archive; minizip takes one without entries for none
   bool OpenUnZip(char* name);
 
   /// Closes the archive that is read.
@@ -106,11 +106,12 @@ int makedir(const char* path);
 /// @param uf           not null
 /// @param without_path points to 0 to keep the folders of the entry's name, else 1
 /// @param overwrite    points to 0 to ask, else 1; 'A' stores 1
-/// @param password     of an encrypted entry; null for none
+/// @param password     of an encrypted entry; null for none. A minizip that was built without
+///                     decryption, as Debian's, refuses one for an encrypted entry with -102
 /// @return 0, also for what was left out; -1 when the name has 256 characters and more, or, with
 ///         folders kept, is absolute or has ".." as a part; -1 when the target cannot be opened or
-///         written; -103 when there is less than the entry declares; -104 when no memory can be
-///         had; else minizip's code
+///         written; -104 when no memory can be had; -105 when what was extracted has another
+///         checksum; else minizip's code
 int do_extract_currentfile(unzFile uf, int* without_path, int* overwrite, const char* password);
 
 #pragma GCC visibility pop

@@ -142,31 +142,25 @@ void open_target(const Entry& entry, std::optional<fcx::DeviceFile>& file) {
 }
 
 /// Copies the open entry into a file, piece by piece.
-int copy_entry(const Entry& entry, fcx::DeviceFile& file, char* buffer) {
-  uint64_t copied = 0;
+/// @param checksum of what was copied
+int copy_entry(unzFile archive, fcx::DeviceFile& file, char* buffer, uLong& checksum) {
   int size;
-  while ((size = unzReadCurrentFile(entry.archive, buffer, kPiece)) > 0) {
+  while ((size = unzReadCurrentFile(archive, buffer, kPiece)) > 0) {
     const auto piece = static_cast<size_t>(size);
     if (!file.write({buffer, piece}).ok()) {
       DOMAIN_INFO("TAVRIN_UNZIP : error in writing extracted file\n");
       return UNZ_ERRNO;
     }
-    copied += piece;
+    checksum = crc32(checksum, reinterpret_cast<const Bytef*>(buffer), static_cast<uInt>(piece));
   }
   if (size < 0) {
     DOMAIN_INFO("TAVRIN_UNZIP : error %d with zipfile in unzReadCurrentFile\n", size);
-    return size;
   }
-  // minizip takes it for whole.
-  if (copied < entry.info.uncompressed_size) {
-    DOMAIN_ERROR("do_extract_currentfile: %s has less than it declares\n", entry.name.c_str());
-    return UNZ_BADZIPFILE;
-  }
-  return UNZ_OK;
+  return size;
 }
 
-/// Extracts an entry that is open.
-int extract_file(const Entry& entry, char* buffer) {
+/// Extracts the open entry to its target.
+int extract_to_target(const Entry& entry, char* buffer, uLong& checksum) {
   std::optional<fcx::DeviceFile> file;
   open_target(entry, file);
   if (!file->is_open() || !file->is_regular()) {
@@ -174,10 +168,22 @@ int extract_file(const Entry& entry, char* buffer) {
     return -1;
   }
   DOMAIN_INFO("TAVRIN_UNZIP : extracting: %s\n", entry.target());
-  const int error = copy_entry(entry, *file, buffer);
+  const int error = copy_entry(entry.archive, *file, buffer, checksum);
   if (file->close().ok() || error != UNZ_OK) return error;
   DOMAIN_INFO("TAVRIN_UNZIP : error in writing extracted file\n");
   return UNZ_ERRNO;
+}
+
+/// Extracts the open entry and closes it.
+int extract_file(const Entry& entry, char* buffer) {
+  uLong checksum = crc32(0, nullptr, 0);
+  const int extracted = extract_to_target(entry, buffer, checksum);
+  const int closed = close_entry(entry.archive);
+  if (extracted != UNZ_OK) return extracted;
+  // minizip compares it only when there is all that the entry declares.
+  if (closed != UNZ_OK || checksum == entry.info.crc) return closed;
+  DOMAIN_ERROR("do_extract_currentfile: %s is not what was packed\n", entry.name.c_str());
+  return UNZ_CRCERROR;
 }
 
 /// @return 0, or why a folder could not be made
@@ -232,7 +238,7 @@ int do_extract_currentfile(unzFile uf, int* without_path, int* overwrite, const 
     static_cast<void>(makedir(entry.name.c_str()));  // it has logged its failure
     return 0;
   }
-  // minizip would decrypt what is not encrypted.
+  // With a password minizip takes every entry for an encrypted one.
   const bool is_encrypted = (entry.info.flag & 1) != 0;
   const int opened = unzOpenCurrentFilePassword(uf, is_encrypted ? password : nullptr);
   if (opened != UNZ_OK) {
@@ -242,9 +248,7 @@ int do_extract_currentfile(unzFile uf, int* without_path, int* overwrite, const 
   const bool is_replaced = *overwrite != 0 ||
                            fcx::presence_of(entry.target()) == fcx::Presence::absent ||
                            may_replace(entry.target(), overwrite);
-  const int extracted = is_replaced ? extract_file(entry, buffer.get()) : UNZ_OK;
-  const int closed = close_entry(uf);
-  return extracted != UNZ_OK ? extracted : closed;
+  return is_replaced ? extract_file(entry, buffer.get()) : close_entry(uf);
 }
 
 bool MakeZipFile::OpenUnZip(char* name) {

@@ -19,6 +19,8 @@
 
 namespace {
 
+using fcx::FileId;
+
 constexpr size_t kPiece = 16384;
 
 /// What an entry without 64-bit sizes declares at most is one less.
@@ -83,13 +85,15 @@ bool copy_into_entry(zipFile zip, const char* path, fcx::DeviceFile& file, char*
 
 /// A folder that is being packed, and those that it is in.
 struct Folder {
-  const struct stat& status;
+  FileId id;
   const Folder* parent;
 };
 
-bool is_one_of(const Folder* folder, const struct stat& found) {
+FileId id_of(const struct stat& found) { return {found.st_dev, found.st_ino}; }
+
+bool is_one_of(const Folder* folder, const FileId& id) {
   for (; folder != nullptr; folder = folder->parent) {
-    if (folder->status.st_dev == found.st_dev && folder->status.st_ino == found.st_ino) return true;
+    if (folder->id == id) return true;
   }
   return false;
 }
@@ -106,7 +110,7 @@ class FolderPacker {
   /// False when it does not fit.
   bool add(std::string_view text);
   void cut(size_t length);
-  int pack_folder(const Folder* parent, const struct stat& status);
+  int pack_folder(const Folder& folder);
   void pack_entry(const Folder& folder);
 
   MakeZipFile& archive_;
@@ -136,13 +140,12 @@ int FolderPacker::pack(std::string_view folder) {
   if (!add(folder)) return not_opened();
   if (length_ > 1 && path_[length_ - 1] == '/') cut(length_ - 1);
   if (!fcx::look_up(path_.data(), status).ok()) return not_opened();
-  return pack_folder(nullptr, status);
+  return pack_folder({id_of(status), nullptr});
 }
 
-int FolderPacker::pack_folder(const Folder* parent, const struct stat& status) {
+int FolderPacker::pack_folder(const Folder& folder) {
   fcx::DeviceDirectory directory(path_.data());
   if (directory.error() != 0) return not_opened();
-  const Folder folder{status, parent};
   const size_t length = length_;
   // The names of "/" follow its only '/'.
   const std::string_view separator = length_ == 1 && path_[0] == '/' ? "" : "/";
@@ -161,8 +164,9 @@ void FolderPacker::pack_entry(const Folder& folder) {
   struct stat found {};
   if (!fcx::look_up(path_.data(), found).ok() || !S_ISDIR(found.st_mode)) {
     static_cast<void>(archive_.FileToZip(path_.data()));  // it has logged what it left out
-  } else if (!is_one_of(&folder, found)) {
-    static_cast<void>(pack_folder(&folder, found));  // it has logged that it could not be opened
+  } else if (!is_one_of(&folder, id_of(found))) {
+    // It has logged that it could not be opened.
+    static_cast<void>(pack_folder({id_of(found), &folder}));
   }
 }
 
@@ -215,7 +219,7 @@ int MakeZipFile::FileToZip(const char* path) {
   struct stat found {};
   const fcx::Result looked_up = fcx::look_up(path, found);
   if (leads_nowhere(looked_up)) return 0;
-  if (looked_up.ok() && (!S_ISREG(found.st_mode) || fcx::is_open_zip(found))) return 0;
+  if (looked_up.ok() && (!S_ISREG(found.st_mode) || fcx::is_open_zip(id_of(found)))) return 0;
   if (found.st_size >= kTooLarge) {
     DOMAIN_INFO("LOGSAVE : error in writing %s in the zipfile\n", path);
     return 0;

@@ -55,7 +55,7 @@ class ZipStream {
   int close();
 
  private:
-  friend bool fcx::is_open_zip(const struct stat& file);
+  friend bool fcx::is_open_zip(const FileId& file);
 
   /// Keeps the first failure. @return whether there was none yet
   bool note(Result result) {
@@ -72,7 +72,6 @@ class ZipStream {
   DeviceFile file_;
   Use use_;
   int error_ = 0;
-  struct stat status_ {};
   int64_t size_ = 0;           ///< of the file, with what is still to be written
   int64_t position_ = 0;       ///< as minizip has it
   int64_t file_position_ = 0;  ///< as the file has it
@@ -98,8 +97,8 @@ ZipStream::ZipStream(const char* device_path, Use use)
     error_ = strlen(device_path) < PATH_MAX ? file_.error() : ENAMETOOLONG;
   } else if (!file_.is_regular()) {
     error_ = ENOTSUP;
-  } else if (note(file_.status(status_))) {
-    size_ = status_.st_size;
+  } else if (struct stat status{}; use_ == Use::reads && note(file_.status(status))) {
+    size_ = status.st_size;
   }
   if (use_ == Use::reads) return;
   OpenZips& zips = open_zips();
@@ -273,11 +272,11 @@ unzFile open_unzip(const char* device_path) {
   return unzip;
 }
 
-bool is_open_zip(const struct stat& file) {
+bool is_open_zip(const FileId& file) {
   OpenZips& zips = open_zips();
   const std::lock_guard lock(zips.mutex);
   for (const ZipStream* zip = zips.first; zip != nullptr; zip = zip->next_) {
-    if (zip->status_.st_dev == file.st_dev && zip->status_.st_ino == file.st_ino) return true;
+    if (zip->file_.id() == file) return true;
   }
   return false;
 }

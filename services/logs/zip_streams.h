@@ -4,8 +4,8 @@
 
 #include <minizip/unzip.h>
 #include <minizip/zip.h>
-#include <sys/stat.h>
 
+#include "common/files.h"
 #include "common/result.h"
 
 namespace fcx {
@@ -23,6 +23,6 @@ Result close_zip(zipFile zip);
 unzFile open_unzip(const char* device_path);
 
 /// Whether an archive is being written to this file by this process.
-bool is_open_zip(const struct stat& file);
+bool is_open_zip(const FileId& file);
 
 }  // namespace fcx

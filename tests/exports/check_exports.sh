@@ -6,15 +6,31 @@ nm=$1 library=$2 headers=$3
 names=$("$nm" -DC --defined-only "$library" |
   sed -E 's/^[0-9a-f]* . //; /^__odr_asan\./d; s/\(.*//; s/\[abi:.*//; s/.*:://; s/^~//' | sort -u)
 [ -n "$names" ] || { echo "no symbol found in $library"; exit 1; }
+# What minizip publishes in zip.h, unzip.h and ioapi.h.
+published='
+  zipClose zipCloseFileInZip zipCloseFileInZipRaw zipCloseFileInZipRaw64 zipOpen zipOpen2 zipOpen2_64 zipOpen64
+  zipOpenNewFileInZip zipOpenNewFileInZip2 zipOpenNewFileInZip2_64 zipOpenNewFileInZip3 zipOpenNewFileInZip3_64
+  zipOpenNewFileInZip4 zipOpenNewFileInZip4_64 zipOpenNewFileInZip64 zipRemoveExtraInfoBlock zipWriteInFileInZip
+  unzClose unzCloseCurrentFile unzGetCurrentFileInfo unzGetCurrentFileInfo64 unzGetCurrentFileZStreamPos64
+  unzGetFilePos unzGetFilePos64 unzGetGlobalComment unzGetGlobalInfo unzGetGlobalInfo64 unzGetLocalExtrafield
+  unzGetOffset unzGetOffset64 unzGoToFilePos unzGoToFilePos64 unzGoToFirstFile unzGoToNextFile unzLocateFile
+  unzOpen unzOpen2 unzOpen2_64 unzOpen64 unzOpenCurrentFile unzOpenCurrentFile2 unzOpenCurrentFile3
+  unzOpenCurrentFilePassword unzReadCurrentFile unzSetOffset unzSetOffset64 unzStringFileNameCompare unzeof
+  unztell unztell64
+  call_zopen64 call_zseek64 call_ztell64 fill_fopen64_filefunc fill_fopen_filefunc
+  fill_zlib_filefunc64_32_def_from_filefunc32'
 hidden=0
 for name in $names; do
-  grep -qrw -- "$name" "$headers" || { echo "shown but not declared: $name"; hidden=1; }
+  # parson's, where the machine has it.
+  [[ $published =~ [[:space:]]$name([[:space:]]|$) || $name = json_* ]] ||
+    grep -qrw -- "$name" "$headers" || { echo "shown but not declared: $name"; hidden=1; }
 done
-# And the other way round: the entry, and every accessor that the item table names, can be called.
+# And the other way round: the entry, every accessor that the item table names, and what minizip publishes can be
+# called.
 accessors=$(sed -nE 's/^FCX_ITEM\(//p' "$headers/factory_items.def" |
   awk -F', *' '{for (i = 6; i < 10; i += 2) if ($i ~ /^(flag|text|raw|own) *$/) print $(i + 1)}')
 [ -n "$accessors" ] || { echo "no accessor found in the item table"; exit 1; }
-for accessor in service_handler $accessors; do
+for accessor in service_handler $accessors $published; do
   grep -qx "$accessor" <<<"$names" || { echo "declared but not shown: $accessor"; hidden=1; }
 done
 exit $hidden
