@@ -23,10 +23,12 @@ class CollectionTest : public LogTest {
     let("last", "[get_rkf_last_log_if_exist]");
   }
 
-  std::string plain(const std::string& text) const override {
+  static std::string undated(const std::string& text) {
     static const std::regex kDate("[0-9]{8}_[0-9]{6}");
     return std::regex_replace(text, kDate, "DATE");
   }
+
+  std::string plain(const std::string& text) const override { return undated(text); }
 
   void put_program(const char* path, const std::string& script) {
     fs::create_directories(file(path).parent_path());
@@ -34,7 +36,7 @@ class CollectionTest : public LogTest {
     fs::permissions(file(path), fs::perms::owner_all);
   }
   void put_programs() {
-    put_program("/vendor/bin/dmesg", "echo kernel");
+    put_program("/vendor/bin/dmesg", dmesg_);
     put_program("/vendor/bin/getprop", "echo '[a]: [b]'");
   }
   /// Collects, by whatever path, and gives the dated folders there the name DATE.
@@ -45,10 +47,12 @@ class CollectionTest : public LogTest {
     if (!fs::is_directory(root)) return result;
     for (const auto& entry : fs::directory_iterator(root)) {
       const std::string name = entry.path().filename();
-      if (plain(name) != name) fs::rename(entry.path(), root / plain(name));
+      if (undated(name) != name) fs::rename(entry.path(), root / undated(name));
     }
     return result;
   }
+
+  std::string dmesg_ = "echo kernel";
 };
 
 }  // namespace fcx_test

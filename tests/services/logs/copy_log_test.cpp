@@ -3,6 +3,8 @@
 #include <sys/resource.h>
 #include <sys/stat.h>
 
+#include <thread>
+
 #include "fcx/log_collection.h"
 #include "tests/services/logs/tree.h"
 
@@ -147,6 +149,20 @@ TEST_F(CopyLog, FollowsLinksButNotForEver) {
   }
 }
 
+TEST_F(CopyLog, CopiesNoFolderIntoItself) {
+  TELL("copy_log", copy_log(kFrom, kFrom), R"(
+/data/from/a=1; /data/from/b/c=2 -> I from /data/from/ to /data/from/ copy done!!!\n
+  => /data/from/a=1; /data/from/b/c=2
+)");
+  fs::remove_all(file("/data"));
+  write_file(made("/data/to/a/b/c"), "1");
+  fs::create_directory(file(kFrom));
+  fs::create_symlink(file("/data/to/a"), file("/data/from/a"));
+  copy();
+  EXPECT_EQ(understood("I from /data/from/a/ to /data/to/a/ copy done!!!\\n|$done"), told());
+  EXPECT_EQ("a/ a/b/ a/b/c=1", out);
+}
+
 TEST_F(CopyLog, LeavesOutTheTargetInsideTheSourceAndAFileThatIsItself) {
   TELL("copy_log", copy_log("/data/from/b/to/", kFrom), R"(
 /data/from/a=1; /data/from/b/c=2; /data/from/b/to/d=3 ->
@@ -198,18 +214,11 @@ TEST_F(CopyLog, GoesDeepOnASmallStackWithFewDescriptors) {
   std::string path = kFrom;
   while (path.size() + 3 <= 255) path += "d/";
   write_file(made(path + "f"), "deep");
-  pthread_attr_t attributes;
-  ASSERT_EQ(0, pthread_attr_init(&attributes));
-  ASSERT_EQ(0, pthread_attr_setstacksize(&attributes, 1 << 20));
-  pthread_t thread;
-  ASSERT_EQ(0, pthread_create(
-                   &thread, &attributes,
-                   [](void*) -> void* {
-                     copy_log(kTo, kFrom);
-                     return nullptr;
-                   },
-                   nullptr));
-  ASSERT_EQ(0, pthread_join(thread, nullptr));
+  pthread_attr_t small;
+  ASSERT_EQ(0, pthread_attr_init(&small));
+  ASSERT_EQ(0, pthread_attr_setstacksize(&small, 1 << 20));
+  ASSERT_EQ(0, pthread_setattr_default_np(&small));
+  std::thread([] { copy_log(kTo, kFrom); }).join();
   EXPECT_EQ("deep", read_file(file((kTo + path.substr(sizeof kFrom - 1) + "f").c_str())));
   EXPECT_EQ(0, Delete_Folder("/data/from"));
   EXPECT_FALSE(fs::exists(file(kFrom)));

@@ -49,7 +49,7 @@ std::string chunk(const std::string& bytes) {
 }
 std::string text_chunk(const std::string& text) { return chunk(deflated(text)); }
 
-/// A text that deflates to about its own size.
+/// A text that is no smaller when it is deflated.
 std::string noise(size_t size) {
   std::string text(size, '\0');
   uint32_t state = 1;
@@ -59,158 +59,144 @@ std::string noise(size_t size) {
 
 class LastLogs : public CollectionTest {
  protected:
+  LastLogs() {
+    let("dst", understood("I $last dst folder : ${root}DATE/|"));
+    for (const char* record : {"0", "1"}) {
+      let("failed"s + record, understood("I $last RKF log copy(") + record + ") failed.|");
+      let("saved"s + record,
+          understood("I $last RKF log copy success(${root}DATE/rkf_last_dmesg_") + record +
+              ".txt)|");
+    }
+    let("flag", "zlib_decompress \n|I util decomp fail flag\n|");
+  }
   ~LastLogs() override { init_code = inflate_code = Z_OK, block_size = kBlock; }
 
+  /// What is said of last logs.
+  std::string plain(const std::string& text) const override {
+    const size_t begin = std::min(text.find("I [get_rkf"), text.size());
+    return undated(text.substr(begin, text.find("I Save kernel log") - begin));
+  }
   void put(size_t place, std::string_view record) {
     std::fstream partition(file("/dev/block/by-name/ftm"),
                            std::ios::in | std::ios::out | std::ios::binary);
     partition.seekp(static_cast<std::streamoff>(place));
-    partition << record;
+    partition << record << std::string(kRecord - std::min(kRecord, record.size()), '\0');
   }
-  /// Collects, and leaves what was said of last logs.
-  void save() {
-    told();
-    put_programs();
-    EXPECT_EQ(0, logsave(kRoot));
-    const std::string lines = told();
-    const size_t begin = lines.find("I [get_rkf"), end = lines.find("I Save kernel log");
-    said_ = lines.substr(begin, end - begin);
-  }
-  std::string text(int record) {
-    for (const auto& entry : fs::directory_iterator(file(kRoot))) {
-      const fs::path log = entry.path() / ("rkf_last_dmesg_" + std::to_string(record) + ".txt");
-      if (fs::exists(log)) return read_file(log);
-    }
-    return "(none)";
+  /// Collects, and leaves the text of one record.
+  int save(const std::string& record, int place) {
+    put(kPlaces[place], record);
+    put(kPlaces[1 - place], "");
+    fs::remove_all(file(kRoot));
+    const int result = collect(kRoot);
+    const fs::path folder = file(kRoot) / "DATE";
+    out = read_file(folder / ("rkf_last_dmesg_" + std::to_string(place) + ".txt"));
+    EXPECT_EQ(!out.empty(),
+              fs::exists(folder / ("rkf_last_dmesg_" + std::to_string(place) + ".txt")));
+    EXPECT_FALSE(fs::exists(folder / ("rkf_last_dmesg_" + std::to_string(1 - place) + ".txt")));
+    return result;
   }
 
-  std::string said_;
+  /// Lets the file of record 0 fail that is written within the next seconds.
+  int save_with_file(Access access, Effect effect, int64_t value) {
+    for (int second = 0; second < 5; ++second) {
+      const time_t now = time(nullptr) + second;
+      char date[30];
+      strftime(date, sizeof date, "%Y%m%d_%H%M%S", localtime(&now));
+      fault(Part::file, std::string(kRoot) + date + "/rkf_last_dmesg_0.txt", effect, value, access);
+    }
+    return save(number(1) + text_chunk("one"), 0);
+  }
 };
 
 TEST_F(LastLogs, AreTheChunksOfTheirRecords) {
-  const std::string one = text_chunk("one\n"), two = text_chunk("two\n"), end = number(0);
-  const std::string full = number(1) + chunk(deflated(noise(1000)));
-  const std::string failed = "I Inflate error : -3 zlib_decompress \n|I util decomp fail flag\n|";
-  std::string dictionary = deflated("text");
-  dictionary[1] = static_cast<char>(dictionary[1] | 0x20);  // says that it needs one
-  dictionary[1] = static_cast<char>(dictionary[1] / 32 * 32);
-  dictionary[1] =
-      static_cast<char>(dictionary[1] + 31 - (dictionary[0] * 256 + dictionary[1]) % 31);
-  std::string corrupt = deflated("corrupt\n");
+  const std::string one = text_chunk("one\n"), two = text_chunk("two\n"), begin = number(1);
+  const std::string failed = understood("I Inflate error : -3 $flag");
+  std::string dictionary = deflated("text"), corrupt = dictionary, wrong_sum = dictionary;
+  dictionary[1] = '\xBB';  // says that it needs one
   corrupt[2] = '\xFF';
-  std::string wrong_sum = deflated("wrong sum\n");
-  wrong_sum.back() = static_cast<char>(wrong_sum.back() + 1);
-  const std::string whole = deflated(noise(2000));
-  // As long as the record is, and a byte more.
-  const std::string last = deflated(noise(1000));
-  const auto filled = [&](int32_t more) {
-    const size_t room = kRecord - 4 - 4 - last.size() - 4;
+  wrong_sum.back() = '\0';
+  const std::string last = deflated(noise(1000)), cut = deflated(noise(2000)).substr(0, 1000);
+  // A record whose last chunk ends with it, or so much later.
+  const auto filled = [&](size_t more) {
     std::string filler = deflated("f");
-    filler.resize(room, 'x');
-    return number(1) + chunk(filler) + number(static_cast<int32_t>(last.size()) + more) + last;
+    filler.resize(kRecord - 4 - 4 - 4 - last.size(), 'x');
+    return begin + chunk(filler) + number(static_cast<int32_t>(last.size() + more)) + last;
   };
+  const std::string most(kText, 't');
   const std::tuple<const char*, std::string, std::string, std::string> cases[] = {
-      {"no log", number(0) + one, "", "(none)"},
-      {"a negative first word", number(-1) + one, "", "(none)"},
+      {"no log", number(0) + one, "", ""},
+      {"a negative first word", number(-1) + one, "", ""},
       {"a first word of 7", number(7) + one, "", "one\n"},
-      {"no chunk", number(1) + end, "", "(none)"},
-      {"two chunks", number(1) + one + two + end + one, "", "one\ntwo\n"},
-      {"a negative length", number(1) + one + number(-1) + two, "", "one\n"},
-      {"the lowest length", number(1) + one + number(INT32_MIN) + two, "", "one\n"},
-      {"the highest length", number(1) + one + number(INT32_MAX) + two, "", "one\n"},
-      {"a length past the end", number(1) + one + number(kRecord) + two, "", "one\n"},
+      {"no chunk", begin, "", ""},
+      {"two chunks and an end", begin + one + two + number(0) + one, "", "one\ntwo\n"},
+      {"a negative length", begin + one + number(-1) + two, "", "one\n"},
+      {"the lowest length", begin + one + number(INT32_MIN) + two, "", "one\n"},
+      {"the highest length", begin + one + number(INT32_MAX) + two, "", "one\n"},
       {"a length up to the end", filled(0), "", "f" + noise(1000)},
       {"a length that is one more", filled(1), "", "f"},
-      {"a chunk that is none", number(1) + chunk("none") + two, failed, "two\n"},
-      {"a corrupt chunk", number(1) + one + chunk(corrupt) + two, failed, "one\ntwo\n"},
-      {"a wrong check sum", number(1) + chunk(wrong_sum) + two, failed, "two\n"},
-      {"a dictionary", number(1) + chunk(dictionary) + two, failed, "two\n"},
-      {"a chunk of one byte", number(1) + chunk("x") + two, "", "two\n"},
-      {"a chunk that ends early", number(1) + chunk(whole.substr(0, 1000)) + two, "",
-       noise(2000).substr(0, 993) + "two\n"},
-      {"bytes after the chunk's end", number(1) + chunk(deflated("one") + "and more") + two, "",
-       "onetwo\n"},
-      {"as much text as there is room for", number(1) + text_chunk(std::string(kText, 't')), "",
-       std::string(kText, 't')},
-      {"more text", number(1) + one + text_chunk(std::string(kText, 't')) + two, "",
-       "one\n" + std::string(kText - 4, 't')},
+      {"a chunk that is none", begin + chunk("none") + two, failed, "two\n"},
+      {"a corrupt chunk", begin + one + chunk(corrupt) + two, failed, "one\ntwo\n"},
+      {"a wrong check sum", begin + chunk(wrong_sum) + two, failed, "two\n"},
+      {"a dictionary", begin + chunk(dictionary) + two, failed, "two\n"},
+      {"a chunk of one byte", begin + chunk("x") + two, "", "two\n"},
+      {"a chunk that is cut", begin + chunk(cut) + two, "", noise(2000).substr(0, 993) + "two\n"},
+      {"bytes after its end", begin + chunk(deflated("one") + "more") + two, "", "onetwo\n"},
+      {"as much text as there is room for", begin + text_chunk(most), "", most},
+      {"more", begin + one + text_chunk(most) + two, "", "one\n" + most.substr(4)},
   };
-  for (const auto& [what, record, lines, expected] : cases) {
+  for (const auto& [what, record, lines, text] : cases) {
     for (int place = 0; place < 2; ++place) {
       SCOPED_TRACE(what + " "s + std::to_string(place));
-      fs::remove_all(file(kRoot));
-      put(kPlaces[place], record + std::string(kRecord - std::min(kRecord, record.size()), '\0'));
-      put(kPlaces[1 - place], std::string(kRecord, '\0'));
-      save();
-      const std::string found = text(place);
-      EXPECT_EQ(expected.size(), found.size());
-      EXPECT_TRUE(expected == found);
-      EXPECT_EQ("(none)", text(1 - place));
-      std::string said = understood("I $last dst folder : ${root}DATE/|");
-      for (int each = 0; each < 2; ++each) {
-        if (each == place) said += lines;
-        const std::string n = std::to_string(each);
-        said += each == place && expected != "(none)"
-                    ? understood("I $last RKF log copy success(${root}DATE/rkf_last_dmesg_") + n +
-                          ".txt)|"
-                    : understood("I $last RKF log copy(") + n + ") failed.|";
-      }
-      EXPECT_EQ(said, said_);
+      told();
+      EXPECT_EQ(0, save(record, place));
+      EXPECT_EQ(text.size(), out.size());
+      EXPECT_TRUE(text == out);
+      const std::string outcome = (text.empty() ? "$failed" : "$saved") + std::to_string(place);
+      EXPECT_EQ(
+          understood("$dst") + (place == 0 ? lines + understood(outcome + "$failed1")
+                                           : understood("$failed0") + lines + understood(outcome)),
+          told());
     }
   }
 }
 
-TEST_F(LastLogs, FailuresOfThePartitionAndOfZlibStopNothingElse) {
-  const std::string record = number(1) + text_chunk("one\n") + text_chunk("two\n");
-  const std::string partition = "/dev/block/by-name/ftm";
-  const std::string folder = understood("I $last dst folder : ${root}DATE/|");
-  const std::string failed = understood("I $last RKF log copy(0) failed.|");
-  const std::string second = understood("I $last RKF log copy(1) failed.|");
-  const std::string success =
-      understood("I $last RKF log copy success(${root}DATE/rkf_last_dmesg_0.txt)|");
-  const std::string io = partition + "\n(Input/output error)\n|";
-  const std::string flag = "I util decomp fail flag\n|";
-  using Set = std::function<void()>;
-  const auto strike = [&](Access access, Effect effect = Effect::fail, int64_t value = EIO) {
-    return [=] { fault(Part::file, partition, effect, value, access, 1); };
-  };
-  const std::string init = "I Inflate init error : -4\n|" + flag;
-  const std::string memory = "I Inflate error : -4 zlib_decompress \n|" + flag;
-  const std::string data = "I Inflate error : -3 zlib_decompress \n|" + flag;
-  const std::tuple<const char*, Set, std::string, std::string> cases[] = {
-      {"open", strike(Access::open), folder + "E Can't open " + io + failed + second, "(none)"},
-      {"seek", strike(Access::seek),
-       folder + "E get_rkf_last_log_if_exist: " + partition + ": Input/output error\n|" + failed +
-           second,
-       "(none)"},
-      {"read", strike(Access::read), folder + "I Failed reading " + io + failed + second, "(none)"},
-      {"short", strike(Access::read, Effect::shorter, kRecord - 1),
-       folder + "I Failed reading " + partition + "\n(No data available)\n|" + failed + second,
-       "(none)"},
-      {"close", strike(Access::close), folder + "I Failed closing " + io + success + second,
-       "one\ntwo\n"},
-      {"init", [] { init_code = Z_MEM_ERROR; }, folder + init + init + failed + second, "(none)"},
-      {"memory", [] { inflate_code = Z_MEM_ERROR; }, folder + memory + memory + failed + second,
-       "(none)"},
-      {"dictionary", [] { inflate_code = Z_NEED_DICT; }, folder + data + data + failed + second,
-       "(none)"},
-      {"no block size", [] { block_size = 0; },
-       folder + "E get_rkf_last_log_if_exist: no partition with blocks of 0 bytes\n|", "(none)"},
-      {"the largest", [] { block_size = INT32_MAX; },
-       folder + understood("E $last in_buf malloc failed|"), "(none)"},
-      {"too large for the text", [] { block_size = (64 << 20) / 1984 + 1; },
-       folder + understood("E $last out_buf malloc failed|"), "(none)"},
-  };
-  for (const auto& [what, set, lines, expected] : cases) {
-    SCOPED_TRACE(what);
-    fs::remove_all(file(kRoot));
-    put(kPlaces[0], record);
-    set();
-    save();
-    clear_faults();
-    init_code = inflate_code = Z_OK, block_size = kBlock;
-    EXPECT_EQ(lines, said_);
-    EXPECT_EQ(expected, text(0));
+TEST_F(LastLogs, FailuresStopNothingElse) {
+  const std::string record = number(1) + text_chunk("one");
+  TELL("get_rkf_last_log_if_exist", save(record, 0), R"(
+let partition = /dev/block/by-name/ftm
+let io = $partition\n(Input/output error)\n|
+-> $dst$saved0$failed1 => out=one
+$partition!open -> ${dst}E Can't open $io${failed0}E Can't open $io$failed1 => out=
+$partition!open @2 -> $dst${saved0}E Can't open $io$failed1 => out=one
+$partition!seek @2 -> $dst${saved0}E @: $partition: Input/output error\n|$failed1 => out=one
+$partition!read -> ${dst}I Failed reading $io${failed0}I Failed reading $io$failed1 => out=
+$partition!read short 507903 -> ${dst}I Failed reading $partition\n(No data available)\n|${failed0}I
+  Failed reading $partition\n(No data available)\n|$failed1 => out=
+$partition!close -> ${dst}I Failed closing $io${saved0}I Failed closing $io$failed1 => out=one
+)");
+  const char* failed = "-> $dst$failed0$failed1 => out=";
+  TELL("full", save_with_file(Access::open, Effect::fail, ENOSPC), failed);
+  TELL("full", save_with_file(Access::write, Effect::shorter, 2), failed);
+  TELL("full", save_with_file(Access::close, Effect::fail, ENOSPC), failed);
+  init_code = Z_MEM_ERROR;
+  TELL("inflateInit_", save(record, 0), R"(
+-> ${dst}I Inflate init error : -4\n|I util decomp fail flag\n|$failed0$failed1 => out=
+)");
+  init_code = Z_OK;
+  for (const auto& [code, shown] : {std::pair(Z_MEM_ERROR, "-4"), {Z_NEED_DICT, "-3"}}) {
+    inflate_code = code;
+    TELL("inflate", save(record, 0),
+         "-> ${dst}I Inflate error : "s + shown + " $flag$failed0$failed1 => out=");
+  }
+  inflate_code = Z_OK;
+  const std::pair<int, const char*> sizes[] = {
+      {0, "get_rkf_last_log_if_exist: no partition with blocks of 0 bytes\\n|"},
+      {-1, "get_rkf_last_log_if_exist: no partition with blocks of -1 bytes\\n|"},
+      {INT32_MAX, "$last in_buf malloc failed|"},
+      {(64 << 20) / 1984 + 1, "$last out_buf malloc failed|"}};
+  for (const auto& [size, line] : sizes) {
+    block_size = size;
+    TELL("block size", save("", 0), "-> ${dst}E "s + line + " => out=");
   }
 }
 
