@@ -91,12 +91,12 @@ class ScreenCapture {
   int saveScreenToFile(int png, const char* path);
 
   /// What was captured last, getCapturedSize() bytes; owned by this object, until the next capture.
-  char* getCaptured() { return captured_.get(); }
-  int getCapturedSize() const { return captured_size_; }
+  char* getCaptured();
+  int getCapturedSize();
   /// The last bitmap, getCapturedBWSize() bytes; owned by this object, until the next
   /// convertToBW().
-  char* getCapturedBW() { return captured_bw_.get(); }
-  int getCapturedBWSize() const { return captured_bw_size_; }
+  char* getCapturedBW();
+  int getCapturedBWSize();
   /// The screen's size in pixels, after init(), or as the last image had it where that fails.
   int getScreenWidth();
   int getScreenHeight();

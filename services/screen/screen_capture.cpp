@@ -380,6 +380,14 @@ int ScreenCapture::convertToBW(int threshold) {
   return captured_bw_size_;
 }
 
+char* ScreenCapture::getCaptured() { return captured_.get(); }
+
+int ScreenCapture::getCapturedSize() { return captured_size_; }
+
+char* ScreenCapture::getCapturedBW() { return captured_bw_.get(); }
+
+int ScreenCapture::getCapturedBWSize() { return captured_bw_size_; }
+
 int ScreenCapture::getScreenWidth() {
   if (initialised_ == 0) static_cast<void>(init());  // the field stays what it was
   return screen_width_;
