@@ -1,5 +1,5 @@
-// Copying and packing a tree of text files beside cp and zip, with twice ten times as much; and the
-// memory that this takes, by a program of its own (packing.cpp).
+// A whole collection of logs, of which nearly all is a tree of text files, beside cp and zip of
+// that tree; and the memory that it takes, by a program of its own (collecting.cpp).
 #include <array>
 #include <cstdio>
 #include <cstdlib>
@@ -9,8 +9,8 @@
 #include <string>
 
 #include "benchmarks/bench.h"
+#include "benchmarks/bench_phone.h"
 #include "fcx/log_collection.h"
-#include "fcx/make_zip_file.h"
 #include "virtual_phone/core/phone.h"
 
 namespace {
@@ -18,20 +18,10 @@ namespace {
 namespace fs = std::filesystem;
 
 constexpr size_t kFileSize = 100'000;
-/// Of the tree that is measured; the small one has a tenth.
+/// Of the collection that is measured; the small one has a tenth.
 constexpr size_t kFiles = 2000;
 /// A second or more each.
 constexpr int kRuns = 3;
-
-struct Tree {
-  const char* name;
-  size_t files;
-};
-constexpr Tree kTree{"tree", kFiles};
-constexpr Tree kSmallTree{"small_tree", kFiles / 10};
-constexpr Tree kLargeTree{"large_tree", kFiles * 10};
-
-fs::path place(const char* name) { return virtual_phone::selected().root() + "/data/" + name; }
 
 /// Text as a log has it: times that go on, a few names, some words, numbers.
 std::string text(unsigned seed) {
@@ -64,76 +54,65 @@ std::string text(unsigned seed) {
   return lines;
 }
 
-/// Twenty folders of files. Each file is one of twenty texts, of which each folder has its own
-/// copy.
-void write_tree(const Tree& tree) {
-  constexpr size_t kFolders = 20;
-  for (size_t folder = 0; folder < kFolders; ++folder) {
-    const fs::path path = place(tree.name) / std::to_string(folder);
-    fs::create_directories(path);
-    const std::string content = text(static_cast<unsigned>(folder));
-    for (size_t i = 0; i < tree.files / kFolders; ++i) {
-      std::ofstream(path / ("log_" + std::to_string(i) + ".txt"), std::ios::binary) << content;
+/// A phone with so many files to collect: twenty folders, each with copies of a text of its own.
+class FullPhone {
+ public:
+  explicit FullPhone(size_t files) : phone_(bench::quiet_directory(), "collection") {
+    constexpr size_t kFolders = 20;
+    for (size_t folder = 0; folder < kFolders; ++folder) {
+      const fs::path path = root() + DBDUMP_DIR + std::to_string(folder);
+      fs::create_directories(path);
+      const std::string content = text(static_cast<unsigned>(folder));
+      for (size_t i = 0; i < files / kFolders; ++i) {
+        std::ofstream(path / ("log_" + std::to_string(i) + ".txt"), std::ios::binary) << content;
+      }
     }
   }
-}
+  std::string root() const { return virtual_phone::selected().root(); }
 
-void remove_results() {
-  fs::remove_all(place("copy"));
-  fs::remove(place("logs.zip"));
-}
+ private:
+  bench::Phone phone_;
+};
 
-template <const Tree& tree>
+template <size_t files>
 void by_the_library(benchmark::State& state) {
-  const std::string source = std::string("/data/") + tree.name + "/";
-  for (auto _ : state) {
-    state.PauseTiming();
-    remove_results();
-    state.ResumeTiming();
-    char archive[] = "/data/logs.zip", folder[] = "/data/copy/";
-    copy_log("/data/copy/", source.c_str());
-    if (logsave_makezip(archive, folder) != 0) state.SkipWithError("there is no archive");
-  }
-  remove_results();
+  const FullPhone phone(files);
+  int result = 0;
+  for (auto _ : state) result = logsave("/data/vendor/factory/logsave/");
+  if (result != 0) state.SkipWithError("there is no archive");
 }
 
-template <const Tree& tree>
+template <size_t files>
 void by_programs(benchmark::State& state) {
-  const std::string command =
-      "cd " + place("").string() + " && cp -r " + tree.name + " copy && zip -1 -q -r logs.zip copy";
-  for (auto _ : state) {
-    state.PauseTiming();
-    remove_results();
-    state.ResumeTiming();
-    if (system(command.c_str()) != 0) state.SkipWithError("there is no archive");
-  }
-  remove_results();
+  const FullPhone phone(files);
+  const std::string command = "cd " + phone.root() +
+                              "/data/vendor/factory && cp -r dbdump copy && "
+                              "zip -1 -q -r logs.zip copy";
+  int result = 0;
+  for (auto _ : state) result = system(command.c_str());
+  if (result != 0) state.SkipWithError("there is no archive");
 }
 
-/// The most memory that copying and packing a tree takes, in KiB; 0 when it cannot be told.
-long peak_kib(const Tree& tree) {
-  const std::string program = fs::read_symlink("/proc/self/exe").replace_filename("fcx_packing");
-  const std::string command =
-      program + " " + virtual_phone::selected().directory().string() + " /data/" + tree.name + "/";
+/// The most memory that collecting so many files takes, in KiB; 0 when it cannot be told.
+long peak_kib(size_t files) {
+  const FullPhone phone(files);
+  const std::string program = fs::read_symlink("/proc/self/exe").replace_filename("fcx_collecting");
+  const std::string command = program + " " + virtual_phone::selected().directory().string();
   const std::unique_ptr<FILE, int (*)(FILE*)> pipe(popen(command.c_str(), "r"), pclose);
   long kib = 0;
-  if (pipe == nullptr || fscanf(pipe.get(), "%ld", &kib) != 1) kib = 0;
-  remove_results();
-  return kib;
+  return pipe != nullptr && fscanf(pipe.get(), "%ld", &kib) == 1 ? kib : 0;
 }
 
 }  // namespace
 
 void bench::register_collection() {
-  write_tree(kTree);
-  write_tree(kSmallTree);
   const auto once = [](const char* name, void (*body)(benchmark::State&)) {
-    measure(name, body)->Repetitions(kRuns)->Iterations(1);
+    measure(name, body)->Repetitions(kRuns)->Iterations(1)->UseRealTime();
   };
-  once("collection/library", by_the_library<kTree>);
-  once("collection/peer", by_programs<kTree>);
-  once("small collection/library", by_the_library<kSmallTree>);
-  once("small collection/peer", by_programs<kSmallTree>);
+  once("collection/library", by_the_library<kFiles>);
+  once("collection/peer", by_programs<kFiles>);
+  once("small collection/library", by_the_library<kFiles / 10>);
+  once("small collection/peer", by_programs<kFiles / 10>);
 }
 
 void bench::report_collection(const Medians& medians) {
@@ -142,8 +121,6 @@ void bench::report_collection(const Medians& medians) {
   print_ratio(medians, "200 logs of 20 MB", "small collection");
   printf("%-52s %9.2f times a tenth\n", "the time of the whole (limit 11)",
          medians.of("collection/library") / medians.of("small collection/library"));
-  write_tree(kLargeTree);
   printf("%-52s %9ld KiB, and %ld KiB for ten times as many\n", "memory (limit 16,384)",
-         peak_kib(kTree), peak_kib(kLargeTree));
-  for (const Tree& tree : {kTree, kSmallTree, kLargeTree}) fs::remove_all(place(tree.name));
+         peak_kib(kFiles), peak_kib(kFiles * 10));
 }

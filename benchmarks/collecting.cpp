@@ -1,13 +1,11 @@
-// Copies and packs a folder of a phone, and prints how much memory that has taken at most, in KiB:
-// fcx_packing PHONE FOLDER/
+// Collects the logs of a phone, and prints how much memory that has taken at most, in KiB:
+// fcx_collecting PHONE
 #include <cstdio>
-#include <cstring>
 #include <fstream>
 #include <string>
 
 #include "benchmarks/bench_phone.h"
 #include "fcx/log_collection.h"
-#include "fcx/make_zip_file.h"
 #include "virtual_phone/core/phone.h"
 
 namespace {
@@ -25,12 +23,10 @@ long peak_kib() {
 }  // namespace
 
 int main(int argc, char** argv) {
-  if (argc != 3) return 2;
+  if (argc != 2) return 2;
   virtual_phone::select(argv[1]);
   bench::drop_log_lines();
-  char archive[] = "/data/logs.zip", folder[] = "/data/copy/";
-  copy_log(folder, argv[2]);
-  if (logsave_makezip(archive, folder) != 0) return 1;
+  if (logsave("/data/vendor/factory/logsave/") != 0) return 1;
   printf("%ld\n", peak_kib());
   return 0;
 }
