@@ -46,13 +46,26 @@ const char* entry_name(const char* path, int32_t prefix_length) {
   return path + strspn(path, "/\\");
 }
 
-/// Opens an entry of the archive.
-int open_entry(zipFile zip, const char* name, const zip_fileinfo& info, bool has_long_sizes) {
+/// Opens an entry of the archive. Whether it is open, and all that was written is in the archive.
+bool open_entry(zipFile zip, const char* name, const zip_fileinfo& info, bool has_long_sizes) {
   constexpr int kLevel = 1;
   constexpr int kMemoryLevel = 8;
-  return zipOpenNewFileInZip3_64(zip, name, &info, nullptr, 0, nullptr, 0, nullptr, Z_DEFLATED,
+  return !fcx::has_zip_failed(zip) &&
+         zipOpenNewFileInZip3_64(zip, name, &info, nullptr, 0, nullptr, 0, nullptr, Z_DEFLATED,
                                  kLevel, 0, -MAX_WBITS, kMemoryLevel, Z_DEFAULT_STRATEGY, nullptr,
-                                 0, has_long_sizes ? 1 : 0);
+                                 0, has_long_sizes ? 1 : 0) == ZIP_OK &&
+         !fcx::has_zip_failed(zip);
+}
+
+/// Adds to the open entry. Whether it is in the archive.
+bool write_to_entry(zipFile zip, const char* bytes, size_t size) {
+  return zipWriteInFileInZip(zip, bytes, static_cast<unsigned>(size)) >= 0 &&
+         !fcx::has_zip_failed(zip);
+}
+
+/// Completes the open entry. Whether it is in the archive.
+bool close_entry(zipFile zip) {
+  return zipCloseFileInZip(zip) == ZIP_OK && !fcx::has_zip_failed(zip);
 }
 
 /// Whether a path leads to no file: it is gone, or a link to nothing or to itself.
@@ -75,7 +88,7 @@ bool copy_into_entry(zipFile zip, const char* path, fcx::DeviceFile& file, char*
     size = read.size();
     // A file may grow while it is read.
     room -= static_cast<int64_t>(size);
-    if (room < 0 || zipWriteInFileInZip(zip, buffer, static_cast<unsigned>(size)) < 0) {
+    if (room < 0 || !write_to_entry(zip, buffer, size)) {
       DOMAIN_INFO("LOGSAVE : error in writing %s in the zipfile\n", path);
       return false;
     }
@@ -227,7 +240,7 @@ int MakeZipFile::FileToZip(const char* path) {
   zip_fileinfo info{};
   static_cast<void>(filetime(nullptr, path, &info.tmz_date));  // without a time that of time 0
   const bool has_long_sizes = found.st_size >= kNearlyTooLarge;
-  if (open_entry(zip_, entry_name(path, prefix_length_), info, has_long_sizes) != ZIP_OK) {
+  if (!open_entry(zip_, entry_name(path, prefix_length_), info, has_long_sizes)) {
     DOMAIN_INFO("LOGSAVE : error in opening %s in zipfile\n", path);
     return 0;
   }
@@ -243,7 +256,7 @@ int MakeZipFile::FileToZip(const char* path) {
                                  has_long_sizes ? kTooLarge - 1 : kNearlyTooLarge);
   }
   // One that was not written is closed with the archive.
-  if (is_written && zipCloseFileInZip(zip_) != ZIP_OK) {
+  if (is_written && !close_entry(zip_)) {
     DOMAIN_INFO("LOGSAVE : error in closing %s in the zipfile\n", path);
   }
   return buffer == nullptr ? ZIP_INTERNALERROR : 0;

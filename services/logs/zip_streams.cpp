@@ -55,6 +55,8 @@ class ZipStream {
   int close();
 
  private:
+  friend zipFile fcx::open_zip(const char* device_path);
+  friend bool fcx::has_zip_failed(zipFile zip);
   friend bool fcx::is_open_zip(const FileId& file);
 
   /// Keeps the first failure. @return whether there was none yet
@@ -78,6 +80,7 @@ class ZipStream {
   int64_t buffer_start_ = 0;
   size_t buffered_ = 0;
   std::array<char, 64 << 10> buffer_;
+  zipFile zip_ = nullptr;      ///< as minizip has it, of one that is written
   ZipStream* next_ = nullptr;  ///< of those that are written
 };
 
@@ -206,14 +209,17 @@ int ZipStream::close() {
 
 ZipStream* stream_of(voidpf stream) { return static_cast<ZipStream*>(stream); }
 
-/// Leaves errno to the opener of the archive.
-voidpf open_stream(voidpf, const void* device_path, int mode) {
+/// Leaves errno to the opener of the archive, and the stream in its variable.
+voidpf open_stream(voidpf opened, const void* device_path, int mode) {
   const bool is_new = (mode & ZLIB_FILEFUNC_MODE_CREATE) != 0;
   std::unique_ptr<ZipStream> stream(
       new (std::nothrow) ZipStream(static_cast<const char*>(device_path),
                                    is_new ? ZipStream::Use::writes : ZipStream::Use::reads));
   const int error = stream == nullptr ? ENOMEM : stream->error();
-  if (error == 0) return stream.release();
+  if (error == 0) {
+    *static_cast<ZipStream**>(opened) = stream.get();
+    return stream.release();
+  }
   stream.reset();
   errno = error;
   return nullptr;
@@ -223,8 +229,11 @@ uLong read_stream(voidpf, voidpf stream, void* buffer, uLong size) {
   return stream_of(stream)->read(static_cast<char*>(buffer), size);
 }
 
+/// Of a failure minizip is not told before the archive is closed: it would lose the memory of each
+/// entry that it then begins. has_zip_failed() tells.
 uLong write_stream(voidpf, voidpf stream, const void* content, uLong size) {
-  return stream_of(stream)->write({static_cast<const char*>(content), size});
+  stream_of(stream)->write({static_cast<const char*>(content), size});
+  return size;
 }
 
 ZPOS64_T tell_stream(voidpf, voidpf stream) {
@@ -246,16 +255,29 @@ int close_stream(voidpf, voidpf stream) {
 
 int error_of_stream(voidpf, voidpf stream) { return stream_of(stream)->error() == 0 ? 0 : -1; }
 
-zlib_filefunc64_def functions() {
+/// @param opened receives the stream that is opened; not used afterwards
+zlib_filefunc64_def functions(ZipStream*& opened) {
   return {open_stream, read_stream,  write_stream,    tell_stream,
-          seek_stream, close_stream, error_of_stream, nullptr};
+          seek_stream, close_stream, error_of_stream, &opened};
 }
 
 }  // namespace
 
 zipFile open_zip(const char* device_path) {
-  zlib_filefunc64_def ours = functions();
-  return zipOpen2_64(device_path, APPEND_STATUS_CREATE, nullptr, &ours);
+  ZipStream* stream = nullptr;
+  zlib_filefunc64_def ours = functions(stream);
+  const zipFile zip = zipOpen2_64(device_path, APPEND_STATUS_CREATE, nullptr, &ours);
+  if (zip != nullptr) stream->zip_ = zip;
+  return zip;
+}
+
+bool has_zip_failed(zipFile zip) {
+  OpenZips& zips = open_zips();
+  const std::lock_guard lock(zips.mutex);
+  for (const ZipStream* each = zips.first; each != nullptr; each = each->next_) {
+    if (each->zip_ == zip) return each->error_ != 0;
+  }
+  return false;
 }
 
 Result close_zip(zipFile zip) {
@@ -265,7 +287,8 @@ Result close_zip(zipFile zip) {
 }
 
 unzFile open_unzip(const char* device_path) {
-  zlib_filefunc64_def ours = functions();
+  ZipStream* stream = nullptr;
+  zlib_filefunc64_def ours = functions(stream);
   const unzFile unzip = unzOpen2_64(device_path, &ours);
   // Closed again without a failure: it is no archive.
   if (unzip == nullptr && errno == 0) errno = EINVAL;

@@ -14,6 +14,9 @@ namespace fcx {
 /// @return null, with errno, when it cannot be opened
 zipFile open_zip(const char* device_path);
 
+/// Whether something that was written to an archive that is open is lost. minizip is not told.
+bool has_zip_failed(zipFile zip);
+
 /// Completes an archive that open_zip() has begun, and closes it, whatever comes of that. Fails,
 /// too, when any write to it has failed before.
 Result close_zip(zipFile zip);
