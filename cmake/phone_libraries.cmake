@@ -10,7 +10,7 @@ set(FCX_MODEM_INTERFACE_LIBRARY fcx_modeminterface CACHE STRING "The daemon's di
 set(FCX_DIAG_LIBRARY diag CACHE STRING "The diagnostic library")
 set(FCX_SYSFS_LIBRARY qveunifiedsysfs CACHE STRING "The vendor's unified sysfs library")
 set(FCX_FEATURES_LIBRARY qvefeatures CACHE STRING "The vendor's feature library")
-target_link_libraries(fcx_phone_libraries INTERFACE log cutils utils hardware_legacy xml2 z hidlbase ${FCX_INTERFACE_PACKAGES}
+target_link_libraries(fcx_phone_libraries INTERFACE log cutils utils hardware_legacy selinux xml2 z hidlbase ${FCX_INTERFACE_PACKAGES}
   ${FCX_FACTORY_ITEM_LIBRARY} ${FCX_MODEM_INTERFACE_LIBRARY} ${FCX_DIAG_LIBRARY} ${FCX_FEATURES_LIBRARY}
   ${FCX_SYSFS_LIBRARY})
 # Its functions are the library's, too. Of a shared one nothing is to be linked whole.

@@ -1,6 +1,7 @@
 #include <fcntl.h>
 
 #include <array>
+#include <cerrno>
 
 #include "common/files.h"
 #include "common/log.h"
@@ -45,8 +46,10 @@ bool find_target(const char* path, FileId& id) {
     id = there.id();
     return true;
   }
-  if (const Result made = fcx::make_device_directory(path, kFolderMode); !made.ok()) {
-    log_failure(path, made.reason());
+  // Somebody else may be as quick.
+  const Result result = fcx::make_device_directory(path, kFolderMode);
+  if (!result.ok() && result.error() != EEXIST) {
+    log_failure(path, result.reason());
     return false;
   }
   const DeviceFile made = open_folder(path);

@@ -98,7 +98,10 @@ void add_summary(std::string_view text, bool& is_first, Summary& summaries) {
 int get_crash_count(char* out, int* len) {
   if (out == nullptr || len == nullptr) return -1;
   std::array<char, factory_item<item::crash_count>().length> bytes;
-  if (fcx::read_item(factory_item<item::crash_count>(), bytes.data(), bytes.size()) < 0) return -1;
+  if (fcx::read_item(factory_item<item::crash_count>(), bytes.data(), bytes.size()) < 0) {
+    DOMAIN_ERROR("%s: the item cannot be read\n", __func__);
+    return -1;
+  }
   int32_t count;
   memcpy(&count, bytes.data() + kCount, sizeof count);
   constexpr size_t kDigits = 12;
@@ -107,7 +110,9 @@ int get_crash_count(char* out, int* len) {
 }
 
 int erase_crash_count() {
-  return fcx::write_item(factory_item<item::crash_count>(), {}) < 0 ? -1 : 0;
+  if (fcx::write_item(factory_item<item::crash_count>(), {}) >= 0) return 0;
+  DOMAIN_ERROR("%s: the item cannot be written\n", __func__);
+  return -1;
 }
 
 int crash_log_save(char* out, int* len, int count) {

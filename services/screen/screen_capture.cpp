@@ -208,17 +208,17 @@ bool ScreenCapture::begin(int left, int top, int width, int height) {
 /// Captures the rectangle out of `size` bytes of the source.
 int ScreenCapture::capture(const char* function, char* pixels, uint64_t size, int bpp) {
   const bool is_whole = bpp == 32;
-  if (pixels == nullptr) return getRectangleTrue32(nullptr, nullptr);  // it logs that
+  const fcx::PixelForm* form = fcx::form_of(bits_per_pixel_, is_whole);
+  if (form != nullptr && pixels == nullptr) return getRectangleTrue32(pixels, pixels);  // it logs
   const fcx::Rectangle rectangle{top_, left_, width_, height_};
   const uint64_t stride = is_whole ? plain_stride() : row_stride();
   const auto bytes_per_pixel = static_cast<size_t>(std::max(bits_per_pixel_ / 8, 1));
-  if (!rectangle.is_within_bytes(size, stride, bytes_per_pixel)) {
+  if (form != nullptr && !rectangle.is_within_bytes(size, stride, bytes_per_pixel)) {
     DOMAIN_ERROR("%s: the source does not have the pixels\n", function);
     return 0;
   }
   const size_t count = static_cast<size_t>(width_) * static_cast<size_t>(height_);
   captured_ = zeros(count * (is_whole ? fcx::kBytes32 : fcx::kBytes16));
-  const fcx::PixelForm* form = fcx::form_of(bits_per_pixel_, is_whole);
   if (captured_ == nullptr) {
     DOMAIN_ERROR("%s: no memory for the capture\n", function);
   } else if (form == nullptr) {
@@ -362,9 +362,10 @@ int ScreenCapture::convertToBW(int threshold) {
     DOMAIN_ERROR("convertToBW: nothing was captured\n");
     return 0;
   }
-  const size_t row_pixels =
-      (width + fcx::kBitRowPixels - 1) / fcx::kBitRowPixels * fcx::kBitRowPixels;
-  const size_t size = row_pixels * height / 8;
+  // Of what has 31 bits of pixels, each of 4 bytes, the bitmap has no more.
+  const size_t row_size =
+      (width + fcx::kBitRowPixels - 1) / fcx::kBitRowPixels * (fcx::kBitRowPixels / 8);
+  const size_t size = row_size * height;
   auto bitmap = zeros(size);
   if (bitmap == nullptr) {
     DOMAIN_ERROR("convertToBW: no memory for the bitmap\n");
@@ -373,7 +374,7 @@ int ScreenCapture::convertToBW(int threshold) {
   const int64_t limit = int64_t{threshold} * 3 / 4;
   for (size_t row = 0; row < height; ++row) {
     fcx::pixel_routines().to_bits(captured_.get() + row * width * fcx::kBytes16,
-                                  bitmap.get() + row * (row_pixels / 8), width, limit);
+                                  bitmap.get() + row * row_size, width, limit);
   }
   captured_bw_ = std::move(bitmap);
   captured_bw_size_ = static_cast<int32_t>(size);

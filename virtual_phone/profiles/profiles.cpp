@@ -307,6 +307,7 @@ const std::vector<ProfileFile>& device_programs() {
 
 const std::vector<const char*>& device_directories() {
   static const std::vector<const char*> all = {
+      "/data/logger",
       "/data/vendor/factory",
       "/dev/block/by-name",
       "/mnt/vendor/persist-qv/aat",

@@ -24,7 +24,8 @@ namespace {
   return text.data();
 }
 
-/// Numbers that look like nothing in particular, and are the same every time.
+/// Numbers that look like nothing in particular, and are the same every time: one in an expression,
+/// since nobody says which of two is taken first.
 class Numbers {
  public:
   explicit Numbers(uint32_t seed) : state_(seed) {}
@@ -109,8 +110,8 @@ std::string crash_record(const Crash& crash) {
   record += line("Crash Handler: %s\nThread %s\n", crash.summary, crash.thread);
   for (unsigned i = 0; i < 16; ++i) record += line("x%-2u 0x%08x\n", i, numbers.below(1 << 24));
   for (unsigned i = 0; i < crash.stack_rows; ++i) {
-    record += line("%08x: %08x %08x\n", 0x0C3FF000 + 8 * i, numbers.below(1 << 24),
-                   numbers.below(1 << 24));
+    const unsigned low = numbers.below(1 << 24), high = numbers.below(1 << 24);
+    record += line("%08x: %08x %08x\n", 0x0C3FF000 + 8 * i, low, high);
   }
   if (record.size() > kCrashReport) record.resize(kCrashReport);
   return record;
@@ -154,8 +155,11 @@ std::string item_changes() {
   Numbers numbers(11);
   std::string text;
   for (int minute = 0; minute < 40; ++minute) {
-    text += line("2020-06-01 09:%02d:%02u  %-14s written by station %u\n", minute,
-                 numbers.below(60), kNames[numbers.below(std::size(kNames))], numbers.below(4) + 1);
+    const unsigned second = numbers.below(60);
+    const char* name = kNames[numbers.below(std::size(kNames))];
+    const unsigned station = numbers.below(4) + 1;
+    text += line("2020-06-01 09:%02d:%02u  %-14s written by station %u\n", minute, second, name,
+                 station);
   }
   return text;
 }
@@ -184,9 +188,10 @@ std::string system_log(const char* tag) {
   Numbers numbers(static_cast<uint32_t>(tag[0]));
   std::string text;
   for (int i = 0; i < 50; ++i) {
+    const unsigned second = numbers.below(60), ms = numbers.below(1000);
+    const unsigned thread = 1021 + numbers.below(40), step = numbers.below(30);
     text += line("06-01 09:%02d:%02u.%03u  1021  %u D %s: step %u of the start is done\n", i,
-                 numbers.below(60), numbers.below(1000), 1021 + numbers.below(40), tag,
-                 numbers.below(30));
+                 second, ms, thread, tag, step);
   }
   return text;
 }
