@@ -519,7 +519,6 @@ END
   done
   expect 2 '--bits is 16 or 32, not "24"' fcx screen card --bits 24
   for size in 1 1x x1 0x1 1x8193 1x1x1; do expect 2 '--size is WIDTHxHEIGHT' fcx screen card --size $size; done
-  expect 1 'kept: No such file' fcx screen show kept
   expect 1 'compare.py is no PNG file' fcx screen show compare.py
   # A disk that is full, for what is larger than all that the phone writes.
   in_little_space() { (trap '' XFSZ && ulimit -f 200 && "$@"); }

@@ -44,13 +44,11 @@ TEST_F(Programs, EveryPathOfACommandIsThePhones) {
       {"cat</data/in>/data/out", "the phone's\n"},
       {"cat \"/data/\"'in' > /data/o'ut'", "the phone's\n"},
       {"cat \\/data/in > \\/data/out", "the phone's\n"},
-      {"cat data/in > ./data/out", "the phone's\n"},
       {"f=/data/out; cat /data/in >$f", "the phone's\n"},
       {"(cat /data/in)|cat - >/data/out", "the phone's\n"},
       {"cp /data/in '/data/a b/c'; mv \"/data/a b/c\" /data/out", "the phone's\n"},
       {"echo 1 2>/data/x >/data/out && cat /data/in >>/data/out", "1\nthe phone's\n"},
       {"echo \"a\\\"/b\" 'it'\\''s/x' >/data/out", "a\"/b it's/x\n"},
-      {"echo a/b >/data/out", "a/b\n"},
       // What leads above "/" stays there.
       {"cat /../data/in >/../../../../data/out", "the phone's\n"},
       {"cat /data/../../data/in >/data/a\\ b/../../../data/out", "the phone's\n"},

@@ -20,7 +20,6 @@ namespace fcx_test {
 namespace {
 
 constexpr int kMost = std::numeric_limits<int>::max();
-constexpr char kImage[] = "/data/screencap/screencapTemp.raw";
 
 /// Of a capture of 8 x 4 pixels.
 const std::string kLines = R"(
@@ -109,7 +108,8 @@ class ScreenCaptures : public StoryTest {
     set_program("[ ! -e \"$1\" ] && cat \"$FCX_ROOT/pixels\" >\"$1\"");
   }
   /// What a story gives: "/screen=WIDTH HEIGHT BITS BYTES", "/image=WIDTH HEIGHT FORMAT BYTES",
-  /// "/program=SCRIPT", or "/stays=" for an image that cannot be removed.
+  /// "/program=SCRIPT", "/stays=" for an image that cannot be removed, "/bpp=32", or "/memory=" for
+  /// the size that cannot be had.
   void take_given() {
     const auto given = [this](const char* name, Source usual) {
       sscanf(read_file(file(name)).c_str(), "%d %d %d %d", &usual.width, &usual.height, &usual.form,
@@ -119,12 +119,13 @@ class ScreenCaptures : public StoryTest {
     set_screen(given("/screen", {8, 4, 32, 128}));
     set_image(given("/image", {8, 4, 1, 128}));
     if (fs::exists(file("/program"))) set_program(read_file(file("/program")));
+    refuse_memory(std::strtoul(read_file(file("/memory")).c_str(), nullptr, 10));
   }
-  int capture_given(int bpp) {
+  int capture_given() {
     take_given();
-    const int size = screen.captureScreen(0, 0, 8, 4, bpp);
+    const int size = screen.captureScreen(0, 0, 8, 4, fs::exists(file("/bpp")) ? 32 : 16);
     EXPECT_EQ(size, screen.getCapturedSize());
-    EXPECT_EQ(fs::exists(file("/stays")), fs::exists(file(kImage)));
+    EXPECT_EQ(fs::exists(file("/stays")), fs::exists(file("/data/screencap/screencapTemp.raw")));
     const Fields kept(screen);
     EXPECT_EQ((std::array{0, -1, 1}),
               (std::array{kept.initialised, kept.framebuffer, kept.compositor_mode}));
@@ -222,8 +223,8 @@ TEST_F(ScreenCaptures, AreWhatTheSourceShows) {
   for (const auto& [is_image, width, height, bits, stride, bpp, part] : cases) {
     const int size = stride * height * bits / 8;
     // The framebuffer is of another size and depth than the image, which counts.
-    if (is_image) set_screen({width + 5, height + 7, 48 - bits, 0});
-    if (!is_image) set_screen({width, height, bits, size});
+    set_screen(is_image ? Source{width + 5, height + 7, 48 - bits, 0}
+                        : Source{width, height, bits, size});
     set_image({width, height, bits == 16 ? 4 : 5, size});
     if (!is_image) set_program("exit 1");
     const std::string wanted =
@@ -266,14 +267,15 @@ TEST_F(ScreenCaptures, RefuseARectangleThatIsNotOnTheScreen) {
 }
 
 TEST_F(ScreenCaptures, TakeNothingFromASourceThatLies) {
-  const std::string image = kLines + R"(
+  TELL("captureScreen", capture_given(), kLines + R"(
 let lies = |E captureScreenSF: the image does not have the pixels\n$done
 let short = |E captureScreenSF: the image has no header: too short\n$done
 let no = |E captureScreenSF: no conversion of
+let is = $begun$next|I ScreenCapture: X:
 /image=8 4 1 -1 -> $begun$next$short
 /program=: >"$1" -> $begun$next$short
 /image=8 4 1 127 -> $begun$header$lies
-let is = $begun$next|I ScreenCapture: X:
+/bpp=32; /image=8 4 1 127 -> $begun$header$lies
 /image=7 4 1 128 -> ${is}7, Y:4, Format:1\n$lies
 /image=8 3 1 128 -> ${is}8, Y:3, Format:1\n$lies
 /image=8 4 4 63 -> ${is}8, Y:4, Format:4\n$lies
@@ -281,35 +283,28 @@ let is = $begun$next|I ScreenCapture: X:
 /image=-8 -4 1 128 -> ${is}-8, Y:-4, Format:1\n$lies
 /image=2147483647 2147483647 3 128 -> ${is}2147483647, Y:2147483647, Format:3\n$lies
 /image=65536 16384 1 128 -> ${is}65536, Y:16384, Format:1\n$lies
-)";
-  const std::string framebuffer = R"(
+/image=8 4 3 96 -> ${is}8, Y:4, Format:3\n$no 24 bits per pixel to 16\n$done
+/bpp=32; /image=8 4 3 128 -> ${is}8, Y:4, Format:3\n$no 24 bits per pixel to 32\n$done
+/bpp=32; /image=8 4 4 128 -> ${is}8, Y:4, Format:4\n$no 16 bits per pixel to 32\n$done
 let exits = /program=exit 1
-let is = |I ScreenCapture: initialized|I ScreenCapture: xres:8, yres:4, bitsPerPixel:
+let is = $failed|I ScreenCapture: initialized|I ScreenCapture: xres:8, yres:4, bitsPerPixel:
+let wide = $failed|I ScreenCapture: initialized|I ScreenCapture: xres:260, yres:4, bitsPerPixel:
 let lies = |E captureScreenFB: the source does not have the pixels\n
 let no = |E captureScreenFB: no conversion of
-$exits; /screen=8 4 32 127 -> $failed${is}32\n|$begun$lies
-$exits; /screen=8 4 16 63 -> $failed${is}16\n|$begun$lies
-)";
-  TELL("captureScreen", capture_given(16), image + R"(
-/image=8 4 3 96 -> $begun$next|I ScreenCapture: X:8, Y:4, Format:3\n$no 24 bits per pixel to 16\n$done
-)" + framebuffer + R"(
-$exits; /screen=8 4 16 64 -> $failed${is}16\n|$begun => result=64
-$exits; /screen=8 4 24 96 -> $failed${is}24\n|$begun$no 24 bits per pixel to 16\n
-let wide = |I ScreenCapture: initialized|I ScreenCapture: xres:260, yres:4, bitsPerPixel:
-$exits; /screen=260 4 0 788 -> $failed${wide}0\n|$begun$no 0 bits per pixel to 16\n
-$exits; /screen=260 4 0 787 -> $failed${wide}0\n|$begun$lies
-$exits; /screen=260 4 -16 788 -> $failed${wide}-16\n|$begun$no -16 bits per pixel to 16\n
-)");
-  TELL("captureScreen", capture_given(32), image + R"(
-/image=8 4 3 128 -> $begun$next|I ScreenCapture: X:8, Y:4, Format:3\n$no 24 bits per pixel to 32\n$done
-/image=8 4 4 128 -> $begun$next|I ScreenCapture: X:8, Y:4, Format:4\n$no 16 bits per pixel to 32\n$done
-)" + framebuffer + R"(
-$exits; /screen=8 4 16 128 -> $failed${is}16\n|$begun$no 16 bits per pixel to 32\n
+$exits; /screen=8 4 32 127 -> ${is}32\n|$begun$lies
+$exits; /bpp=32; /screen=8 4 32 127 -> ${is}32\n|$begun$lies
+$exits; /screen=8 4 16 63 -> ${is}16\n|$begun$lies
+$exits; /screen=8 4 16 64 -> ${is}16\n|$begun => result=64
+$exits; /screen=8 4 24 96 -> ${is}24\n|$begun$no 24 bits per pixel to 16\n
+$exits; /bpp=32; /screen=8 4 16 128 -> ${is}16\n|$begun$no 16 bits per pixel to 32\n
+$exits; /screen=260 4 0 788 -> ${wide}0\n|$begun$no 0 bits per pixel to 16\n
+$exits; /screen=260 4 0 787 -> ${wide}0\n|$begun$lies
+$exits; /screen=260 4 -16 788 -> ${wide}-16\n|$begun$no -16 bits per pixel to 16\n
 )");
 }
 
 TEST_F(ScreenCaptures, GoOnWithoutWhatTheyCanDoWithout) {
-  TELL("captureScreen", capture_given(16), kLines + R"(
+  TELL("captureScreen", capture_given(), kLines + R"(
 let restored = restorecon: /data/screencap/ flags 0
 let image = /data/screencap/screencapTemp.raw
 let nothing = $begun|E Used null buffer!
@@ -338,20 +333,17 @@ $image=old; /program=exit 0 -> $begun|I captureScreen: status(0)\n|
 }
 
 TEST_F(ScreenCaptures, DoWithoutMemory) {
-  for (const auto& [size, story] :
-       {std::pair{16, "-> $saved => result=64"},
-        {64, "-> $begun$header|E captureScreenSF: no memory for the capture\\n$done =>"},
-        {128, "-> $begun$header|E captureScreenSF: no memory for the image\\n$done =>"}}) {
-    refuse_memory(static_cast<size_t>(size));
-    TELL("captureScreen", capture_given(16), kLines + story);
-    EXPECT_EQ(size == 16, screen.getCaptured() != nullptr);
-    EXPECT_EQ(0, screen.convertToBW(1));
-    EXPECT_EQ(size == 16 ? "E convertToBW: no memory for the bitmap\n"
-                         : "E convertToBW: nothing was captured\n",
-              told());
-    EXPECT_EQ(nullptr, screen.getCapturedBW());
-  }
-  refuse_memory(0);
+  const auto convert = [this] {
+    const int size = capture_given();
+    EXPECT_EQ(size > 0, screen.getCaptured() != nullptr);
+    return screen.convertToBW(1);
+  };
+  tell("convertToBW", convert, kLines + R"(
+/memory=128 -> $begun$header|E captureScreenSF: no memory for the image\n$done|E @: nothing was captured\n
+/memory=64 -> $begun$header|E captureScreenSF: no memory for the capture\n$done|E @: nothing was captured\n
+/memory=16 -> $saved|E @: no memory for the bitmap\n
+-> $saved => result=16
+)");
 }
 
 TEST_F(ScreenCaptures, TakeAnyEndOfTheProgramButOneForSuccess) {
