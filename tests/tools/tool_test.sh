@@ -425,74 +425,48 @@ depth, stride = node("bits_per_pixel") // 8, node("stride")
 memory = open(f"{root}/dev/graphics/fb0", "rb").read()
 rows = [memory[y * stride + left * depth:][:width * depth] for y in range(top, top + height)]
 header = lambda form: struct.pack("<3I", width, height, form)
-def narrow(row):
-    pixels = struct.iter_unpack("4B", row)
-    return b"".join(struct.pack("<H", r >> 3 << 11 | g >> 2 << 5 | b >> 3) for r, g, b, _ in pixels)
+narrow = lambda r, g, b, _: struct.pack("<H", r >> 3 << 11 | g >> 2 << 5 | b >> 3)
+bright = lambda v: 2 * (v & 31) + (v >> 5 & 63) + 2 * (v >> 11) > 100 * 3 // 4
 def bitmap(row):
-    values = (v for v, in struct.iter_unpack(">H", row))
-    bright = (2 * (v & 31) + (v >> 5 & 63) + 2 * (v >> 11) > 100 * 3 // 4 for v in values)
-    bits = "".join("01"[not b] for b in bright) + "0" * (-width % 8)
+    bits = "".join("01"[not bright(v)] for v, in struct.iter_unpack(">H", row)) + "0" * (-width % 8)
     return int(bits, 2).to_bytes(len(bits) // 8, "big")
-rows16 = rows if depth == 2 else list(map(narrow, rows))
+rows16 = rows if depth == 2 else [b"".join(narrow(*p) for p in struct.iter_unpack("4B", row)) for row in rows]
 expected = {"16.raw": header(4) + b"".join(rows16), "32.raw": header(1) + b"".join(rows),
             "bw.pbm": b"P4\n%d %d\n" % (width, height) + b"".join(map(bitmap, rows16))}
-for name in names:
-    if open(name, "rb").read() != expected[name]:
-        print(name, "is another picture")
+print(*(name for name in names if open(name, "rb").read() != expected[name]))
 END
-  for state in '33x17 16 0,0,33,17' '33x17 32 0,0,33,17' '33x17 32 3,2,1,15' '257x9 16 0,0,257,9' \
-    '257x9 32 256,8,1,1' '1080x24 32 7,5,1001,19'; do
+  for state in '33x17 16 0,0,33,17' '33x17 32 3,2,1,15' '257x9 16 0,0,257,9' '257x9 32 256,8,1,1' \
+    '1080x24 32 7,5,1001,19'; do
     read -r size bits rect <<<"$state"
     for way in compositor framebuffer; do
       expect 0 "^pixels +$bits bits" fcx screen card --size "$size" --bits "$bits"
       [ $way = compositor ] || fcx fault thread screencap fail >/dev/null
-      names=(16.raw bw.pbm)
       expect 0 '^captured ' fcx capture --rect "$rect" 16.raw
       expect 0 '^captured ' fcx capture --rect "$rect" --bw 100 bw.pbm
       # In 32 bits the library reads a framebuffer with longer rows askew, on purpose.
-      case $way,$size,$bits in
-      *,16) expect 1 '^fcx: the screen was not captured: 0 bytes' fcx capture --bits 32 none.raw ;;
-      compositor,* | *,33x17,*)
-        names+=(32.raw)
-        expect 0 '^captured ' fcx capture --rect "$rect" --bits 32 32.raw
-        ;;
-      esac
+      names=(16.raw bw.pbm)
+      [ $way$bits != compositor32 ] || names+=(32.raw)
+      [ $way$bits != compositor32 ] || expect 0 '^captured ' fcx capture --rect "$rect" --bits 32 32.raw
       expect 0 '^$' python3 compare.py "$FCX_PHONE/root" "$rect" "${names[@]}"
       fcx fault clear >/dev/null
     done
   done
   state=
-  # Pictures show the same.
+  # Pictures show the same, and so does the display that shows them.
   for bits in 16 32; do
     fcx screen card --size 300x40 --bits $bits >/dev/null
-    fcx capture --bits $bits a.raw >/dev/null
     expect 0 '^captured 300 x 40 pixels: a.png, ' fcx capture --bits $bits a.png
-    fcx screen card --size 1x1 >/dev/null
-    expect 0 '^shows +the test card$' fcx screen show a.png --bits $bits
-    fcx capture --bits $bits b.raw >/dev/null
-    expect 0 '^$' cmp a.raw b.raw
-    expect 0 '^shows' fcx screen save a.png
-    expect 0 '^shows +the test card$' fcx screen show a.png
+    fcx screen save b.png >/dev/null
+    expect 0 '^$' cmp a.png b.png
     fcx capture --bw 100 a.pbm >/dev/null
-    expect 0 '^captured ' fcx capture --bw 100 --format png a
+    fcx capture --bw 100 --format png a >/dev/null
     expect 0 '^shows +a picture$' fcx screen show a
     fcx capture --bw 100 b.pbm >/dev/null
     expect 0 '^$' cmp a.pbm b.pbm
+    expect 0 '^shows +the test card$' fcx screen show a.png --bits $bits
   done
-  # What lets something through lies on black.
-  cat >png.py <<'END'
-import struct, zlib
-def chunk(name, data):
-    return struct.pack(">I", len(data)) + name + data + struct.pack(">I", zlib.crc32(name + data))
-def png(width, height, kind, rows):
-    header = struct.pack(">2I5B", width, height, 8, kind, 0, 0, 0)
-    return b"\x89PNG\r\n\x1a\n" + chunk(b"IHDR", header) + chunk(b"IDAT", zlib.compress(rows)) + chunk(b"IEND", b"")
-def noise(size):
-    row = lambda y: b"\0" + bytes((x * x + y * 7919) * 2654435761 >> 20 & 255 for x in range(3 * size))
-    return png(size, size, 2, b"".join(map(row, range(size))))
-END
-  python3 -B -c 'from png import *; open("alpha.png", "wb").write(png(2, 1, 6, bytes([0, 200, 100, 50, 128, 9, 9, 9, 255])))'
-  python3 -B -c 'from png import *; open("noise.png", "wb").write(noise(500))'
+  # What lets something through lies on black: 200, 100, 50 by half, beside 9, 9, 9.
+  base64 -d >alpha.png <<<iVBORw0KGgoAAAANSUhEUgAAAAIAAAABCAYAAAD0In+KAAAAEUlEQVR4nGM4kWLUwMnJ+R8ADgEC+YouBLYAAAAASUVORK5CYII=
   expect 0 '"stride": 8,' fcx screen show alpha.png --bits 32 --json
   also '"width": 2,' '"height": 1,' '"bits": 32,' '"test_card": false'
   expect 0 '^643219ff090909ff$' sh -c "od -An -v -tx1 $fb0 | tr -d ' \n'"
@@ -521,13 +495,12 @@ END
   expect 1 'screen was not captured: 0 bytes came' fcx capture link.png
   also '^Fcx: captureScreen: next!$'
   expect 1 '^Fcx: Invalid capture request!!!!!$' fcx capture --rect 0,0,41,1 kept.png
-  expect 1 'screen was not captured' to none.png fcx capture --rect 40,0,1,1 -
-  expect 0 '^$' cat none.png
-  rm none.png
+  expect 0 '^kept$' cat kept.png
+  expect 1 'screen was not captured' to kept.png fcx capture --rect 40,0,1,1 -
+  expect 0 '^$' cat kept.png
   cp launcher "$screencap"
   expect 1 'no file: left alone' fcx capture --format png pipe
   expect 1 'nowhere/a: No such file' fcx capture --format png nowhere/a
-  expect 0 '^kept$' cat kept.png
   expect 0 '^$' test "$before" = "$(ls -A)"
   expect 0 '^captured ' fcx capture link.png
   expect 0 '^kept.png$' readlink link.png
@@ -546,14 +519,12 @@ END
   done
   expect 2 '--bits is 16 or 32, not "24"' fcx screen card --bits 24
   for size in 1 1x x1 0x1 1x8193 1x1x1; do expect 2 '--size is WIDTHxHEIGHT' fcx screen card --size $size; done
-  expect 1 'kept: No such file' fcx screen show kept
   expect 1 'compare.py is no PNG file' fcx screen show compare.py
   # A disk that is full, for what is larger than all that the phone writes.
   in_little_space() { (trap '' XFSZ && ulimit -f 200 && "$@"); }
-  fcx screen show noise.png >/dev/null
-  rm kept.png
+  fcx screen card --size 500x500 >/dev/null
   before=$(ls -A)
-  expect 1 'kept.png: File too large' in_little_space fcx screen save kept.png
+  expect 1 'full.raw: File too large' in_little_space fcx capture full.raw
   expect 0 '^$' test "$before" = "$(ls -A)"
   ;;
 version)
@@ -589,10 +560,8 @@ logs)
   # same DIR...: the collected folder has what it was copied from.
   same() {
     local name
-    for name in dbdump nvdump touch; do
-      case $name in touch) from=$root/data/vendor/touch ;; *) from=$logs/$name ;; esac
-      expect 0 '^$' diff -r "$from" "$1/$name"
-    done
+    for name in dbdump nvdump; do expect 0 '^$' diff -r "$logs/$name" "$1/$name"; done
+    expect 0 '^$' diff -r "$root/data/vendor/touch" "$1/touch"
   }
   # whole DATE: the archive is one, and has what that folder has.
   whole() {
@@ -617,7 +586,6 @@ logs)
   date=$(dated)
   whole "$date"
   same "$saved/$date"
-  expect 0 '^$' diff "$saved/$date/main.log" "$root/data/logger/main.log"
   expect 0 '^$' diff "$saved/$date/kernel.log" "$root/proc/kmsg"
   expect 0 'panic: the storage has not answered' tail -n 2 "$saved/$date/rkf_last_dmesg_0.txt"
   expect 0 'entering download mode$' tail -n 1 "$saved/$date/rkf_last_dmesg_1.txt"
@@ -626,17 +594,14 @@ logs)
   also "\"path\": \"/data/vendor/factory/logsave/$date/\"" '"name": "kernel.log"'
 
   # Killed while it copies, and while it packs; then repeated.
-  for state in "$logs/nvdump/nv.bin read" "$saved.zip write"; do
-    read -r file access <<<"$state"
+  for state in "$logs/nvdump/nv.bin read $saved/2*/nvdump/nv.bin" "$saved.zip write $saved.zip"; do
+    read -r file access begun <<<"$state"
     rm -rf "${saved:?}"/2* "$saved.zip"
     fcx fault file "${file#"$root"}" late 600000 --on "$access" >/dev/null
     FCX_CLOCK=real "${tool[@]}" logs collect >/dev/null 2>&1 &
     killed=$!
-    begun=$saved/2*/nvdump/nv.bin
-    [ "$access" = read ] || begun=$saved.zip
     for ((i = 0; i < 1500; i++)); do
-      # shellcheck disable=SC2086
-      [ ! -e $begun ] || break
+      ! compgen -G "$begun" >/dev/null || break
       sleep 0.02
     done
     kill -9 "$killed"
@@ -655,22 +620,18 @@ logs)
   fcx card insert >/dev/null
   expect 0 '^/storage/6A3F-11E2/logsave/2[0-9_]*/$' fcx logs collect --to card
   same "$root/storage/6A3F-11E2/logsave/2"*
-  expect 0 '"archive": null' fcx logs collect --to card --json
   expect 0 '^  nv.bin +1024$' fcx logs collect --to nvdump
   expect 0 '^$' diff -r "$logs/nvdump" "$saved/nvdump"
   expect 0 '^/storage/.*/logsave/2' fcx logs list
   also '^/data/vendor/factory/logsave/nvdump/$'
   expect 2 'no target of logs is called "crad". Near it: card' fcx logs collect --to crad
   # A file that cannot be read does not stop it; a full disk does.
-  fcx fault file /data/vendor/factory/nvdump/nv.bin fail EACCES --on open >/dev/null
+  fcx fault file /data/vendor/factory/nvdump/nv.bin fail EACCES --on open --times 1 >/dev/null
   expect 0 '^result  0$' fcx logs collect
   fcx fault file /data/vendor/factory/logsave.zip short 0 --on write >/dev/null
   expect 3 '^result  1$' fcx logs collect
   expect 0 '^$' test ! -e "$saved.zip"
-  fcx fault clear >/dev/null
-
   fcx fault service atservice absent >/dev/null
-  expect 3 'QVATCMDService log copy fail.$' fcx logs collect
   expect 3 '"erased": false' fcx logs erase --json
   also 'QVATCMDService log erase fail.$' '"/data/vendor/factory/dbdump/"'
   fcx fault clear >/dev/null
@@ -679,26 +640,16 @@ logs)
   rm "$logs/nvdump/link"
   expect 0 '^erased$' fcx logs erase
   expect 0 '^$' find "$logs" "$root/data/logger" -mindepth 1
-  fcx prop set --build ro.boot.vendor.qve.rkf MID
-  expect 3 "can't use logerase in MID.$" fcx logs erase
-  expect 3 'only supported dbdump dir.$' fcx logs collect
-  also '^result  1$'
 
   expect 0 '"count": "2"' fcx logs crash --json
   also '"modem assertion, mm/attach.c line 1482"' '"path": "/data/logger/crash_info/crash_log1.txt"'
-  expect 0 '^7468$' stat -c %s "$root/data/logger/crash_info/crash_log0.txt"
-  fcx fault item 235 fail >/dev/null
-  expect 3 'crash_info/ Read Fail$' fcx logs crash
-  fcx fault clear >/dev/null
   expect 0 '^the count is 0$' fcx logs crash --erase
   expect 0 '^count    0$' fcx logs crash
   fcx fault item 230 fail >/dev/null
   for erase in '' --erase; do expect 3 '^fcx:|^Fcx:' fcx logs crash $erase; done
-  fcx fault clear >/dev/null
 
   expect 0 '^that is all$' fcx logs touch
   also '^piece of 534 characters: QV100AAAAAA0012345 TOUCH_SELF_TEST' 'RESULT=PASS $'
-  expect 0 '^3$' grep -c '^piece of' - <<<"$output"
   expect 0 '"complete": true' fcx logs touch --json
   # One that has broken off goes on where it did.
   printf 534 >"$root/data/auto_touch_offset"
@@ -707,41 +658,32 @@ logs)
   fcx fault file /data/auto_touch_offset fail EIO --on remove >/dev/null
   printf 999999 >"$root/data/auto_touch_offset"
   expect 3 'the transfer is not complete' fcx logs touch
-  rm "$root/data/touch/touch_self_test.txt"
-  expect 3 'fail to open the file$' fcx logs touch
 
   # Archives of other programs, and bad ones, of which nothing is left.
   mkdir -p tree/a/b
-  echo 1 >'tree/a/one two'
+  echo intact >'tree/a/one two'
   head -c 100000 /dev/urandom >tree/a/b/archive.zip
-  (cd tree && zip -qr ../zip.zip . && 7z a ../7z.zip . >/dev/null)
+  (cd tree && zip -qr0 ../zip.zip . && 7z a ../7z.zip . >/dev/null && zip -qr -P secret ../password.zip .)
   for state in zip 7z; do
     expect 0 '  a/b/archive.zip +100000$' env -u FCX_PHONE -u HOME "${tool[@]}" logs extract "$state.zip"
     expect 0 '^$' diff -r tree "$state"
   done
-  state=
   expect 0 '"name": "archive.zip"' fcx logs extract zip.zip --flat flat --json
   expect 1 'flat is not empty: left alone$' fcx logs extract zip.zip flat
   mkdir empty
-  expect 0 '  a/one two +2$' sh -c 'cd empty && "$@" logs extract ../7z.zip .' - "${tool[@]}"
+  expect 0 '  a/one two +7$' sh -c 'cd empty && "$@" logs extract ../7z.zip .' - "${tool[@]}"
   expect 2 'give a directory' fcx logs extract zip
   expect 1 'none.zip: No such file' fcx logs extract none.zip
-  python3 -c '
-import zipfile
-for name, entry in ("above", "../evil"), ("absolute", "/evil"), ("crc", "evil"):
-    with zipfile.ZipFile(name + ".zip", "w") as archive: archive.writestr("good", "g"); archive.writestr(entry, "e" * 99)
-data = open("crc.zip", "rb").read()
-open("crc.zip", "wb").write(data.replace(b"e" * 99, b"f" * 99))'
+  LC_ALL=C sed 's/intact/broken/' zip.zip >crc.zip
+  LC_ALL=C sed 's|a/one two|../one tw|g' zip.zip >above.zip
   head -c 50000 zip.zip >cut.zip
-  (cd tree && zip -qr -P secret ../password.zip .)
-  before=$(ls -A)
-  for state in '3 above leads out' '3 absolute leads out' '3 crc error -105' '1 cut cannot be opened' \
-    '3 password error -1'; do
+  before=$(ls -A . empty)
+  for state in '3 above leads out' '3 crc error -105' '1 cut cannot be opened' '3 password error -1'; do
     read -r status name why <<<"$state"
     expect "$status" "$why" fcx logs extract "$name.zip"
     expect "$status" "$why" fcx logs extract "$name.zip" empty/new
   done
-  expect 0 '^$' test "$before" = "$(ls -A)" -a ! -e empty/new -a ! -e "$work/evil"
+  expect 0 '^$' test "$before" = "$(ls -A . empty)"
   ;;
 demo)
   expect 0 '"answers"' fcx demo --json

@@ -12,13 +12,13 @@
 namespace fcx_test {
 namespace {
 
-constexpr char kQuotedName[] = "it's a \"phone\" of $HOME; `ls` \\";
+using testing::ExitedWithCode;
 
 class Programs : public PhoneTest {
  protected:
   /// A phone whose own path is as awkward as a path can be.
   Programs() {
-    const fs::path awkward = directory() / kQuotedName;
+    const fs::path awkward = directory() / "it's a \"phone\" of $HOME; `ls` \\";
     vp::create(awkward, "blank", false);
     vp::select(awkward);
     fs::create_directories(file("/data/a b"));
@@ -32,33 +32,23 @@ class Programs : public PhoneTest {
   }
 };
 
-/// How a child ended that becomes the program, or cannot.
-int exec_in_child(const std::vector<const char*>& arguments) {
-  const pid_t child = fork();
-  if (child == 0) {
-    fcx::platform_exec(arguments.data());
-    _exit(100 + errno);
-  }
-  int status = 0;
-  EXPECT_EQ(child, waitpid(child, &status, 0));
-  return WIFEXITED(status) ? WEXITSTATUS(status) : -1;
+/// Becomes the program, or ends with why it cannot.
+void exec(const std::vector<const char*>& arguments) {
+  fcx::platform_exec(arguments.data());
+  _exit(100 + errno);
 }
 
 TEST_F(Programs, EveryPathOfACommandIsThePhones) {
   // Each writes to /data/out what is then expected there.
   const std::pair<const char*, const char*> cases[] = {
-      {"cat /data/in > /data/out", "the phone's\n"},
       {"cat</data/in>/data/out", "the phone's\n"},
-      {"cat '/data/in' >\"/data/out\"", "the phone's\n"},
       {"cat \"/data/\"'in' > /data/o'ut'", "the phone's\n"},
       {"cat \\/data/in > \\/data/out", "the phone's\n"},
-      {"cat data/in > ./data/out", "the phone's\n"},
       {"f=/data/out; cat /data/in >$f", "the phone's\n"},
       {"(cat /data/in)|cat - >/data/out", "the phone's\n"},
       {"cp /data/in '/data/a b/c'; mv \"/data/a b/c\" /data/out", "the phone's\n"},
       {"echo 1 2>/data/x >/data/out && cat /data/in >>/data/out", "1\nthe phone's\n"},
       {"echo \"a\\\"/b\" 'it'\\''s/x' >/data/out", "a\"/b it's/x\n"},
-      {"echo a/b >/data/out", "a/b\n"},
       // What leads above "/" stays there.
       {"cat /../data/in >/../../../../data/out", "the phone's\n"},
       {"cat /data/../../data/in >/data/a\\ b/../../../data/out", "the phone's\n"},
@@ -92,38 +82,32 @@ TEST_F(Programs, AProgramIsFoundInThePhoneOnly) {
   install("/system/bin/first", "#!/bin/sh\ncat \"$1\" >\"$FCX_ROOT/data/out\"; exit 3\n");
   install("/vendor/bin/first", "#!/bin/sh\nexit 4\n");
   install("/vendor/bin/second", "#!/bin/sh\n[ \"$1 $3\" = \"in $2\" ]\n");
-  EXPECT_EQ(3, exec_in_child({"first", "/data/../../data/in", nullptr}));
+  EXPECT_EXIT(exec({"first", "/data/../../data/in", nullptr}), ExitedWithCode(3), "");
   EXPECT_EQ("the phone's\n", read_file(file("/data/out")));
-  EXPECT_EQ(0, exec_in_child({"second", "in", "-p", "-p", nullptr}));
-  EXPECT_EQ(100 + ENOENT, exec_in_child({"sh", "-c", "exit 0", nullptr}));
+  EXPECT_EXIT(exec({"second", "in", "-p", "-p", nullptr}), ExitedWithCode(0), "");
+  EXPECT_EXIT(exec({"sh", "-c", "exit 0", nullptr}), ExitedWithCode(100 + ENOENT), "");
   EXPECT_EQ(0, chmod(file("/system/bin/first").c_str(), 0644));
-  EXPECT_EQ(100 + EACCES, exec_in_child({"first", nullptr})) << "the first of the name counts";
+  EXPECT_EXIT(exec({"first", nullptr}), ExitedWithCode(100 + EACCES), "")
+      << "the first of the name counts";
 }
 
 TEST_F(Programs, ThePhoneHasSomeOfItsOwn) {
-  set_property("vendor.b", "1 2");
-  set_property("vendor.empty", "");
-  const auto output = [&](const char* command) {
-    const int status = fcx::platform_shell((command + " >/data/out 2>/data/err"s).c_str());
-    const std::string errors = read_file(file("/data/err"));
-    return read_file(file("/data/out")) + (errors.empty() ? "" : "errors; ") +
+  set_property("z.b", "1 2");
+  set_property("z.empty", "");
+  const auto output = [&](const std::string& command) {
+    const int status =
+        fcx::platform_shell(("/vendor/bin/" + command + " >/data/out 2>/data/err").c_str());
+    return read_file(file("/data/out")) + (read_file(file("/data/err")).empty() ? "" : "errors; ") +
            std::to_string(WEXITSTATUS(status));
   };
-  std::string all;
-  for (const auto& [name, value] : vp::properties(phone()))
-    all += "[" + name + "]: [" + value + "]\n";
-  EXPECT_THAT(all, HasSubstr("\n[vendor.b]: [1 2]\n[vendor.empty]: []\n"));
-  const std::pair<const char*, std::string> cases[] = {
-      {"/vendor/bin/getprop", all + "0"},
-      {"/vendor/bin/getprop vendor.b other", "1 2\n0"},
-      {"/vendor/bin/getprop vendor.empty 'an other'", "an other\n0"},
-      {"/vendor/bin/getprop vendor.none", "\n0"},
-      {"/vendor/bin/getprop a b c", "errors; 1"},
-      {"/vendor/bin/dmesg", read_file(file("/proc/kmsg")) + "0"},
-  };
-  for (const auto& [command, expected] : cases) EXPECT_EQ(expected, output(command)) << command;
+  EXPECT_THAT(output("getprop"), HasSubstr("]\n[z.b]: [1 2]\n[z.empty]: []\n0"));
+  EXPECT_EQ("1 2\n0", output("getprop z.b other"));
+  EXPECT_EQ("an other\n0", output("getprop z.empty 'an other'"));
+  EXPECT_EQ("\n0", output("getprop z.none"));
+  EXPECT_EQ("errors; 1", output("getprop a b c"));
+  EXPECT_EQ(read_file(file("/proc/kmsg")) + "0", output("dmesg"));
   fs::remove(file("/proc/kmsg"));
-  EXPECT_EQ("errors; 1", output("/vendor/bin/dmesg"));
+  EXPECT_EQ("errors; 1", output("dmesg"));
 }
 
 }  // namespace
