@@ -164,11 +164,10 @@ $partition!read short 507903 -> ${dst}I Failed reading $partition\n(No data avai
   Failed reading $partition\n(No data available)\n|$failed1 => out=
 $partition!close -> ${dst}I Failed closing $io${saved0}I Failed closing $io$failed1 => out=one
 )");
-  for (const auto& [access, effect, value] : {std::tuple(Access::open, Effect::fail, ENOSPC),
-                                              {Access::write, Effect::shorter, 2},
-                                              {Access::close, Effect::fail, ENOSPC}}) {
-    TELL("full", save_with_file(access, effect, value), "-> $dst$failed0$failed1 => out=");
-  }
+  const char* failed = "-> $dst$failed0$failed1 => out=";
+  TELL("full", save_with_file(Access::open, Effect::fail, ENOSPC), failed);
+  TELL("full", save_with_file(Access::write, Effect::shorter, 2), failed);
+  TELL("full", save_with_file(Access::close, Effect::fail, ENOSPC), failed);
   init_code = Z_MEM_ERROR;
   TELL("inflateInit_", save(record, 0), R"(
 -> ${dst}I Inflate init error : -4\n|I util decomp fail flag\n|$failed0$failed1 => out=
