@@ -1,16 +1,15 @@
 // Erasing logs: what is removed, what is left, and what is said.
-#include <sys/stat.h>
-
-#include "fcx/log_collection.h"
-#include "tests/services/logs/tree.h"
+#include "tests/services/logs/logs.h"
 
 namespace fcx_test {
 namespace {
 
 class Erase : public LogTest {
  protected:
-  int erase(const char* path = "/a/logs") {
-    const int result = Delete_Folder(path);
+  /// Erases the property "path".
+  int erase() {
+    prepare();
+    const int result = Delete_Folder(given("path", "/a/logs").c_str());
     out = tree("/a");
     return result;
   }
@@ -19,59 +18,41 @@ class Erase : public LogTest {
 TEST_F(Erase, AFolderGoesWithAllThatCanBeRemoved) {
   TELL("Delete_Folder", erase(), R"(
 let given = /a/logs/a=1; /a/logs/b/c/d=2; /a/other=3
+let b = logs/ logs/b/ logs/b/c/ logs/b/c/d=2 other=3
 let all = logs/ logs/a=1 logs/b/ logs/b/c/ logs/b/c/d=2 other=3
 $given -> => out=other=3
 -> => result=-1
 /a/logs=1 -> => out=logs=1; result=-1
 $given; /a/logs!open 13 -> E @: /a/logs: Permission denied\n => out=$all; result=-1
 $given; /a/logs!read -> E @: /a/logs: Input/output error\n => out=$all
-$given; /a/logs/b!open -> E @: /a/logs/b/: Input/output error\n
-  => out=logs/ logs/b/ logs/b/c/ logs/b/c/d=2 other=3
-$given; /a/logs/b!stat -> E @: /a/logs/b: Input/output error\n
-  => out=logs/ logs/b/ logs/b/c/ logs/b/c/d=2 other=3
-$given; /a/logs/b!stat 2 -> => out=logs/ logs/b/ logs/b/c/ logs/b/c/d=2 other=3
-$given; /a/logs/b/c/d!remove 1 -> E @: /a/logs/b/c/d: Operation not permitted\n
-  => out=logs/ logs/b/ logs/b/c/ logs/b/c/d=2 other=3
+$given; /a/logs/b!open -> E @: /a/logs/b/: Input/output error\n => out=$b
+$given; /a/logs/b!stat -> E @: /a/logs/b: Input/output error\n => out=$b
+$given; /a/logs/b!stat 2 -> => out=$b
+$given; /a/logs/b/c/d!remove 1 -> E @: /a/logs/b/c/d: Operation not permitted\n => out=$b
 $given; /a/logs/b/c!remove 16 -> E @: /a/logs/b/c/: Device or resource busy\n
   => out=logs/ logs/b/ logs/b/c/ other=3
+path=/a/logs/; /a/logs/b/c=1 -> => out=
+path=a/logs; /a/logs/b/c=1 -> => out=
+path=; /a/logs/b/c=1 -> => out=logs/ logs/b/ logs/b/c=1; result=-1
 )");
-  for (const char* path : {"/a/logs/", "a/logs"}) {
-    TELL("Delete_Folder", erase(path), "/a/logs/b/c=1 -> => out=");
-  }
-  TELL("Delete_Folder", erase(""), "/a/logs/a=1 -> => out=logs/ logs/a=1; result=-1");
-  TELL("Delete_Folder", erase(nullptr), "/a/logs/a=1 -> => out=logs/ logs/a=1; result=-1");
-  const std::string over = "/data/" + std::string(250, 'f');
-  TELL("Delete_Folder", erase(over.c_str()), R"(
--> E @: the path has more than 255 characters\n => result=-1
-)");
+  EXPECT_EQ(-1, Delete_Folder(nullptr));
+  TELL("Delete_Folder", Delete_Folder(("/data/" + std::string(250, 'f')).c_str()),
+       "-> E @: the path has more than 255 characters\\n => result=-1");
 }
 
-TEST_F(Erase, LinksAndDevicesAreLeftAndWhatLinksLeadToIsNotTouched) {
-  fs::create_directories(file("/a/logs/b"));
-  write_file(file("/a/kept"), "kept");
-  fs::create_symlink(file("/a/kept"), file("/a/logs/b/link"));
-  fs::create_directory_symlink(file("/a"), file("/a/logs/up"));
-  ASSERT_EQ(0, mkfifo(file("/a/logs/pipe").c_str(), 0600));
-  write_file(file("/a/logs/b/log"), "log");
-  lines();
-  EXPECT_EQ(0, erase());
-  EXPECT_EQ("kept=kept logs/ logs/b/ logs/b/link@ logs/pipe| logs/up@", out);
-  fs::create_directory_symlink(file("/a/logs/b"), file("/a/given"));
-  write_file(file("/a/logs/b/log"), "log");
-  EXPECT_EQ(0, erase("/a/given"));
-  EXPECT_EQ("given@ kept=kept logs/ logs/b/ logs/b/link@ logs/pipe| logs/up@", out);
-  EXPECT_THAT(lines(), IsEmpty());
-}
-
-TEST_F(Erase, PathsThatDoNotFitAreLeft) {
-  const std::string fits(255 - strlen("/a/logs/"), 'f');
-  const std::string folder(fits.size() - 1, 'd');
-  const std::string given = "/a/logs/" + fits + "=1; /a/logs/" + fits + "f=2; /a/logs/" + folder +
-                            "d/e=3; /a/logs/" + folder.substr(2) + "/a=4 -> => out=";
-  const std::string left =
-      "logs/ logs/" + folder + "d/ logs/" + folder + "d/e=3 logs/" + fits + "f=2";
-  TELL("Delete_Folder", erase(), given + left);
-  TELL("Delete_Folder", erase("/a/logs/"), given + left);
+TEST_F(Erase, LinksDevicesAndPathsThatDoNotFitAreLeft) {
+  let("fits", "logs/" + std::string(255 - strlen("/a/logs/"), 'f'));
+  let("folder", "logs/" + std::string(255 - strlen("/a/logs/"), 'd'));
+  let("shorter", "logs/" + std::string(255 - strlen("/a/logs//a"), 'd'));
+  TELL("Delete_Folder", erase(), R"(
+/a/kept=1; /a/logs/a=2; do=cd a/logs && ln -s ../kept b && ln -s .. c && mkfifo d ->
+  => out=kept=1 logs/ logs/b@ logs/c@ logs/d|
+path=/a/given; /a/logs/b/a=1; do=ln -s logs a/given -> => out=given@ logs/
+let given = /a/$fits=1; /a/${fits}f=2; /a/$folder/e=3; /a/$shorter/a=4
+let left = logs/ $folder/ $folder/e=3 ${fits}f=2
+$given -> => out=$left
+path=/a/logs/; $given -> => out=$left
+)");
 }
 
 TEST_F(Erase, AllLogsGoWhileTheLogServicesAreOff) {

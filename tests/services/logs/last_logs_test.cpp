@@ -5,7 +5,7 @@
 #include <fstream>
 
 #include "platform/factory_item_library.h"
-#include "tests/services/logs/collection.h"
+#include "tests/services/logs/logs.h"
 
 // In the place of the platform's, to let them fail.
 namespace {
@@ -49,25 +49,17 @@ std::string chunk(const std::string& bytes) {
 }
 std::string text_chunk(const std::string& text) { return chunk(deflated(text)); }
 
-/// A text that is no smaller when it is deflated.
-std::string noise(size_t size) {
-  std::string text(size, '\0');
-  uint32_t state = 1;
-  for (char& each : text) each = static_cast<char>((state = state * 1664525 + 1013904223) >> 24);
-  return text;
-}
-
 class LastLogs : public CollectionTest {
  protected:
   LastLogs() {
-    let("dst", understood("I $last dst folder : ${root}DATE/|"));
-    for (const char* record : {"0", "1"}) {
-      let("failed"s + record, understood("I $last RKF log copy(") + record + ") failed.|");
-      let("saved"s + record,
-          understood("I $last RKF log copy success(${root}DATE/rkf_last_dmesg_") + record +
-              ".txt)|");
-    }
-    let("flag", "zlib_decompress \n|I util decomp fail flag\n|");
+    TELL("parts", 0, R"(
+let dst = I $last dst folder : ${root}DATE/|
+let failed0 = I $last RKF log copy(0) failed.|
+let failed1 = I $last RKF log copy(1) failed.|
+let saved0 = I $last RKF log copy success(${root}DATE/rkf_last_dmesg_0.txt)|
+let saved1 = I $last RKF log copy success(${root}DATE/rkf_last_dmesg_1.txt)|
+let flag = zlib_decompress \n|I util decomp fail flag\n|
+)");
   }
   ~LastLogs() override { init_code = inflate_code = Z_OK, block_size = kBlock; }
 
@@ -88,11 +80,12 @@ class LastLogs : public CollectionTest {
     put(kPlaces[1 - place], "");
     fs::remove_all(file(kRoot));
     const int result = collect(kRoot);
-    const fs::path folder = file(kRoot) / "DATE";
-    out = read_file(folder / ("rkf_last_dmesg_" + std::to_string(place) + ".txt"));
-    EXPECT_EQ(!out.empty(),
-              fs::exists(folder / ("rkf_last_dmesg_" + std::to_string(place) + ".txt")));
-    EXPECT_FALSE(fs::exists(folder / ("rkf_last_dmesg_" + std::to_string(1 - place) + ".txt")));
+    const auto saved = [&](int record_number) {
+      return file(kRoot) / "DATE" / ("rkf_last_dmesg_" + std::to_string(record_number) + ".txt");
+    };
+    out = read_file(saved(place));
+    EXPECT_EQ(!out.empty(), fs::exists(saved(place)));
+    EXPECT_FALSE(fs::exists(saved(1 - place)));
     return result;
   }
 
@@ -130,11 +123,9 @@ TEST_F(LastLogs, AreTheChunksOfTheirRecords) {
       {"no chunk", begin, "", ""},
       {"two chunks and an end", begin + one + two + number(0) + one, "", "one\ntwo\n"},
       {"a negative length", begin + one + number(-1) + two, "", "one\n"},
-      {"the lowest length", begin + one + number(INT32_MIN) + two, "", "one\n"},
       {"the highest length", begin + one + number(INT32_MAX) + two, "", "one\n"},
       {"a length up to the end", filled(0), "", "f" + noise(1000)},
       {"a length that is one more", filled(1), "", "f"},
-      {"a chunk that is none", begin + chunk("none") + two, failed, "two\n"},
       {"a corrupt chunk", begin + one + chunk(corrupt) + two, failed, "one\ntwo\n"},
       {"a wrong check sum", begin + chunk(wrong_sum) + two, failed, "two\n"},
       {"a dictionary", begin + chunk(dictionary) + two, failed, "two\n"},
@@ -149,8 +140,7 @@ TEST_F(LastLogs, AreTheChunksOfTheirRecords) {
       SCOPED_TRACE(what + " "s + std::to_string(place));
       told();
       EXPECT_EQ(0, save(record, place));
-      EXPECT_EQ(text.size(), out.size());
-      EXPECT_TRUE(text == out);
+      EXPECT_TRUE(text == out) << out.size();
       const std::string outcome = (text.empty() ? "$failed" : "$saved") + std::to_string(place);
       EXPECT_EQ(
           understood("$dst") + (place == 0 ? lines + understood(outcome + "$failed1")

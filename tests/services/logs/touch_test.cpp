@@ -1,25 +1,22 @@
 // The touch self-test's result, handed out in pieces.
-#include "fcx/log_collection.h"
-#include "tests/story_test.h"
+#include "tests/services/logs/logs.h"
 
 namespace fcx_test {
 namespace {
 
-constexpr char kResult[] = "/data/touch/touch_self_test.txt";
-constexpr char kOffset[] = "/data/auto_touch_offset";
-
-class TouchResult : public StoryTest {
+class TouchResult : public LogTest {
  protected:
   TouchResult() {
-    let("file", kResult);
-    let("offset", kOffset);
-    let("name", "I data_file name: "s + kResult + "\n|");
-    let("first", "I fd_start from zero|I pid: PID\n|");
-    let("given", "item 4=PID");
+    TELL("parts", 0, R"(
+let file = /data/touch/touch_self_test.txt
+let offset = /data/auto_touch_offset
+let name = I data_file name: $file\n|
+let first = I fd_start from zero|I pid: PID\n|
+let given = item 4=PID
+)");
   }
 
   int scan() { return scan_auto_touch_result(memory()); }
-  int status() { return check_transfer_status(memory()); }
 };
 
 TEST_F(TouchResult, IsHandedOutWordByWord) {
@@ -32,7 +29,6 @@ $given; $file=\s a\nbc\s -> $name${first}I dj_debug buf_size: 2, data_buf: a|
   I dj_debug buf_size: 5, data_buf: bc|I PID a bc\s => out=PID a bc\s; $offset=
 $given; $file=a\0b -> $name${first}I dj_debug buf_size: 2, data_buf: a|
   I dj_debug buf_size: 4, data_buf: b|I PID a b\s => out=PID a b\s
-let at = $name
 $given; $file=ab cd; $offset=2 -> ${name}I fd_starting point: 2|I dj_debug buf_size: 3, data_buf: cd|
   I cd\s => out=cd\s; $offset=
 $given; $file=ab cd; $offset=\s1 7\n -> ${name}I fd_starting point: 1|
@@ -44,7 +40,6 @@ $given; $file=ab cd; $offset=5 -> ${name}I fd_starting point: 5|I\s => out=; $of
 TEST_F(TouchResult, AnOffsetThatIsNoneIsTheStart) {
   for (const char* offset :
        {"", "x", "-1", "6", "1x", "+1", "99999999999999999999", "2147483648"}) {
-    let("offset text", offset);
     TELL("scan_auto_touch_result", scan(), "$given; $file=ab cd; $offset="s + offset + R"( ->
       ${name}I fd_starting point: )" + offset + R"(|I dj_debug buf_size: 3, data_buf: ab|
       I dj_debug buf_size: 6, data_buf: cd|I ab cd\s => out=ab cd\s; $offset=)");
@@ -98,27 +93,23 @@ TEST_F(TouchResult, ATransferEndsWithEveryWordHandedOut) {
       {words(1, 2046), {pid, words(1, 2046), ""}},
       {words(1, 2047), {pid, words(1, 2046), "a "}},
       {words(1, 5000), {pid, words(1, 2046), words(1, 2046), words(1, 908), ""}},
-      {words(6, 80) + std::string(1600, 'z'),
-       {pid + words(6, 80), std::string(1600, 'z') + " ", ""}}};
+  };
   for (const auto& [content, pieces] : cases) {
     SCOPED_TRACE(content);
     fresh_phone();
-    set_item(item::pid, "PID");
-    fs::create_directories(file("/data/touch"));
-    write_file(file(kResult), content);
-    char text[2];
+    give(understood("$given"));
+    give(understood("$file=") + content);
     for (size_t i = 0; i < pieces.size(); ++i) {
       SCOPED_TRACE(i);
       EXPECT_EQ(0, logsave_aat_touch(memory()));
       EXPECT_EQ(pieces[i], out.c_str());
-      const bool is_last = i + 1 == pieces.size();
-      EXPECT_EQ(is_last ? 0 : 1, check_transfer_status(text));
+      EXPECT_EQ(i + 1 == pieces.size() ? 0 : 1, check_transfer_status(memory()));
     }
   }
 }
 
 TEST_F(TouchResult, TheHostIsToldWhetherPiecesRemain) {
-  TELL("check_transfer_status", status(), R"(
+  TELL("check_transfer_status", check_transfer_status(memory()), R"(
 let begin = I check_transfer_status()|
 -> ${begin}I transfer has completed! data: 0 => out=0
 $offset= -> ${begin}I being transfered.. data: 1 => out=1; result=1
