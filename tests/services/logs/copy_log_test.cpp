@@ -45,7 +45,7 @@ let below = I from /a/from/b/ to /a/to/b/ copy done!!!\n|
 /a/from/a=1; /a/from!open @2 -> E @: do not open src file!!! : /a/from/\n|$done => out=
 /a/from/a=1; /a/from!read -> E @: /a/from/: Input/output error\n|$done => out=
 /a/from/a=1; /a/to!mkdir 28 -> E @: /a/to/: No space left on device\n|$done => out=
-/a/from/a=1; /a/to=2 -> E @: /a/to/: File exists\n|$done
+/a/from/a=1; /a/to=2 -> E @: /a/to/: Not a directory\n|$done
 /a/from/a=1; /a/to!open @2 -> E @: /a/to/: Input/output error\n|$done => out=
 /a/from/a=1; /a/from/a!open 13 -> $done => out=
 /a/from/a=1; /a/to/a!open 28 -> $done => out=

@@ -34,14 +34,15 @@ TEST_F(CrashReports, AreCountedInAnItem) {
   int length = 0;
   TELL("get_crash_count", get_crash_count(memory(), &length), R"(
 -> => out=0
-item 230! -> => out=before; result=-1
+item 230! -> E @: the item cannot be read\n => out=before; result=-1
 item 230=hhhhhhhh\7\1\0\0\7 -> => out=263
 item 230=hhhhhhhh\0\0\0\x80 -> => out=-2147483648
 )");
   EXPECT_EQ(11, length);
   EXPECT_EQ(-1, get_crash_count(nullptr, &length));
   EXPECT_EQ(-1, get_crash_count(memory(), nullptr));
-  TELL("erase_crash_count", erase_crash_count(), "item 230!write -> => result=-1");
+  TELL("erase_crash_count", erase_crash_count(),
+       "item 230!write -> E @: the item cannot be written\\n => result=-1");
   clear_faults();
   set_item(230, std::string(17, 'h'));
   EXPECT_EQ(0, erase_crash_count());
@@ -100,7 +101,7 @@ let given = /data/logger/a=; item 231=$report; item 235=$report
 $given -> => out=one;one
 $given; item 235! -> E $at Read Fail\n => out=before; ${at}crash_log1.txt=; result=1
 $given; item 231!return 7 -> => out=one;one
-item 231=$report -> I couldn't makedir directory : $at\n => out=before; result=1
+$given; $at!mkdir 2 -> I couldn't makedir directory : $at\n => out=before; result=1
 $given; $at!mkdir 13 -> E @: $at: Permission denied\n|I fopen fail : ${at}crash_log0.txt
   => out=before; result=1
 $given; ${at}crash_log1.txt!open 28 -> I fopen fail : ${at}crash_log1.txt => out=before; result=1

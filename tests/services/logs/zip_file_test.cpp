@@ -47,7 +47,7 @@ TEST_F(ZipFile, WhatIsPackedIsWhatOtherProgramsUnpack) {
       ln -s /dev/null device && mkfifo pipe && echo >'a name' && echo text >'deep/\name' &&
       touch -d '2020-02-03 04:05:06' numbers && echo x >)" +
       std::string(255, 'n'));
-  for (const size_t size : {kPiece - 1, kPiece, kPiece + 1, 300'001ul}) {
+  for (const size_t size : {kPiece - 1, kPiece, kPiece + 1, size_t{300'001}}) {
     give("/logs/" + std::to_string(size) + "=" + noise(size));
   }
   char archive[] = "/logs/z.zip", folder[] = "/logs";

@@ -298,7 +298,6 @@ $exits; /screen=8 4 16 64 -> ${is}16\n|$begun => result=64
 $exits; /screen=8 4 24 96 -> ${is}24\n|$begun$no 24 bits per pixel to 16\n
 $exits; /bpp=32; /screen=8 4 16 128 -> ${is}16\n|$begun$no 16 bits per pixel to 32\n
 $exits; /screen=260 4 0 788 -> ${wide}0\n|$begun$no 0 bits per pixel to 16\n
-$exits; /screen=260 4 0 787 -> ${wide}0\n|$begun$lies
 $exits; /screen=260 4 -16 788 -> ${wide}-16\n|$begun$no -16 bits per pixel to 16\n
 )");
 }
