@@ -4,6 +4,7 @@
 #include <ctime>
 #include <string_view>
 
+#include "common/local_time.h"
 #include "common/log.h"
 #include "common/properties.h"
 #include "common/text.h"
@@ -74,7 +75,7 @@ void system_set_env_property() {
 void show_current_time() {
   const time_t now = time(nullptr);
   tm local{};
-  localtime_r(&now, &local);
+  fcx::local_time(now, local);
   std::array<char, 30> text{};
   strftime(text.data(), text.size(), "%Y/%m/%d %H:%M:%S", &local);
   DOMAIN_INFO("Current time is %s\n", text.data());

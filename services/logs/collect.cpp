@@ -7,6 +7,7 @@
 #include <string_view>
 
 #include "common/files.h"
+#include "common/local_time.h"
 #include "common/log.h"
 #include "common/text.h"
 #include "fcx/device_functions.h"
@@ -147,7 +148,7 @@ void set_directory_name(char* out) {
   if (out == nullptr) return;
   const time_t now = time(nullptr);
   tm local{};
-  localtime_r(&now, &local);
+  fcx::local_time(now, local);
   constexpr size_t kSize = 30;
   out[0] = '\0';  // of what does not fit nothing is written
   strftime(out, kSize, "%Y%m%d_%H%M%S", &local);

@@ -7,6 +7,7 @@
 #include "common/log.h"
 #include "fcx/log_collection.h"
 #include "services/logs/log_path.h"
+#include "services/logs/walked_folder.h"
 
 namespace {
 
@@ -15,6 +16,7 @@ using fcx::DeviceFile;
 using fcx::FileId;
 using fcx::LogPath;
 using fcx::Result;
+using fcx::WalkedFolder;
 
 constexpr char kFunction[] = "copy_log";
 constexpr mode_t kFolderMode = 0777;
@@ -23,19 +25,6 @@ constexpr mode_t kFileMode = 0666;
 void log_failure(const char* path, const char* reason) {
   DOMAIN_ERROR("%s: %s: %s\n", kFunction, path, reason);
 }
-
-/// A folder that is being copied, and the one that it is in.
-struct Folder {
-  FileId id;
-  const Folder* parent;
-
-  bool is_in(const FileId& other) const {
-    for (const Folder* each = this; each != nullptr; each = each->parent) {
-      if (each->id == other) return true;
-    }
-    return false;
-  }
-};
 
 /// The folder of that path, or why there is none.
 DeviceFile open_folder(const char* path) { return DeviceFile(path, O_RDONLY | O_DIRECTORY); }
@@ -70,35 +59,36 @@ class LogCopy {
   void run();
 
  private:
-  void copy_folder(const Folder& folder);
-  void copy_entries(const Folder& folder);
-  void copy_entry(const Folder& folder);
+  void copy_folder(WalkedFolder& folder);
+  void copy_entries(const WalkedFolder& folder);
+  void copy_entry(const WalkedFolder& parent);
   void copy_file(DeviceFile& source);
   Result write(DeviceFile& source, DeviceFile& target);
 
   LogPath target_, source_;
-  FileId first_target_;
   std::array<char, 128 << 10> piece_;
 };
 
 void LogCopy::run() {
-  const bool has_target = find_target(target_.c_str(), first_target_);
+  FileId target;
+  const bool has_target = find_target(target_.c_str(), target);
   const DeviceFile source = open_folder(source_.c_str());
   if (!source.is_open()) {
     DOMAIN_ERROR("%s: do not open src file!!! : %s\n", kFunction, source_.c_str());
-  } else if (has_target && !(source.id() == first_target_)) {
-    copy_entries({source.id(), nullptr});
+  } else if (has_target && !(source.id() == target)) {
+    copy_entries({source.id(), target});
   }
 }
 
-void LogCopy::copy_folder(const Folder& folder) {
-  FileId target;
+void LogCopy::copy_folder(WalkedFolder& folder) {
   // A folder that a link leads to may be the target's own.
-  if (find_target(target_.c_str(), target) && !(target == folder.id)) copy_entries(folder);
+  if (find_target(target_.c_str(), folder.target) && !(folder.target == folder.id)) {
+    copy_entries(folder);
+  }
   DOMAIN_INFO("from %s to %s copy done!!!\n", source_.c_str(), target_.c_str());
 }
 
-void LogCopy::copy_entries(const Folder& folder) {
+void LogCopy::copy_entries(const WalkedFolder& folder) {
   DeviceDirectory directory(source_.c_str());
   if (directory.error() != 0) {
     DOMAIN_ERROR("%s: do not open src file!!! : %s\n", kFunction, source_.c_str());
@@ -114,16 +104,16 @@ void LogCopy::copy_entries(const Folder& folder) {
   if (directory.error() != 0) log_failure(source_.c_str(), directory.reason());
 }
 
-void LogCopy::copy_entry(const Folder& folder) {
-  FileId id;
+void LogCopy::copy_entry(const WalkedFolder& parent) {
+  WalkedFolder folder;
   {
     DeviceFile source(source_.c_str(), O_RDONLY);
     if (source.is_regular()) copy_file(source);
     if (!source.is_directory()) return;
-    id = source.id();
+    folder.id = source.id();
   }  // closed: deep folders would keep many open
-  if (folder.is_in(id) || id == first_target_) return;
-  if (source_.append({"/"}) && target_.append({"/"})) copy_folder({id, &folder});
+  if (!parent.leads_to(source_.c_str(), folder)) return;
+  if (source_.append({"/"}) && target_.append({"/"})) copy_folder(folder);
 }
 
 void LogCopy::copy_file(DeviceFile& source) {
@@ -140,9 +130,7 @@ void LogCopy::copy_file(DeviceFile& source) {
 }
 
 Result LogCopy::write(DeviceFile& source, DeviceFile& target) {
-  if (target.size() > 0) {
-    if (const Result emptied = target.make_empty(); !emptied.ok()) return emptied;
-  }
+  if (const Result emptied = target.make_empty(); !emptied.ok()) return emptied;
   for (;;) {
     const fcx::ReadResult read = source.read(piece_.data(), piece_.size());
     // What was read of it is all that can be had.

@@ -71,8 +71,11 @@ bool write_report(const char* path, std::string_view text) {
   }
   Result written = file.write(text);
   if (written.ok()) written = file.close();
-  if (!written.ok()) DOMAIN_INFO("fwrite fail");
-  return written.ok();
+  if (written.ok()) return true;
+  DOMAIN_INFO("fwrite fail");
+  // What cannot be removed either is written over by the next call.
+  static_cast<void>(fcx::remove_device_file(path));
+  return false;
 }
 
 /// Reads the report back from its file. What cannot be read has no summary.

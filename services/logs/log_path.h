@@ -8,11 +8,12 @@
 
 namespace fcx {
 
-/// A path of at most 255 characters, which grows and is cut back as a folder is walked. It always
-/// ends in a NUL.
-class LogPath {
+/// A path of at most Longest characters, which grows and is cut back as a folder is walked. It
+/// always ends in a NUL.
+template <size_t Longest>
+class BoundedPath {
  public:
-  static constexpr size_t kLongest = 255;
+  static constexpr size_t kLongest = Longest;
 
   const char* c_str() const { return path_.data(); }
   std::string_view view() const { return {path_.data(), size_}; }
@@ -47,5 +48,10 @@ class LogPath {
   std::array<char, kLongest + 1> path_{};
   size_t size_ = 0;
 };
+
+/// Of files that are copied, written or removed.
+using LogPath = BoundedPath<255>;
+/// Of files that are packed.
+using PackedPath = BoundedPath<999>;
 
 }  // namespace fcx

@@ -146,9 +146,15 @@ bool keep_position(int64_t position) {
   std::array<char, 20> digits;
   const auto [end, error] = std::to_chars(digits.data(), digits.data() + digits.size(), position);
   static_cast<void>(error);  // a number of 64 bits has room
-  const Result kept = fcx::replace_device_file(
-      kOffsetFile, {digits.data(), static_cast<size_t>(end - digits.data())});
-  return kept.ok() || failed(kOffsetFile, kept.reason());
+  fcx::FileReplacement file(kOffsetFile);
+  Result kept = file.write({digits.data(), static_cast<size_t>(end - digits.data())});
+  if (kept.ok()) kept = file.put_in_place();
+  if (!kept.ok()) return failed(kOffsetFile, kept.reason());
+  // Without it a power cut lets this piece come once more.
+  if (const Result flushed = fcx::flush_directory_of(kOffsetFile); !flushed.ok()) {
+    static_cast<void>(failed(kOffsetFile, flushed.reason()));  // it has logged that
+  }
+  return true;
 }
 
 bool end_transfer() {

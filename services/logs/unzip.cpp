@@ -130,7 +130,7 @@ int close_entry(unzFile archive) {
 /// Opens the target, in a folder that is made for it where that is wanted.
 void open_target(const Entry& entry, std::optional<fcx::DeviceFile>& file) {
   // Where a link leads is no place of the archive's.
-  constexpr int kReplacing = O_WRONLY | O_CREAT | O_TRUNC | O_NOFOLLOW;
+  constexpr int kReplacing = O_WRONLY | O_CREAT | O_NOFOLLOW;
   constexpr mode_t kFileMode = 0666;  // the process's mask decides
   file.emplace(entry.target(), kReplacing, kFileMode);
   const std::string_view name = entry.name.view();
@@ -163,15 +163,25 @@ int copy_entry(unzFile archive, fcx::DeviceFile& file, char* buffer, uLong& chec
 int extract_to_target(const Entry& entry, char* buffer, uLong& checksum) {
   std::optional<fcx::DeviceFile> file;
   open_target(entry, file);
-  if (!file->is_open() || !file->is_regular()) {
+  // An archive is not extracted over itself, of which the rest would be gone.
+  if (!file->is_regular() || fcx::is_open_zip(file->id(), fcx::ZipUse::reads) ||
+      !file->make_empty().ok()) {
     DOMAIN_INFO("TAVRIN_UNZIP : error opening %s\n", entry.target());
     return -1;
   }
   DOMAIN_INFO("TAVRIN_UNZIP : extracting: %s\n", entry.target());
-  const int error = copy_entry(entry.archive, *file, buffer, checksum);
-  if (file->close().ok() || error != UNZ_OK) return error;
-  DOMAIN_INFO("TAVRIN_UNZIP : error in writing extracted file\n");
-  return UNZ_ERRNO;
+  int error = copy_entry(entry.archive, *file, buffer, checksum);
+  if (!file->close().ok() && error == UNZ_OK) {
+    DOMAIN_INFO("TAVRIN_UNZIP : error in writing extracted file\n");
+    error = UNZ_ERRNO;
+  }
+  // The disk has room for others then.
+  if (const fcx::Result removed =
+          error == UNZ_ERRNO ? fcx::remove_device_file(entry.target()) : fcx::Result();
+      !removed.ok()) {
+    DOMAIN_ERROR("do_extract_currentfile: %s: %s\n", entry.target(), removed.reason());
+  }
+  return error;
 }
 
 /// Extracts the open entry and closes it.
@@ -274,7 +284,8 @@ int MakeZipFile::FolderFromZip(int without_path, int overwrite, const char* pass
     return 2;
   }
   for (ZPOS64_T i = 0; i < all.number_entry; ++i) {
-    // The first is the current one of an archive that was just opened.
+    // Of a first one that is not found its extraction tells.
+    if (i == 0) static_cast<void>(unzGoToFirstFile(unzip_));
     const int error = i == 0 ? UNZ_OK : unzGoToNextFile(unzip_);
     if (error != UNZ_OK) {
       DOMAIN_ERROR("%s: error %d with zipfile in unzGoToNextFile\n", __func__, error);

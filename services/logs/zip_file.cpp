@@ -12,9 +12,12 @@
 #include <utility>
 
 #include "common/files.h"
+#include "common/local_time.h"
 #include "common/log.h"
 #include "common/text.h"
 #include "fcx/make_zip_file.h"
+#include "services/logs/log_path.h"
+#include "services/logs/walked_folder.h"
 #include "services/logs/zip_streams.h"
 
 namespace {
@@ -50,6 +53,7 @@ const char* entry_name(const char* path, int32_t prefix_length) {
 bool open_entry(zipFile zip, const char* name, const zip_fileinfo& info, bool has_long_sizes) {
   constexpr int kLevel = 1;
   constexpr int kMemoryLevel = 8;
+  fcx::count_entry(zip);
   return !fcx::has_zip_failed(zip) &&
          zipOpenNewFileInZip3_64(zip, name, &info, nullptr, 0, nullptr, 0, nullptr, Z_DEFLATED,
                                  kLevel, 0, -MAX_WBITS, kMemoryLevel, Z_DEFAULT_STRATEGY, nullptr,
@@ -96,20 +100,7 @@ bool copy_into_entry(zipFile zip, const char* path, fcx::DeviceFile& file, char*
   return true;
 }
 
-/// A folder that is being packed, and those that it is in.
-struct Folder {
-  FileId id;
-  const Folder* parent;
-};
-
 FileId id_of(const struct stat& found) { return {found.st_dev, found.st_ino}; }
-
-bool is_one_of(const Folder* folder, const FileId& id) {
-  for (; folder != nullptr; folder = folder->parent) {
-    if (folder->id == id) return true;
-  }
-  return false;
-}
 
 /// Packs a folder and those below it, all with the same memory for their paths.
 class FolderPacker {
@@ -120,15 +111,11 @@ class FolderPacker {
   int pack(std::string_view folder);
 
  private:
-  /// False when it does not fit.
-  bool add(std::string_view text);
-  void cut(size_t length);
-  int pack_folder(const Folder& folder);
-  void pack_entry(const Folder& folder);
+  int pack_folder(const fcx::WalkedFolder& folder);
+  void pack_entry(const fcx::WalkedFolder& parent);
 
   MakeZipFile& archive_;
-  std::array<char, 1000> path_{};
-  size_t length_ = 0;
+  fcx::PackedPath path_;
 };
 
 int not_opened() {
@@ -136,51 +123,40 @@ int not_opened() {
   return 1;
 }
 
-bool FolderPacker::add(std::string_view text) {
-  if (text.size() >= path_.size() - length_) return false;
-  text.copy(path_.data() + length_, text.size());
-  cut(length_ + text.size());
-  return true;
-}
-
-void FolderPacker::cut(size_t length) {
-  length_ = length;
-  path_[length] = '\0';
-}
-
 int FolderPacker::pack(std::string_view folder) {
   struct stat status {};
-  if (!add(folder)) return not_opened();
-  if (length_ > 1 && path_[length_ - 1] == '/') cut(length_ - 1);
-  if (!fcx::look_up(path_.data(), status).ok()) return not_opened();
-  return pack_folder({id_of(status), nullptr});
+  if (folder.size() > 1 && folder.back() == '/') folder.remove_suffix(1);
+  if (!path_.append({folder}) || !fcx::look_up(path_.c_str(), status).ok()) return not_opened();
+  return pack_folder({id_of(status)});
 }
 
-int FolderPacker::pack_folder(const Folder& folder) {
-  fcx::DeviceDirectory directory(path_.data());
+int FolderPacker::pack_folder(const fcx::WalkedFolder& folder) {
+  fcx::DeviceDirectory directory(path_.c_str());
   if (directory.error() != 0) return not_opened();
-  const size_t length = length_;
-  // The names of "/" follow its only '/'.
-  const std::string_view separator = length_ == 1 && path_[0] == '/' ? "" : "/";
+  const size_t size = path_.size();
+  // Also after a second '/', which the entries' names are counted from. Those of "/" follow its
+  // own.
+  const char* separator = path_.view() == "/" ? "" : "/";
   while (const char* name = directory.next()) {
     // Left out when it does not fit: cut, it would be another file's name.
-    if (add(separator) && add(name)) pack_entry(folder);
-    cut(length);
+    if (path_.append({separator, name})) pack_entry(folder);
+    path_.cut(size);
   }
   if (directory.error() != 0) {
-    DOMAIN_ERROR("FolderToZip: %s: %s\n", path_.data(), directory.reason());
+    DOMAIN_ERROR("FolderToZip: %s: %s\n", path_.c_str(), directory.reason());
   }
   return 0;
 }
 
-void FolderPacker::pack_entry(const Folder& folder) {
+void FolderPacker::pack_entry(const fcx::WalkedFolder& parent) {
   struct stat found {};
-  if (!fcx::look_up(path_.data(), found).ok() || !S_ISDIR(found.st_mode)) {
-    static_cast<void>(archive_.FileToZip(path_.data()));  // it has logged what it left out
-  } else if (!is_one_of(&folder, id_of(found))) {
-    // It has logged that it could not be opened.
-    static_cast<void>(pack_folder({id_of(found), &folder}));
+  if (!fcx::look_up(path_.c_str(), found).ok() || !S_ISDIR(found.st_mode)) {
+    static_cast<void>(archive_.FileToZip(path_.c_str()));  // it has logged what it left out
+    return;
   }
+  fcx::WalkedFolder folder{id_of(found)};
+  // It has logged that it could not be opened.
+  if (parent.leads_to(path_.c_str(), folder)) static_cast<void>(pack_folder(folder));
 }
 
 }  // namespace
@@ -212,8 +188,7 @@ int MakeZipFile::filetime(const void*, const char* name, tm_zip* out) {
   time_t time = 0;
   const bool is_found = find_time(name, time);
   struct tm local {};
-  // One in a year that has no number is none.
-  if (localtime_r(&time, &local) == nullptr) local = {};
+  fcx::local_time(time, local);
   const auto number = [](int value) { return static_cast<uInt>(value); };
   *out = {number(local.tm_sec),  number(local.tm_min), number(local.tm_hour),
           number(local.tm_mday), number(local.tm_mon), number(local.tm_year)};
@@ -232,7 +207,9 @@ int MakeZipFile::FileToZip(const char* path) {
   struct stat found {};
   const fcx::Result looked_up = fcx::look_up(path, found);
   if (leads_nowhere(looked_up)) return 0;
-  if (looked_up.ok() && (!S_ISREG(found.st_mode) || fcx::is_open_zip(id_of(found)))) return 0;
+  if (looked_up.ok() &&
+      (!S_ISREG(found.st_mode) || fcx::is_open_zip(id_of(found), fcx::ZipUse::writes)))
+    return 0;
   if (found.st_size >= kTooLarge) {
     DOMAIN_INFO("LOGSAVE : error in writing %s in the zipfile\n", path);
     return 0;

@@ -37,9 +37,7 @@ struct OwnPath {
 /// one that is written, what is still to be written.
 class ZipStream {
  public:
-  enum class Use { reads, writes };
-
-  ZipStream(const char* device_path, Use use);
+  ZipStream(const char* device_path, ZipUse use);
   ~ZipStream();
   ZipStream(const ZipStream&) = delete;
   ZipStream& operator=(const ZipStream&) = delete;
@@ -56,8 +54,9 @@ class ZipStream {
 
  private:
   friend zipFile fcx::open_zip(const char* device_path);
+  friend void fcx::count_entry(zipFile zip);
   friend bool fcx::has_zip_failed(zipFile zip);
-  friend bool fcx::is_open_zip(const FileId& file);
+  friend bool fcx::is_open_zip(const FileId& file, ZipUse use);
 
   /// Keeps the first failure. @return whether there was none yet
   bool note(Result result) {
@@ -72,7 +71,7 @@ class ZipStream {
 
   OwnPath path_;
   DeviceFile file_;
-  Use use_;
+  ZipUse use_;
   int error_ = 0;
   int64_t size_ = 0;           ///< of the file, with what is still to be written
   int64_t position_ = 0;       ///< as minizip has it
@@ -80,11 +79,12 @@ class ZipStream {
   int64_t buffer_start_ = 0;
   size_t buffered_ = 0;
   std::array<char, 64 << 10> buffer_;
-  zipFile zip_ = nullptr;      ///< as minizip has it, of one that is written
-  ZipStream* next_ = nullptr;  ///< of those that are written
+  zipFile zip_ = nullptr;  ///< as minizip has it, of one that is written
+  unsigned entries_ = 0;   ///< that were begun in it
+  ZipStream* next_ = nullptr;
 };
 
-/// The archives that are written now.
+/// The archives that are open now.
 struct OpenZips {
   Mutex mutex;
   ZipStream* first GUARDED_BY(mutex) = nullptr;
@@ -92,25 +92,24 @@ struct OpenZips {
 
 OpenZips& open_zips() { return immortal<OpenZips>(); }
 
-ZipStream::ZipStream(const char* device_path, Use use)
+ZipStream::ZipStream(const char* device_path, ZipUse use)
     : path_(device_path),
-      file_(path_.text.data(), use == Use::reads ? O_RDONLY : O_WRONLY | O_CREAT | O_TRUNC, 0666),
+      file_(path_.text.data(), use == ZipUse::reads ? O_RDONLY : O_WRONLY | O_CREAT | O_TRUNC,
+            0666),
       use_(use) {
   if (!file_.is_open()) {
     error_ = strlen(device_path) < PATH_MAX ? file_.error() : ENAMETOOLONG;
   } else if (!file_.is_regular()) {
     error_ = ENOTSUP;
-  } else if (struct stat status{}; use_ == Use::reads && note(file_.status(status))) {
+  } else if (struct stat status{}; use_ == ZipUse::reads && note(file_.status(status))) {
     size_ = status.st_size;
   }
-  if (use_ == Use::reads) return;
   OpenZips& zips = open_zips();
   const std::lock_guard lock(zips.mutex);
   next_ = std::exchange(zips.first, this);
 }
 
 ZipStream::~ZipStream() {
-  if (use_ == Use::reads) return;
   OpenZips& zips = open_zips();
   const std::lock_guard lock(zips.mutex);
   ZipStream** link = &zips.first;
@@ -200,7 +199,7 @@ bool ZipStream::seek(uint64_t distance, int origin) {
 }
 
 int ZipStream::close() {
-  if (use_ == Use::writes && error_ == 0) flush();
+  if (use_ == ZipUse::writes && error_ == 0) flush();
   static_cast<void>(note(file_.close()));  // the caller looks at the first failure
   return error_;
 }
@@ -212,9 +211,8 @@ ZipStream* stream_of(voidpf stream) { return static_cast<ZipStream*>(stream); }
 /// Leaves errno to the opener of the archive, and the stream in its variable.
 voidpf open_stream(voidpf opened, const void* device_path, int mode) {
   const bool is_new = (mode & ZLIB_FILEFUNC_MODE_CREATE) != 0;
-  std::unique_ptr<ZipStream> stream(
-      new (std::nothrow) ZipStream(static_cast<const char*>(device_path),
-                                   is_new ? ZipStream::Use::writes : ZipStream::Use::reads));
+  std::unique_ptr<ZipStream> stream(new (std::nothrow) ZipStream(
+      static_cast<const char*>(device_path), is_new ? ZipUse::writes : ZipUse::reads));
   const int error = stream == nullptr ? ENOMEM : stream->error();
   if (error == 0) {
     *static_cast<ZipStream**>(opened) = stream.get();
@@ -271,6 +269,16 @@ zipFile open_zip(const char* device_path) {
   return zip;
 }
 
+void count_entry(zipFile zip) {
+  constexpr unsigned kMost = 65'535;
+  OpenZips& zips = open_zips();
+  const std::lock_guard lock(zips.mutex);
+  for (ZipStream* each = zips.first; each != nullptr; each = each->next_) {
+    if (each->zip_ != zip || ++each->entries_ <= kMost) continue;
+    static_cast<void>(each->note(Result::failed(EOVERFLOW)));  // close_zip() tells
+  }
+}
+
 bool has_zip_failed(zipFile zip) {
   OpenZips& zips = open_zips();
   const std::lock_guard lock(zips.mutex);
@@ -295,11 +303,11 @@ unzFile open_unzip(const char* device_path) {
   return unzip;
 }
 
-bool is_open_zip(const FileId& file) {
+bool is_open_zip(const FileId& file, ZipUse use) {
   OpenZips& zips = open_zips();
   const std::lock_guard lock(zips.mutex);
   for (const ZipStream* zip = zips.first; zip != nullptr; zip = zip->next_) {
-    if (zip->file_.id() == file) return true;
+    if (zip->use_ == use && zip->file_.id() == file) return true;
   }
   return false;
 }

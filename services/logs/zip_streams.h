@@ -1,5 +1,5 @@
-// Archives as minizip opens them: device files, through common/files.h, 64 KiB at a time, since
-// minizip itself reads and writes two bytes at a time.
+// Archives as minizip opens them: device files, through common/files.h, in large pieces, since
+// minizip itself reads and writes a few bytes at a time.
 #pragma once
 
 #include <minizip/unzip.h>
@@ -14,7 +14,12 @@ namespace fcx {
 /// @return null, with errno, when it cannot be opened
 zipFile open_zip(const char* device_path);
 
-/// Whether something that was written to an archive that is open is lost. minizip is not told.
+/// Counts an entry of an archive that is open. One with more than 65,535 fails: minizip would write
+/// a list of them that nobody can read.
+void count_entry(zipFile zip);
+
+/// Whether something that was written to an archive that is open is lost, or it has too many
+/// entries. minizip is not told.
 bool has_zip_failed(zipFile zip);
 
 /// Completes an archive that open_zip() has begun, and closes it, whatever comes of that. Fails,
@@ -25,7 +30,8 @@ Result close_zip(zipFile zip);
 /// @return null when it cannot be opened, with errno, or is no archive, with errno EINVAL
 unzFile open_unzip(const char* device_path);
 
-/// Whether an archive is being written to this file by this process.
-bool is_open_zip(const FileId& file);
+/// Whether this process writes, or reads, an archive in this file now.
+enum class ZipUse { reads, writes };
+bool is_open_zip(const FileId& file, ZipUse use);
 
 }  // namespace fcx

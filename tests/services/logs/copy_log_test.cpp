@@ -96,8 +96,10 @@ $link ../from a/from/a -> $b$done => out=b/ b/c=1
 $link ../../from a/from/b/a -> $b$done => out=b/ b/c=1
 $link ../b a/from/b/a -> $b$done => out=b/ b/c=1
 $link ../to a/from/a -> $b$done => out=b/ b/c=1
+$link ../../to/b a/from/b/a -> $b$done => out=b/ b/c=1
 let link = /a/else/file=else; do=mkdir a/from && ln -s
 $link ../else a/from/a -> $a$done => out=a/ a/file=else
+$link ../else a/from/a && mkdir a/more && ln -s ../more a/else/more -> $a$done => out=a/ a/file=else
 $link .. a/from/a -> I from /a/from/a/else/ to /a/to/a/else/ copy done!!!\n|$a$done
   => out=a/ a/else/ a/else/file=else
 /a/to/a/b/c=1; $link ../to/a a/from/a -> $a$done => out=a/ a/b/ a/b/c=1

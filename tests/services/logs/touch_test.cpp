@@ -64,6 +64,7 @@ let end = ${name}I fd_start from zero|I pid: \n|I dj_debug buf_size: 601, data_b
   I fd_end: 600|E @: $offset:
 $file=$long; $offset!write 28 -> $end No space left on device\n => out=; result=-1; $offset=
 $file=$long; $offset!sync -> $end $no => out=; result=-1; $offset=
+$file=$long; /data!syncdir -> $end $no|I \s$long\s => out=\s$long\s; $offset=600
 )");
   EXPECT_EQ(-1, scan_auto_touch_result(nullptr));
   EXPECT_EQ(-1, logsave_aat_touch(nullptr));

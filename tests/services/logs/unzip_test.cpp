@@ -152,8 +152,9 @@ let unwritten = $first|I $error in writing extracted file\n
 $given; /a=old and longer -> $first|$out d/b\n => /a=first; out=d/b
 $given; /a/inside=1 -> $unopened => /a/inside=1; result=1
 $given; /a!open -> $unopened => out=; result=1
-$given; /a!short 2 write -> $unwritten => /a=fi; result=1
-$given; /a!close -> $unwritten => /a=first; result=1
+$given; /a!short 2 write -> $unwritten => /a=; result=1
+$given; /a!close -> $unwritten => /a=; result=1
+do=echo >z.zip && zip -q x z.zip && mv x.zip z.zip; overwrite=1 -> $opened|I $error opening z.zip\n => result=1
 $given; /d/!mkdir 30; /d!mkdir 30 -> $first|E makedir: d: Read-only file system\n|
   I $error opening d/b\n => out=a; result=1
 $given; /data/target=kept; do=ln -s data/target a -> $unopened => /data/target=kept; result=1
