@@ -41,10 +41,11 @@ int get_external_logsave_path(char* out);
 int logsave(const char* path);
 
 /// Copies a folder with all that is in it, byte for byte. Regular files are copied, and what links
-/// lead to; files that cannot be opened on either side, devices and pipes are left out, and so are
-/// a folder that is its own ancestor, and the target where it lies inside the source. Of a file
-/// that cannot be read to its end the beginning is kept; a copy that cannot be written to its end
-/// is removed. Both are logged.
+/// lead to; files that cannot be opened on either side, devices and pipes are left out. So that it
+/// comes to an end, a link is not followed to a folder that the copy is in already, on either side,
+/// nor to any folder where another link has led to; and the target is left out where it lies inside
+/// the source. Of a file that cannot be read to its end the pieces of 128 KiB before that are kept;
+/// a copy that cannot be written to its end is removed. Both are logged.
 /// @param dst folder that is made (not its parents) when it is not there, with mode 0777
 /// @param src folder. That one of the two has no '/' at its end makes no difference.
 void copy_log(const char* dst, const char* src);

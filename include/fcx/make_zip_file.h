@@ -2,8 +2,8 @@
 // zip and unzip functions the library exports, too, under the names that its headers publish.
 //
 // Paths are NUL-terminated device paths. Archives, and the files that go into them or come out, are
-// opened without waiting; only regular files are packed. Nothing here keeps state of its own but a
-// MakeZipFile, which one thread at a time may use. A null pointer gives the failing result and
+// opened without waiting; only regular files are packed. A MakeZipFile is for one
+// thread at a time; which archives are open the process knows. A null pointer gives the failing result and
 // nothing else. The lines that are logged begin with "LOGSAVE : " or "TAVRIN_UNZIP : ", in a few
 // cases with the function's name.
 #pragma once
@@ -50,8 +50,9 @@ class MakeZipFile {
 
   /// Packs all files below a folder, in no order. Entries are made for regular files and links to
   /// them; not for folders, special files and links to nothing. Left out without a line are: the
-  /// archive itself, a folder that it is in already by way of a link, and what has a path of more
-  /// than 999 characters. A folder within that cannot be opened is logged and left out.
+  /// archive itself, what has a path of more than 999 characters, a folder that a link leads to and
+  /// that the walk is in already, and any folder that a link leads to where another has led. A
+  /// folder within that cannot be opened is logged and left out.
   /// @param folder not changed; one '/' at its end does not count
   /// @param root   whether entries are named from here on: without the whole of `folder`, and
   ///               without '/' and '\' in front
@@ -60,8 +61,9 @@ class MakeZipFile {
   int FolderToZip(char* folder, bool root);
 
   /// Packs one regular file, in 16384-byte pieces, deflated at level 1. What cannot be packed is
-  /// logged and left out: a file of 4 GiB and more, and one that the archive has no room for. One
-  /// that cannot be opened has an empty entry, and one that cannot be read on what was read.
+  /// logged: a file of 4 GiB and more is left out, one that cannot be opened has an empty entry, and
+  /// one that cannot be read on, or grows past that, what was read. What cannot be written makes an
+  /// archive that is never completed, and so does the 65,536th entry.
   /// @param path is named from where the root folder's path ends
   /// @return 0, whatever came of the file; -104 when no memory can be had for reading
   int FileToZip(const char* path);
@@ -84,8 +86,9 @@ class MakeZipFile {
 
 /// Packs all that is below a folder into a new archive, which may be in that folder. An archive
 /// that was not completed is removed.
-/// @return 0; 1 when the archive cannot be opened, the folder cannot be opened, or a write to the
-///         archive failed. A file that cannot be read is no failure.
+/// @return 0; 1 when the archive cannot be opened, the folder cannot be opened, a write to the
+///         archive failed, or there are more than 65,535 files. A file that cannot be read is no
+///         failure.
 int logsave_makezip(char* zipname, char* folder);
 
 /// Makes a folder and those that it is in. '/' and '\' end a folder's name; those that lead to a
@@ -96,7 +99,8 @@ int logsave_makezip(char* zipname, char* folder);
 int makedir(const char* path);
 
 /// Extracts the current entry of an archive, relative to the device's "/". The target is written in
-/// place; where it is a link, the entry fails. A name that ends in '/' or '\' is a folder, which is
+/// place; where it is a link, or the archive itself, the entry fails. One that cannot be written to
+/// its end is removed; one that is damaged keeps what came out. A name that ends in '/' or '\' is a folder, which is
 /// made with makedir().
 ///
 /// When the target exists and `*overwrite` is 0, it is asked for in the log, and a word is read

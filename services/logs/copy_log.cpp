@@ -133,7 +133,7 @@ Result LogCopy::write(DeviceFile& source, DeviceFile& target) {
   if (const Result emptied = target.make_empty(); !emptied.ok()) return emptied;
   for (;;) {
     const fcx::ReadResult read = source.read(piece_.data(), piece_.size());
-    // What was read of it is all that can be had.
+    // What was read of it before is all that can be had.
     if (!read.has_content()) log_failure(source_.c_str(), read.reason());
     if (read.size() > 0) {
       const Result written = target.write({piece_.data(), read.size()});

@@ -27,7 +27,7 @@ constexpr int64_t kRecords[] = {3848, 3600};
 constexpr uint64_t kRecordBlocks = 248;
 constexpr uint64_t kTextBlocks = 1984;
 
-/// More than this no device has to spare for it: whatever says so has a block size that is none.
+/// A block size that asks for more than this is wrong.
 constexpr uint64_t kMostMemory = 64 << 20;
 
 class Buffer {
