@@ -3,6 +3,7 @@
 
 #include <pthread.h>
 
+#include <array>
 #include <map>
 #include <random>
 #include <regex>
