@@ -532,6 +532,33 @@ END
   expect 0 '^captured ' fcx capture link.png
   expect 0 '^kept.png$' readlink link.png
   expect 0 '^$' cmp a.png kept.png
+  # A link's target is made, and a mode stays.
+  chmod 600 kept.png
+  ln -s made.png dangling.png
+  touch .fcx-output-killed
+  for name in link dangling; do expect 0 '^captured ' fcx capture $name.png; done
+  expect 0 '^600 made.png$' echo "$(stat -c %a kept.png) $(readlink dangling.png)"
+  expect 0 '^$' test ! -e .fcx-output-killed
+  expect 0 '^$' cmp a.png made.png
+  rm "$screencap"
+  expect 0 '^fcx: root/system/bin/screencap: No such file' fcx capture link.png
+  cp launcher "$screencap"
+  ln -s "$work" "$FCX_PHONE/root/data/screencap.new"
+  rm -r "$FCX_PHONE/root/data/screencap"
+  mv "$FCX_PHONE/root/data/screencap.new" "$FCX_PHONE/root/data/screencap"
+  expect 1 '/data/screencap is a link' fcx capture link.png
+  rm "$FCX_PHONE/root/data/screencap"
+  # Nodes that say nothing have a way back.
+  nodes=$FCX_PHONE/root/sys/class/graphics/fb0
+  for state in "rm -r $nodes" "cp /dev/null $nodes/bits_per_pixel" "cp /dev/null $nodes/virtual_size"; do
+    $state
+    expect 1 'fcx screen card` puts that right' fcx screen
+    case $state in
+    *bits*) expect 0 '^pixels +32 bits' fcx screen show a.png ;;
+    *) expect 0 '^size +1080 x 2400 pixels$' fcx screen card ;;
+    esac
+  done
+  state=
   rm "$fb0"
   expect 1 'was not captured' fcx capture d.png
   also '^screencap: /dev/graphics/fb0: No such file' '^Fcx: Cannot open fb0!$'
