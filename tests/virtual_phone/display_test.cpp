@@ -213,9 +213,12 @@ TEST_F(VirtualDisplay, WhatIsNoDisplayIsSaid) {
   EXPECT_EQ("4x3 16 8 24", asked()) << "a picture brings it back";
   // What cannot be told of by the nodes is not shown.
   fs::remove(device("/sys/class/graphics/fb0/stride"));
+  fs::create_directory(device("/sys/class/graphics/fb0/stride"));
   EXPECT_THROW(vp::show_test_card(phone(), 40, 30, 32), Error);
   EXPECT_EQ(24u, fs::file_size(framebuffer()));
-  write_file(device("/sys/class/graphics/fb0/stride"), "8\n");
+  fs::remove(device("/sys/class/graphics/fb0/stride"));
+  vp::show_test_card(phone(), 4, 3, 16);
+  EXPECT_EQ("4,3\n16\n8\n", nodes()) << "a node that is missing is made";
   fs::remove(framebuffer());
   fs::create_directory(framebuffer());
   EXPECT_THROW(vp::show_test_card(phone(), 40, 30, 32), Error);
