@@ -10,6 +10,7 @@
 #include <memory>
 #include <mutex>
 
+#include "daemon/turn.h"
 #include "fcx/device_functions.h"
 #include "fcx/log_collection.h"
 #include "virtual_phone/core/log_buffer.h"
@@ -23,6 +24,7 @@ namespace vp = virtual_phone;
 
 constexpr char kNvDumpTarget[] = "/data/vendor/factory/logsave/nvdump/";
 constexpr char kCrashFolder[] = "/data/logger/crash_info/";
+constexpr char kTouchOffset[] = "/data/auto_touch_offset";
 constexpr size_t kTextSize = 2048;
 
 /// The rest of the last line that begins with `start`, or nothing.
@@ -79,6 +81,11 @@ void append_folders(const vp::Phone& phone, const std::string& device_path,
   std::sort(names.begin(), names.end());
   for (const std::string& name : names)
     folders.push_back(folder_at(phone, device_path + name + "/"));
+}
+
+/// One of five.
+std::string crash_file(int number) {
+  return kCrashFolder + ("crash_log" + std::to_string(number)) + ".txt";
 }
 
 /// Where the card's folders are; nothing without one.
@@ -146,18 +153,25 @@ std::vector<std::string> Lines::reasons() const {
 Collection collect_logs(vp::Phone& phone, LogTarget target,
                         const std::function<void(const std::string& line)>& heard) {
   Collection collection{1, {}, {}, {}};
+  std::optional<Turn> turn;  // until all is looked at
   std::string path = target == LogTarget::internal ? kLogRoot : kNvDumpTarget;
   {
     const Listener listener(collection.lines, heard);
     if (target == LogTarget::card) path = card_root().value_or("");
-    if (!path.empty()) collection.result = logsave(path.c_str());
+    if (path.empty()) return collection;
+    turn.emplace(phone, std::initializer_list<std::string>{path, kLogArchive});
+    collection.result = logsave(path.c_str());
   }
   const auto date = rest_of(collection.lines, "saving date : ");
   if (!date.has_value()) return collection;
   std::string folder = path;
   if (target != LogTarget::nvdump) folder += (path.back() == '/' ? "" : "/") + *date + "/";
-  collection.folder = looked_at([&] { return folder_at(phone, folder); });
-  if (target == LogTarget::internal) collection.archive = log_archive(phone);
+  looked_at([&] {
+    if (vp::own_directory(phone, folder).has_value()) collection.folder = folder_at(phone, folder);
+  });
+  // After a failure it is an older one.
+  const bool is_packed = target == LogTarget::internal && collection.result == 0;
+  if (is_packed) collection.archive = log_archive(phone);
   return collection;
 }
 
@@ -185,6 +199,7 @@ std::optional<LogArchive> log_archive(const vp::Phone& phone) {
 Erasure erase_logs(vp::Phone& phone) {
   Erasure erasure{{}, false, {}};
   {
+    const Turn turn(phone, {DBDUMP_DIR, NVDUMP_DIR, kLogRoot});
     const Listener listener(erasure.lines);
     logsave_erase();
   }
@@ -199,7 +214,9 @@ Erasure erase_logs(vp::Phone& phone) {
 
 CrashReports save_crash_reports(const vp::Phone& phone) {
   constexpr int kMost = 5;
-  CrashReports reports{0, {}, "", {}, {}};
+  CrashReports reports{0, "get_crash_count", {}, "", {}, {}};
+  const Turn turn(phone,
+                  {crash_file(0), crash_file(1), crash_file(2), crash_file(3), crash_file(4)});
   const Listener listener(reports.lines);
   std::array<char, kTextSize> text{};
   int length = 0;
@@ -208,23 +225,26 @@ CrashReports save_crash_reports(const vp::Phone& phone) {
   reports.count = text.data();
   const int count = atoi(text.data());
   text = {};
+  reports.function = "crash_log_save";
   reports.result = crash_log_save(text.data(), &length, count);
   if (reports.result != 0) return reports;
   reports.summaries = summaries_of(text.data());
   for (int i = 0; i < std::min(count, kMost); ++i) {
-    const std::string file = kCrashFolder + ("crash_log" + std::to_string(i)) + ".txt";
+    const std::string file = crash_file(i);
     if (is_there(phone, file)) reports.files.push_back(file);
   }
   return reports;
 }
 
-bool erase_crash_reports(Lines& lines) {
+bool erase_crash_reports(const vp::Phone& phone, Lines& lines) {
+  const Turn turn(phone);
   const Listener listener(lines);
   return erase_crash_count() == 0;
 }
 
-TouchResult take_touch_result() {
+TouchResult take_touch_result(const vp::Phone& phone) {
   TouchResult touch{0, {}, {}, false};
+  const Turn turn(phone, {kTouchOffset});
   const Listener listener(touch.lines);
   while (!touch.is_complete) {
     std::array<char, kTextSize> text{};

@@ -1,5 +1,6 @@
 // The phone's logs: how its daemon has them collected, handed out and erased, and what there is of
-// them then. The phone must be open.
+// them then. The phone must be open. What has the library work takes turns with other processes,
+// and writes nothing through a link (daemon/turn.h).
 #pragma once
 
 #include <cstdint>
@@ -57,12 +58,12 @@ enum class LogTarget { internal, nvdump, card };
 struct Collection {
   int result;  ///< what logsave() has returned; not 0 without a card, too
   Lines lines;
-  LogFolder folder;  ///< that was collected into; without a path where it did not come to that
-  std::optional<LogArchive> archive;  ///< of the internal root
+  LogFolder folder;  ///< that was collected into; without a path where there is none
+  std::optional<LogArchive> archive;  ///< that was made, of the internal root
 };
 
 /// Collects, and calls `heard` with each line meanwhile, under a lock. Throws virtual_phone::Error
-/// when what came of it cannot be looked at, as do the next two.
+/// when it may not write there or what came of it cannot be looked at, as do all of these.
 Collection collect_logs(virtual_phone::Phone& phone, LogTarget target,
                         const std::function<void(const std::string& line)>& heard);
 
@@ -81,7 +82,8 @@ struct Erasure {
 Erasure erase_logs(virtual_phone::Phone& phone);
 
 struct CrashReports {
-  int result;  ///< of the first call of the library that failed, or 0
+  int result;            ///< of the first call of the library that failed, or 0
+  const char* function;  ///< that was called last
   Lines lines;
   std::string count;
   std::vector<std::string> summaries;
@@ -92,7 +94,7 @@ struct CrashReports {
 CrashReports save_crash_reports(const virtual_phone::Phone& phone);
 
 /// Sets the count to 0. @return whether it was
-bool erase_crash_reports(Lines& lines);
+bool erase_crash_reports(const virtual_phone::Phone& phone, Lines& lines);
 
 struct TouchResult {
   int result;  ///< what the library's function has returned, of the last piece
@@ -103,6 +105,6 @@ struct TouchResult {
 
 /// Takes the touch self-test's result from the library, piece by piece, from where an earlier
 /// transfer has broken off.
-TouchResult take_touch_result();
+TouchResult take_touch_result(const virtual_phone::Phone& phone);
 
 }  // namespace factory_daemon

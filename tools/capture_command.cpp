@@ -6,13 +6,16 @@
 
 #include <algorithm>
 #include <array>
+#include <cerrno>
 #include <cstdint>
 #include <cstdio>
+#include <cstring>
 #include <limits>
 #include <memory>
 #include <sstream>
 #include <vector>
 
+#include "daemon/turn.h"
 #include "fcx/screen_capture.h"
 #include "tools/commands.h"
 #include "tools/json.h"
@@ -20,6 +23,7 @@
 #include "tools/words.h"
 #include "virtual_phone/core/display.h"
 #include "virtual_phone/core/log_buffer.h"
+#include "virtual_phone/core/log_file.h"
 #include "virtual_phone/core/png.h"
 
 namespace cli {
@@ -36,6 +40,9 @@ const char* name_of(Format format) {
                                    [&](const auto& each) { return each.first == format; });
   return found->second;
 }
+
+/// What screencap makes for the library.
+constexpr char kRawImage[] = "/data/screencap/screencapTemp.raw";
 
 struct Options {
   std::string out;
@@ -66,8 +73,9 @@ Rectangle rectangle_of(const std::string& text) {
   std::istringstream words(text);
   size_t count = 0;
   for (std::string word; std::getline(words, word, ',') && count < numbers.size(); ++count) {
-    const size_t number = count_of(word, "each number of --rect");
-    if (number > size_t{std::numeric_limits<int>::max()}) {
+    const int64_t number = number_of(word, "each number of --rect");
+    if (number < 0) throw UsageError("--rect takes no negative number");
+    if (number > std::numeric_limits<int>::max()) {
       throw UsageError("--rect has no number as large as " + word);
     }
     numbers[count] = static_cast<int>(number);
@@ -112,7 +120,7 @@ Wish wish_of(const Options& options, bool as_json) {
     throw UsageError("the raw form has colours: --bw makes png or pbm");
   }
   if (!wish.threshold.has_value() && wish.format == Format::pbm) {
-    throw UsageError("pbm is black and white: --bw says from which brightness on a pixel is white");
+    throw UsageError("pbm is black and white: --bw says above which brightness a pixel is white");
   }
   if (wish.is_to_standard_output && as_json) {
     throw UsageError("standard output is the picture's: give --json a file");
@@ -165,8 +173,30 @@ std::vector<uint8_t> bytes_at(const void* start, size_t size) {
   return {bytes, bytes + size};
 }
 
+/// Whether a process that was to become screencap has logged that it could not: what another
+/// process logs is not heard here.
+bool is_refused(const std::string& log) {
+  return log.find("Can not excute screencap!") != std::string::npos;
+}
+
+/// Says why it could not.
+void tell_refusal(const vp::Phone& phone) {
+  const char* program = "root/system/bin/screencap";
+  int error = 0;
+  for (const char* each : {program, "root/vendor/bin/screencap"}) {
+    error = access((phone.directory() / each).c_str(), X_OK) == 0 ? 0 : errno;
+    if (error != ENOENT) program = each;
+    if (error != ENOENT) break;
+  }
+  fprintf(stderr, "fcx: %s: %s\n", program,
+          error == 0 ? "it is no program, or its interpreter is missing" : strerror(error));
+}
+
 /// Throws Error, after what the library logged, unless there is all of it.
-Capture capture(const Wish& wish) {
+Capture capture(const vp::Phone& phone, const Wish& wish) {
+  const factory_daemon::Turn turn(phone, {kRawImage});
+  vp::LogReader log(phone.log_file());
+  log.last_lines(0);  // what is appended from now on counts
   std::vector<vp::LogEntry> entries;
   ScreenCapture screen;
   Capture captured{wish.rectangle.value_or(Rectangle{}), wish.bits, {}, {}};
@@ -189,6 +219,7 @@ Capture capture(const Wish& wish) {
       bitmap_size = static_cast<uint64_t>(std::max(screen.convertToBW(*wish.threshold), 0));
     }
   }
+  if (is_refused(log.appended())) tell_refusal(phone);
   const uint64_t pixels =
       static_cast<uint64_t>(wanted.width) * static_cast<uint64_t>(wanted.height);
   const bool is_whole = size > 0 && size == pixels * static_cast<uint64_t>(wish.bits / 8) &&
@@ -259,8 +290,7 @@ std::string encoded(const Capture& capture, Format format) {
 
 void run_capture(const Invocation& invocation, const Options& options) {
   const Wish wish = wish_of(options, invocation.json);
-  invocation.open_phone();
-  const Capture captured = capture(wish);
+  const Capture captured = capture(invocation.open_phone(), wish);
   const std::string bytes = encoded(captured, wish.format);
   if (wish.is_to_standard_output) {
     // What could not be written is told by the end of the tool.
@@ -304,7 +334,8 @@ void add_capture(Verb& tool, Invocation& invocation) {
   command.add_option("--bits", options->bits, "16 (RGB565, when not given) or 32 bits a pixel");
   command
       .add_option("--bw", options->threshold,
-                  "Black and white: a pixel is white above this brightness, 0 to 255")
+                  "Black and white, 0 to 255: white above three quarters of this is a pixel's\n"
+                  "brightness, 0 to 187, of its two bytes swapped; so from 250 on all is black")
       .type_name("THRESHOLD");
   command.add_option(
       "--format", options->format,

@@ -39,13 +39,20 @@ LogTarget target_named(const std::string& word) {
   throw unknown_name("target of logs", word, names, "fcx logs collect --help");
 }
 
-/// Says why the library has failed, and with which status the tool ends then.
-void fail(Invocation& invocation, const Lines& lines) {
-  for (const std::string& reason : lines.reasons())
-    fprintf(stderr, "Fcx: %s\n", shown(reason).c_str());
-  if (lines.reasons().empty())
-    fputs("fcx: it failed; `fcx log` shows what the library did\n", stderr);
+/// Says what the library gives as reasons, or what is to be said without any, and with which status
+/// the tool ends then.
+void fail(Invocation& invocation, const std::vector<std::string>& reasons,
+          const std::vector<std::string>& otherwise) {
+  for (const std::string& reason : reasons) fprintf(stderr, "Fcx: %s\n", shown(reason).c_str());
+  if (reasons.empty()) {
+    for (const std::string& line : otherwise) fprintf(stderr, "fcx: %s\n", line.c_str());
+  }
   invocation.exit_status = kCommandFailed;
+}
+
+/// The same of a function of the library.
+void fail_in(const std::string& function, Invocation& invocation, const Lines& lines) {
+  fail(invocation, lines.reasons(), {function + " has failed and logged nothing"});
 }
 
 /// What went wrong with one of the files does not end a collection.
@@ -120,7 +127,7 @@ Collection collect(vp::Phone& phone, LogTarget target) {
   });
   return factory_daemon::collect_logs(phone, target, [&](const std::string& line) {
     const std::lock_guard lock(mutex);
-    step = line.substr(0, kLongest);
+    step = shown(line).substr(0, kLongest);
   });
 }
 
@@ -128,7 +135,8 @@ void run_collect(Invocation& invocation, const std::string& to) {
   const LogTarget target = target_named(to);
   vp::Phone& phone = invocation.open_phone();
   const Collection collection = collect(phone, target);
-  collection.result == 0 ? tell_errors(collection.lines) : fail(invocation, collection.lines);
+  collection.result == 0 ? tell_errors(collection.lines)
+                         : fail_in("logsave", invocation, collection.lines);
   const bool has_folder = !collection.folder.path.empty();
   if (invocation.json) {
     return print({{"to", to},
@@ -158,7 +166,15 @@ void run_list(const Invocation& invocation) {
 void run_erase(Invocation& invocation) {
   const auto erasure = factory_daemon::erase_logs(invocation.open_phone());
   const bool is_erased = erasure.is_done && erasure.left.empty();
-  is_erased ? tell_errors(erasure.lines) : fail(invocation, erasure.lines);
+  if (is_erased) {
+    tell_errors(erasure.lines);
+  } else if (!erasure.is_done) {
+    fail_in("logsave_erase", invocation, erasure.lines);
+  } else {
+    std::vector<std::string> left;
+    for (const std::string& path : erasure.left) left.push_back(path + " is left");
+    fail(invocation, erasure.lines.errors, left);
+  }
   if (invocation.json) return print({{"erased", is_erased}, {"left", erasure.left}});
   if (is_erased) puts("erased");
   for (const std::string& path : erasure.left) printf("left    %s\n", path.c_str());
@@ -168,14 +184,15 @@ void run_crash(Invocation& invocation, bool erase) {
   const vp::Phone& phone = invocation.open_phone();
   if (erase) {
     Lines lines;
-    const bool is_erased = factory_daemon::erase_crash_reports(lines);
-    if (!is_erased) fail(invocation, lines);
+    const bool is_erased = factory_daemon::erase_crash_reports(phone, lines);
+    if (!is_erased) fail_in("erase_crash_count", invocation, lines);
     if (invocation.json) return print({{"erased", is_erased}});
     if (is_erased) puts("the count is 0");
     return;
   }
   const CrashReports reports = factory_daemon::save_crash_reports(phone);
-  reports.result == 0 ? tell_errors(reports.lines) : fail(invocation, reports.lines);
+  reports.result == 0 ? tell_errors(reports.lines)
+                      : fail_in(reports.function, invocation, reports.lines);
   if (invocation.json) {
     Json files = Json::array();
     for (const std::string& file : reports.files) {
@@ -197,9 +214,14 @@ void run_crash(Invocation& invocation, bool erase) {
 
 void run_touch(Invocation& invocation) {
   // The library reads the product identifier for the first piece.
-  static_cast<void>(invocation.open_phone());
-  const auto touch = factory_daemon::take_touch_result();
-  touch.result == 0 && touch.is_complete ? tell_errors(touch.lines) : fail(invocation, touch.lines);
+  const auto touch = factory_daemon::take_touch_result(invocation.open_phone());
+  if (touch.result != 0) {
+    fail_in("logsave_aat_touch", invocation, touch.lines);
+  } else if (!touch.is_complete) {
+    fail(invocation, touch.lines.errors, {"the transfer is not complete"});
+  } else {
+    tell_errors(touch.lines);
+  }
   if (invocation.json) {
     Json pieces = Json::array();
     for (const std::string& piece : touch.pieces) pieces.push_back(shown(piece));
@@ -233,7 +255,12 @@ std::vector<LogFile> files_below(const fs::path& directory) {
 
 void run_extract(Invocation& invocation, const Extraction& wanted) {
   const auto failed = extract(wanted);
-  if (failed.has_value()) fail(invocation, *failed);
+  if (failed.has_value()) {
+    failed->is_opened
+        ? fail_in("FolderFromZip", invocation, failed->lines)
+        : fail(invocation, {}, {wanted.archive.string() + " has no entries, or is no zip archive"});
+    if (failed->is_locked) fputs("fcx: minizip as Debian builds it does not decrypt\n", stderr);
+  }
   const auto files = failed.has_value() ? std::vector<LogFile>() : files_below(wanted.directory);
   if (invocation.json) {
     return print({{"archive", wanted.archive.string()},
@@ -285,8 +312,10 @@ void add_extract(Verb& group, Invocation& invocation) {
       "  fcx logs extract a.zip out --flat --password secret\n"
       "\n"
       "No phone is needed. Names that would lead out of the directory, and archives that are\n"
-      "damaged, are refused: the exit status is 3 then, and nothing is left behind.",
+      "damaged, are refused: the exit status is 3 then, and nothing is left behind. minizip as\n"
+      "Debian builds it does not decrypt, whatever the password.",
       [&invocation, options] {
+        if (options->directory == "") throw UsageError("the directory has no name");
         run_extract(invocation, {options->archive,
                                  options->directory ? fs::path(*options->directory)
                                                     : directory_for(options->archive),
@@ -296,7 +325,10 @@ void add_extract(Verb& group, Invocation& invocation) {
   command.add_option("dir", options->directory, "A new directory, or an empty one")
       .type_name("DIR");
   command.add_flag("--flat", options->is_flat, "Leave the archive's folders out");
-  command.add_option("--password", options->password, "Of encrypted entries").type_name("TEXT");
+  command
+      .add_option("--password", options->password,
+                  "Of encrypted entries, where minizip can decrypt")
+      .type_name("TEXT");
 }
 
 }  // namespace

@@ -44,11 +44,12 @@ constexpr char kFooter[] =
     "\n"
     "Exit status:\n"
     "  0  done\n"
-    "  1  the phone could not be used, or the output not be written; standard error says why\n"
+    "  1  the phone could not be used, or a file not be read or written; standard error says why\n"
     "  2  the command line makes no sense\n"
     "  3  the factory command was delivered, and its result is not 0; or an AT line was\n"
     "     answered ERROR; or carrier set-up could not be started; or the phone was not\n"
-    "     switched off; or logs were not collected, handed out, erased or unpacked";
+    "     switched off; or logs were not collected, handed out or erased; or an archive is\n"
+    "     damaged, or none, and was not unpacked";
 
 constexpr char kOutOfMemory[] = "out of memory";
 

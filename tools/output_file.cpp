@@ -1,14 +1,13 @@
 #include "tools/output_file.h"
 
-#include <android-base/unique_fd.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
 #include <cerrno>
-#include <cstdlib>
-#include <cstring>
-#include <string>
+#include <cstdio>
+#include <system_error>
 
+#include "tools/scratch.h"
 #include "virtual_phone/core/error.h"
 
 namespace cli {
@@ -17,32 +16,36 @@ namespace {
 namespace fs = std::filesystem;
 using virtual_phone::Error;
 
-[[noreturn]] void fail(const fs::path& file) {
-  throw Error(file.string() + ": " + strerror(errno));
-}
+[[noreturn]] void fail(int error) { throw std::system_error(error, std::generic_category()); }
 
-/// Where the file is, or is to be.
+/// Where the file is, or is to be: where links lead, be there something or not.
 fs::path place_of(const fs::path& file) {
-  std::error_code error;
-  const fs::file_status status = fs::status(file, error);
-  if (!fs::exists(status)) return file;
-  if (!fs::is_regular_file(status)) throw Error(file.string() + " is no file: left alone.");
-  const fs::path place = fs::canonical(file, error);
-  if (error) throw Error(file.string() + ": " + error.message());
+  const fs::file_status status = fs::status(file);
+  if (fs::exists(status) && !fs::is_regular_file(status)) {
+    throw Error(file.string() + " is no file: left alone.");
+  }
+  constexpr int kMostLinks = 40;
+  fs::path place = file;
+  for (int links = 0; fs::is_symlink(place); ++links) {
+    if (links == kMostLinks) fail(ELOOP);
+    place = place.parent_path() / fs::read_symlink(place);
+  }
   return place;
 }
 
-/// As if it had been made the usual way.
-mode_t usual_mode() {
+/// That of the file that is replaced, else as if it had been made the usual way.
+mode_t mode_for(const fs::path& place) {
+  struct stat replaced {};
+  if (stat(place.c_str(), &replaced) == 0) return replaced.st_mode & 0777;
   const mode_t mask = umask(0);
   umask(mask);
   return 0666 & ~mask;
 }
 
-void write_all(int fd, std::string_view content, const fs::path& file) {
+void write_all(int fd, std::string_view content) {
   while (!content.empty()) {
     const ssize_t size = write(fd, content.data(), content.size());
-    if (size < 0) fail(file);
+    if (size < 0) fail(errno);
     content.remove_prefix(static_cast<size_t>(size));
   }
 }
@@ -50,18 +53,14 @@ void write_all(int fd, std::string_view content, const fs::path& file) {
 }  // namespace
 
 void write_output_file(const fs::path& file, std::string_view content) {
-  const fs::path place = place_of(file);
-  std::string temporary = (place.parent_path() / ("." + place.filename().string() + ".XXXXXX"));
-  const android::base::unique_fd out(mkostemp(temporary.data(), O_CLOEXEC));
-  if (!out.ok()) fail(file);
   try {
-    write_all(out.get(), content, file);
-    if (fchmod(out.get(), usual_mode()) != 0 || fsync(out.get()) != 0) fail(file);
-    if (rename(temporary.c_str(), place.c_str()) != 0) fail(file);
-  } catch (const Error&) {
-    // What matters is why there is no file.
-    static_cast<void>(unlink(temporary.c_str()));
-    throw;
+    const fs::path place = place_of(file);
+    const Scratch made(place.parent_path(), "output", Scratch::Kind::file);
+    write_all(made.fd(), content);
+    if (fchmod(made.fd(), mode_for(place)) != 0 || fsync(made.fd()) != 0) fail(errno);
+    if (rename(made.path().c_str(), place.c_str()) != 0) fail(errno);
+  } catch (const std::system_error& error) {
+    throw Error(file.string() + ": " + error.code().message());
   }
 }
 

@@ -2,9 +2,12 @@
 
 #include <unistd.h>
 
+#include <algorithm>
 #include <chrono>
 #include <cstdio>
 #include <utility>
+
+#include "tools/text.h"
 
 namespace cli {
 
@@ -26,7 +29,11 @@ Progress::~Progress() {
 void Progress::tick() {
   std::unique_lock lock(mutex_);
   for (int seconds = 0; !is_over_; ++seconds) {
-    fprintf(stderr, "\r\033[K%s: %d s", doing_().c_str(), seconds);
+    // Whatever is being done is said in one line, and moves nothing on the terminal.
+    std::string doing = shown(doing_());
+    std::replace_if(
+        doing.begin(), doing.end(), [](char c) { return c == '\n' || c == '\t'; }, ' ');
+    fprintf(stderr, "\r\033[K%s: %d s", doing.c_str(), seconds);
     changed_.wait_for(lock, std::chrono::seconds(1), [this] { return is_over_; });
   }
 }

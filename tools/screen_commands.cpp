@@ -37,7 +37,8 @@ void show_screen(const Invocation& invocation, const vp::Phone& phone) {
 
 /// What --bits says, or the display's own.
 int wanted_bits(const Options& options, const vp::Phone& phone) {
-  return options.bits.has_value() ? bits_of(*options.bits) : vp::display(phone).bits_per_pixel;
+  return options.bits.has_value() ? bits_of(*options.bits)
+                                  : vp::display_or_usual(phone).bits_per_pixel;
 }
 
 /// The words around an 'x'.
@@ -79,7 +80,7 @@ void show_card(const Options& options, const vp::Phone& phone) {
     const auto [width, height] = size_of(*options.size);
     return vp::show_test_card(phone, width, height, bits);
   }
-  const vp::Display now = vp::display(phone);
+  const vp::Display now = vp::display_or_usual(phone);
   vp::show_test_card(phone, now.width, now.height, bits);
 }
 

@@ -3,9 +3,9 @@
 //
 // Paths are NUL-terminated device paths. Archives, and the files that go into them or come out, are
 // opened without waiting; only regular files are packed. A MakeZipFile is for one
-// thread at a time; which archives are open the process knows. A null pointer gives the failing result and
-// nothing else. The lines that are logged begin with "LOGSAVE : " or "TAVRIN_UNZIP : ", in a few
-// cases with the function's name.
+// thread at a time; which archives are open the process knows. A null pointer gives the failing
+// result and nothing else. The lines that are logged begin with "LOGSAVE : " or "TAVRIN_UNZIP : ",
+// in a few cases with the function's name.
 #pragma once
 
 #include <minizip/unzip.h>
@@ -61,9 +61,9 @@ class MakeZipFile {
   int FolderToZip(char* folder, bool root);
 
   /// Packs one regular file, in 16384-byte pieces, deflated at level 1. What cannot be packed is
-  /// logged: a file of 4 GiB and more is left out, one that cannot be opened has an empty entry, and
-  /// one that cannot be read on, or grows past that, what was read. What cannot be written makes an
-  /// archive that is never completed, and so does the 65,536th entry.
+  /// logged: a file of 4 GiB and more is left out, one that cannot be opened has an empty entry,
+  /// and one that cannot be read on, or grows past that, what was read. What cannot be written
+  /// makes an archive that is never completed, and so does the 65,536th entry.
   /// @param path is named from where the root folder's path ends
   /// @return 0, whatever came of the file; -104 when no memory can be had for reading
   int FileToZip(const char* path);
@@ -100,8 +100,8 @@ int makedir(const char* path);
 
 /// Extracts the current entry of an archive, relative to the device's "/". The target is written in
 /// place; where it is a link, or the archive itself, the entry fails. One that cannot be written to
-/// its end is removed; one that is damaged keeps what came out. A name that ends in '/' or '\' is a folder, which is
-/// made with makedir().
+/// its end is removed; one that is damaged keeps what came out. A name that ends in '/' or '\' is a
+/// folder, which is made with makedir().
 ///
 /// When the target exists and `*overwrite` is 0, it is asked for in the log, and a word is read
 /// from standard input. Its first letter counts: 'y' or 'Y' replaces this file, 'a' or 'A' all from

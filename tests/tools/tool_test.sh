@@ -505,6 +505,33 @@ END
   expect 0 '^captured ' fcx capture link.png
   expect 0 '^kept.png$' readlink link.png
   expect 0 '^$' cmp a.png kept.png
+  # A link's target is made, and a mode stays.
+  chmod 600 kept.png
+  ln -s made.png dangling.png
+  touch .fcx-output-killed
+  for name in link dangling; do expect 0 '^captured ' fcx capture $name.png; done
+  expect 0 '^600 made.png$' echo "$(stat -c %a kept.png) $(readlink dangling.png)"
+  expect 0 '^$' test ! -e .fcx-output-killed
+  expect 0 '^$' cmp a.png made.png
+  rm "$screencap"
+  expect 0 '^fcx: root/system/bin/screencap: No such file' fcx capture link.png
+  cp launcher "$screencap"
+  ln -s "$work" "$FCX_PHONE/root/data/screencap.new"
+  rm -r "$FCX_PHONE/root/data/screencap"
+  mv "$FCX_PHONE/root/data/screencap.new" "$FCX_PHONE/root/data/screencap"
+  expect 1 '/data/screencap is a link' fcx capture link.png
+  rm "$FCX_PHONE/root/data/screencap"
+  # Nodes that say nothing have a way back.
+  nodes=$FCX_PHONE/root/sys/class/graphics/fb0
+  for state in "rm -r $nodes" "cp /dev/null $nodes/bits_per_pixel" "cp /dev/null $nodes/virtual_size"; do
+    $state
+    expect 1 'fcx screen card` puts that right' fcx screen
+    case $state in
+    *bits*) expect 0 '^pixels +32 bits' fcx screen show a.png ;;
+    *) expect 0 '^size +1080 x 2400 pixels$' fcx screen card ;;
+    esac
+  done
+  state=
   rm "$fb0"
   expect 1 'was not captured' fcx capture d.png
   also '^screencap: /dev/graphics/fb0: No such file' '^Fcx: Cannot open fb0!$'
@@ -631,12 +658,37 @@ logs)
   fcx fault file /data/vendor/factory/logsave.zip short 0 --on write >/dev/null
   expect 3 '^result  1$' fcx logs collect
   expect 0 '^$' test ! -e "$saved.zip"
+  fcx fault clear >/dev/null
+
+  # Two at once take turns, and no link leads out of the phone.
+  fcx logs collect >first &
+  expect 0 '^result  0$' fcx logs collect
+  wait $!
+  for said in "$output" "$(cat first)"; do expect 0 "/rkf_last_dmesg_1.txt +" cat <<<"${said#*"$saved.zip"}"; done
+  date=$(cd "$saved" && ls -d 2* | tail -n 1)
+  whole "$date"
+  mkdir outside
+  for state in 'collect data/vendor/factory/logsave' 'collect data/vendor/factory/logsave.zip' 'erase data/vendor/factory/nvdump' \
+    'crash data/logger/crash_info' 'touch data/auto_touch_offset'; do
+    read -r verb link <<<"$state"
+    [ ! -e "$root/$link" ] || mv "$root/$link" aside
+    ln -s "$work/outside" "$root/$link"
+    expect 1 "^fcx: /$link is a link" fcx logs "$verb"
+    rm "$root/$link"
+    [ ! -e aside ] || mv aside "$root/$link"
+  done
+  state=
+  expect 0 '^$' find outside -mindepth 1
+
   fcx fault service atservice absent >/dev/null
+  expect 3 'QVATCMDService log copy fail.$' fcx logs collect --json
+  also '"folder": null' '"archive": null'
   expect 3 '"erased": false' fcx logs erase --json
   also 'QVATCMDService log erase fail.$' '"/data/vendor/factory/dbdump/"'
   fcx fault clear >/dev/null
   ln -s nowhere "$logs/nvdump/link"
   expect 3 '^left    /data/vendor/factory/nvdump/$' fcx logs erase
+  also '^fcx: /data/vendor/factory/nvdump/ is left$'
   rm "$logs/nvdump/link"
   expect 0 '^erased$' fcx logs erase
   expect 0 '^$' find "$logs" "$root/data/logger" -mindepth 1
@@ -646,7 +698,8 @@ logs)
   expect 0 '^the count is 0$' fcx logs crash --erase
   expect 0 '^count    0$' fcx logs crash
   fcx fault item 230 fail >/dev/null
-  for erase in '' --erase; do expect 3 '^fcx:|^Fcx:' fcx logs crash $erase; done
+  for erase in '' --erase; do expect 3 '^Fcx: .*_crash_count: the item cannot be ' fcx logs crash $erase; done
+  fcx fault clear >/dev/null
 
   expect 0 '^that is all$' fcx logs touch
   also '^piece of 534 characters: QV100AAAAAA0012345 TOUCH_SELF_TEST' 'RESULT=PASS $'
@@ -669,16 +722,47 @@ logs)
     expect 0 '^$' diff -r tree "$state"
   done
   expect 0 '"name": "archive.zip"' fcx logs extract zip.zip --flat flat --json
-  expect 1 'flat is not empty: left alone$' fcx logs extract zip.zip flat
+  expect 1 'flat is not empty, it has "archive.zip" and 1 more: left alone$' fcx logs extract zip.zip flat
   mkdir empty
   expect 0 '  a/one two +7$' sh -c 'cd empty && "$@" logs extract ../7z.zip .' - "${tool[@]}"
   expect 2 'give a directory' fcx logs extract zip
   expect 1 'none.zip: No such file' fcx logs extract none.zip
-  LC_ALL=C sed 's/intact/broken/' zip.zip >crc.zip
-  LC_ALL=C sed 's|a/one two|../one tw|g' zip.zip >above.zip
+  ln -s nowhere dangling
+  expect 1 'dangling is a link to nowhere' fcx logs extract zip.zip dangling
+  expect 2 'has no name' fcx logs extract zip.zip ''
+  expect 1 'tree is no file' fcx logs extract tree new
+  expect 1 '^fcx: little: File too large$' sh -c 'trap "" XFSZ && ulimit -f 200 && "$@"' - "${tool[@]}" logs extract zip.zip little
+  python3 -c '
+import zipfile
+for name, entries in ("bare", 0), ("slow", 5000):
+    with zipfile.ZipFile(name + ".zip", "w") as archive: [archive.writestr(f"a/{i}", "") for i in range(entries)]'
+  expect 0 '^  no files$' fcx logs extract bare.zip
+  # What was killed does not stop the next; what others put there is theirs.
+  left=none
+  for signal in KILL CONT; do
+    "${tool[@]}" logs extract slow.zip shared >/dev/null 2>stopped &
+    for ((i = 0; i < 1500; i++)); do
+      ! compgen -G 'shared/.fcx-extract-*/phones' | grep -qv "^$left/" || break
+      sleep 0.01
+    done
+    kill -STOP $!
+    left=$(compgen -G 'shared/.fcx-extract-*')
+    [ $signal = KILL ] || echo mine >shared/a
+    kill -$signal $!
+    wait $!
+  done 2>/dev/null
+  expect 0 'shared/a: File exists$' cat stopped
+  expect 0 '^a:mine$' sh -c 'cd shared && echo "$(ls -A):$(cat a)"'
+  python3 -c '
+import zipfile
+for name, entry in ("above", "../evil"), ("absolute", "/evil"), ("crc", "evil"):
+    with zipfile.ZipFile(name + ".zip", "w") as archive: archive.writestr("good", "g"); archive.writestr(entry, "e" * 99)
+data = open("crc.zip", "rb").read()
+open("crc.zip", "wb").write(data.replace(b"e" * 99, b"f" * 99))'
   head -c 50000 zip.zip >cut.zip
   before=$(ls -A . empty)
-  for state in '3 above leads out' '3 crc error -105' '1 cut cannot be opened' '3 password error -1'; do
+  for state in '3 above leads out' '3 absolute leads out' '3 crc error -105' '3 cut is no zip archive' \
+    '3 password error -1'; do
     read -r status name why <<<"$state"
     expect "$status" "$why" fcx logs extract "$name.zip"
     expect "$status" "$why" fcx logs extract "$name.zip" empty/new

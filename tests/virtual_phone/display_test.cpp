@@ -157,11 +157,14 @@ TEST_F(VirtualDisplay, WhatIsNoDisplayIsSaid) {
   EXPECT_EQ(1, screencap("/data/shot").first);
   vp::show_test_card(phone(), 4, 3, 16);
   EXPECT_EQ("4x3 16 8 24", asked()) << "a picture brings it back";
-  // What cannot be told of by the nodes is not shown, nor are they changed when nothing is.
+  // What cannot be told of by the nodes is not shown.
   fs::remove(node("stride"));
+  fs::create_directory(node("stride"));
   EXPECT_THROW(vp::show_test_card(phone(), 40, 30, 32), Error);
   EXPECT_EQ(24u, fs::file_size(framebuffer()));
-  write_file(node("stride"), "8\n");
+  fs::remove(node("stride"));
+  vp::show_test_card(phone(), 4, 3, 16);
+  EXPECT_EQ("8\n", read_file(node("stride"))) << "a node that is missing is made";
   fs::remove(framebuffer());
   fs::create_directory(framebuffer());
   EXPECT_THROW(vp::show_test_card(phone(), 40, 30, 32), Error);

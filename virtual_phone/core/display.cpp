@@ -27,6 +27,7 @@ namespace fs = std::filesystem;
 using android::base::unique_fd;
 
 constexpr char kDirectory[] = "/dev/graphics";
+constexpr char kNodes[] = "/sys/class/graphics/fb0";
 constexpr char kSize[] = "/sys/class/graphics/fb0/virtual_size";
 constexpr char kDepth[] = "/sys/class/graphics/fb0/bits_per_pixel";
 constexpr char kStride[] = "/sys/class/graphics/fb0/stride";
@@ -67,12 +68,12 @@ bool is_possible(const Display& display) {
          display.stride <= kLongestSide * static_cast<int>(kPixelSize);
 }
 
-void check_is_possible(const Display& display) {
+void check_is_possible(const Display& display, const char* advice = "") {
   if (is_possible(display)) return;
   throw Error("no display has " + std::to_string(display.width) + " x " +
               std::to_string(display.height) + " pixels of " +
               std::to_string(display.bits_per_pixel) + " bits in rows of " +
-              std::to_string(display.stride) + " bytes");
+              std::to_string(display.stride) + " bytes" + advice);
 }
 
 Display display_of(int width, int height, int bits_per_pixel) {
@@ -117,10 +118,12 @@ RowSource test_card(int width, int height) {
 /// Opens the framebuffer, for one whose turn it is. An empty one shows the test card from now on:
 /// in place, since somebody may have opened it already. One for which there is no card stays empty.
 unique_fd open_framebuffer(const Phone& phone, const Display& display) {
-  unique_fd memory = open_node(phone, kFramebuffer, O_RDWR);
+  unique_fd memory = open_node(phone, kFramebuffer, O_RDONLY);
   struct stat found {};
   if (!memory.ok() || fstat(memory.get(), &found) != 0) fail(kFramebuffer);
   if (found.st_size > 0 || !is_possible(display)) return memory;
+  memory = open_node(phone, kFramebuffer, O_RDWR);
+  if (!memory.ok()) fail(kFramebuffer);
   try {
     write_rows(memory.get(), kFramebuffer, display, test_card(display.width, display.height));
   } catch (const Error&) {
@@ -131,10 +134,19 @@ unique_fd open_framebuffer(const Phone& phone, const Display& display) {
   return memory;
 }
 
+/// Makes a node that somebody has removed, empty.
+void make_node(const Phone& phone, const fs::path& node) {
+  const fs::path place = make_own_directory(phone, kNodes) / node.filename();
+  constexpr int kNew = O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC;
+  if (!unique_fd(open(place.c_str(), kNew, 0664)).ok()) fail(node.string());
+}
+
 /// The framebuffer is another file then: who has mapped the one before keeps it.
 void replace_framebuffer(const Phone& phone, const Display& display, const RowSource& source) {
   for (const char* node : {kSize, kDepth, kStride}) {
-    if (!open_node(phone, node, O_WRONLY).ok()) fail(node);
+    if (open_node(phone, node, O_WRONLY).ok()) continue;
+    if (errno != ENOENT) fail(node);
+    make_node(phone, node);
   }
   const fs::path directory = make_own_directory(phone, kDirectory);
   const unique_fd turn = turn_at(directory);
@@ -161,17 +173,46 @@ void replace_framebuffer(const Phone& phone, const Display& display, const RowSo
 
 }  // namespace
 
-Display display(const Phone& phone) {
-  Display found;
+namespace {
+
+constexpr char kWayBack[] = ". `fcx screen card` puts that right.";
+
+/// What is unknown of it is 0. @return the first node that does not tell, or null
+const char* look_at_nodes(const Phone& phone, Display& found) {
+  const char* silent = nullptr;
   const auto read = [&](const char* node, const char* format, auto... values) {
     const auto text = read_node(phone, node);
-    if (!text.has_value() || sscanf(text->c_str(), format, values...) != sizeof...(values)) {
-      throw Error(std::string(node) + " does not tell what the display is like");
-    }
+    if (text.has_value() && sscanf(text->c_str(), format, values...) == sizeof...(values)) return;
+    if (silent == nullptr) silent = node;
   };
   read(kSize, "%d,%d", &found.width, &found.height);
   read(kDepth, "%d", &found.bits_per_pixel);
   read(kStride, "%d", &found.stride);
+  return silent;
+}
+
+}  // namespace
+
+Display display(const Phone& phone) {
+  Display found;
+  const char* silent = look_at_nodes(phone, found);
+  if (silent == nullptr) return found;
+  throw Error(std::string(silent) + " does not tell what the display is like" + kWayBack);
+}
+
+Display display_or_usual(const Phone& phone) {
+  constexpr Display kUsual = {1080, 2400, 32, 4352};
+  Display found;
+  // What is not told is not possible, either.
+  static_cast<void>(look_at_nodes(phone, found));
+  if (!is_side(found.width) || !is_side(found.height)) {
+    found.width = kUsual.width;
+    found.height = kUsual.height;
+  }
+  if (found.bits_per_pixel != 16 && found.bits_per_pixel != 32) {
+    found.bits_per_pixel = kUsual.bits_per_pixel;
+  }
+  found.stride = display_of(found.width, found.height, found.bits_per_pixel).stride;
   return found;
 }
 
@@ -202,7 +243,7 @@ Screenshot take_screenshot(const Phone& phone) {
   const unique_fd turn = turn_at_display(phone);
   Screenshot taken;
   taken.display = display(phone);
-  check_is_possible(taken.display);
+  check_is_possible(taken.display, kWayBack);
   const unique_fd memory = open_framebuffer(phone, taken.display);
   const size_t size = row_size(taken.display);
   taken.pixels.resize(static_cast<size_t>(taken.display.height) * size);

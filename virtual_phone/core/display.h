@@ -25,6 +25,10 @@ struct Display {
 /// What its nodes say, possible or not. Throws Error when they say nothing.
 Display display(const Phone& phone);
 
+/// The same, and where its nodes say nothing, or what no display has, what a new phone's say.
+/// Throws Error when one cannot be read.
+Display display_or_usual(const Phone& phone);
+
 /// Puts another picture on it. The nodes follow: a row has as many pixels as it shows or, from 256
 /// on, the next multiple of the bits of a pixel, as this phone's display driver has it. 16 bits
 /// keep the highest of each colour, 32 all, alpha included.
