@@ -166,8 +166,12 @@ Collection collect_logs(vp::Phone& phone, LogTarget target,
   if (!date.has_value()) return collection;
   std::string folder = path;
   if (target != LogTarget::nvdump) folder += (path.back() == '/' ? "" : "/") + *date + "/";
+  // A collection of the same second may have made that folder before.
+  const bool is_begun =
+      target != LogTarget::internal || rest_of(collection.lines, "logsave: dir=").has_value();
   looked_at([&] {
-    if (vp::own_directory(phone, folder).has_value()) collection.folder = folder_at(phone, folder);
+    const bool is_there = is_begun && vp::own_directory(phone, folder).has_value();
+    if (is_there) collection.folder = folder_at(phone, folder);
   });
   // After a failure it is an older one.
   const bool is_packed = target == LogTarget::internal && collection.result == 0;
