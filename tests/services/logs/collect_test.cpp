@@ -3,10 +3,13 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <atomic>
+
 #include "tests/services/logs/logs.h"
 
 namespace {
-int syncs = 0;
+// Threads of other tests sync, too.
+std::atomic<int> syncs = 0;
 }  // namespace
 
 // In the place of the home's, which it calls: to see that it is.
