@@ -265,7 +265,10 @@ zipFile open_zip(const char* device_path) {
   ZipStream* stream = nullptr;
   zlib_filefunc64_def ours = functions(stream);
   const zipFile zip = zipOpen2_64(device_path, APPEND_STATUS_CREATE, nullptr, &ours);
-  if (zip != nullptr) stream->zip_ = zip;
+  if (zip == nullptr) return nullptr;
+  OpenZips& zips = open_zips();
+  const std::lock_guard lock(zips.mutex);
+  stream->zip_ = zip;
   return zip;
 }
 
@@ -274,7 +277,8 @@ void count_entry(zipFile zip) {
   OpenZips& zips = open_zips();
   const std::lock_guard lock(zips.mutex);
   for (ZipStream* each = zips.first; each != nullptr; each = each->next_) {
-    if (each->zip_ != zip || ++each->entries_ <= kMost) continue;
+    // Those that are read have none.
+    if (zip == nullptr || each->zip_ != zip || ++each->entries_ <= kMost) continue;
     static_cast<void>(each->note(Result::failed(EOVERFLOW)));  // close_zip() tells
   }
 }
@@ -283,7 +287,7 @@ bool has_zip_failed(zipFile zip) {
   OpenZips& zips = open_zips();
   const std::lock_guard lock(zips.mutex);
   for (const ZipStream* each = zips.first; each != nullptr; each = each->next_) {
-    if (each->zip_ == zip) return each->error_ != 0;
+    if (zip != nullptr && each->zip_ == zip) return each->error_ != 0;
   }
   return false;
 }
