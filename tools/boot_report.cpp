@@ -423,8 +423,9 @@ void print_changes(const std::vector<Change>& changes) {
 Json boot_json(const Boot& boot, bool full) {
   Json steps = Json::array();
   for (const Step& step : steps_of(boot, full)) {
-    steps.push_back({{"ms", step.after_us / 1000}, {"step", step.sentence}});
-    if (step.times > 0) steps.back()["polls"] = step.times;
+    Json entry = {{"ms", step.after_us / 1000}, {"step", step.sentence}};
+    if (step.times > 0) entry["polls"] = step.times;
+    steps.push_back(entry);
   }
   Json changes = Json::array();
   for (const Change& each : changes_of(boot, full)) {

@@ -161,8 +161,9 @@ Json command_json(const fcx::Command& row) {
   if (row.results.other != nullptr) results["other"] = row.results.other;
   Json example = Json::array();
   for (const Exchange& exchange : run_example(row)) {
-    Json& step = example.emplace_back(Json{{"typed", exchange.typed}});
+    Json step = {{"typed", exchange.typed}};
     step.update(delivery_json(exchange.delivery));
+    example.push_back(step);
   }
   return {{"opcode", row.opcode},
           {"name", row.handler == nullptr ? Json() : Json(command_name(row.handler))},

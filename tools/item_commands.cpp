@@ -113,27 +113,28 @@ void list_items(const Invocation& invocation, bool full) {
     const fcx::FactoryItem* item = fcx::find_factory_item(entry.first);
     const Json object = item_json(entry.first, read_item(phone, entry.first), full);
     list.push_back(object);
-    std::string value = object["value"];
+    std::string value = object["value"].text();
     // Nobody knows what there is in it, or how much of that.
     if (item == nullptr && value.size() > kLongestUnknown) {
       value = value.substr(0, kLongestUnknown) + "...";
     }
     table.add({std::to_string(entry.first), item == nullptr ? "-" : item->name,
-               accessor_names(item), encoding_name(item), value, object["meaning"]});
+               accessor_names(item), encoding_name(item), value, object["meaning"].text()});
   }
   if (invocation.json) return print({{"items", list}});
   table.print();
 }
 
 void print_item(const Invocation& invocation, vp::Phone& phone, int number) {
-  const Json object = item_json(number, read_item(phone, number), true);
+  const std::string bytes = read_item(phone, number);
+  const Json object = item_json(number, bytes, true);
   if (invocation.json) return print(object);
   const fcx::FactoryItem* item = fcx::find_factory_item(number);
   printf("item      %d\n", number);
   if (item != nullptr) printf("name      %s\n", item->name);
   printf("accessor  %s\n", accessor_names(item).c_str());
-  printf("encoding  %s, %zu bytes\n", encoding_name(item), object["length"].get<size_t>());
-  printf("value     %s\n", object["value"].get<std::string>().c_str());
+  printf("encoding  %s, %zu bytes\n", encoding_name(item), bytes.size());
+  printf("value     %s\n", object["value"].text().c_str());
   if (item != nullptr) printf("meaning   %s\n", item->meaning);
 }
 

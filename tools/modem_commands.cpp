@@ -147,9 +147,10 @@ void print_requests(const std::vector<vp::ModemRequest>& requests, bool full) {
 
 void print_state(vp::Phone& phone, const Options& options, size_t most) {
   TextTable values({"NAME", "VALUE", "MEANING"});
-  for (const Json& value : values_json(phone, options.full)) {
-    values.add({value["name"], value["value"].is_null() ? "-" : value["value"].get<std::string>(),
-                value["meaning"]});
+  const Json list = values_json(phone, options.full);
+  for (const Json& value : list.values()) {
+    values.add({value["name"].text(), value["value"].is_null() ? "-" : value["value"].text(),
+                value["meaning"].text()});
   }
   values.print();
   TextTable nv({"NV ITEM", "STATE", "VALUE"});
@@ -185,8 +186,7 @@ void show_modem(const Invocation& invocation, const Options& options) {
 void print_value(const Invocation& invocation, vp::Phone& phone, const vp::ModemValue& row) {
   const Json object = value_json(row, vp::modem_value(phone, row.name), true);
   if (invocation.json) return print(object);
-  printf("%s  %s\n", row.name,
-         object["value"].is_null() ? "-" : object["value"].get<std::string>().c_str());
+  printf("%s  %s\n", row.name, object["value"].is_null() ? "-" : object["value"].text().c_str());
 }
 
 /// The NV item that a word makes: its state, or bytes that make it active; nothing for "none".
