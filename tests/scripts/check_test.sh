@@ -117,7 +117,7 @@ void e() {
 }
 END
 
-plant ftm 'int   a;' 'clang-format -i decides layout' planted_layout.cpp
+plant ftm 'int   a;' 'clang-format decides layout: scripts/check --fix' planted_layout.cpp
 mkdir tests/planted
 seq -f 'int a%.0f;' 20000 >tests/planted/long.cpp
 expected+=('tests:0: at most a third may be')
@@ -133,8 +133,13 @@ for line in "${expected[@]}"; do
 done
 # Of the files that were planted nothing else is said, but that their layout is another.
 printf '%s\n' "${expected[@]}" >expected
-if grep '/planted[^ ]*:' reported | grep -v 'clang-format -i' | grep -vxFf expected; then
+if grep '/planted[^ ]*:' reported | grep -v 'clang-format decides' | grep -vxFf expected; then
   echo 'was not to be reported'
+  failures=1
+fi
+scripts/check --fix >reported || true
+if grep 'clang-format decides' reported; then
+  echo 'scripts/check --fix has left a layout'
   failures=1
 fi
 exit $failures
