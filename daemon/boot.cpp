@@ -199,6 +199,22 @@ void note_unknown_sim(std::vector<BootMoment>& moments) {
                  {time_us, Kind::note, "It has no profile for this SIM: the carrier stays."});
 }
 
+/// Notes that the SIM's MCC is not one of the network code's: it settles no first start.
+void note_foreign_sim(std::vector<BootMoment>& moments, const std::string& mcc_list) {
+  constexpr char kSimMcc[] = "persist.vendor.qve.iccid-mcc";
+  constexpr char kUnknown[] = "FFF";
+  const auto settles = [&](const auto& moment) { return is_setting(moment, kSimMcc); };
+  const auto found = std::find_if(moments.begin(), moments.end(), settles);
+  if (found == moments.end() || mcc_list.empty() || mcc_list == kUnknown) return;
+  const std::string mcc = found->text.substr(std::size(kSimMcc));
+  // As set-up looks for it, where an empty one is found, too.
+  if (mcc_list.find(mcc) != std::string::npos) return;
+  const int64_t time_us = found->time_us;
+  moments.insert(found + 1,
+                 {time_us, Kind::note,
+                  "The SIM's MCC " + mcc + " is not among the network code's: " + mcc_list + "."});
+}
+
 /// Brings in step what the modem, the factory items and the software say.
 void synchronise(vp::Phone& phone, Recorder& recorder) {
   check_identities(phone, recorder);
@@ -264,12 +280,13 @@ Boot boot(vp::Phone& phone, Uptime uptime) {
   std::stable_sort(boot.moments.begin(), boot.moments.end(),
                    [](const auto& a, const auto& b) { return a.time_us < b.time_us; });
   note_unknown_sim(boot.moments);
+  boot.after = all_properties(phone);
+  note_foreign_sim(boot.moments, value_of(boot.after, "persist.vendor.qve.mcc-list"));
   boot.is_logged = has_log(boot.moments);
   boot.polls = count_polls(boot);
   if (boot.outcome != BootOutcome::not_started) {
     boot.outcome = outcome_of(boot.moments, boot.set_up_ended_us - boot.set_up_began_us);
   }
-  boot.after = all_properties(phone);
   boot.inputs = inputs_of(phone, boot.after);
   return boot;
 }

@@ -145,6 +145,7 @@ const Rule kRules[] = {
 
     // What goes wrong.
     {Kind::line, "(\\S+ is no XML, line \\d+).*", "$1."},
+    {Kind::line, "read_device_xml: (\\S+ has the encoding .*, which no phone reads)", "$1."},
     {Kind::line, "(\\S+ cannot be (set|written)).*", "$1."},
     {Kind::line, "(\\S+ has \\d+ characters, more than a property holds)", "$1."},
     {Kind::line, "(\\S+ holds a line break)", "$1."},

@@ -27,6 +27,7 @@ void reload_package();
 
 }  // namespace fcx
 
-/// A line of carrier set-up, unless the build type stops them.
-#define SBP_LOG(...) \
-  (fcx::package_state().stops_log ? static_cast<void>(0) : DOMAIN_INFO(__VA_ARGS__))
+/// A line of carrier set-up, unless the build type stops them: progress, and what has failed.
+#define SBP_LOG(...) SBP_LINE_(DOMAIN_INFO(__VA_ARGS__))
+#define SBP_ERROR(...) SBP_LINE_(DOMAIN_ERROR(__VA_ARGS__))
+#define SBP_LINE_(line) (fcx::package_state().stops_log ? static_cast<void>(0) : line)

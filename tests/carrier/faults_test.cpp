@@ -266,16 +266,55 @@ TEST_F(StartFaults, AnEndlessOrHugeFileIsNoPackage) {
                   "Operation not supported\n"));
 }
 
+/// ASCII in units of `size` bytes, of which the one at `place` holds the character.
+std::string in_units(std::string_view text, size_t size, size_t place) {
+  std::string bytes(text.size() * size, '\0');
+  for (size_t i = 0; i < text.size(); ++i) bytes[i * size + place] = text[i];
+  return bytes;
+}
+
+std::string declaring(const std::string& encoding, const char* rest = "<a/>") {
+  return "<?xml version=\"1.0\" encoding=\"" + encoding + "\"?>" + rest;
+}
+
 TEST_F(StartFaults, AnEncodingThatNoPhoneReadsIsRefusedEverywhere) {
-  const std::pair<const char*, bool> cases[] = {
-      {"UTF-8", true},         {"utf-8", true},      {"ISO-8859-1", true},
-      {"iso-8859-15", true},   {"US-ASCII", true},   {"ISO-8859-2", false},
-      {"windows-1252", false}, {"Shift_JIS", false}, {"no-such-thing", false}};
   constexpr char kFile[] = "/oem/OP/a.xml";
-  for (const auto& [encoding, is_read] : cases) {
-    place(kFile, std::string("<?xml version=\"1.0\" encoding=\"") + encoding + "\"?><a/>");
-    EXPECT_EQ(is_read, parses(kFile)) << encoding;
+  const std::string plain = "<?xml version='1.0'?><a/>";
+  const std::string mark = "\xEF\xBB\xBF";
+  const auto said_of = [&](const std::string& bytes, bool is_read) {
+    place(kFile, bytes);
+    lines();
+    EXPECT_EQ(is_read, parses(kFile)) << testing::PrintToString(bytes);
+    return lines();
+  };
+  for (const std::string& bytes :
+       {std::string("<a/>"), mark + "<a/>", declaring("utf-8"), declaring("UTF8"),
+        in_units(plain, 2, 1), in_units(declaring("UTF-16"), 2, 0),
+        "\xFE\xFF" + in_units(plain, 2, 1), "\xFF\xFE" + in_units(declaring("utf16"), 2, 0),
+        declaring("ISO-8859-1", "<\xE9/>"), declaring("iso-latin-1"),
+        declaring("iso-8859-15", "<\xBD/>"), declaring("US-ASCII"), declaring("ascii")}) {
+    EXPECT_THAT(said_of(bytes, true), testing::IsEmpty());
   }
+  std::vector<std::pair<std::string, std::string>> refused = {
+      {declaring("Shift_JIS", "<a>"), "Shift_JIS"},
+      {mark + declaring("KOI8-R"), "KOI8-R"},
+      {"\xFE\xFF" + in_units(declaring("ISO-8859-2"), 2, 1), "ISO-8859-2"},
+      {in_units(plain, 4, 0), "ISO-10646-UCS-4"},
+      {in_units(declaring("UTF-8"), 4, 3), "ISO-10646-UCS-4"},
+      {"\x4C\x6F\xA7\x94\x93", "EBCDIC"}};
+  for (const char* name :
+       {"latin1", "ISO-8859-2", "iso-8859-16", "windows-1252", "no-such-thing"}) {
+    refused.emplace_back(declaring(name), name);
+  }
+  for (const auto& [bytes, name] : refused) {
+    EXPECT_THAT(said_of(bytes, false),
+                ElementsAre("E Fcx: read_device_xml: /oem/OP/a.xml has the encoding " + name +
+                            ", which no phone reads\n"));
+  }
+  // On a "user" build set-up is silent, here too.
+  set_build_property("ro.build.type", "user");
+  boot();
+  EXPECT_THAT(said_of(declaring("latin1"), false), testing::IsEmpty());
 }
 
 }  // namespace

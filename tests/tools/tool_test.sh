@@ -292,7 +292,11 @@ boot)
   start 'another SIM' '"polls": 2' 'complete, after 3 polls of the SIM' '"carrier": "CR1"' \
     '"sub_carrier": "CR1_BIZ"' '"country": "DE"' '"mcc": "234"' '"before": "\*{16}2349"'
   fcx sim insert 8934990000000000007 >/dev/null
-  start 'no profile for this SIM' '"carrier": "CR1"' '"complete": true'
+  start 'no profile for this SIM' '"carrier": "CR1"' '"complete": true' \
+    'The SIM.s MCC 214 is not among the network code.s: 262,234,222[.]'
+  sed -i s/UTF-8/KOI8-R/ "$FCX_PHONE/root/oem/OP/OPEN_EU/config/carrier_code.xml"
+  fcx sim insert 89449800000000012349 >/dev/null
+  start 'carrier_code.xml has the encoding KOI8-R, which no phone reads[.]' '"carrier": "CR1"'
   fcx sim remove >/dev/null
   start 'There is no SIM' 'over, after 10 polls' '"sim_changed": "2"' '"complete": false'
   fcx ntcode set '"1","262,01F,FFFFFFFF,FFFFFFFF,11"' >/dev/null
