@@ -41,3 +41,12 @@ if(FCX_LIBCXX)
   add_compile_options(-Wthread-safety)
   add_compile_definitions(_LIBCPP_ENABLE_THREAD_SAFETY_ANNOTATIONS)
 endif()
+
+# Every source of the library, as the platform builds it.
+if(FCX_LIBCXX OR FCX_HOME STREQUAL phone)
+  set(FCX_LIBRARY_OPTIONS -fno-exceptions -fno-rtti)
+endif()
+if(FCX_HOME STREQUAL phone)
+  # A vendor library sees of the platform what is stable across its releases.
+  add_compile_definitions(__ANDROID_VNDK__)
+endif()

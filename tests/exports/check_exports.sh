@@ -20,6 +20,12 @@ published='
   call_zopen64 call_zseek64 call_ztell64 fill_fopen64_filefunc fill_fopen_filefunc
   fill_zlib_filefunc64_32_def_from_filefunc32'
 hidden=0
+# Of the standard library nothing is shown, whatever words it has in common with the headers.
+standard='^_Z(T[CHISTVW]|T[chv][hnv0-9_]+_|G[RV]|Z)*(N[KORVr]*)?(S[abdiost]|9__gnu_cxx)'
+if "$nm" -DP --defined-only "$library" | grep -E "$standard"; then
+  echo 'shown of the standard library'
+  hidden=1
+fi
 for name in $names; do
   # parson's, where the machine has it.
   [[ $published =~ [[:space:]]$name([[:space:]]|$) || $name = json_* ]] ||
