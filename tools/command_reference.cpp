@@ -7,47 +7,29 @@
 #include <utility>
 #include <vector>
 
-#include "daemon/deliver.h"
+#include "tools/command_example.h"
 #include "tools/command_name.h"
 #include "tools/delivery.h"
-#include "tools/temporary_phone.h"
 #include "tools/text.h"
 
 namespace cli {
 namespace {
 
-using factory_daemon::deliver;
 using factory_daemon::Delivery;
 
-struct Exchange {
-  std::string typed;  ///< the command line that sends it
-  Delivery delivery;
-};
+/// The phone of which the page tells.
+constexpr char kProfile[] = "single";
 
 /// The command line that sends a request.
-std::string typed(int32_t opcode, const std::string& data) {
-  const std::string send = "fcx send " + std::to_string(opcode);
+std::string typed(const Exchange& exchange) {
+  const std::string& data = exchange.data;
+  const std::string send = "fcx send " + std::to_string(exchange.delivery.opcode);
   if (data.empty()) return send;
   if (!is_printable(data)) return send + " --hex " + to_hex(data);
   const bool is_plain = std::all_of(data.begin(), data.end(), [](char c) {
     return isalnum(c) != 0 || c == '/' || c == '.' || c == '-';
   });
   return send + " " + (is_plain ? data : "'" + data + "'");
-}
-
-std::vector<Exchange> run_example(const fcx::Command& row) {
-  const TemporaryPhone temporary("single");
-  std::vector<Exchange> exchanges;
-  const auto send = [&](int32_t opcode, const char* text) {
-    const std::string data = bytes_of(text);
-    exchanges.push_back({typed(opcode, data), deliver(temporary.phone(), opcode, data)});
-  };
-  const fcx::Example& example = row.example;
-  if (example.first_opcode != 0) send(example.first_opcode, example.first_data);
-  for (const char* data : example.data) {
-    if (data != nullptr) send(row.opcode, data);
-  }
-  return exchanges;
 }
 
 /// What came back, a line each.
@@ -65,8 +47,8 @@ std::vector<std::string> outcome(const Delivery& delivery) {
 
 /// Prints the example, each line after `indent`.
 void print_example(const fcx::Command& row, const char* indent) {
-  for (const Exchange& exchange : run_example(row)) {
-    printf("%s%s\n", indent, exchange.typed.c_str());
+  for (const Exchange& exchange : run_example(row, kProfile)) {
+    printf("%s%s\n", indent, typed(exchange).c_str());
     for (const std::string& line : outcome(exchange.delivery)) {
       printf("%s    %s\n", indent, line.c_str());
     }
@@ -160,8 +142,8 @@ Json command_json(const fcx::Command& row) {
   }
   if (row.results.other != nullptr) results["other"] = row.results.other;
   Json example = Json::array();
-  for (const Exchange& exchange : run_example(row)) {
-    Json step = {{"typed", exchange.typed}};
+  for (const Exchange& exchange : run_example(row, kProfile)) {
+    Json step = {{"typed", typed(exchange)}};
     step.update(delivery_json(exchange.delivery));
     example.push_back(step);
   }
