@@ -41,15 +41,17 @@ std::string_view Delivery::data() const {
 
 Delivery deliver(vp::Phone& phone, int32_t opcode, std::string_view payload) {
   const fcx::Command* row = fcx::find_command(opcode);
-  Delivery delivery{opcode, row, handler_for(row, payload), {}, {}, {}};
+  Delivery delivery{opcode, row, handler_for(row, payload), {}, {}, {}, {}};
   const int64_t last = vp::last_event(phone);
   qvcmd_request request{};
   request.opcode = opcode;
   request.data_len = static_cast<int32_t>(payload.copy(request.data, sizeof request.data));
   {
     const Complaints complaints(delivery.complaints);
+    const vp::RunningCommand running(opcode);
     service_handler(&request, &delivery.response);
     fcx::wait_for_background_work();
+    delivery.accessed = running.accessed();
   }
   delivery.events = vp::events(phone, last);
   return delivery;

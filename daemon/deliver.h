@@ -2,6 +2,7 @@
 #pragma once
 
 #include <cstdint>
+#include <set>
 #include <string_view>
 #include <vector>
 
@@ -9,6 +10,7 @@
 #include "fcx/qvcmd.h"
 #include "virtual_phone/core/events.h"
 #include "virtual_phone/core/log_buffer.h"
+#include "virtual_phone/faults/faults.h"
 
 namespace factory_daemon {
 
@@ -19,13 +21,15 @@ struct Delivery {
   qvcmd_response response;
   std::vector<virtual_phone::Event> events;         ///< what happened to the phone
   std::vector<virtual_phone::LogEntry> complaints;  ///< what was logged as a warning or an error
+  std::set<virtual_phone::Part> accessed;  ///< the parts of the phone that it was about to use
 
   /// The answer's bytes, within its record.
   std::string_view data() const;
 };
 
 /// Delivers one command to the library, with a cleared response, and waits for what it leaves on a
-/// thread. The phone must be open. One at a time.
+/// thread. The phone must be open. One at a time: until then whatever this process accesses is
+/// struck by the faults on the command.
 /// @param payload at most QVCMD_DATA_SIZE bytes, which the request has from its first byte on
 /// Throws virtual_phone::Error.
 Delivery deliver(virtual_phone::Phone& phone, int32_t opcode, std::string_view payload);

@@ -6,6 +6,7 @@
 
 #include "fcx/command_table.h"
 #include "modem/link/requests.h"
+#include "tools/command_example.h"
 #include "tools/command_name.h"
 #include "tools/commands.h"
 #include "tools/item_name.h"
@@ -13,11 +14,23 @@
 #include "tools/table.h"
 #include "tools/words.h"
 #include "virtual_phone/faults/faults.h"
+#include "virtual_phone/profiles/profiles.h"
 
 namespace cli {
 namespace {
 
 namespace vp = virtual_phone;
+
+/// "a, b or c".
+template <typename Values, typename Text>
+std::string listed(const Values& values, const char* last, Text text) {
+  std::string list;
+  for (auto value = std::begin(values); value != std::end(values); ++value) {
+    if (!list.empty()) list += std::next(value) == std::end(values) ? last : ", ";
+    list += text(*value);
+  }
+  return list;
+}
 
 /// An errno value by its name, as ENOSPC, or its number. Throws UsageError.
 int64_t error_number(const std::string& word) {
@@ -71,15 +84,25 @@ std::string fault_text(const vp::Fault& fault) {
   return text;
 }
 
-/// The name of the request that a fault stands on; empty without one.
-std::string request_name(const vp::Fault& fault) {
-  if (fault.part != vp::Part::request) return "";
-  const fcx::NamedRequest* row = fcx::find_request(std::stoi(fault.target));
-  return row == nullptr ? "" : row->name;
+/// The name of the request or the command that a fault stands on; empty without one.
+std::string name_of_target(const vp::Fault& fault) {
+  if (fault.part == vp::Part::request) {
+    const fcx::NamedRequest* row = fcx::find_request(std::stoi(fault.target));
+    return row == nullptr ? "" : row->name;
+  }
+  if (fault.part != vp::Part::command) return "";
+  const fcx::Command* row = fcx::find_command(std::stoi(fault.target));
+  return row == nullptr || row->handler == nullptr ? "" : command_names(*row);
+}
+
+/// The target, with its name where it has one.
+std::string target_text(const vp::Fault& fault) {
+  const std::string name = name_of_target(fault);
+  return name.empty() ? fault.target : fault.target + " " + name;
 }
 
 Json fault_json(const vp::Fault& fault) {
-  const std::string name = request_name(fault);
+  const std::string name = name_of_target(fault);
   return {{"id", fault.id},
           {"part", vp::name_of(fault.part)},
           {"target", fault.target},
@@ -104,10 +127,8 @@ void list_faults(const Invocation& invocation) {
   }
   TextTable table({"ID", "PART", "TARGET", "ON", "EFFECT", "AFTER", "REMAINING"});
   for (const auto& fault : faults) {
-    const std::string name = request_name(fault);
-    table.add({std::to_string(fault.id), vp::name_of(fault.part),
-               name.empty() ? fault.target : fault.target + " " + name, vp::name_of(fault.access),
-               fault_text(fault), std::to_string(fault.after),
+    table.add({std::to_string(fault.id), vp::name_of(fault.part), target_text(fault),
+               vp::name_of(fault.access), fault_text(fault), std::to_string(fault.after),
                fault.remaining ? std::to_string(*fault.remaining) : "until cleared"});
   }
   table.print();
@@ -146,7 +167,8 @@ std::string command_hint(const fcx::Command& row) {
     hint += std::string(" (request ") + std::to_string(request.number) + " is \"" + request.name +
             "\")";
   }
-  return hint + ". `fcx fault request --help` lists the requests.";
+  return hint + ". `fcx fault request --help` lists the requests; `fcx fault command " +
+         std::to_string(row.opcode) + "` lets the command fail.";
 }
 
 /// The number of the request that a word stands for: its number, or its name. Throws UsageError for
@@ -184,10 +206,16 @@ std::string request_help() {
   return help;
 }
 
+/// The command that a word stands for. Throws UsageError.
+const fcx::Command& command_row(const std::string& word) {
+  return *rows_of(std::to_string(opcode_of(word))).front();
+}
+
 /// A target in the form in which the phone knows it. Throws UsageError.
 std::string fault_target(vp::Part part, const std::string& word) {
   if (part == vp::Part::item) return std::to_string(item_number(word));
   if (part == vp::Part::request) return std::to_string(request_number(word));
+  if (part == vp::Part::command) return std::to_string(command_row(word).opcode);
   return word;
 }
 
@@ -203,11 +231,48 @@ std::string accesses_of(vp::Part part) {
       }
     }
   }
-  std::string list;
-  for (const vp::Access access : accesses) {
-    list += (list.empty() ? "" : ", ") + std::string(vp::name_of(access));
+  return listed(accesses, ", ", vp::name_of<vp::Access>);
+}
+
+/// What faults on commands can strike of a command: the kinds of access that its example makes on a
+/// fresh phone of a profile.
+std::set<vp::Access> accesses_by(const fcx::Command& row, const std::string& profile) {
+  std::set<vp::Access> found;
+  for (const Exchange& exchange : run_example(row, profile)) {
+    if (exchange.delivery.opcode != row.opcode) continue;
+    for (const vp::Part part : exchange.delivery.accessed) {
+      if (const auto access = vp::access_to(part)) found.insert(*access);
+    }
   }
-  return list;
+  return found;
+}
+
+/// Throws UsageError for a fault on a command that makes no access that it could strike: neither on
+/// a phone of the same profile as this one, nor on any other. This process has no usable phone
+/// afterwards.
+void check_strikes(const vp::Fault& fault, const std::filesystem::path& phone) {
+  const bool is_any = fault.access == vp::Access::any;
+  const auto& kinds = effect_row(fault.part, vp::name_of(fault.effect)).strikes;
+  // What is no kind of access at all is refused where the fault is set.
+  if (!is_any && std::find(kinds.begin(), kinds.end(), fault.access) == kinds.end()) return;
+  const fcx::Command& row = command_row(fault.target);
+  const std::string own = vp::Phone(phone).profile();
+  std::vector<std::string> profiles;
+  for (const vp::Profile& profile : vp::profiles()) {
+    profiles.insert(own == profile.name ? profiles.begin() : profiles.end(), profile.name);
+  }
+  std::set<vp::Access> makes;
+  for (const std::string& profile : profiles) {
+    for (const vp::Access access : accesses_by(row, profile)) {
+      if (is_any || fault.access == access) return;
+      makes.insert(access);
+    }
+  }
+  throw UsageError(
+      "the command " + target_text(fault) + " makes no " +
+      (is_any ? "access" : std::string(vp::name_of(fault.access)) + " access") +
+      " that could fail" +
+      (makes.empty() ? "" : ", only: " + listed(makes, ", ", vp::name_of<vp::Access>)));
 }
 
 void add_part(Verb& group, Invocation& invocation, vp::Part part, const std::string& target_help,
@@ -236,6 +301,7 @@ void add_part(Verb& group, Invocation& invocation, vp::Part part, const std::str
                                     {}};
                     if (options->after) fault.after = number_of(*options->after, "--after");
                     if (options->times) fault.remaining = number_of(*options->times, "--times");
+                    if (part == vp::Part::command) check_strikes(fault, invocation.directory());
                     vp::set_fault(invocation.open_phone(), fault);
                     list_faults(invocation);
                   });
@@ -250,31 +316,37 @@ void add_part(Verb& group, Invocation& invocation, vp::Part part, const std::str
                     "Strike on this access only: " + accesses + "; on any at first")
         .type_name("ACCESS");
   }
+  const bool counts_runs = part == vp::Part::command;
   command
       .add_option("--after", options->after,
-                  "Strike from the Nth access on; from the first on when not given")
+                  std::string("Strike from the Nth ") + (counts_runs ? "run" : "access") +
+                      " on; from the first on when not given")
       .type_name("N");
-  command.add_option("--times", options->times, "Strike so often; until cleared when not given")
+  command
+      .add_option("--times", options->times,
+                  std::string(counts_runs ? "Strike so many runs" : "Strike so often") +
+                      "; until cleared when not given")
       .type_name("N");
 }
 
 /// "dmi (the modem), diag (NV packets) or ...".
 std::string service_list() {
-  std::string list;
-  for (const vp::FaultService& service : vp::kServices) {
-    const bool is_last = &service == &*std::rbegin(vp::kServices);
-    list += list.empty() ? "" : is_last ? " or " : ", ";
-    list += std::string(service.name) + " (" + service.what + ")";
-  }
-  return list;
+  return listed(vp::kServices, " or ", [](const vp::FaultService& service) {
+    return std::string(service.name) + " (" + service.what + ")";
+  });
+}
+
+std::string thread_list() {
+  return listed(vp::kEnumNames<fcx::LibraryThread>, " or ",
+                [](const auto& thread) { return thread.name; });
 }
 
 /// What `fault request` was once called: commands have opcodes, requests have not.
 void add_former_name(Verb& group) {
   Verb& command = add_command(group, "opcode", "", "", [] {
     throw UsageError(
-        "only commands have opcodes, and no faults: `fcx fault request` takes the "
-        "number or the name of a request of the modem link");
+        "only commands have opcodes: `fcx fault command` takes one, or a command's name, and "
+        "`fcx fault request` takes the number or the name of a request of the modem link");
   });
   command.take_anything_unseen();
 }
@@ -290,7 +362,10 @@ void add_fault(Verb& tool, Invocation& invocation) {
       "  fcx fault request read_imei refuse           the modem answers that it has no IMEI\n"
       "  fcx fault request sync_efs fail --after 3    from the third one on\n"
       "  fcx fault service dmi absent                 the modem cannot be reached\n"
+      "  fcx fault service atservice late 20000 --on find --times 1\n"
+      "                                               it comes up late, and the next waits for it\n"
       "  fcx fault thread reboot fail                 the thread of a reboot cannot be started\n"
+      "  fcx fault command read_imei fail --times 1   the next read_imei fails, whatever it does\n"
       "  fcx fault list\n"
       "  fcx fault clear 2                            one fault; without a number all of them",
       {});
@@ -305,13 +380,28 @@ void add_fault(Verb& tool, Invocation& invocation) {
            "The number of a request of the modem link, or its name",
            "  fcx fault request write_imei late 2000 --times 1");
   add_former_name(group);
-  add_part(group, invocation, vp::Part::service, service_list(),
-           "  fcx fault service diag absent\n"
-           "  fcx fault service reboot absent    android_reboot() fails, and the phone stays on");
   add_part(
-      group, invocation, vp::Part::thread,
-      "carrier_set_up, carrier_restore, usb_path, modem_reset, reboot, power_off or cable_wait",
-      "  fcx fault thread reboot fail");
+      group, invocation, vp::Part::service, service_list(),
+      "  fcx fault service diag absent\n"
+      "  fcx fault service reboot absent    android_reboot() fails, and the phone stays on\n"
+      "  fcx fault service atservice late 20000 --on find --times 1\n"
+      "\n"
+      "late --on find: the service comes up later, and getService() waits for it. Each lookup\n"
+      "that is struck takes so long, whenever it is made; with --times 1 the first waits, and\n"
+      "those after it find the service up.");
+  add_part(group, invocation, vp::Part::thread, thread_list(), "  fcx fault thread reboot fail");
+  add_part(
+      group, invocation, vp::Part::command, "The command's opcode or name",
+      "  fcx fault command read_imei fail --times 1\n"
+      "  fcx fault command 4018 fail --on item --after 2\n"
+      "\n"
+      "While the command runs, and what it leaves on threads, every request, and every access\n"
+      "to an item, a property, a file or a service, fails as by itself `fail` without a number\n"
+      "has it (a service is absent). --on narrows that to one kind. --times and --after count\n"
+      "runs of the command in which there is such an access: with --times 1 the next one is\n"
+      "sick from its beginning to its end, and the one after it works. Both forms of a command\n"
+      "that reads or writes are meant. What a command accesses is found out by running its\n"
+      "example (`fcx commands OPCODE`) on a fresh phone.");
   add_command(group, "list", "List the faults that are set", "",
               [&invocation] { list_faults(invocation); });
 

@@ -198,15 +198,29 @@ faults)
     fcx fault file /mnt fail --on link
   expect 0 'access only: read, write; on any' fcx fault item --help
 
-  expect 2 'fcx fault request` takes' fcx fault opcode read_imei fail --times 1
+  expect 2 'fcx fault command` takes one.*fcx fault request` takes' fcx fault opcode read_imei fail --times 1
   expect 2 '4415 is the opcode of the command' fcx fault request 4415 fail
-  expect 2 '4010 is the opcode of the command "get_serial_number", and no request' \
+  expect 2 '4010 is the opcode of the command "get_serial_number", and no request.*fcx fault command 4010` lets' \
     fcx fault request get_serial_number fail
   expect 0 'note: 4294 is the opcode of the command "read_imei".*request 117 is "read_imei"' \
     fcx fault request 4294 fail
   expect 0 'request +117 read_imei +any' fcx fault request read_imei refuse
   expect 0 '"target": "117",' fcx fault list --json
   also '"name": "read_imei"' '"after": 2'
+
+  fcx fault clear >/dev/null
+  expect 0 'command +4294 read_imei +any +fail +1 +1$' fcx fault command read_imei fail --times 1
+  expect 3 '^result +1$' fcx send 4294
+  expect 0 '^data +490154203237518$' fcx send 4294
+  expect 0 'command +4018 get_csn, set_csn +item +fail +1 +until' fcx fault command set_csn fail --on item
+  expect 3 '^ERROR$' fcx at 'AT%FCX=4018'
+  # Only on a phone with an overlay.
+  expect 0 'command +4013 get_code_crc +service +fail' fcx fault command 4013 fail --on service
+  expect 2 'command 4294 read_imei makes no file access that could fail, only: ' fcx fault command 4294 fail --on file
+  expect 2 'command 4056 makes no access that could fail$' fcx fault command 4056 fail
+  expect 2 'no command has the opcode 4999' fcx fault command 4999 fail
+  expect 0 'service +atservice +find +late 60000' fcx fault service atservice late 60000 --on find
+  expect 0 'carrier_set_up, .*cable_wait or screencap' fcx fault thread --help
   ;;
 modem)
   fcx init >/dev/null

@@ -1,6 +1,7 @@
 // Faults: which are refused, which accesses they strike, and when.
 
 #include <cutils/android_reboot.h>
+#include <cutils/properties.h>
 #include <hardware_legacy/power.h>
 #include <selinux/android.h>
 #include <vendor/qve/hardware/filehandle/1.0/IFileHandle.h>
@@ -10,6 +11,7 @@
 #include <functional>
 
 #include "fcx/modem_link.h"
+#include "fcx/usb_mode.h"
 #include "platform/device_home.h"
 #include "platform/factory_item_library.h"
 #include "platform/modem_interface.h"
@@ -51,6 +53,17 @@ class Faults : public PhoneTest {
   static int error_of(Operation operation) {
     return fcx::platform_file_fault("/a//./b", operation).error;
   }
+  /// What an access of each kind comes to: item, property, file, request, thread, service.
+  static std::vector<int> all_accesses() {
+    qvcmd_request request{209, 0, {}};
+    qvcmd_response response{};
+    return {read_item(),
+            property_set("vendor.a", "1"),
+            error_of(Operation::read),
+            request_to_modem_via_dmi(&request, &response),
+            fcx::platform_thread_fault(fcx::LibraryThread::reboot),
+            acquire_wake_lock(1, "a")};
+  }
 };
 
 TEST_F(Faults, ThatCannotStrikeAreRefused) {
@@ -75,7 +88,13 @@ TEST_F(Faults, ThatCannotStrikeAreRefused) {
       {{0, Part::service, "modem", kAny, Effect::dies, 0, {}},
        "Services: dmi, diag, atservice, filehandle, reboot, wakelock, restorecon"},
       {{0, Part::service, "reboot", kAny, Effect::dies, 0, {}}, "cannot break off"},
-      {{0, Part::service, "wakelock", kAny, Effect::dies, 0, {}}, "cannot break off"}};
+      {{0, Part::service, "wakelock", kAny, Effect::dies, 0, {}}, "cannot break off"},
+      {{0, Part::service, "dmi", Access::find, Effect::late, 1, {}}, "nobody waits for \"dmi\""},
+      {{0, Part::service, "atservice", Access::find, Effect::dies, 0, {}}, "on call, not on find"},
+      {{0, Part::command, "read_imei", kAny, Effect::fail, 0, {}}, "\"read_imei\" is no opcode"},
+      {{0, Part::command, "4294", Access::read, Effect::fail, 0, {}},
+       "on request, item, property, file or service, not on read"},
+      {{0, Part::command, "4294", kAny, Effect::late, 1, {}}, "no command fault \"late\""}};
   for (const auto& [fault, why] : cases) expect_refused(fault, why);
   for (const auto& [request, why] :
        {std::pair("100", "the modem does not know request 100: it has no answer"),
@@ -201,7 +220,70 @@ TEST_F(Faults, OfAServiceAreMetAtItsLookupOrAtACall) {
     EXPECT_TRUE(is_found() && vp::now_us() - before < 60'000'000);
     EXPECT_TRUE(answers() && vp::now_us() - before >= 60'000'000) << "on the phone's clock";
     clear_faults();
+    if (service == "dmi"s) continue;
+    fault(Part::service, service, Effect::late, 60'000, Access::find, 2);
+    for (const int64_t waited : {60'000'000, 60'000'000, 0}) {
+      const int64_t slept = vp::slept_us();
+      EXPECT_TRUE(is_found());
+      EXPECT_EQ(waited, vp::slept_us() - slept) << "each lookup, until it is up";
+    }
   }
+  fault(Part::service, "atservice", Effect::late, 60'000, Access::find, 1);
+  EXPECT_EQ(nullptr, IQvAtCmd::tryGetService("atservice")) << "which does not wait";
+  EXPECT_NE(nullptr, IQvAtCmd::tryGetService("atservice"));
+}
+
+TEST_F(Faults, OnACommandLetItsAccessesFailInTheirWay) {
+  ASSERT_EQ(0, dmi_init());
+  using Codes = std::vector<int>;
+  const Codes healthy(6);
+  const std::pair<Access, Codes> cases[] = {
+      {Access::any, {-1, -1, 5, -1, 0, -1}},   {Access::item, {-1, 0, 0, 0, 0, 0}},
+      {Access::property, {0, -1, 0, 0, 0, 0}}, {Access::file, {0, 0, 5, 0, 0, 0}},
+      {Access::request, {0, 0, 0, 1, 0, 0}},   {Access::service, {0, 0, 0, -1, 0, -1}}};
+  for (const auto& [kind, codes] : cases) {
+    set(Part::command, "4294", kind, Effect::fail, 0);
+    EXPECT_EQ(healthy, all_accesses()) << "while none runs";
+    for (const auto& [opcode, expected] : {std::pair(4294, codes), {4293, healthy}}) {
+      const vp::RunningCommand running(opcode);
+      std::thread([&expected = expected] { EXPECT_EQ(expected, all_accesses()); }).join();
+    }
+    clear_faults();
+  }
+}
+
+TEST_F(Faults, OnACommandStrikeWholeRuns) {
+  const auto five_runs = [] {
+    std::vector<int> sums;
+    for (int i = 0; i < 5; ++i) {
+      vp::RunningCommand(4294);  // a run that accesses nothing
+      EXPECT_EQ(0, property_set("vendor.a", "1")) << "while none runs";
+      const vp::RunningCommand running(4294);
+      sums.push_back(read_item());
+      sums.back() += property_set("vendor.a", "1");
+    }
+    return sums;
+  };
+  set(Part::command, "4294", Access::any, Effect::fail, 0, 1);
+  EXPECT_THAT(five_runs(), ElementsAre(-2, 0, 0, 0, 0));
+  set(Part::command, "4294", Access::any, Effect::fail, 0, 2, 3);
+  EXPECT_THAT(five_runs(), ElementsAre(0, 0, -2, -2, 0));
+  set(Part::command, "4294", Access::request, Effect::fail, 0, 1);
+  set(Part::command, "4294", Access::property, Effect::fail, 0, {}, 4);
+  EXPECT_THAT(five_runs(), ElementsAre(0, 0, 0, -1, -1));
+  EXPECT_THAT(vp::faults(phone()), SizeIs(2)) << "no run has made a request";
+  clear_faults();
+  set(Part::item, "9", Access::any, Effect::fail, -7, 2);
+  set(Part::command, "4294", Access::any, Effect::fail, 0, 1);
+  EXPECT_THAT(five_runs(), ElementsAre(-8, -7, 0, 0, 0)) << "the oldest strikes first";
+}
+
+TEST_F(Faults, OnACommandStrikeWhatItLeavesOnAThread) {
+  set(Part::command, "4294", Access::property, Effect::fail, 0);
+  const vp::RunningCommand running(4294);
+  EXPECT_EQ(0, usb_path_change(nullptr));
+  fcx::wait_for_background_work();
+  EXPECT_EQ("(not set)", property("vendor.qve.usb.adb_skip_auth"));
 }
 
 TEST_F(Faults, OfRebootAndWakeLockLeaveNoTrace) {

@@ -1,12 +1,18 @@
 // The bench's services of the system side, called through HIDL as the library calls them.
+#include <cutils/properties.h>
 #include <sys/stat.h>
 #include <unistd.h>
 #include <vendor/qve/hardware/filehandle/1.0/IFileHandle.h>
 #include <vendor/qve/hardware/qvatcmd/1.0/IQvAtCmd.h>
 
+#include <atomic>
 #include <cstdlib>
+#include <functional>
 
 #include "fcx/customisation.h"
+#include "fcx/modem_link.h"
+#include "fcx/single_binary.h"
+#include "platform/factory_item_library.h"
 #include "platform/features.h"
 #include "tests/phone_fixture.h"
 #include "virtual_phone/services/base64.h"
@@ -221,6 +227,40 @@ TEST_F(VirtualOverlay, TheProductSaysWhetherItHasOne) {
     EXPECT_EQ(has_one, Features2::product_overlayfs()) << value;
     restart();
     EXPECT_EQ(has_one.value_or(false), e_is_overlayfs) << "as the library finds it";
+  }
+}
+
+/// While a service is not up yet, only who looks it up waits, and a set-up pass holds its own
+/// mutex.
+TEST_F(VirtualOverlay, WhoLooksUpALateServiceHoldsNobodyElseUp) {
+  set_build_property("ro.vendor.qve.product.overlayfs", "true");
+  restart();
+  place("overlay", "/product/a", "abc");
+  const auto asks = [](int number) {
+    EXPECT_EQ(0, request_to_system(number, nullptr, 0, nullptr, nullptr, nullptr)) << number;
+  };
+  const auto reads = [] { EXPECT_EQ("abc", get_halData_from_file("/product/a")); };
+  const std::pair<const char*, std::function<void()>> waiters[] = {
+      {"atservice", [&] { asks(request::model_name); }},
+      {"filehandle", reads},
+      {"filehandle", [] { EXPECT_EQ(1, qve_single_binary_init()); }}};
+  for (const auto& [service, wait] : waiters) {
+    fault(vp::Part::service, service, Effect::late, 60'000, Access::find, 1);
+    vp::set_clock(vp::Clock::stopped);
+    std::atomic<int> done = 0;
+    std::thread waiter([&, &wait = wait] { wait(), ++done; });
+    EXPECT_TRUE(eventually([&] { return vp::faults(phone()).empty(); })) << "it looks it up";
+    std::thread others([&] {
+      for (const int number : {request::read_imei, request::model_name}) asks(number);
+      reads();
+      EXPECT_EQ(0, property_set("vendor.a", "1") + set_ftm_item(9, 1, "a"));
+      ++done;
+    });
+    EXPECT_TRUE(eventually([&] { return done == 1; })) << service << ": the others go on";
+    vp::set_clock(vp::Clock::fast);
+    waiter.join();
+    others.join();
+    EXPECT_EQ(2, done);
   }
 }
 

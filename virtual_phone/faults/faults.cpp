@@ -5,8 +5,10 @@
 #include <charconv>
 #include <filesystem>
 #include <iterator>
+#include <mutex>
 
 #include "modem/link/requests.h"
+#include "platform/immortal.h"
 #include "virtual_phone/core/clock.h"
 #include "virtual_phone/core/item_store.h"
 #include "virtual_phone/core/properties.h"
@@ -26,10 +28,42 @@ bool has(const std::vector<Access>& accesses, Access access) {
   return std::find(accesses.begin(), accesses.end(), access) != accesses.end();
 }
 
-/// All faults on one target, oldest first.
-constexpr char kOnTarget[] =
-    "SELECT id, kind, target, operation, effect, value, remaining, strikes_from FROM fault"
-    " WHERE kind = ? AND target = ? ORDER BY id";
+/// The first row of a part.
+const EffectRow& usual_failure(Part part) {
+  const auto& rows = fault_effects();
+  return *std::find_if(rows.begin(), rows.end(),
+                       [&](const EffectRow& row) { return row.part == part; });
+}
+
+/// The command that runs in this process, and what its run has met so far.
+struct Run {
+  std::mutex mutex;
+  std::string opcode GUARDED_BY(mutex);  ///< as faults have it, empty while none runs
+  std::set<Part> accessed GUARDED_BY(mutex);
+  std::vector<Fault> striking GUARDED_BY(mutex);  ///< counted down, and strike it to its end
+  std::set<int64_t> waiting GUARDED_BY(mutex);    ///< counted down, and strike a later run
+
+  void begin(std::string command) REQUIRES(mutex) {
+    opcode = std::move(command);
+    accessed.clear();
+    striking.clear();
+    waiting.clear();
+  }
+  bool has_counted(int64_t id) const REQUIRES(mutex) {
+    return waiting.count(id) > 0 || std::any_of(striking.begin(), striking.end(),
+                                                [&](const Fault& fault) { return fault.id == id; });
+  }
+};
+
+/// Threads may access the phone until the process is gone.
+Run& current_run() { return fcx::immortal<Run>(); }
+
+/// What somebody is about to do.
+struct Asked {
+  Part part;
+  std::string_view target;
+  Access access;
+};
 
 Fault fault_of(const Query& row) {
   Fault fault{row.number(0),
@@ -44,10 +78,37 @@ Fault fault_of(const Query& row) {
   return fault;
 }
 
-bool meets(const Fault& fault, Access access) {
+/// All faults on one target, oldest first.
+std::vector<Fault> faults_on(Database& database, Part part, std::string_view target) {
+  std::vector<Fault> found;
+  Query query = database.query(
+      "SELECT id, kind, target, operation, effect, value, remaining, strikes_from FROM fault"
+      " WHERE kind = ? AND target = ? ORDER BY id");
+  query.bind(name_of(part)).bind(target);
+  while (query.step()) found.push_back(fault_of(query));
+  return found;
+}
+
+/// All on the target, or on the command that runs, oldest first. What its run has counted down
+/// counts no more.
+std::vector<Fault> faults_on(Database& database, const Asked& asked, const Run& run)
+    REQUIRES(run.mutex) {
+  std::vector<Fault> found = faults_on(database, asked.part, asked.target);
+  if (run.opcode.empty()) return found;
+  for (Fault& fault : faults_on(database, Part::command, run.opcode)) {
+    if (!run.has_counted(fault.id)) found.push_back(std::move(fault));
+  }
+  found.insert(found.end(), run.striking.begin(), run.striking.end());
+  std::sort(found.begin(), found.end(), [](const Fault& a, const Fault& b) { return a.id < b.id; });
+  return found;
+}
+
+bool meets(const Fault& fault, const Asked& asked) {
+  const auto access = fault.part == Part::command ? access_to(asked.part) : asked.access;
+  if (!access.has_value()) return false;
   if (fault.access != Access::any) return fault.access == access;
   const EffectRow* row = row_of(fault.part, fault.effect);
-  return row != nullptr && (row->strikes.empty() || has(row->strikes, access));
+  return row != nullptr && (row->strikes.empty() || has(row->strikes, *access));
 }
 
 /// The faults that an access meets, in their order, and which of them strike it.
@@ -62,14 +123,11 @@ struct Met {
   }
 };
 
-Met meet(Database& database, Part part, std::string_view target, Access access) {
+Met meet(Database& database, const Asked& asked, const Run& run) REQUIRES(run.mutex) {
   Met met;
   bool is_struck = false;
-  Query query = database.query(kOnTarget);
-  query.bind(name_of(part)).bind(target);
-  while (query.step()) {
-    const Fault fault = fault_of(query);
-    if (!meets(fault, access)) continue;
+  for (const Fault& fault : faults_on(database, asked, run)) {
+    if (!meets(fault, asked)) continue;
     if (fault.after > 1) {
       met.waiting.push_back(fault);
     } else if (!is_struck) {
@@ -87,22 +145,48 @@ void count_down(Database& database, const Met& met) {
         .run();
   }
   for (const Fault& fault : met.striking) {
+    if (!fault.remaining.has_value()) continue;
     database.query("UPDATE fault SET remaining = remaining - 1 WHERE id = ?").bind(fault.id).run();
   }
   database.execute("DELETE FROM fault WHERE remaining = 0");
 }
 
+/// Lets a run go on as its first access has settled it.
+void settle(Run& run, const Met& met) REQUIRES(run.mutex) {
+  for (const Fault& fault : met.waiting) {
+    if (fault.part == Part::command) run.waiting.insert(fault.id);
+  }
+  for (Fault fault : met.striking) {
+    if (fault.part != Part::command || !fault.remaining.has_value()) continue;
+    fault.remaining.reset();
+    run.striking.push_back(std::move(fault));
+  }
+}
+
 /// The faults that strike this access, counted down.
-std::vector<Fault> take(Phone& phone, Part part, std::string_view target, Access access) {
+std::vector<Fault> take(Phone& phone, const Asked& asked) {
   const std::lock_guard lock(phone.mutex());
-  Met met = meet(phone.fleeting(), part, target, access);
+  Run& run = current_run();
+  const std::lock_guard lock_of_run(run.mutex);
+  if (!run.opcode.empty()) run.accessed.insert(asked.part);
+  Met met = meet(phone.fleeting(), asked, run);
   if (!met.counts()) return met.striking;
   // Looked at again under the write lock: another process may have counted them down.
   Transaction transaction(phone.fleeting());
-  met = meet(phone.fleeting(), part, target, access);
+  met = meet(phone.fleeting(), asked, run);
   count_down(phone.fleeting(), met);
   transaction.commit();
+  settle(run, met);
   return met.striking;
+}
+
+/// What a fault does to an access: one on a command lets the part fail in its usual way.
+Fault as_struck(Fault fault, Part part) {
+  if (fault.part != Part::command) return fault;
+  const EffectRow& row = usual_failure(part);
+  fault.effect = row.effect;
+  fault.value = row.default_value.value_or(0);
+  return fault;
 }
 
 std::string what_of(const Fault& fault) { return std::string(name_of(fault.part)) + " fault"; }
@@ -235,6 +319,15 @@ void check_service(const Fault& fault) {
   if (fault.effect == Effect::dies && !row->can_die) {
     throw Refused("a call to \"" + fault.target + "\" is done at once: it cannot break off");
   }
+  if (fault.access == Access::find && !row->is_awaited) {
+    throw Refused("nobody waits for \"" + fault.target +
+                  "\" to come up: it is there, or not, at once");
+  }
+}
+
+void check_command(const Fault& fault) {
+  if (number_of(fault.target).has_value()) return;
+  throw Refused("\"" + fault.target + "\" is no opcode");
 }
 
 void check_thread(const Fault& fault) {
@@ -260,13 +353,15 @@ void settle_target(Fault& fault) {
       return check_service(fault);
     case Part::thread:
       return check_thread(fault);
+    case Part::command:
+      return check_command(fault);
   }
 }
 
 /// Refuses an access at which the fault cannot strike, and takes the only one where there is one.
 void settle_access(Fault& fault, const EffectRow& row) {
   if (fault.access == Access::any) {
-    if (row.strikes.size() == 1) fault.access = row.strikes.front();
+    fault.access = row.strikes.size() == 1 ? row.strikes.front() : row.unless_said;
     return;
   }
   if (has(row.strikes, fault.access)) return;
@@ -282,6 +377,7 @@ const std::vector<EffectRow>& fault_effects() {
   static const std::vector<Access> kNoChoice;
   static const std::vector<Access> kRead = {Access::read};
   static const std::vector<Access> kCall = {Access::call};
+  static const std::vector<Access> kCallOrFind = {Access::call, Access::find};
   // Of these each moves bytes.
   static const std::vector<Access> kBytes = {Access::read, Access::write};
   static const std::vector<Access> kAllOfAFile = {
@@ -289,6 +385,8 @@ const std::vector<EffectRow>& fault_effects() {
       Access::rename, Access::remove, Access::stat,  Access::chmod, Access::chown,
       Access::mkdir,  Access::seek,   Access::close, Access::ioctl, Access::mmap};
   static const std::vector<Access> kSeek = {Access::seek};
+  static const std::vector<Access> kOfACommand = {Access::request, Access::item, Access::property,
+                                                  Access::file, Access::service};
   static const std::vector<EffectRow> rows = {
       {Part::item, Effect::fail, kBytes, "CODE", -1, "the access fails with this negative code"},
       {Part::item, Effect::late, kBytes, "MS", std::nullopt, "the access takes that much longer"},
@@ -328,10 +426,13 @@ const std::vector<EffectRow>& fault_effects() {
        "every byte arrives as this one; from the system side a text that is no base64"},
       {Part::service, Effect::absent, kNoChoice, nullptr, 0, "it is not there"},
       {Part::service, Effect::dies, kCall, nullptr, 0, "it is there, but a call to it breaks off"},
-      {Part::service, Effect::late, kCall, "MS", std::nullopt,
-       "a call to it takes that much longer"},
+      {Part::service, Effect::late, kCallOrFind, "MS", std::nullopt,
+       "a call to it takes that much longer; --on find: a lookup waits so long for it",
+       Access::call},
       {Part::thread, Effect::fail, kNoChoice, "ERRNO", EAGAIN,
        "it cannot be started, with this error, as EAGAIN or 11"},
+      {Part::command, Effect::fail, kOfACommand, nullptr, 0,
+       "whatever it asks or accesses fails, each in its usual way"},
   };
   return rows;
 }
@@ -382,12 +483,38 @@ int clear_faults(Phone& phone) {
   return phone.fleeting().changes();
 }
 
-std::optional<Fault> strike(Phone& phone, Part part, std::string_view target, Access access) {
-  for (const Fault& fault : take(phone, part, target, access)) {
-    if (fault.effect != Effect::late) return fault;
+std::optional<Fault> strike(Phone& phone, Part part, std::string_view target, Access access,
+                            WhenLate when_late) {
+  for (const Fault& fault : take(phone, {part, target, access})) {
+    const bool is_waited_for = fault.effect == Effect::late && when_late == WhenLate::waits;
+    if (!is_waited_for) return as_struck(fault, part);
     sleep_us(static_cast<uint64_t>(fault.value) * 1000);
   }
   return std::nullopt;
+}
+
+std::optional<Access> access_to(Part part) {
+  const auto access = named<Access>(name_of(part));
+  const EffectRow* row = row_of(Part::command, Effect::fail);
+  return access.has_value() && row != nullptr && has(row->strikes, *access) ? access : std::nullopt;
+}
+
+RunningCommand::RunningCommand(int32_t opcode) {
+  Run& run = current_run();
+  const std::lock_guard lock(run.mutex);
+  run.begin(std::to_string(opcode));
+}
+
+RunningCommand::~RunningCommand() {
+  Run& run = current_run();
+  const std::lock_guard lock(run.mutex);
+  run.begin("");
+}
+
+std::set<Part> RunningCommand::accessed() const {
+  Run& run = current_run();
+  const std::lock_guard lock(run.mutex);
+  return run.accessed;
 }
 
 }  // namespace virtual_phone

@@ -18,11 +18,11 @@ using android::hidl::base::V1_0::IBase;
 
 namespace {
 
-/// A lookup never waits for a service, which a phone's getService() does: what is not there on the
-/// bench will not come.
+/// getService() waits while a fault says that the service is late, as a phone's does for one that
+/// is not up yet. Else it answers at once, too: what is not there on the bench will not come.
 template <typename Interface, typename Wrapper>
-sp<Interface> find(const std::string& instance, bool get_stub) {
-  const vp::Service service = vp::find_service(Interface::descriptor, instance);
+sp<Interface> find(const std::string& instance, bool get_stub, vp::WhenLate when_late) {
+  const vp::Service service = vp::find_service(Interface::descriptor, instance, when_late);
   if (service == nullptr) return nullptr;
   const sp<Interface> found(dynamic_cast<Interface*>(service.get()));
   if (found == nullptr) {
@@ -75,10 +75,10 @@ Return<sp<IBase>> IBase::castFrom(const sp<IBase>& parent, bool) { return parent
     return sp<I##name>(dynamic_cast<I##name*>(parent.get()));                               \
   }                                                                                         \
   sp<I##name> I##name::getService(const std::string& instance, bool get_stub) {             \
-    return find<I##name, Bs##name>(instance, get_stub);                                     \
+    return find<I##name, Bs##name>(instance, get_stub, vp::WhenLate::waits);                \
   }                                                                                         \
   sp<I##name> I##name::tryGetService(const std::string& instance, bool get_stub) {          \
-    return find<I##name, Bs##name>(instance, get_stub);                                     \
+    return find<I##name, Bs##name>(instance, get_stub, vp::WhenLate::gives_up);             \
   }                                                                                         \
   android::status_t I##name::registerAsService(const std::string& instance) {               \
     const sp<IBase> service(this);                                                          \

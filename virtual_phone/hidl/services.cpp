@@ -10,37 +10,45 @@
 namespace virtual_phone {
 namespace {
 
+struct Registered {
+  ServiceFactory factory;
+  const char* fault_name = nullptr;
+};
+
 struct Registry {
   std::mutex mutex;
-  std::map<std::pair<std::string, std::string>, ServiceFactory> factories GUARDED_BY(mutex);
+  std::map<std::pair<std::string, std::string>, Registered> services GUARDED_BY(mutex);
 };
 
 /// Made by the first who asks: services are registered while libraries are being loaded. Threads
 /// may look for one until the process is gone.
 Registry& registry() { return fcx::immortal<Registry>(); }
 
-ServiceFactory find_factory(const std::string& descriptor, const std::string& instance) {
-  Registry& services = registry();
-  const std::lock_guard lock(services.mutex);
-  const auto found = services.factories.find({descriptor, instance});
-  return found == services.factories.end() ? nullptr : found->second;
+Registered find_registered(const std::string& descriptor, const std::string& instance) {
+  Registry& known = registry();
+  const std::lock_guard lock(known.mutex);
+  const auto found = known.services.find({descriptor, instance});
+  return found == known.services.end() ? Registered() : found->second;
 }
 
 }  // namespace
 
 void register_service(const std::string& descriptor, const std::string& instance,
-                      ServiceFactory factory) {
-  Registry& services = registry();
-  const std::lock_guard lock(services.mutex);
-  services.factories[{descriptor, instance}] = std::move(factory);
+                      ServiceFactory factory, const char* fault_name) {
+  Registry& known = registry();
+  const std::lock_guard lock(known.mutex);
+  known.services[{descriptor, instance}] = {std::move(factory), fault_name};
 }
 
-Service find_service(const std::string& descriptor, const std::string& instance) noexcept {
+Service find_service(const std::string& descriptor, const std::string& instance,
+                     WhenLate when_late) noexcept {
   Service service;
   platform_call("find_service", -1, [&](Phone& phone) {
-    // Called without the lock: a factory may look for services of its own.
-    const ServiceFactory factory = find_factory(descriptor, instance);
-    if (factory) service = factory(phone);
+    // Without the lock: others look for services while this one is late, or its factory does.
+    const Registered found = find_registered(descriptor, instance);
+    const bool is_up = found.fault_name == nullptr ||
+                       !strike(phone, Part::service, found.fault_name, Access::find, when_late);
+    if (is_up && found.factory) service = found.factory(phone);
     return 0;
   });
   return service;

@@ -33,22 +33,27 @@
 #include <string>
 
 #include "virtual_phone/core/phone.h"
+#include "virtual_phone/faults/faults.h"
 
 namespace virtual_phone {
 
 using Service = android::sp<android::hidl::base::V1_0::IBase>;
 
 /// Gives the service, or null when the phone does not have it at this moment. May throw Error,
-/// which is logged and means the same. Called for every lookup, by any thread.
+/// which is logged and means the same. Called for every lookup that no fault strikes, by any
+/// thread.
 using ServiceFactory = std::function<Service(Phone&)>;
 
 /// From now on `factory` answers lookups of this instance, in place of one that did. At any time,
 /// before main() too. It serves every phone that this process selects.
 /// @param descriptor the interface's own: IQvAtCmd::descriptor
+/// @param fault_name of kServices, whose faults strike its lookups; null when none do
 void register_service(const std::string& descriptor, const std::string& instance,
-                      ServiceFactory factory);
+                      ServiceFactory factory, const char* fault_name = nullptr);
 
-/// What getService() is made of: the service, or null when there is none or no usable phone.
-Service find_service(const std::string& descriptor, const std::string& instance) noexcept;
+/// What getService() and tryGetService() are made of: the service, or null when there is none or no
+/// usable phone. Nothing is locked while it waits for a late one.
+Service find_service(const std::string& descriptor, const std::string& instance,
+                     WhenLate when_late = WhenLate::waits) noexcept;
 
 }  // namespace virtual_phone

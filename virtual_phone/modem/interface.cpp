@@ -92,7 +92,7 @@ namespace vp = virtual_phone;
 
 int dmi_init() {
   return vp::platform_call("dmi_init", -1, [](vp::Phone& phone) {
-    if (!vp::reaches(phone, "dmi", vp::Access::any)) return -1;
+    if (!vp::reaches(phone, "dmi", vp::Access::find)) return -1;
     phone.modem_open = true;
     return 0;
   });

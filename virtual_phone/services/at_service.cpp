@@ -269,14 +269,13 @@ class AtService : public IQvAtCmd {
   }
 };
 
-Service at_service(Phone& phone) {
+Service at_service(Phone&) {
   static const android::sp<AtService> service(new (std::nothrow) AtService);
-  if (strike(phone, Part::service, kName, Access::any).has_value()) return nullptr;
   return service;
 }
 
 [[maybe_unused]] const bool is_registered =
-    (register_service(IQvAtCmd::descriptor, kName, at_service), true);
+    (register_service(IQvAtCmd::descriptor, kName, at_service, kName), true);
 
 }  // namespace
 

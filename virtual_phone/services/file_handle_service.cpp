@@ -104,14 +104,13 @@ class FileHandleService : public IFileHandle {
   }
 };
 
-Service file_handle_service(Phone& phone) {
+Service file_handle_service(Phone&) {
   static const android::sp<FileHandleService> service(new (std::nothrow) FileHandleService);
-  if (strike(phone, Part::service, kName, Access::any).has_value()) return nullptr;
   return service;
 }
 
 [[maybe_unused]] const bool is_registered =
-    (register_service(IFileHandle::descriptor, "default", file_handle_service), true);
+    (register_service(IFileHandle::descriptor, "default", file_handle_service, kName), true);
 
 }  // namespace
 }  // namespace virtual_phone
