@@ -362,7 +362,7 @@ void add_fault(Verb& tool, Invocation& invocation) {
       "  fcx fault request read_imei refuse           the modem answers that it has no IMEI\n"
       "  fcx fault request sync_efs fail --after 3    from the third one on\n"
       "  fcx fault service dmi absent                 the modem cannot be reached\n"
-      "  fcx fault service atservice late 20000 --on find --times 1\n"
+      "  fcx fault service atservice late 20000 --on find\n"
       "                                               it comes up late, and the next waits for it\n"
       "  fcx fault thread reboot fail                 the thread of a reboot cannot be started\n"
       "  fcx fault command read_imei fail --times 1   the next read_imei fails, whatever it does\n"
@@ -384,11 +384,10 @@ void add_fault(Verb& tool, Invocation& invocation) {
       group, invocation, vp::Part::service, service_list(),
       "  fcx fault service diag absent\n"
       "  fcx fault service reboot absent    android_reboot() fails, and the phone stays on\n"
-      "  fcx fault service atservice late 20000 --on find --times 1\n"
+      "  fcx fault service atservice late 20000 --on find\n"
       "\n"
-      "late --on find: the service comes up later, and getService() waits for it. Each lookup\n"
-      "that is struck takes so long, whenever it is made; with --times 1 the first waits, and\n"
-      "those after it find the service up.");
+      "late --on find: the service comes up so long after the first lookup, and getService() waits\n"
+      "for it. The lookups after that one find it up; --times N lets it be late for so many.");
   add_part(group, invocation, vp::Part::thread, thread_list(), "  fcx fault thread reboot fail");
   add_part(
       group, invocation, vp::Part::command, "The command's opcode or name",

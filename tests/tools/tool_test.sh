@@ -219,7 +219,7 @@ faults)
   expect 2 'command 4294 read_imei makes no file access that could fail, only: ' fcx fault command 4294 fail --on file
   expect 2 'command 4056 makes no access that could fail$' fcx fault command 4056 fail
   expect 2 'no command has the opcode 4999' fcx fault command 4999 fail
-  expect 0 'service +atservice +find +late 60000' fcx fault service atservice late 60000 --on find
+  expect 0 'service +atservice +find +late 60000 +1 +1$' fcx fault service atservice late 60000 --on find
   expect 0 'carrier_set_up, .*cable_wait or screencap' fcx fault thread --help
   ;;
 modem)

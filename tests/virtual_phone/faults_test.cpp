@@ -228,7 +228,7 @@ TEST_F(Faults, OfAServiceAreMetAtItsLookupOrAtACall) {
       EXPECT_EQ(waited, vp::slept_us() - slept) << "each lookup, until it is up";
     }
   }
-  fault(Part::service, "atservice", Effect::late, 60'000, Access::find, 1);
+  fault(Part::service, "atservice", Effect::late, 60'000, Access::find);
   EXPECT_EQ(nullptr, IQvAtCmd::tryGetService("atservice")) << "which does not wait";
   EXPECT_NE(nullptr, IQvAtCmd::tryGetService("atservice"));
 }

@@ -445,6 +445,8 @@ int64_t set_fault(Phone& phone, Fault fault) {
   settle_access(fault, *row);
   settle_target(fault);
   check_numbers(fault);
+  // A service that has come up is there.
+  if (fault.access == Access::find && !fault.remaining.has_value()) fault.remaining = 1;
   const std::lock_guard lock(phone.mutex());
   phone.fleeting()
       .query(
