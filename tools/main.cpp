@@ -8,6 +8,7 @@
 #include <string>
 #include <vector>
 
+#include "fcx/version.h"
 #include "tools/commands.h"
 #include "virtual_phone/core/clock.h"
 
@@ -104,7 +105,7 @@ int flushed(int exit_status) {
 
 int run(int argc, char** argv) {
   cli::Invocation invocation;
-  const cli::Program program{"fcx", kDescription, kFooter, FCX_VERSION};
+  const cli::Program program{"fcx", kDescription, kFooter, fcx::library_version()};
   return cli::run_command_line(program, argc, argv, invocation, [&](cli::Verb& tool) {
     cli::add_help(tool, invocation);
     cli::add_init(tool, invocation);

@@ -60,6 +60,7 @@ PUBLIC = {
     "system_control.h": ("services",),
     "table.h": ("records",),
     "usb_mode.h": ("modem",),
+    "version.h": ("common",),
     "version_info.h": ("modem",),
     "wlan_address.h": ("devices",),
 }

@@ -1,7 +1,8 @@
 #!/usr/bin/env bash
-# Every symbol that the library shows is declared in a public header: check_exports.sh NM LIBRARY HEADERS
+# Every symbol that the library shows is declared in a public header, and none but the variables can be
+# replaced from outside: check_exports.sh NM READELF LIBRARY HEADERS INTERPOSABLE
 set -euo pipefail
-nm=$1 library=$2 headers=$3
+nm=$1 readelf=$2 library=$3 headers=$4 interposable=$5
 # The address checks mark a variable with a symbol of their own; a class with a virtual function has tables.
 names=$("$nm" -DC --defined-only "$library" |
   sed -E 's/^[0-9a-f]* . //; /^__odr_asan\./d; s/\(.*//; s/^(vtable|typeinfo|typeinfo name) for //; s/\[abi:.*//; s/.*:://; s/^~//' | sort -u)
@@ -38,5 +39,14 @@ accessors=$(sed -nE 's/^FCX_ITEM\(//p' "$headers/factory_items.def" |
 [ -n "$accessors" ] || { echo "no accessor found in the item table"; exit 1; }
 for accessor in service_handler $accessors $published; do
   grep -qx "$accessor" <<<"$names" || { echo "declared but not shown: $accessor"; hidden=1; }
+done
+
+# What the loader looks up by its name although the library has it: the variables, and the list has them all.
+open=$(sed -nE 's/^ +(\w+);/\1/p' "$interposable" | sort)
+variables=$("$nm" -D --defined-only "$library" | sed -nE 's/^[0-9a-f]+ [BDGRS] //p' | grep -Ev '^(__odr_asan|_ZT)' | sort)
+diff <(echo "$open") <(echo "$variables") || { echo "$interposable has not the variables"; hidden=1; }
+looked_up=$("$readelf" --relocs --wide "$library" | awk 'NF > 4 && $4 ~ /^[0-9a-f]+$/ && $4 !~ /^0+$/ { print $5 }')
+for name in $looked_up; do
+  grep -qx "$name" <<<"$open" || { echo "a daemon's own takes its place: $name"; hidden=1; }
 done
 exit $hidden
