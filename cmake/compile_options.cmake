@@ -17,6 +17,8 @@ if(CMAKE_CXX_COMPILER_ID STREQUAL Clang)
     -Wloop-analysis -Wnon-virtual-dtor -Wshadow-all -Wunreachable-code-aggressive)
 endif()
 add_compile_definitions(_GNU_SOURCE)
+# By which debug information is found that was installed apart.
+add_link_options(-Wl,--build-id)
 if(FCX_BENCH AND CMAKE_CXX_COMPILER_ID STREQUAL GNU AND CMAKE_SYSTEM_PROCESSOR STREQUAL x86_64)
   # Where costs are counted, whole records are cleared and copied by the C library, as on a phone: of GCC's
   # repeated string instruction each word would count.

@@ -1,5 +1,6 @@
 // A daemon whose own classes and functions are named as the library's: the library goes on with its
-// own. own_names PHONE: exit status 0, or 1 after naming what was called.
+// own. own_names PHONE: exit status 0, or 1 after naming what was called, or the line of what
+// failed.
 #include <unistd.h>
 
 #include <cstdio>
@@ -13,58 +14,34 @@
 #include "virtual_phone/core/clock.h"
 #include "virtual_phone/core/phone.h"
 
-namespace {
-
-[[noreturn]] void taken(const char* name) {
+[[noreturn]] static void taken(const char* name) {
   fprintf(stderr, "the library calls the daemon's %s\n", name);
-  fflush(stderr);
   _exit(1);
 }
 
-}  // namespace
+#define OWN(declaration) \
+  declaration { taken(#declaration); }
 
-#define OWN(result, name, arguments) \
-  result name arguments { taken(#name); }
-
-/// Of another size, and without a threads library's mutex.
+/// Of another size, and of no use to the library.
 class Mutex {
  public:
   Mutex();
   ~Mutex();
   int lock();
   int unlock();
-  int tryLock();
-  void* nativeHandle();
 };
-OWN(, Mutex::Mutex, ())
-OWN(, Mutex::~Mutex, ())
-OWN(int, Mutex::lock, ())
-OWN(int, Mutex::unlock, ())
-OWN(int, Mutex::tryLock, ())
-OWN(void*, Mutex::nativeHandle, ())
-
-class CondVar {
- public:
-  CondVar();
-  ~CondVar();
-  void wait(Mutex& mutex);
-  void notifyOne();
-};
-OWN(, CondVar::CondVar, ())
-OWN(, CondVar::~CondVar, ())
-OWN(void, CondVar::wait, (Mutex&))
-OWN(void, CondVar::notifyOne, ())
-
-OWN(int, system_efs_sync, ())
-OWN(int, is_op_image_support, ())
-OWN(int, logsave_makezip, (char*, char*))
-OWN(MakeZipFile::, MakeZipFile, ())
-OWN(bool, MakeZipFile::OpenZip, (char*))
-OWN(int, qve_single_binary_init, ())
+OWN(Mutex::Mutex())
+OWN(Mutex::~Mutex())
+OWN(int Mutex::lock())
+OWN(int Mutex::unlock())
+OWN(MakeZipFile::MakeZipFile())
+OWN(bool MakeZipFile::OpenZip(char*))
+OWN(int logsave_makezip(char*, char*))
+OWN(int qve_single_binary_init())
+OWN(int system_efs_sync())
 extern "C" {
-OWN(zipFile, zipOpen2_64, (const void*, int, zipcharpc*, zlib_filefunc64_def*))
-OWN(int, zipWriteInFileInZip, (zipFile, const void*, unsigned))
-OWN(int, zipClose, (zipFile, const char*))
+OWN(zipFile zipOpen2_64(const void*, int, zipcharpc*, zlib_filefunc64_def*))
+OWN(int zipClose(zipFile, const char*))
 }
 
 int main(int argc, char** argv) {
@@ -72,22 +49,13 @@ int main(int argc, char** argv) {
   virtual_phone::set_clock(virtual_phone::Clock::fast);
   virtual_phone::create(argv[1], "open", true);
   virtual_phone::select(argv[1]);
-  char zip[] = "/data/vendor/factory/logsave/";
-  const struct {
-    const char* call;
-    bool is_done;
-  } calls[] = {
-      {"init_factory_item", init_factory_item() == 0},
-      {"nv_factoryitem_sync", nv_factoryitem_sync() == 0},
-      {"sbpCreateThread", sbpCreateThread() == 1},
-      {"system_restart", (fcx::wait_for_background_work(), system_restart() == 0)},
-      {"logsave", (fcx::wait_for_background_work(), init_factory_item(), logsave(zip) == 0)},
+  const auto expect = [](bool is_done, int line) {
+    if (!is_done) _exit((fprintf(stderr, "line %d\n", line), 1));
   };
-  int failures = 0;
-  for (const auto& [call, is_done] : calls) {
-    if (is_done) continue;
-    fprintf(stderr, "%s failed\n", call);
-    failures = 1;
-  }
-  return failures;
+  expect(init_factory_item() == 0, __LINE__);
+  expect(nv_factoryitem_sync() == 0, __LINE__);
+  expect(sbpCreateThread() == 1, __LINE__);
+  expect(logsave("/data/vendor/factory/logsave/") == 0, __LINE__);
+  expect(system_restart() == 0, __LINE__);
+  fcx::wait_for_background_work();
 }
