@@ -1,6 +1,5 @@
 // A daemon whose own classes and functions are named as the library's: the library goes on with its
-// own. own_names PHONE: exit status 0, or 1 after naming what was called, or the line of what
-// failed.
+// own. own_names PHONE: exit status 0, or 1 after naming what was called, or the step that failed.
 #include <unistd.h>
 
 #include <cstdio>
@@ -49,13 +48,11 @@ int main(int argc, char** argv) {
   virtual_phone::set_clock(virtual_phone::Clock::fast);
   virtual_phone::create(argv[1], "open", true);
   virtual_phone::select(argv[1]);
-  const auto expect = [](bool is_done, int line) {
-    if (!is_done) _exit((fprintf(stderr, "line %d\n", line), 1));
-  };
-  expect(init_factory_item() == 0, __LINE__);
-  expect(nv_factoryitem_sync() == 0, __LINE__);
-  expect(sbpCreateThread() == 1, __LINE__);
-  expect(logsave("/data/vendor/factory/logsave/") == 0, __LINE__);
-  expect(system_restart() == 0, __LINE__);
+  const bool is_done[] = {init_factory_item() == 0, nv_factoryitem_sync() == 0,
+                          sbpCreateThread() == 1, logsave("/data/vendor/factory/logsave/") == 0,
+                          system_restart() == 0};
   fcx::wait_for_background_work();
+  for (const bool& done : is_done) {
+    if (!done) return fprintf(stderr, "step %td failed\n", &done - is_done), 1;
+  }
 }
