@@ -1,12 +1,15 @@
 #!/usr/bin/env python3
 """Reads what abidw writes and prints it so that it does not depend on where, and by whom, the library was
 built: one unit instead of one a source file, types called by their names instead of by numbers, all of it in
-alphabetical order."""
+alphabetical order. Of others' types only the names are left: what they consist of is not the library's to promise."""
 
+import re
 import sys
 import xml.etree.ElementTree as ElementTree
 
-REFERENCES = ("type-id", "naming-typedef-id")
+REFERENCES = ("type-id", "naming-typedef-id", "method-class-id")
+# The standard library's, minizip's and libxml2's.
+OTHERS = re.compile(r"(std|__gnu_cxx|__pthread\w*|_IO_\w+|tm_(un)?zip\w*|(un)?z(ip)?_\w+|zlib_\w+|_?xml\w+)$")
 
 
 class Names:
@@ -85,6 +88,49 @@ def merge(elements):
     return [*merged, *namespaces.values()]
 
 
+def close(elements, is_others=False):
+    """Leaves nothing but the name of a type of others."""
+    for element in elements:
+        of_others = is_others or OTHERS.match(element.get("name") or "") is not None
+        if element.tag == "namespace-decl":
+            close(element, of_others)
+        elif of_others and element.tag in ("class-decl", "union-decl"):
+            element[:] = []
+            element.attrib.pop("size-in-bits", None)
+            element.set("is-declaration-only", "yes")
+
+
+def prune(unit):
+    """Takes out the types that no function and no variable leads to."""
+    holders = {}  # of each type, the element below a namespace that it is in
+
+    def find(elements):
+        for element in elements:
+            if element.tag == "namespace-decl":
+                find(element)
+            else:
+                holders.update((part.get("id"), element) for part in element.iter() if part.get("id"))
+
+    find(unit)
+    kept, waiting = set(), [part for part in unit.iter() if part.tag in ("function-decl", "var-decl")
+                            and part.get("elf-symbol-id")]
+    while waiting:
+        for part in waiting.pop().iter():
+            for holder in (holders[part.get(name)] for name in REFERENCES if part.get(name)):
+                if holder not in kept:
+                    kept.add(holder)
+                    waiting.append(holder)
+
+    def sweep(parent):
+        for element in list(parent):
+            if element.tag == "namespace-decl":
+                sweep(element)
+            if (element.get("id") and element not in kept) or (element.tag == "namespace-decl" and len(element) == 0):
+                parent.remove(element)
+
+    sweep(unit)
+
+
 def main():
     corpus = ElementTree.parse(sys.stdin).getroot()
     units = corpus.findall("abi-instr")
@@ -96,9 +142,11 @@ def main():
         whole.extend(unit)
         corpus.remove(unit)
     whole[:] = merge(whole)
+    close(whole)
+    prune(whole)
     names = Names(whole).names
     for element in whole.iter():
-        for attribute in ("id", "method-class-id", *REFERENCES):
+        for attribute in ("id", *REFERENCES):
             if element.get(attribute) in names:
                 element.set(attribute, names[element.get(attribute)])
     for element in whole.iter():
