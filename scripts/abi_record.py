@@ -133,6 +133,9 @@ def prune(unit):
 
 def main():
     corpus = ElementTree.parse(sys.stdin).getroot()
+    # parson's functions are the library's only where the machine that builds has them.
+    for symbols in corpus.findall("elf-function-symbols"):
+        symbols[:] = [symbol for symbol in symbols if not symbol.get("name").startswith("json_")]
     units = corpus.findall("abi-instr")
     if not any(unit.find(".//function-decl") is not None for unit in units):
         sys.exit("the library has no debug information to read")
