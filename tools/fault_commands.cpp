@@ -380,14 +380,14 @@ void add_fault(Verb& tool, Invocation& invocation) {
            "The number of a request of the modem link, or its name",
            "  fcx fault request write_imei late 2000 --times 1");
   add_former_name(group);
-  add_part(
-      group, invocation, vp::Part::service, service_list(),
-      "  fcx fault service diag absent\n"
-      "  fcx fault service reboot absent    android_reboot() fails, and the phone stays on\n"
-      "  fcx fault service atservice late 20000 --on find\n"
-      "\n"
-      "late --on find: the service comes up so long after the first lookup, and getService() waits\n"
-      "for it. The lookups after that one find it up; --times N lets it be late for so many.");
+  add_part(group, invocation, vp::Part::service, service_list(),
+           "  fcx fault service diag absent\n"
+           "  fcx fault service reboot absent    android_reboot() fails, and the phone stays on\n"
+           "  fcx fault service atservice late 20000 --on find\n"
+           "\n"
+           "late --on find: the service comes up so long after the first lookup, and getService() "
+           "waits\n"
+           "for it. The lookups after that one find it up; --times N lets it be late for so many.");
   add_part(group, invocation, vp::Part::thread, thread_list(), "  fcx fault thread reboot fail");
   add_part(
       group, invocation, vp::Part::command, "The command's opcode or name",
