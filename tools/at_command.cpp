@@ -31,17 +31,19 @@ void send_line(Invocation& invocation, const std::string& line) {
   const std::string sent = line + "\r";
   const AtCommand command = read_line(sent);
   const AtAnswer answer = answer_at_command(invocation.open_phone(), command);
-  if (invocation.json) {
-    print({{"line", line},
-           {"answer", answer.information},
-           {"result", answer.is_ok ? "OK" : "ERROR"}});
-  } else {
-    for (const std::string& text : answer.lines()) puts(text.c_str());
+  if (!answer.is_ok) {
+    const std::string& reason = answer.reason;
+    invocation.complain("fcx: " +
+                        (reason.empty() ? "`fcx log` shows what the library did" : reason));
+    invocation.exit_status = kCommandFailed;
   }
-  if (answer.is_ok) return;
-  fprintf(stderr, "fcx: %s\n",
-          answer.reason.empty() ? "`fcx log` shows what the library did" : answer.reason.c_str());
-  invocation.exit_status = kCommandFailed;
+  if (invocation.json) {
+    return print({{"line", line},
+                  {"answer", answer.information},
+                  {"result", answer.is_ok ? "OK" : "ERROR"},
+                  {"complaints", invocation.complaints}});
+  }
+  for (const std::string& text : answer.lines()) puts(text.c_str());
 }
 
 }  // namespace

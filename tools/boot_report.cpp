@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <array>
 #include <cstdio>
+#include <cstring>
 #include <regex>
 
 #include "tools/table.h"
@@ -164,11 +165,6 @@ const std::vector<std::regex>& patterns() {
   return all;
 }
 
-bool names_sim(const std::string& property) {
-  return property.find("iccid") != std::string::npos &&
-         property.find("iccid-mcc") == std::string::npos;
-}
-
 /// As much of it as set-up takes.
 std::string shown_iccid(const std::string& iccid, bool full) {
   constexpr size_t kLongest = 20;
@@ -195,6 +191,7 @@ struct Step {
   int64_t after_us;  ///< since the phone was switched on
   std::string sentence;
   int times;  ///< 0 for what may happen again without meaning anything new
+  bool is_masked = false;
 };
 
 /// The moments as sentences.
@@ -214,11 +211,11 @@ class Story {
   }
 
   /// Each sentence is said once.
-  void say(int64_t time_us, const std::string& sentence, int times = 0) {
+  void say(int64_t time_us, const std::string& sentence, int times = 0, bool is_masked = false) {
     const auto said = std::find_if(steps_.begin(), steps_.end(),
                                    [&](const Step& step) { return step.sentence == sentence; });
     if (said == steps_.end()) {
-      steps_.push_back({time_us - boot_.switched_on_us, sentence, times});
+      steps_.push_back({time_us - boot_.switched_on_us, sentence, times, is_masked});
     } else {
       said->times += times;
     }
@@ -250,7 +247,8 @@ class Story {
       if (rule.kind != moment.kind || !std::regex_match(text, found, patterns()[i])) continue;
       if (rule.sentence == nullptr || !counts(rule.when, moment)) return;
       const bool is_poll = is_answer(moment) || rule.when == When::no_modem;
-      return say(moment.time_us, sentence_of(rule, found, full_), is_poll ? 1 : 0);
+      const bool is_masked = !full_ && strchr(rule.sentence, '#') != nullptr;
+      return say(moment.time_us, sentence_of(rule, found, full_), is_poll ? 1 : 0, is_masked);
     }
   }
 
@@ -349,23 +347,26 @@ Json or_null(const std::optional<std::string>& text) { return text ? Json(*text)
 
 Json inputs_json(const BootInputs& inputs, bool full) {
   const bool is_inserted = inputs.sim.state == vp::SimState::inserted;
-  return {{"profile", inputs.profile},
-          {"build_type", or_null(inputs.build_type)},
-          {"network_code", or_null(inputs.network_code)},
-          {"mccmnc_list", or_null(inputs.mccmnc_list)},
-          {"subset_list", or_null(inputs.subset_list)},
-          {"sim",
-           {{"state", vp::name_of(inputs.sim.state)},
-            {"iccid", is_inserted ? Json(shown_iccid(inputs.sim.iccid, full)) : Json()},
-            {"not_yet", inputs.sim.not_yet},
-            {"permission", or_null(inputs.permission)}}},
-          {"chipset",
-           {{"vendor", or_null(inputs.chip_vendor)}, {"platform", or_null(inputs.platform)}}},
-          {"package",
-           {{"access", inputs.is_on_overlay ? "overlay" : "direct"},
-            {"root", inputs.package_root},
-            {"rootdir", or_null(inputs.rootdir)},
-            {"carrier_code_date", or_null(inputs.carrier_code_date)}}}};
+  Json object = {
+      {"profile", inputs.profile},
+      {"build_type", or_null(inputs.build_type)},
+      {"network_code", or_null(inputs.network_code)},
+      {"mccmnc_list", or_null(inputs.mccmnc_list)},
+      {"subset_list", or_null(inputs.subset_list)},
+      {"sim",
+       {{"state", vp::name_of(inputs.sim.state)},
+        {"iccid", is_inserted ? Json(shown_iccid(inputs.sim.iccid, full)) : Json()},
+        {"not_yet", inputs.sim.not_yet},
+        {"permission", or_null(inputs.permission)}}},
+      {"chipset",
+       {{"vendor", or_null(inputs.chip_vendor)}, {"platform", or_null(inputs.platform)}}},
+      {"package",
+       {{"access", inputs.is_on_overlay ? "overlay" : "direct"},
+        {"root", inputs.package_root},
+        {"rootdir", or_null(inputs.rootdir)},
+        {"carrier_code_date", or_null(inputs.carrier_code_date)}}}};
+  if (is_inserted && !full) object["sim"]["masked"] = true;
+  return object;
 }
 
 std::string shown_sim(const BootInputs& inputs, bool full) {
@@ -426,12 +427,14 @@ Json boot_json(const Boot& boot, bool full) {
   for (const Step& step : steps_of(boot, full)) {
     Json entry = {{"ms", step.after_us / 1000}, {"step", step.sentence}};
     if (step.times > 0) entry["polls"] = step.times;
+    if (step.is_masked) entry["masked"] = true;
     steps.push_back(entry);
   }
   Json changes = Json::array();
   for (const Change& each : changes_of(boot, full)) {
-    changes.push_back(
-        {{"name", each.name}, {"before", or_null(each.before)}, {"after", or_null(each.after)}});
+    Json entry = {{"name", each.name}, {"before", each.before}, {"after", each.after}};
+    if (!full && names_sim(each.name)) entry["masked"] = true;
+    changes.push_back(entry);
   }
   return {{"phone", boot.phone},
           {"inputs", inputs_json(boot.inputs, full)},

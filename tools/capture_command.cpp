@@ -155,12 +155,12 @@ struct Capture {
   std::vector<uint8_t> bitmap;  ///< of a black-and-white one: rows of whole 32 bits, set is bright
 };
 
-void print_lines(const std::vector<vp::LogEntry>& entries, int priority) {
+void tell_lines(Invocation& invocation, const std::vector<vp::LogEntry>& entries, int priority) {
   for (const vp::LogEntry& entry : entries) {
     if (entry.priority < priority) continue;
     std::string message = entry.message;
     while (!message.empty() && message.back() == '\n') message.pop_back();
-    fprintf(stderr, "%s: %s\n", entry.tag.c_str(), message.c_str());
+    invocation.complain(entry.tag + ": " + message);
   }
 }
 
@@ -180,7 +180,7 @@ bool is_refused(const std::string& log) {
 }
 
 /// Says why it could not.
-void tell_refusal(const vp::Phone& phone) {
+void tell_refusal(Invocation& invocation, const vp::Phone& phone) {
   const char* program = "root/system/bin/screencap";
   int error = 0;
   for (const char* each : {program, "root/vendor/bin/screencap"}) {
@@ -188,12 +188,14 @@ void tell_refusal(const vp::Phone& phone) {
     if (error != ENOENT) program = each;
     if (error != ENOENT) break;
   }
-  fprintf(stderr, "fcx: %s: %s\n", program,
-          error == 0 ? "it is no program, or its interpreter is missing" : strerror(error));
+  const char* reason =
+      error == 0 ? "it is no program, or its interpreter is missing" : strerror(error);
+  invocation.complain("fcx: " + std::string(program) + ": " + reason);
 }
 
 /// Throws Error, after what the library logged, unless there is all of it.
-Capture capture(const vp::Phone& phone, const Wish& wish) {
+Capture capture(Invocation& invocation, const Wish& wish) {
+  const vp::Phone& phone = invocation.open_phone();
   const factory_daemon::Turn turn(phone, {kRawImage});
   vp::LogReader log(phone.log_file());
   log.last_lines(0);  // what is appended from now on counts
@@ -219,16 +221,17 @@ Capture capture(const vp::Phone& phone, const Wish& wish) {
       bitmap_size = static_cast<uint64_t>(std::max(screen.convertToBW(*wish.threshold), 0));
     }
   }
-  if (is_refused(log.appended())) tell_refusal(phone);
+  if (is_refused(log.appended())) tell_refusal(invocation, phone);
   const uint64_t pixels =
       static_cast<uint64_t>(wanted.width) * static_cast<uint64_t>(wanted.height);
   const bool is_whole = size > 0 && size == pixels * static_cast<uint64_t>(wish.bits / 8) &&
                         (!wish.threshold.has_value() ||
                          bitmap_size == bitmap_row(wanted) * static_cast<uint64_t>(wanted.height));
-  print_lines(entries, is_whole ? ANDROID_LOG_WARN : ANDROID_LOG_VERBOSE);
+  tell_lines(invocation, entries, is_whole ? ANDROID_LOG_WARN : ANDROID_LOG_VERBOSE);
   if (!is_whole) {
     throw vp::Error("the screen was not captured: " + std::to_string(size) +
-                    " bytes came. The library's log is above.");
+                    " bytes came. The library's log is " +
+                    (invocation.json ? "beside it." : "above."));
   }
   captured.pixels = bytes_at(screen.getCaptured(), static_cast<size_t>(size));
   captured.bitmap = bytes_at(screen.getCapturedBW(), static_cast<size_t>(bitmap_size));
@@ -288,9 +291,9 @@ std::string encoded(const Capture& capture, Format format) {
   }
 }
 
-void run_capture(const Invocation& invocation, const Options& options) {
+void run_capture(Invocation& invocation, const Options& options) {
   const Wish wish = wish_of(options, invocation.json);
-  const Capture captured = capture(invocation.open_phone(), wish);
+  const Capture captured = capture(invocation, wish);
   const std::string bytes = encoded(captured, wish.format);
   if (wish.is_to_standard_output) {
     // What could not be written is told by the end of the tool.
@@ -307,7 +310,8 @@ void run_capture(const Invocation& invocation, const Options& options) {
                   {"width", size.width},
                   {"height", size.height},
                   {"bits", wish.threshold.has_value() ? 1 : wish.bits},
-                  {"size", bytes.size()}});
+                  {"size", bytes.size()},
+                  {"complaints", invocation.complaints}});
   }
   printf("captured %d x %d pixels: %s, %zu bytes\n", size.width, size.height, options.out.c_str(),
          bytes.size());

@@ -2,23 +2,65 @@
 
 #include <CLI/CLI.hpp>
 #include <algorithm>
+#include <cstdio>
+#include <utility>
 #include <vector>
 
 #include "daemon/open.h"
+#include "tools/json.h"
 #include "tools/words.h"
 
 namespace cli {
 namespace {
 
-/// Throws UsageError for the first word that stands where a command must and names none.
-void check_command_words(const Verb& tool, const std::vector<std::string>& words) {
-  const Verb* group = &tool;
-  for (size_t i = 0; i < words.size(); ++i) {
-    if (words[i] == "--phone") ++i;
-    if (i >= words.size() || words[i].substr(0, 1) == "-") continue;
-    if (group->subcommands().empty()) return;
-    const std::string asked = group == &tool ? tool.name() : tool.name() + " " + group->name();
-    group = &group->subcommand(words[i], asked);
+constexpr char kNotEmpty[] = "not empty";
+
+bool is_option(const std::string& word) { return word.size() > 1 && word.front() == '-'; }
+
+UsageError is_empty(const std::string& name) {
+  return UsageError(name + " is empty, and an empty argument never stands for none");
+}
+
+/// What sets `value` to what was typed, whatever that looks like to the parser.
+template <typename Value>
+CLI::callback_t setter(Value& value) {
+  return [&value](const CLI::results_t& typed) {
+    value = typed.front();
+    return true;
+  };
+}
+
+CLI::Option& add_text(CLI::App& app, const std::string& names, const CLI::callback_t& set,
+                      const std::string& help) {
+  const std::string name = is_option(names) ? names : "the " + names;
+  const auto check = [name](const std::string& typed) -> std::string {
+    if (typed.empty()) throw is_empty(name);
+    return "";
+  };
+  return *app.add_option(names, set, help)
+              ->type_name("TEXT")
+              ->check(CLI::Validator(check, "", kNotEmpty));
+}
+
+/// The words before "--", behind which all are taken as they are.
+std::vector<std::string> words_to_read(int argc, char** argv) {
+  std::vector<std::string> words(argv + 1, argv + argc);
+  words.erase(std::find(words.begin(), words.end(), "--"), words.end());
+  return words;
+}
+
+/// "a", "b" as they were typed.
+std::string quoted(const std::vector<std::string>& words) {
+  std::string list;
+  for (const std::string& word : words) list += (list.empty() ? "\"" : ", \"") + word + "\"";
+  return list;
+}
+
+/// "--name=" takes the next word for its value, which nobody means.
+void check_option_values(const std::vector<std::string>& words) {
+  for (const std::string& word : words) {
+    const bool is_long = word.compare(0, 2, "--") == 0;
+    if (is_long && word.back() == '=') throw is_empty(word.substr(0, word.size() - 1));
   }
 }
 
@@ -29,6 +71,11 @@ Option& Option::required() {
   return *this;
 }
 
+Option& Option::may_be_empty() {
+  option_.get_validator(kNotEmpty)->active(false);
+  return *this;
+}
+
 Option& Option::type_name(const std::string& name) {
   option_.type_name(name);
   return *this;
@@ -36,16 +83,17 @@ Option& Option::type_name(const std::string& name) {
 
 Verb& Verb::add_subcommand(const std::string& name, const std::string& description) {
   app_->add_subcommand(name, description)->fallthrough();
+  app_->require_subcommand(static_cast<int>(app_->get_require_subcommand_min()), 1);
   return subcommands_.emplace_back(app_->get_subcommand_ptr(name));
 }
 
 Option Verb::add_option(const std::string& names, std::string& value, const std::string& help) {
-  return Option(*app_->add_option(names, value, help));
+  return Option(add_text(*app_, names, setter(value), help));
 }
 
 Option Verb::add_option(const std::string& names, std::optional<std::string>& value,
                         const std::string& help) {
-  return Option(*app_->add_option(names, value, help));
+  return Option(add_text(*app_, names, setter(value), help));
 }
 
 void Verb::add_flag(const std::string& names, bool& value, const std::string& help) {
@@ -62,6 +110,32 @@ void Verb::take_anything_unseen() { app_->group("")->fallthrough(false)->allow_e
 
 bool Verb::has_subcommand() const { return !app_->get_subcommands().empty(); }
 
+bool Verb::is_typed() const { return app_->parsed(); }
+
+std::vector<std::string> Verb::options() const {
+  std::vector<std::string> names;
+  for (const CLI::Option* option : std::as_const(*app_).get_options()) {
+    for (const std::string& name : option->get_lnames()) names.push_back("--" + name);
+    for (const std::string& name : option->get_snames()) names.push_back("-" + name);
+  }
+  return names;
+}
+
+bool Verb::takes_words() const {
+  const auto all = std::as_const(*app_).get_options();
+  return std::any_of(all.begin(), all.end(),
+                     [](const CLI::Option* option) { return option->get_positional(); });
+}
+
+std::vector<std::string> Verb::missing_words() const {
+  std::vector<std::string> names;
+  for (const CLI::Option* option : std::as_const(*app_).get_options()) {
+    const bool is_missing = option->get_required() && option->count() == 0;
+    if (is_missing && option->get_positional()) names.push_back(option->get_name());
+  }
+  return names;
+}
+
 std::string Verb::name() const { return app_->get_name(); }
 
 std::string Verb::help(const std::string& before) const {
@@ -69,12 +143,26 @@ std::string Verb::help(const std::string& before) const {
 }
 
 const Verb& Verb::subcommand(const std::string& word, const std::string& asked) const {
-  std::vector<std::string> names;
   for (const Verb& verb : subcommands_) {
     if (verb.name() == word) return verb;
-    names.push_back(verb.name());
   }
-  throw unknown_name("command", word, names, asked + " --help");
+  throw unknown_verb(word, subcommand_names(), asked);
+}
+
+std::vector<std::string> Verb::subcommand_names() const {
+  std::vector<std::string> names;
+  for (const Verb& verb : subcommands_) {
+    if (!verb.app_->get_group().empty()) names.push_back(verb.name());
+  }
+  return names;
+}
+
+void Invocation::complain(const std::string& line) {
+  if (json) {
+    complaints.push_back(line);
+  } else {
+    fprintf(stderr, "%s\n", line.c_str());
+  }
 }
 
 std::filesystem::path Invocation::directory() const {
@@ -92,24 +180,128 @@ Verb& add_command(Verb& parent, const char* name, const std::string& description
   return command;
 }
 
+namespace {
+
+/// The verb that the command line has come to, and how that is typed.
+struct Reached {
+  const Verb& verb;
+  std::string typed;
+};
+
+/// @param before a word that stands after it; nothing stops at an empty one
+Reached reached(const Verb& tool, const std::vector<std::string>& words,
+                const std::string& before) {
+  const Verb* verb = &tool;
+  std::string typed = tool.name();
+  auto at = words.begin();
+  const auto end = before.empty() ? words.end() : std::find(at, words.end(), before);
+  for (bool is_last = false; !is_last;) {
+    is_last = true;
+    for (const Verb& next : verb->subcommands()) {
+      if (!next.is_typed()) continue;
+      const auto found = std::find(at, words.end(), next.name());
+      if (found > end) break;
+      at = found;
+      verb = &next;
+      typed += " " + next.name();
+      is_last = false;
+      break;
+    }
+  }
+  return {*verb, typed};
+}
+
+/// What to say to words that nobody takes, in the order in which they were typed.
+UsageError not_expected(const Verb& tool, const std::vector<std::string>& words,
+                        const std::vector<std::string>& extras) {
+  const std::string& first = extras.front();
+  const auto [verb, typed] = reached(tool, words, is_option(first) ? "" : first);
+  if (is_option(first)) {
+    std::vector<std::string> known = verb.options();
+    const std::string name = first.substr(0, first.find('='));
+    if (std::find(known.begin(), known.end(), name) != known.end()) {
+      return UsageError(name + " belongs after `" + typed + "`");
+    }
+    for (const std::string& option : tool.options()) {
+      if (std::find(known.begin(), known.end(), option) == known.end()) known.push_back(option);
+    }
+    return unknown_option(name, known, typed, verb.takes_words());
+  }
+  if (verb.subcommands().empty()) {
+    return UsageError("`" + typed + "` takes no more words, and not " + quoted(extras) + ". `" +
+                      typed + " --help` tells more.");
+  }
+  return unknown_verb(first, verb.subcommand_names(), typed);
+}
+
+/// What to say where a word is missing.
+UsageError incomplete(const Verb& tool, const std::vector<std::string>& words) {
+  const auto [verb, typed] = reached(tool, words, "");
+  std::string missing;
+  for (const std::string& name : verb.missing_words()) missing += " " + name;
+  if (!missing.empty()) {
+    return UsageError("`" + typed + "` needs words after it:" + missing + ". `" + typed +
+                      " --help` tells more.");
+  }
+  std::string names;
+  for (const std::string& name : verb.subcommand_names()) {
+    names += (names.empty() ? "" : ", ") + name;
+  }
+  return UsageError("`" + typed + "` needs a command after it: " + names + ". `" + typed +
+                    " --help` tells more.");
+}
+
+/// What `fcx` alone prints: whoever types it asks what there is.
+int show_help(const Verb& tool, const Invocation& invocation) {
+  const std::string text = tool.help("");
+  if (invocation.json) {
+    print({{"help", text}});
+  } else {
+    printf("%s", text.c_str());
+  }
+  return kDone;
+}
+
+}  // namespace
+
+bool asks_for_json(int argc, char** argv) {
+  const auto words = words_to_read(argc, argv);
+  return std::find(words.begin(), words.end(), "--json") != words.end();
+}
+
 int run_command_line(const Program& program, int argc, char** argv, Invocation& invocation,
                      const std::function<void(Verb& tool)>& add_verbs) {
   const auto app = std::make_shared<CLI::App>(program.description, program.name);
   app->footer(program.footer);
-  app->set_version_flag("--version", program.version);
-  app->add_option("--phone", invocation.phone_directory, "The phone's directory");
-  app->add_flag("--json", invocation.json, "Print one JSON object");
+  app->set_version_flag("-V,--version", program.version, "Print the version, and nothing else");
   app->require_subcommand(1);
   Verb tool(app);
+  tool.add_option("--phone", invocation.phone_directory, "The phone's directory").type_name("DIR");
+  tool.add_flag("--json", invocation.json, "Print one JSON object, for an error too");
   add_verbs(tool);
+  check_option_values(words_to_read(argc, argv));
   try {
     app->parse(argc, argv);
-  } catch (const CLI::RequiredError& error) {
-    // CLI11 only says that a command is missing where there is one that it does not know.
-    check_command_words(tool, {argv + 1, argv + argc});
-    throw UsageError(std::string(error.what()) + "; --help tells more");
+  } catch (const CLI::Success& success) {
+    return app->exit(success) == 0 ? kDone : kUsage;
+  } catch (const CLI::ArgumentMismatch& error) {
+    const std::string what = error.what();
+    const bool is_twice = what.find("At Most") != std::string::npos;
+    throw UsageError(what.substr(0, what.find(':')) +
+                     (is_twice ? " is given twice" : " needs a value after it"));
   } catch (const CLI::ParseError& error) {
-    return app->exit(error) == 0 ? kDone : kUsage;
+    const std::vector<std::string> words(argv + 1, argv + argc);
+    auto extras = app->remaining();
+    extras.erase(std::remove(extras.begin(), extras.end(), "--"), extras.end());
+    if (!extras.empty()) throw not_expected(tool, words, extras);
+    if (error.get_exit_code() == static_cast<int>(CLI::ExitCodes::ConversionError)) {
+      throw UsageError("a flag takes no value. " + std::string(error.what()));
+    }
+    if (error.get_exit_code() != static_cast<int>(CLI::ExitCodes::RequiredError)) {
+      throw UsageError(error.what());
+    }
+    if (!tool.has_subcommand()) return show_help(tool, invocation);
+    throw incomplete(tool, words);
   }
   return invocation.exit_status;
 }

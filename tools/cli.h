@@ -9,6 +9,7 @@
 #include <memory>
 #include <optional>
 #include <string>
+#include <vector>
 
 #include "tools/errors.h"
 #include "virtual_phone/core/phone.h"
@@ -26,6 +27,9 @@ class Option {
   explicit Option(CLI::Option& option) : option_(option) {}
 
   Option& required();
+  /// An empty value means something. Of any other option it is a mistake, as an unset variable of a
+  /// script's: UsageError.
+  Option& may_be_empty();
   /// What its help shows in place of a value.
   Option& type_name(const std::string& name);
 
@@ -58,6 +62,14 @@ class Verb {
   /// For a word that is no verb any more: it is not shown in help, takes whatever follows it, and
   /// says what to type instead.
   void take_anything_unseen();
+  /// Whether it is on the command line that was read.
+  bool is_typed() const;
+  /// Its options, as "--times" and "-n".
+  std::vector<std::string> options() const;
+  /// Whether words follow it that are no verbs.
+  bool takes_words() const;
+  /// The words that it needs and the command line that was read has not.
+  std::vector<std::string> missing_words() const;
   /// Whether one follows it on the command line that was read.
   bool has_subcommand() const;
 
@@ -67,6 +79,8 @@ class Verb {
   /// The verb after this one that a word names. Throws UsageError; `asked` is how this one is
   /// typed.
   const Verb& subcommand(const std::string& word, const std::string& asked) const;
+  /// The names of those that help shows.
+  std::vector<std::string> subcommand_names() const;
   const std::list<Verb>& subcommands() const { return subcommands_; }
 
  private:
@@ -74,11 +88,16 @@ class Verb {
   std::list<Verb> subcommands_;
 };
 
-/// The options that every command takes, and the status that the tool ends with.
+/// The options that every command takes, what went wrong beside what is asked for, and the status
+/// that the tool ends with.
 struct Invocation {
   std::string phone_directory;
   bool json = false;
   int exit_status = kDone;
+  std::vector<std::string> complaints;  ///< with --json: for the object that is printed
+
+  /// Says a line on standard error, or keeps it with --json: nothing is printed beside an object.
+  void complain(const std::string& line);
 
   std::filesystem::path directory() const;
   /// Opens the phone for this process. Throws virtual_phone::Error.
@@ -96,6 +115,9 @@ struct Program {
   const char* footer;
   const char* version;
 };
+
+/// Whether --json stands anywhere on the command line, also on one that cannot be read.
+bool asks_for_json(int argc, char** argv);
 
 /// Reads the command line with the verbs and options that `add_verbs` gives the tool, and runs what
 /// it says, or prints the help that it asks for. @return the exit status. Throws UsageError, and

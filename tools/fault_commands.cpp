@@ -9,6 +9,7 @@
 #include "tools/command_example.h"
 #include "tools/command_name.h"
 #include "tools/commands.h"
+#include "tools/fault_list.h"
 #include "tools/item_name.h"
 #include "tools/json.h"
 #include "tools/table.h"
@@ -114,13 +115,15 @@ Json fault_json(const vp::Fault& fault) {
           {"remaining", fault.remaining ? Json(*fault.remaining) : Json()}};
 }
 
-void list_faults(const Invocation& invocation) {
-  const auto faults = vp::faults(invocation.open_phone());
-  if (invocation.json) {
-    Json list = Json::array();
-    for (const auto& fault : faults) list.push_back(fault_json(fault));
-    return print({{"faults", list}});
-  }
+}  // namespace
+
+Json faults_json(const std::vector<vp::Fault>& faults) {
+  Json list = Json::array();
+  for (const auto& fault : faults) list.push_back(fault_json(fault));
+  return list;
+}
+
+void print_faults(const std::vector<vp::Fault>& faults) {
   if (faults.empty()) {
     puts("no fault is set");
     return;
@@ -132,6 +135,13 @@ void list_faults(const Invocation& invocation) {
                fault.remaining ? std::to_string(*fault.remaining) : "until cleared"});
   }
   table.print();
+}
+
+namespace {
+
+void list_faults(const Invocation& invocation) {
+  const auto faults = vp::faults(invocation.open_phone());
+  invocation.json ? print({{"faults", faults_json(faults)}}) : print_faults(faults);
 }
 
 std::string effect_help(vp::Part part) {
@@ -401,20 +411,22 @@ void add_fault(Verb& tool, Invocation& invocation) {
       "sick from its beginning to its end, and the one after it works. Both forms of a command\n"
       "that reads or writes are meant. What a command accesses is found out by running its\n"
       "example (`fcx commands OPCODE`) on a fresh phone.");
-  add_command(group, "list", "List the faults that are set", "",
+  add_command(group, "list", "List the faults that are set", "  fcx fault list",
               [&invocation] { list_faults(invocation); });
 
   auto id = std::make_shared<std::string>("all");
-  Verb& clear =
-      add_command(group, "clear", "Remove one fault, or all of them", "", [&invocation, id] {
-        vp::Phone& phone = invocation.open_phone();
-        if (*id == "all") {
-          vp::clear_faults(phone);
-        } else if (!vp::clear_fault(phone, number_of(*id, "a fault"))) {
-          throw UsageError("there is no fault " + *id);
-        }
-        list_faults(invocation);
-      });
+  Verb& clear = add_command(group, "clear", "Remove one fault, or all of them",
+                            "  fcx fault clear 2    one, by its number in `fcx fault list`\n"
+                            "  fcx fault clear      all of them",
+                            [&invocation, id] {
+                              vp::Phone& phone = invocation.open_phone();
+                              if (*id == "all") {
+                                vp::clear_faults(phone);
+                              } else if (!vp::clear_fault(phone, number_of(*id, "a fault"))) {
+                                throw UsageError("there is no fault " + *id);
+                              }
+                              list_faults(invocation);
+                            });
   clear.add_option("id", *id, "The fault's number in `fcx fault list`, or all of them");
 }
 

@@ -1,6 +1,7 @@
 #include "tools/item_name.h"
 
 #include "fcx/factory_item_table.h"
+#include "tools/text.h"
 #include "tools/words.h"
 #include "virtual_phone/core/item_store.h"
 
@@ -28,6 +29,14 @@ int item_number(const std::string& word) {
     }
   }
   throw unknown_name("item", word, names, "fcx item list");
+}
+
+std::string item_text(const fcx::FactoryItem* item, std::string_view bytes) {
+  if (item != nullptr && item->encoding == fcx::Encoding::flag_byte) {
+    return std::to_string(bytes.empty() ? 0 : static_cast<uint8_t>(bytes[0]));
+  }
+  const size_t used = bytes.find_last_not_of('\0');
+  return shown(bytes.substr(0, used == std::string_view::npos ? 0 : used + 1));
 }
 
 }  // namespace cli

@@ -43,9 +43,9 @@ LogTarget target_named(const std::string& word) {
 /// the tool ends then.
 void fail(Invocation& invocation, const std::vector<std::string>& reasons,
           const std::vector<std::string>& otherwise) {
-  for (const std::string& reason : reasons) fprintf(stderr, "Fcx: %s\n", shown(reason).c_str());
+  for (const std::string& reason : reasons) invocation.complain("Fcx: " + shown(reason));
   if (reasons.empty()) {
-    for (const std::string& line : otherwise) fprintf(stderr, "fcx: %s\n", line.c_str());
+    for (const std::string& line : otherwise) invocation.complain("fcx: " + line);
   }
   invocation.exit_status = kCommandFailed;
 }
@@ -56,8 +56,8 @@ void fail_in(const std::string& function, Invocation& invocation, const Lines& l
 }
 
 /// What went wrong with one of the files does not end a collection.
-void tell_errors(const Lines& lines) {
-  for (const std::string& error : lines.errors) fprintf(stderr, "Fcx: %s\n", shown(error).c_str());
+void tell_errors(Invocation& invocation, const Lines& lines) {
+  for (const std::string& error : lines.errors) invocation.complain("Fcx: " + shown(error));
 }
 
 /// Where a device path lies on this machine.
@@ -135,14 +135,15 @@ void run_collect(Invocation& invocation, const std::string& to) {
   const LogTarget target = target_named(to);
   vp::Phone& phone = invocation.open_phone();
   const Collection collection = collect(phone, target);
-  collection.result == 0 ? tell_errors(collection.lines)
+  collection.result == 0 ? tell_errors(invocation, collection.lines)
                          : fail_in("logsave", invocation, collection.lines);
   const bool has_folder = !collection.folder.path.empty();
   if (invocation.json) {
     return print({{"to", to},
                   {"result", collection.result},
                   {"folder", has_folder ? folder_json(phone, collection.folder) : Json()},
-                  {"archive", archive_json(phone, collection.archive)}});
+                  {"archive", archive_json(phone, collection.archive)},
+                  {"complaints", invocation.complaints}});
   }
   printf("result  %d\n", collection.result);
   if (has_folder) print_folder(phone, collection.folder);
@@ -167,7 +168,7 @@ void run_erase(Invocation& invocation) {
   const auto erasure = factory_daemon::erase_logs(invocation.open_phone());
   const bool is_erased = erasure.is_done && erasure.left.empty();
   if (is_erased) {
-    tell_errors(erasure.lines);
+    tell_errors(invocation, erasure.lines);
   } else if (!erasure.is_done) {
     fail_in("logsave_erase", invocation, erasure.lines);
   } else {
@@ -175,7 +176,10 @@ void run_erase(Invocation& invocation) {
     for (const std::string& path : erasure.left) left.push_back(path + " is left");
     fail(invocation, erasure.lines.errors, left);
   }
-  if (invocation.json) return print({{"erased", is_erased}, {"left", erasure.left}});
+  if (invocation.json) {
+    return print(
+        {{"erased", is_erased}, {"left", erasure.left}, {"complaints", invocation.complaints}});
+  }
   if (is_erased) puts("erased");
   for (const std::string& path : erasure.left) printf("left    %s\n", path.c_str());
 }
@@ -186,12 +190,14 @@ void run_crash(Invocation& invocation, bool erase) {
     Lines lines;
     const bool is_erased = factory_daemon::erase_crash_reports(phone, lines);
     if (!is_erased) fail_in("erase_crash_count", invocation, lines);
-    if (invocation.json) return print({{"erased", is_erased}});
+    if (invocation.json) {
+      return print({{"erased", is_erased}, {"complaints", invocation.complaints}});
+    }
     if (is_erased) puts("the count is 0");
     return;
   }
   const CrashReports reports = factory_daemon::save_crash_reports(phone);
-  reports.result == 0 ? tell_errors(reports.lines)
+  reports.result == 0 ? tell_errors(invocation, reports.lines)
                       : fail_in(reports.function, invocation, reports.lines);
   if (invocation.json) {
     Json files = Json::array();
@@ -203,7 +209,8 @@ void run_crash(Invocation& invocation, bool erase) {
     return print({{"result", reports.result},
                   {"count", reports.count.empty() ? Json() : Json(reports.count)},
                   {"summaries", summaries},
-                  {"files", files}});
+                  {"files", files},
+                  {"complaints", invocation.complaints}});
   }
   printf("result   %d\n", reports.result);
   if (!reports.count.empty()) printf("count    %s\n", reports.count.c_str());
@@ -220,12 +227,15 @@ void run_touch(Invocation& invocation) {
   } else if (!touch.is_complete) {
     fail(invocation, touch.lines.errors, {"the transfer is not complete"});
   } else {
-    tell_errors(touch.lines);
+    tell_errors(invocation, touch.lines);
   }
   if (invocation.json) {
     Json pieces = Json::array();
     for (const std::string& piece : touch.pieces) pieces.push_back(shown(piece));
-    return print({{"result", touch.result}, {"complete", touch.is_complete}, {"pieces", pieces}});
+    return print({{"result", touch.result},
+                  {"complete", touch.is_complete},
+                  {"pieces", pieces},
+                  {"complaints", invocation.complaints}});
   }
   for (const std::string& piece : touch.pieces) {
     printf("piece of %zu characters: %s\n", piece.size(), shown(piece).c_str());
@@ -259,14 +269,15 @@ void run_extract(Invocation& invocation, const Extraction& wanted) {
     failed->is_opened
         ? fail_in("FolderFromZip", invocation, failed->lines)
         : fail(invocation, {}, {wanted.archive.string() + " has no entries, or is no zip archive"});
-    if (failed->is_locked) fputs("fcx: minizip as Debian builds it does not decrypt\n", stderr);
+    if (failed->is_locked) invocation.complain("fcx: minizip as Debian builds it does not decrypt");
   }
   const auto files = failed.has_value() ? std::vector<LogFile>() : files_below(wanted.directory);
   if (invocation.json) {
     return print({{"archive", wanted.archive.string()},
                   {"directory", failed.has_value() ? Json() : Json(wanted.directory.string())},
                   {"extracted", !failed.has_value()},
-                  {"files", files_json(files)}});
+                  {"files", files_json(files)},
+                  {"complaints", invocation.complaints}});
   }
   if (failed.has_value()) return;
   printf("%s\n", wanted.directory.c_str());
@@ -315,7 +326,6 @@ void add_extract(Verb& group, Invocation& invocation) {
       "damaged, are refused: the exit status is 3 then, and nothing is left behind. minizip as\n"
       "Debian builds it does not decrypt, whatever the password.",
       [&invocation, options] {
-        if (options->directory == "") throw UsageError("the directory has no name");
         run_extract(invocation, {options->archive,
                                  options->directory ? fs::path(*options->directory)
                                                     : directory_for(options->archive),

@@ -10,6 +10,7 @@
 
 #include "fcx/version.h"
 #include "tools/commands.h"
+#include "tools/json.h"
 #include "virtual_phone/core/clock.h"
 
 namespace {
@@ -43,20 +44,41 @@ constexpr char kFooter[] =
     "\n"
     "The phone is in $FCX_PHONE, else $XDG_STATE_HOME/fcx/phone, else ~/.local/state/fcx/phone.\n"
     "\n"
+    "With --json every command prints one JSON object, and for an error {\"error\": {\"message\",\n"
+    "\"exit_status\"}}, on standard output. \"masked\" marks what is shown in part, "
+    "\"complaints\"\n"
+    "are what standard error would have had.\n"
+    "\n"
     "Exit status:\n"
     "  0  done\n"
-    "  1  the phone could not be used, or a file not be read or written; standard error says why\n"
+    "  1  the phone could not be used, or a file not be read or written; or what was asked for\n"
+    "     is not there; standard error says why\n"
     "  2  the command line makes no sense\n"
-    "  3  the factory command was delivered, and its result is not 0; or an AT line was\n"
-    "     answered ERROR; or carrier set-up could not be started; or the phone was not\n"
-    "     switched off; or logs were not collected, handed out or erased; or an archive is\n"
-    "     damaged, or none, and was not unpacked";
+    "  3  the factory command was delivered, and its result is not 0 or its opcode unknown; or\n"
+    "     an AT line was answered ERROR; or carrier set-up could not be started; or the phone\n"
+    "     was not switched off; or logs were not collected, handed out or erased; or an archive\n"
+    "     is damaged, or none, and was not unpacked";
 
 constexpr char kOutOfMemory[] = "out of memory";
 
-/// Standard error has no buffer: nothing is allocated for it.
-int report(const char* message, int exit_status) {
-  fprintf(stderr, "fcx: %s\n", message);
+/// Says why the tool ends so: on standard error, which has no buffer, so that nothing is allocated
+/// for it; or with --json as an object, and no word beside it.
+int report(const cli::Invocation& invocation, const char* message, int exit_status) {
+  if (!invocation.json) {
+    fprintf(stderr, "fcx: %s\n", message);
+    return exit_status;
+  }
+  try {
+    cli::Json error = {{"message", message}, {"exit_status", exit_status}};
+    if (!invocation.complaints.empty()) error["complaints"] = invocation.complaints;
+    cli::print({{"error", error}});
+  } catch (const std::bad_alloc&) {
+    printf("{\"error\": {\"message\": \"%s\", \"exit_status\": %d}}\n", kOutOfMemory,
+           cli::kPhoneUnusable);
+    exit_status = cli::kPhoneUnusable;
+  }
+  // What is not written shows as no object.
+  static_cast<void>(fflush(stdout));
   return exit_status;
 }
 
@@ -64,7 +86,8 @@ int report(const char* message, int exit_status) {
 /// the tool runs on the fast one otherwise.
 void choose_clock() {
   const char* variable = getenv("FCX_CLOCK");
-  const std::string wanted = variable == nullptr ? "fast" : variable;
+  // An empty variable is as none.
+  const std::string wanted = variable == nullptr || *variable == '\0' ? "fast" : variable;
   if (wanted != "fast" && wanted != "real") {
     throw cli::UsageError("FCX_CLOCK is \"fast\" or \"real\", not \"" + wanted + "\"");
   }
@@ -83,13 +106,16 @@ void keep_memory_for_errors() {
   });
 }
 
+/// Told of without an invocation, where the process ends from anywhere.
+const cli::Invocation* running = nullptr;
+
 /// What clears away a large object needs memory itself, and ends the process where there is none.
 void install_end_without_memory() {
   static const std::terminate_handler other = std::set_terminate([] {
     try {
       if (const auto error = std::current_exception()) std::rethrow_exception(error);
     } catch (const std::bad_alloc&) {
-      _exit(report(kOutOfMemory, cli::kPhoneUnusable));
+      _exit(report(*running, kOutOfMemory, cli::kPhoneUnusable));
     } catch (...) {
       // For the handler that was there.
     }
@@ -100,11 +126,11 @@ void install_end_without_memory() {
 /// Results that could not be written are no success.
 int flushed(int exit_status) {
   if (fflush(stdout) == 0 && ferror(stdout) == 0) return exit_status;
-  return report("the output could not be written", cli::kPhoneUnusable);
+  fputs("fcx: the output could not be written\n", stderr);
+  return cli::kPhoneUnusable;
 }
 
-int run(int argc, char** argv) {
-  cli::Invocation invocation;
+int run(int argc, char** argv, cli::Invocation& invocation) {
   const cli::Program program{"fcx", kDescription, kFooter, fcx::library_version()};
   return cli::run_command_line(program, argc, argv, invocation, [&](cli::Verb& tool) {
     cli::add_help(tool, invocation);
@@ -137,17 +163,20 @@ int run(int argc, char** argv) {
 
 int main(int argc, char** argv) {
   keep_memory_for_errors();
+  cli::Invocation invocation;
+  running = &invocation;
   install_end_without_memory();
   try {
+    invocation.json = cli::asks_for_json(argc, argv);
     choose_clock();
-    return flushed(run(argc, argv));
+    return flushed(run(argc, argv, invocation));
   } catch (const cli::UsageError& error) {
-    return report(error.what(), cli::kUsage);
+    return report(invocation, error.what(), cli::kUsage);
   } catch (const virtual_phone::Refused& error) {
-    return report(error.what(), cli::kUsage);
+    return report(invocation, error.what(), cli::kUsage);
   } catch (const std::bad_alloc&) {
-    return report(kOutOfMemory, cli::kPhoneUnusable);
+    return report(invocation, kOutOfMemory, cli::kPhoneUnusable);
   } catch (const std::exception& error) {
-    return report(error.what(), cli::kPhoneUnusable);
+    return report(invocation, error.what(), cli::kPhoneUnusable);
   }
 }

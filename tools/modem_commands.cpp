@@ -46,11 +46,15 @@ bool is_identity(int32_t number) {
   return row != nullptr && row->is_identity;
 }
 
+/// Whether the bytes of a request or of its answer are shown in part only.
+bool is_hidden(const vp::ModemRequest& request, const std::string& bytes, bool full) {
+  return !full && is_identity(request.number) && !vp::is_modem_message(request.number, bytes);
+}
+
 /// The bytes of a request or of its answer: an identity in part only, a long one cut.
 std::string shown_bytes(const vp::ModemRequest& request, const std::string& bytes, bool full) {
   constexpr size_t kLongest = 60;
-  const bool hide =
-      !full && is_identity(request.number) && !vp::is_modem_message(request.number, bytes);
+  const bool hide = is_hidden(request, bytes, full);
   const std::string text = hide ? masked(shown(bytes)) : shown(bytes);
   if (full || text.size() <= kLongest) return text;
   if (hide) return "..." + text.substr(text.size() - kLongest);
@@ -62,7 +66,7 @@ Json value_json(const vp::ModemValue& row, const std::optional<std::string>& val
   Json object = {{"name", row.name}, {"value", Json()}, {"meaning", row.meaning}};
   if (!value.has_value()) return object;
   object["value"] = hide ? masked(shown(*value)) : shown(*value);
-  if (!hide) object["hex"] = to_hex(*value);
+  hide ? object["masked"] = true : object["hex"] = to_hex(*value);
   return object;
 }
 
@@ -109,7 +113,11 @@ Json request_json(const vp::ModemRequest& request, bool full) {
                  {"answer_length", request.answer_length},
                  {"answer", shown_bytes(request, request.answer, full)},
                  {"overlapped", request.overlapped}};
-  if (!hide) {
+  if (hide) {
+    for (const std::string* bytes : {&request.payload, &request.answer}) {
+      if (!bytes->empty() && is_hidden(request, *bytes, full)) object["masked"] = true;
+    }
+  } else {
     object["payload_hex"] = to_hex(request.payload);
     object["answer_hex"] = to_hex(request.answer);
   }
@@ -230,7 +238,7 @@ void add_values(Verb& group, Invocation& invocation) {
                             print_value(invocation, phone, row);
                           });
   set.add_option("name", *name, "Its name in `fcx modem`").required();
-  set.add_option("value", *value, "Text, or hex:BYTES").required();
+  set.add_option("value", *value, "Text, or hex:BYTES").required().may_be_empty();
 
   Verb& clear = add_command(group, "clear", "Remove one value", "  fcx modem clear meid",
                             [&invocation, name] {

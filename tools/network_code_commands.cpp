@@ -64,14 +64,15 @@ void add_ntcode(Verb& tool, Invocation& invocation) {
           "MNC, two more, subset. FFF stands for any MCC, F for a digit that an MNC lacks.",
       {});
   group.require_subcommand(1);
-  add_command(group, "get", "Show the list, and what is published of it", "",
+  add_command(group, "get", "Show the list, and what is published of it", "  fcx ntcode get",
               [&invocation] { show(invocation, invocation.open_phone()); });
   Verb& set = add_command(group, "set", "Rewrite it, as the factory daemon does", example,
                           [&invocation, options] {
                             if (!options->any) check_network_code(options->ntcode);
                             rewrite(invocation, options->ntcode);
                           });
-  set.add_option("ntcode", options->ntcode, "The list").required();
+  // --any takes an empty one, too: it is no list, as other texts are none.
+  set.add_option("ntcode", options->ntcode, "The list").required().may_be_empty();
   set.add_flag("--any", options->any, "Take any text, also one that is no such list");
 }
 

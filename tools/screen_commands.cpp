@@ -87,8 +87,8 @@ void show_card(const Options& options, const vp::Phone& phone) {
 using Change = void (*)(const Options&, const vp::Phone&);
 
 Verb& add_change(Verb& group, Invocation& invocation, const std::shared_ptr<Options>& options,
-                 const char* name, const char* meaning, Change change) {
-  Verb& command = add_command(group, name, meaning, "", [&invocation, options, change] {
+                 const char* name, const char* meaning, const char* examples, Change change) {
+  Verb& command = add_command(group, name, meaning, examples, [&invocation, options, change] {
     const vp::Phone& phone = invocation.open_phone();
     change(*options, phone);
     show_screen(invocation, phone);
@@ -113,18 +113,23 @@ void add_screen(Verb& tool, Invocation& invocation) {
     if (!group.has_subcommand()) show_screen(invocation, invocation.open_phone());
   });
   constexpr char kBits[] = "16 (RGB565) or 32 bits a pixel; as it is, when not given";
-  Verb& show = add_change(group, invocation, options, "show", "Put a picture on it", show_file);
+  Verb& show =
+      add_change(group, invocation, options, "show", "Put a picture on it",
+                 "  fcx screen show logo.png\n  fcx screen show logo.png --bits 16", show_file);
   show.add_option("file", options->file, "A PNG file").required();
   show.add_option("--bits", options->bits, kBits);
-  Verb& card = add_change(group, invocation, options, "card", "Put the test card on it", show_card);
+  Verb& card =
+      add_change(group, invocation, options, "card", "Put the test card on it",
+                 "  fcx screen card\n  fcx screen card --size 720x1280 --bits 16", show_card);
   card.add_option("--size", options->size, "Pixels; as it is, when not given")
       .type_name("WIDTHxHEIGHT");
   card.add_option("--bits", options->bits, kBits);
-  Verb& save = add_command(group, "save", "Save what it shows", "", [&invocation, options] {
-    const vp::Phone& phone = invocation.open_phone();
-    write_output_file(options->file, vp::encode_png(vp::shown_picture(phone)));
-    show_screen(invocation, phone);
-  });
+  Verb& save = add_command(
+      group, "save", "Save what it shows", "  fcx screen save picture.png", [&invocation, options] {
+        const vp::Phone& phone = invocation.open_phone();
+        write_output_file(options->file, vp::encode_png(vp::shown_picture(phone)));
+        show_screen(invocation, phone);
+      });
   save.add_option("file", options->file, "The PNG file that is made").required();
 }
 

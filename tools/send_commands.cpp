@@ -22,17 +22,37 @@ namespace vp = virtual_phone;
 using factory_daemon::deliver;
 using factory_daemon::Delivery;
 
-/// The argument's bytes, or UsageError when a request does not hold them.
-std::string payload_of(const std::optional<std::string>& text,
-                       const std::optional<std::string>& hex) {
-  if (text.has_value() && hex.has_value()) throw UsageError("give a text or --hex, not both");
-  std::string payload = hex.has_value() ? from_hex(*hex) : text.value_or("");
-  const size_t most = hex.has_value() ? QVCMD_DATA_SIZE : QVCMD_DATA_SIZE - 1;
-  if (payload.size() > most) {
-    throw UsageError("the argument has " + std::to_string(payload.size()) +
+struct SendOptions {
+  std::string command;
+  std::optional<std::string> word;
+  std::optional<std::string> text;
+  std::optional<std::string> hex;
+  bool is_raw = false;
+};
+
+struct Argument {
+  std::string bytes;
+  bool is_text = false;
+};
+
+/// The argument that is sent, or UsageError when a request does not hold it.
+Argument argument_of(const SendOptions& options) {
+  if (options.word.has_value() + options.text.has_value() + options.hex.has_value() > 1) {
+    throw UsageError("give a text, --text or --hex, and not two of them");
+  }
+  const std::optional<std::string>& word = options.word;
+  const bool is_hex = options.hex.has_value() || (word.has_value() && is_hex_word(*word));
+  Argument argument{options.hex ? from_hex(*options.hex) : word ? bytes_of(*word) : "", !is_hex};
+  if (options.text.has_value()) argument.bytes = *options.text;
+  if (is_hex && argument.bytes.empty()) {
+    throw UsageError("there are no bytes after " + std::string(options.hex ? "--hex" : "hex:"));
+  }
+  const size_t most = argument.is_text ? QVCMD_DATA_SIZE - 1 : QVCMD_DATA_SIZE;
+  if (argument.bytes.size() > most) {
+    throw UsageError("the argument has " + std::to_string(argument.bytes.size()) +
                      " bytes, a request holds at most " + std::to_string(most));
   }
-  return payload;
+  return argument;
 }
 
 /// Refuses a text that the command cannot want. A wrong check digit goes through: the modem answers
@@ -56,16 +76,13 @@ void check_content(int32_t opcode, const std::string& text) {
                    "\". --hex sends any bytes, for the modem to refuse.");
 }
 
+/// What a person is told beside the answer; a program finds it in the object.
 void print_complaints(const Delivery& delivery) {
   if (delivery.row == nullptr) {
     fprintf(stderr, "fcx: opcode %d is unknown; the response is as it was passed\n",
             delivery.opcode);
   }
-  for (const vp::LogEntry& entry : delivery.complaints) {
-    std::string message = entry.message;
-    while (!message.empty() && message.back() == '\n') message.pop_back();
-    fprintf(stderr, "%s: %s\n", entry.tag.c_str(), message.c_str());
-  }
+  for (const std::string& line : complaint_lines(delivery)) fprintf(stderr, "%s\n", line.c_str());
   if (delivery.response.result != QVCMD_OK && delivery.complaints.empty()) {
     fprintf(stderr, "fcx: the result is not 0; `fcx log` shows what the library did\n");
   }
@@ -186,40 +203,49 @@ void run_demo(const Invocation& invocation) {
 }  // namespace
 
 void add_send(Verb& tool, Invocation& invocation) {
-  struct Options {
-    std::string command;
-    std::optional<std::string> text;
-    std::optional<std::string> hex;
-  };
-  auto options = std::make_shared<Options>();
+  auto options = std::make_shared<SendOptions>();
   Verb& command = add_command(
       tool, "send", "Send one factory command and print its answer",
       "  fcx send get_serial_number          by name\n"
       "  fcx send 4018 123456789012345       by number, with a text\n"
-      "  fcx send set_teal_ime --hex 02      with raw bytes\n"
+      "  fcx send set_teal_ime hex:02        with raw bytes; --hex 02 does the same\n"
+      "  fcx send 4018 --text hex:02         with a text that begins with hex:\n"
       "  fcx send 4018 -- -X1                with a text that begins with a dash\n"
+      "  fcx send 4999 --raw                 an opcode that may be unknown\n"
       "\n"
-      "The exit status is 3 when the result is not 0, and 0 for an unknown opcode, which\n"
-      "leaves the response as it was. What a command leaves on a thread is awaited.",
+      "The exit status is 3 when the result is not 0, and for an unknown opcode, which leaves the\n"
+      "response as it was; with --raw an unknown opcode is none. What a command leaves on a\n"
+      "thread is awaited.",
       [&invocation, options] {
         const int32_t opcode = opcode_of(options->command);
-        const std::string payload = payload_of(options->text, options->hex);
-        if (!options->hex.has_value()) check_content(opcode, payload);
-        const Delivery delivery = deliver(invocation.open_phone(), opcode, payload);
-        print_complaints(delivery);
-        invocation.json ? print(delivery_json(delivery)) : print_text(delivery);
-        invocation.exit_status = delivery.response.result == QVCMD_OK ? kDone : kCommandFailed;
+        const Argument argument = argument_of(*options);
+        if (argument.is_text) check_content(opcode, argument.bytes);
+        const Delivery delivery = deliver(invocation.open_phone(), opcode, argument.bytes);
+        if (invocation.json) {
+          print(delivery_json(delivery));
+        } else {
+          print_complaints(delivery);
+          print_text(delivery);
+        }
+        const bool is_known = delivery.row != nullptr || options->is_raw;
+        invocation.exit_status =
+            is_known && delivery.response.result == QVCMD_OK ? kDone : kCommandFailed;
       });
   command.add_option("command", options->command, "Opcode or name, as `fcx commands` lists them")
       .required();
-  command.add_option("text", options->text, "The argument as text");
+  command.add_option("argument", options->word, "The argument: a text, or hex:BYTES")
+      .type_name("TEXT");
+  command.add_option("--text", options->text, "The argument as text, whatever it begins with");
   command.add_option("--hex", options->hex, "The argument as bytes, two digits each")
       .type_name("BYTES");
+  command.add_flag("--raw", options->is_raw,
+                   "Whatever came back is well, of an unknown opcode too");
 }
 
 void add_demo(Verb& tool, Invocation& invocation) {
   add_command(tool, "demo", "Show what the library does, on a fresh phone that is removed again",
-              "", [&invocation] { run_demo(invocation); });
+              "  fcx demo\n  fcx demo --json    the same as one object",
+              [&invocation] { run_demo(invocation); });
 }
 
 }  // namespace cli

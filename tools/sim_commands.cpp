@@ -19,10 +19,12 @@ void show_sim(const Invocation& invocation, vp::Phone& phone, bool full) {
   const bool has_iccid = sim.state == vp::SimState::inserted || !sim.iccid.empty();
   const std::string iccid = full ? shown(sim.iccid) : masked(shown(sim.iccid));
   if (invocation.json) {
-    return print({{"state", vp::name_of(sim.state)},
-                  {"iccid", has_iccid ? Json(iccid) : Json()},
-                  {"delay", sim.not_yet},
-                  {"polls_to_wait", wait}});
+    Json object = {{"state", vp::name_of(sim.state)},
+                   {"iccid", has_iccid ? Json(iccid) : Json()},
+                   {"delay", sim.not_yet},
+                   {"polls_to_wait", wait}};
+    if (has_iccid && !full) object["masked"] = true;
+    return print(object);
   }
   printf("state          %s\n", vp::name_of(sim.state));
   if (has_iccid) printf("iccid          %s\n", iccid.c_str());
@@ -84,15 +86,17 @@ void add_sim(Verb& tool, Invocation& invocation) {
   });
   group.add_flag("--full", *full, "Show the ICCID whole");
   add_insert(group, invocation);
-  add_command(group, "remove", "Take the SIM out", "", [&invocation, full] {
+  add_command(group, "remove", "Take the SIM out", "  fcx sim remove", [&invocation, full] {
     change_sim(invocation, *full, [](vp::Sim& sim) {
       sim.state = vp::SimState::absent;
       sim.iccid.clear();
     });
   });
-  add_command(group, "error", "Let the SIM be there, and reading it fail", "", [&invocation, full] {
-    change_sim(invocation, *full, [](vp::Sim& sim) { sim.state = vp::SimState::error; });
-  });
+  add_command(group, "error", "Let the SIM be there, and reading it fail", "  fcx sim error",
+              [&invocation, full] {
+                change_sim(invocation, *full,
+                           [](vp::Sim& sim) { sim.state = vp::SimState::error; });
+              });
 
   auto polls = std::make_shared<std::string>();
   Verb& delay = add_command(

@@ -9,6 +9,11 @@
 #include "tools/errors.h"
 
 namespace cli {
+namespace {
+
+constexpr std::string_view kHex = "hex:";
+
+}  // namespace
 
 std::string from_hex(std::string_view digits) {
   std::string packed;
@@ -31,9 +36,10 @@ std::string from_hex(std::string_view digits) {
   return bytes;
 }
 
+bool is_hex_word(const std::string& word) { return word.compare(0, kHex.size(), kHex) == 0; }
+
 std::string bytes_of(const std::string& word) {
-  constexpr std::string_view kHex = "hex:";
-  if (word.compare(0, kHex.size(), kHex) != 0) return word;
+  if (!is_hex_word(word)) return word;
   return from_hex(std::string_view(word).substr(kHex.size()));
 }
 
@@ -51,6 +57,11 @@ std::string masked(std::string text) {
   // Of a short one, the end would be most of it.
   const size_t hidden = text.size() >= 2 * kShown ? text.size() - kShown : text.size();
   return text.replace(0, hidden, hidden, '*');
+}
+
+bool names_sim(const std::string& property) {
+  return property.find("iccid") != std::string::npos &&
+         property.find("iccid-mcc") == std::string::npos;
 }
 
 std::string shown_time(int64_t time_us) {

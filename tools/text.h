@@ -12,6 +12,8 @@ namespace cli {
 using factory_daemon::to_hex;
 /// Bytes from hexadecimal digits, which may stand apart. Throws UsageError.
 std::string from_hex(std::string_view digits);
+/// Whether a word is hex:BYTES.
+bool is_hex_word(const std::string& word);
 /// The bytes that a word stands for: hex:BYTES, or itself. Throws UsageError.
 std::string bytes_of(const std::string& word);
 bool is_printable(std::string_view bytes);
@@ -19,6 +21,8 @@ bool is_printable(std::string_view bytes);
 std::string shown(std::string_view bytes);
 /// The text of an identity for a listing: all but its last four characters hidden.
 std::string masked(std::string text);
+/// Whether a property names a SIM.
+bool names_sim(const std::string& property);
 /// "06:26:00.123" of a time since 1970.
 std::string shown_time(int64_t time_us);
 

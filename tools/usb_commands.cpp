@@ -41,7 +41,7 @@ void show_usb(const Invocation& invocation, vp::Phone& phone) {
 
 void add_cable(Verb& group, Invocation& invocation, const char* name, const char* meaning,
                vp::Cable cable) {
-  add_command(group, name, meaning, "", [&invocation, cable] {
+  add_command(group, name, meaning, std::string("  fcx usb ") + name, [&invocation, cable] {
     vp::Phone& phone = invocation.open_phone();
     vp::set_cable(phone, cable);
     show_usb(invocation, phone);

@@ -40,12 +40,19 @@ exchange)
   expect 0 '"data": "QV2006A00123"' fcx send get_serial_number --json
   expect 0 '^result +0$' fcx send 4018 123456789012345
   expect 0 '^data +123456789012345$' fcx send 4018
-  expect 0 'opcode 4999 is unknown' fcx send 4999
-  expect 0 '"known": false' fcx --json send 4999
+  expect 3 'opcode 4999 is unknown' fcx send 4999
+  expect 0 '^result +0$' fcx send 4999 --raw
+  expect 3 '^result +1$' fcx send 3170 fast --raw
+  expect 3 '"known": false' fcx --json send 4999
   expect 0 '^value +3$' fcx item set 2 hex:03
   expect 0 ' I Diag_Lib: service_handler: opcode = 4018$' fcx log
   expect 0 '^result +0$' fcx send set_teal_ime --hex 02
   expect 0 '^data +hex:02$' fcx send get_teal_ime
+  expect 0 '^result +0$' fcx send set_teal_ime hex:01
+  expect 0 '^data +hex:01$' fcx send get_teal_ime
+  expect 0 '^result +0$' fcx send set_csn --text hex:0
+  expect 0 '^data +hex:0$' fcx send get_csn
+  fcx send set_teal_ime hex:02 >/dev/null
   expect 0 '"data_hex": "02"' fcx send get_teal_ime --json
   expect 3 '^result +1$' fcx send 3170 fast
   expect 0 'get_csn, set_csn' fcx commands
@@ -79,12 +86,74 @@ usage)
   expect 0 'Exit status' fcx help
   expect 0 'fcx item get serial_number' fcx help item get
   expect 0 '"help": "List the factory commands' fcx help commands --json
-  expect 2 'no command is called "clear". `fcx item --help`' fcx help item clear
-  expect 2 'subcommand is required' fcx
-  expect 2 'no command is called "sned". Near it: send. `fcx --help` lists all of them.$' fcx sned 4010
-  expect 2 'no command is called "clear". `fcx item --help`' fcx item clear
-  expect 2 'no command is called ""' fcx send ""
+  expect 0 'Exit status' fcx
+  expect 0 '"help": "fcx: factory' fcx --json
+  expect 0 '^[0-9.]+$' fcx -V
+  expect 2 'no command is called "clear". There are list, get, set. `fcx item --help`' fcx help item clear
   expect 2 'FCX_CLOCK is' env FCX_CLOCK=slow "${tool[@]}" --version
+  expect 0 '^[0-9.]+$' env FCX_CLOCK= "${tool[@]}" --version
+  # Every command has an example.
+  commands() { fcx help "$@" | sed -n '/^Subcommands:/,/^$/s/^  \([a-z-]*\) .*/\1/p'; }
+  for group in $(commands); do
+    expect 0 "^Examples?:|^  fcx $group" fcx help "$group"
+    for verb in $(commands "$group"); do expect 0 "^Examples?:|^  fcx $group $verb" fcx help "$group" "$verb"; done
+  done
+  # What is typed wrongly: it is said in the order in which it was typed, and with --json as an object only.
+  while IFS='|' read -r state said; do
+    eval "words=($state)"
+    expect 2 "^fcx: $said" fcx "${words[@]}"
+    case $state in *--help*) continue ;; esac
+    expect 0 '^2 message exit_status$' /usr/bin/python3 -c 'import json, sys
+error = json.loads(sys.stdin.read())["error"]
+print(error["exit_status"], *error)' <<<"$(fcx --json "${words[@]}" 2>&1)"
+  done <<'END'
+sned 4010|no command is called "sned". Near it: send. `fcx --help` lists all of them.$
+send 4018 a b "" c|`fcx send` takes no more words, and not "b", "", "c". `fcx send --help` tells more.$
+sim remove insert 8901410000000000001|`fcx sim remove` takes no more words, and not "insert", "89
+init --porfile x|no option of `fcx init` is called "--porfile". Near it: --profile. `fcx init --help` lists
+init -force|no option of `fcx init` is called "-force". Near it: --force. `
+init --xx=1|no option of `fcx init` is called "--xx". `fcx init --help` lists all of them.$
+log --JSON|no option of `fcx log` is called "--JSON". Near it: --json. `
+send 4018 -X1|no option of `fcx send` is called "-X1". A word that begins with a dash stands after --. `
+item list --ful|no option of `fcx item list` is called "--ful". Near it: --full. `
+-n 5 log|-n belongs after `fcx log`$
+init --force=x|a flag takes no value. .*--force
+log -n|--lines needs a value after it$
+log -n 1 -n 2|--lines is given twice$
+item set|`fcx item set` needs words after it: item value. `fcx item set --help` tells more.$
+item set 9|`fcx item set` needs words after it: value. `
+item|`fcx item` needs a command after it: list, get, set. `fcx item --help` tells more.$
+fault|`fcx fault` needs a command after it: item, .*, list, clear. `
+sim eject|no command is called "eject". Near it: remove. `fcx sim --help`
+usb unplug|no command is called "unplug". Near it: disconnect. `
+fault add item 9|no command is called "add". There are item, .*, clear. `fcx fault --help`
+item clear|no command is called "clear". There are list, get, set. `
+SEND 4010|no command is called "SEND". Near it: send. `
+se 4010|no command is called "se". `fcx
+send imei|no command is called "imei". Near it: read_imei, write_imei, automid_imei. `fcx commands`
+send READ_IMEI|no command is called "READ_IMEI". Near it: read_imei, 
+item get SERIAL_NUMBER|no item is called "SERIAL_NUMBER". Near it: serial_number
+send ""|the command is empty, and an empty argument never stands for none$
+send set_csn ""|the argument is empty, and
+send set_csn --text ""|--text is empty, and
+send set_csn --hex ""|--hex is empty, and
+send set_csn --hex " "|there are no bytes after --hex$
+send set_csn hex:|there are no bytes after hex:$
+--phone "" init --force|--phone is empty, and
+--phone= init --force|--phone is empty, and
+init --profile "" --force|--profile is empty, and
+item get ""|the item is empty, and
+item list ""|the word is empty, and
+prop get ""|the name is empty, and
+modem set meid ""|.*1 to 
+sim insert ""|the iccid is empty, and
+log --tag ""|--tag is empty, and
+events -n ""|-n,--lines is empty, and
+fault clear ""|the id is empty, and
+commands ""|the word is empty, and
+""|no command is called "". `fcx --help`
+END
+  state=
   expect 1 'Set FCX_PHONE' env -u FCX_PHONE -u HOME -u XDG_STATE_HOME "${tool[@]}" log
   expect 1 'could not be written' to_full_disk fcx commands
   fcx init >/dev/null
@@ -92,14 +161,14 @@ usage)
   expect 2 '4410  read the second' fcx send get_midauto_crc
   expect 2 'no command has the opcode 4999. `fcx commands` lists' fcx commands 4999
   expect 2 'called "get_seril_number". Near it: get_serial_number' fcx commands get_seril_number
-  expect 2 'no command is called ""' fcx commands ''
   expect 2 'prints a whole page' fcx commands 4018 --markdown
   expect 1 'could not be written' to_full_disk fcx commands 4018
   expect 2 "'g' is no hexadecimal digit" fcx send 3201 --hex 0g
   expect 2 'odd number' fcx send 3201 --hex 012
   expect 2 'at most 2047' fcx send 4018 "$(printf '%02048d' 0)"
   expect 0 'data_len' fcx send 4018 "$(printf '%02047d' 0)"
-  expect 2 'not both' fcx send 4018 a --hex 61
+  expect 2 'not two of them' fcx send 4018 a --hex 61
+  expect 2 'not two of them' fcx send 4018 --text a --hex 61
   expect 2 'more than 32 bits' fcx send 99999999999
   expect 2 '4294 read_imei takes no text' fcx send 4294 490154203237518
   expect 2 '0 to 255' fcx item set 2 256
@@ -110,7 +179,7 @@ usage)
   expect 2 'needs a number' fcx fault item 9 late
   expect 2 'Near it: read_imei' fcx fault request read_ime refuse
   expect 2 'is no fault of requests: fail, late, refuse' fcx fault request 117 absent
-  expect 2 'not expected: --on' fcx fault request 117 refuse --on read
+  expect 2 'is called "--on"' fcx fault request 117 refuse --on read
   expect 2 'check digit is 8, not 1' fcx modem set imei1 490154203237511
   expect 2 'Near it: imei1, imei2, imei3' fcx modem set imei 490154203237518
   expect 2 'NV items are 0 to 65535' fcx modem nv 65536
@@ -168,18 +237,98 @@ state)
   expect 0 '"value": "\*+0999"' fcx item list --json
   fcx prop set vendor.a 1
   expect 0 'restarted' fcx reboot
-  expect 0 '"value": null' fcx prop get vendor.a --json
+  expect 1 '"message": "vendor.a is not set",$' fcx prop get vendor.a --json
+  expect 1 '^fcx: vendor.a is not set$' fcx prop get vendor.a
+  fcx prop set vendor.a ''
+  expect 1 '^fcx: vendor.a is empty, which is as if it were not set$' fcx prop get vendor.a
+  expect 0 '^\[vendor.a\]: \[\]$' fcx prop list VENDOR.A
+  expect 0 '^1$' sh -c '"$@" | wc -l' - "${tool[@]}" prop list USERDEB
+  expect 1 '^fcx: no property has "nowhere" to it$' fcx prop list nowhere
+  expect 0 '^13 +imei ' fcx item list MEI_FTM
+  expect 0 '^2$' sh -c '"$@" | wc -l' - "${tool[@]}" item list 9
+  expect 0 '^13 +imei ' fcx item list 'THE imei'
+  expect 1 '"message": "no item has .*nowhere.* to it"' fcx item list nowhere --json
+  fcx item set 9 '' >/dev/null
+  expect 0 '^value +$' fcx item get 9
+  fcx item set 9 QV2006A00999 >/dev/null
   expect 2 'is no property name' fcx prop get 'a b'
   expect 0 '\[ro.build.type\]: \[userdebug\]' fcx prop list
   expect 0 'restart +by hand' fcx events
+  fcx reboot again >/dev/null
+  expect 0 '^2 .*restart +again$' fcx events -n 1
+  expect 1 '^$' grep 'by hand' - <<<"$output"
+
   log=$FCX_PHONE/log/system.log
   yes '06-01 00:00:00.000     1     1 I Tag     : a line' | head -n 200000 >"$log"
   fcx send 4010 >/dev/null
   expect 0 '^2$' sh -c "\"\$@\" | wc -l" - "${tool[@]}" log -n 2
   expect 0 'a line$' fcx log -n 3
   if in_little_memory 120000 --version >/dev/null 2>&1; then
-    expect 1 '^fcx: out of memory$' in_little_memory 120000 log --json
+    expect 1 '"message": "out of memory"' in_little_memory 120000 log --json
   fi
+
+  # Lines of a year ago, of today's first minute, and one in a form of its own.
+  rm "$log".*
+  today=$(date +%m-%d)
+  while read -r date time rest; do
+    printf '%s %s     1     1 %s\n' "$date" "$time" "$rest"
+  done >"$log" <<END
+$(date -d '40 days' +%m-%d) 12:00:00.000 E Fcx     : last year
+$today 00:00:01.000 V Fcx     : alpha
+$today 00:00:05.500 D Fcx     : Beta one
+$today 00:00:06.000 I Diag_Lib: beta: two
+$today 00:00:59.999 W Fcx     : gamma
+$today 00:01:00.000 F Fcx     : delta
+END
+  echo 'another form' >>"$log"
+  while IFS='|' read -r state messages; do
+    eval "words=($state)"
+    got=$(fcx log "${words[@]}" 2>&1 | sed 's/.*: //' | tr '\n' ',')
+    expect 0 "^$messages\$" cat <<<"$got"
+  done <<END
+|last year,alpha,Beta one,two,gamma,delta,another form,
+-n 2|delta,another form,
+-n 0|
+--tag Fcx -n 2|gamma,delta,
+--tag fcx|
+--priority w|last year,gamma,delta,
+--priority Fatal|delta,
+--priority V --text BETA|Beta one,two,
+--text 'beta: T' --tag Diag_Lib|two,
+--since 00:00:05.500 --until 00:00:06|Beta one,two,
+--since 00:00:05.501 --until 00:00:59|two,gamma,
+--since 00:00:59.999 --until 00:00:59.999|gamma,
+--until 00:00|last year,alpha,Beta one,two,gamma,
+--since '$today 00:01'|delta,
+--since 2d --priority E|delta,
+--since 300d --priority E --tag Fcx|delta,
+--since 400d --priority E|last year,delta,
+--until 2d|last year,
+--since 24:00|--since is a time as 12.*
+--until '13-01 00:00'|--until is a time as 12.*
+--since 5|--since is a time as 12.*
+--priority X|--priority is one of V .verbose.*
+END
+  state=
+  expect 0 '"message": "beta: two"' fcx log --json --text two
+  also '"tag": "Diag_Lib"' '"priority": "I"' '"pid": 1,'
+  expect 0 '"message": "another form"' fcx log --json -n 1
+  "${tool[@]}" log --follow --text BETA -n 1 >"$work/followed" &
+  printed() { for ((i = 0; i < 1500; i++)); do grep -q "$1" "$work/followed" && return || sleep 0.02; done; }
+  printed two
+  printf '%s 00:02:00.000     1     1 I Fcx     : %s\n' "$today" gamma "$today" beta >>"$log"
+  printed 'beta$'
+  kill $!
+  wait $! 2>/dev/null
+  expect 0 '^2$' sh -c 'wc -l <"$1"' - "$work/followed"
+
+  for state in 'item list imei' modem sim boot; do
+    [ "$state" != sim ] || fcx sim insert 8901410000000000001 >/dev/null
+    expect 0 '"masked": true' fcx $state --json
+    fcx $state --json --full >"$work/whole"
+    expect 1 '^$' grep masked "$work/whole"
+  done
+  state=
   ;;
 faults)
   fcx init >/dev/null
@@ -190,7 +339,6 @@ faults)
   expect 0 '^data +ERROR$' fcx send 4295 '2020/06/01 09:30:00'
   expect 0 '"value": 28' fcx fault list --json
   expect 2 'no fault 99' fcx fault clear 99
-  expect 2 'a fault is a whole number, not ""' fcx fault clear ''
   expect 0 'no fault is set' fcx fault clear
   expect 0 'item +9 +read +fail -1 +2 +1$' fcx fault item 9 fail --on read --after 2 --times 1
   expect 0 '/mnt +syncdir +fail EIO' fcx fault file /mnt fail --on syncdir
@@ -369,7 +517,6 @@ power)
   mv "$android_usb/state" "$work/state" && mkfifo "$android_usb/state"
   expect 1 'state: Operation not supported' fcx usb configure
   expect 1 'state: Operation not supported' fcx power off-with-cable
-  expect 2 'not expected: unplug' fcx usb unplug
 
   fcx init --force >/dev/null
   expect 0 '^state +on, since it was made$' fcx power
@@ -560,7 +707,7 @@ END
     '--rect 1,2,3,4, a.png' '--rect 1,2,3,x a.png' '--rect 1,2,0,4 a.png' '--rect 1,2,3,0 a.png' \
     '--rect -1,2,3,4 a.png' '--rect 1,2,3,2147483648 a.png'; do
     read -r -a words <<<"$words"
-    expect 2 '(fcx|^out): |is required' fcx capture "${words[@]}"
+    expect 2 '^fcx: |^    "exit_status": 2$' fcx capture "${words[@]}"
   done
   expect 2 '--bits is 16 or 32, not "24"' fcx screen card --bits 24
   for size in 1 1x x1 0x1 1x8193 1x1x1; do expect 2 '--size is WIDTHxHEIGHT' fcx screen card --size $size; done
@@ -699,10 +846,10 @@ logs)
   expect 0 '^$' find outside -mindepth 1
 
   fcx fault service atservice absent >/dev/null
-  expect 3 'QVATCMDService log copy fail.$' fcx logs collect --json
+  expect 3 '"Fcx: .*QVATCMDService log copy fail."$' fcx logs collect --json
   also '"folder": null' '"archive": null'
   expect 3 '"erased": false' fcx logs erase --json
-  also 'QVATCMDService log erase fail.$' '"/data/vendor/factory/dbdump/"'
+  also 'QVATCMDService log erase fail."$' '"/data/vendor/factory/dbdump/"'
   fcx fault clear >/dev/null
   ln -s nowhere "$logs/nvdump/link"
   expect 3 '^left    /data/vendor/factory/nvdump/$' fcx logs erase
@@ -747,7 +894,7 @@ logs)
   expect 1 'none.zip: No such file' fcx logs extract none.zip
   ln -s nowhere dangling
   expect 1 'dangling is a link to nowhere' fcx logs extract zip.zip dangling
-  expect 2 'has no name' fcx logs extract zip.zip ''
+  expect 2 'the dir is empty' fcx logs extract zip.zip ''
   expect 1 'tree is no file' fcx logs extract tree new
   expect 1 '^fcx: little: File too large$' sh -c 'trap "" XFSZ && ulimit -f 200 && "$@"' - "${tool[@]}" logs extract zip.zip little
   python3 -c '
