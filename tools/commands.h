@@ -8,6 +8,7 @@ namespace cli {
 
 void add_help(Verb& tool, Invocation& invocation);
 void add_init(Verb& tool, Invocation& invocation);
+void add_status(Verb& tool, Invocation& invocation);
 void add_demo(Verb& tool, Invocation& invocation);
 void add_commands(Verb& tool, Invocation& invocation);
 void add_send(Verb& tool, Invocation& invocation);

@@ -28,6 +28,7 @@ constexpr char kFooter[] =
     "  fcx send get_serial_number              ask it\n"
     "  fcx send 4018 123456789012345           write the CSN; `fcx send 4018` reads it\n"
     "  fcx at 'AT%BTAD?'                       ask it for an address, over its AT line\n"
+    "  fcx status                              which phone that is, and what differs on it\n"
     "  fcx item list                           what is stored now\n"
     "  fcx modem                               what its modem keeps, and was asked\n"
     "  fcx sim                                 the SIM that is in it, and how to change it\n"
@@ -135,6 +136,7 @@ int run(int argc, char** argv, cli::Invocation& invocation) {
   return cli::run_command_line(program, argc, argv, invocation, [&](cli::Verb& tool) {
     cli::add_help(tool, invocation);
     cli::add_init(tool, invocation);
+    cli::add_status(tool, invocation);
     cli::add_demo(tool, invocation);
     cli::add_commands(tool, invocation);
     cli::add_send(tool, invocation);

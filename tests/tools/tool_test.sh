@@ -322,13 +322,48 @@ END
   wait $! 2>/dev/null
   expect 0 '^2$' sh -c 'wc -l <"$1"' - "$work/followed"
 
-  for state in 'item list imei' modem sim boot; do
+  for profile in single open mtk overlay blank; do
+    fcx init --profile "$profile" --force >/dev/null
+    expect 0 "^Nothing differs from a fresh phone of the profile $profile.\$" fcx status
+    also "^profile   $profile\$" "^phone     $FCX_PHONE\$" '^version   [0-9]+, of fcx [0-9.]+$' '^state     on$' '^no fault is set$'
+  done
+  fcx init --force >/dev/null
+  fcx fault item 9 fail >/dev/null
+  fcx item set 9 QV2006A00999 >/dev/null
+  fcx item set 3000 hex:ff00 >/dev/null
+  fcx prop set persist.vendor.qve.iccid 8901410000000000009
+  fcx modem set imei1 490154203237526 >/dev/null
+  fcx modem clear meid >/dev/null
+  fcx modem nv 453 failing >/dev/null
+  fcx sim remove >/dev/null
+  fcx sim delay 3 >/dev/null
+  fcx card insert >/dev/null
+  echo changed >"$FCX_PHONE/root/proc/meminfo"
+  rm "$FCX_PHONE/efs/qv/factory/rf_cal_date"
+  ln -s nowhere "$FCX_PHONE/overlay/link"
+  expect 0 '^1 +item +9 +any +fail -1' fcx status
+  also '^item +9 serial_number +\*{8}0123 +\*{8}0999$' '^item +3000 +- +hex:ff$' \
+    '^property +persist.vendor.qve.iccid +- +\*{15}0009$' '^modem +imei1 +\*{11}7518 +\*{11}7526$' \
+    '^modem +meid +\*{10}5678 +-$' '^nv +453 +00000000 +failing$' '^sim +delay +0 +3$' '^sim +iccid +\*{15}0001 +-$' \
+    '^sim +state +inserted +absent$' '^card +state +removed +inserted$' '^file +/proc/meminfo +[0-9]+ bytes, .* 8 bytes' \
+    '^file +efs:/qv/factory/rf_cal_date +8 bytes, [0-9a-f]+ +-$' '^file +overlay:/link +- +link to nowhere$'
+  expect 0 'QV2006A00123 +QV2006A00999$' fcx status --full
+  fcx reboot >/dev/null
+  expect 0 '"last_end": "restart: by hand"' fcx status --json
+  also '"part": "card"' '"now": "\*{8}0999"' '"effect": "fail"'
+  for state in 'item list imei' modem sim status boot; do
     [ "$state" != sim ] || fcx sim insert 8901410000000000001 >/dev/null
     expect 0 '"masked": true' fcx $state --json
     fcx $state --json --full >"$work/whole"
     expect 1 '^$' grep masked "$work/whole"
   done
   state=
+  /usr/bin/python3 -c '
+import sqlite3, sys
+with sqlite3.connect(sys.argv[1]) as phone: phone.execute("UPDATE phone SET value = ? WHERE key = ?", ("gone", "profile"))' \
+    "$FCX_PHONE/phone.db"
+  expect 0 '^Nobody knows that profile' fcx status
+  expect 0 '"differences": null' fcx status --json
   ;;
 faults)
   fcx init >/dev/null
