@@ -335,7 +335,8 @@ void add_capture(Verb& tool, Invocation& invocation) {
       .required();
   command.add_option("--rect", options->rect, "Pixels from the upper left; all, when not given")
       .type_name("LEFT,TOP,WIDTH,HEIGHT");
-  command.add_option("--bits", options->bits, "16 (RGB565, when not given) or 32 bits a pixel");
+  command.add_option("--bits", options->bits, "16 (RGB565, when not given) or 32 bits a pixel")
+      .type_name("BITS");
   command
       .add_option("--bw", options->threshold,
                   "Black and white, 0 to 255: white above three quarters of this is a pixel's\n"

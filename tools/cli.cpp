@@ -276,7 +276,9 @@ int run_command_line(const Program& program, int argc, char** argv, Invocation& 
   app->set_version_flag("-V,--version", program.version, "Print the version, and nothing else");
   app->require_subcommand(1);
   Verb tool(app);
-  tool.add_option("--phone", invocation.phone_directory, "The phone's directory").type_name("DIR");
+  tool.add_option("--phone", invocation.phone_directory,
+                  "The phone's directory. This and --json may stand anywhere")
+      .type_name("DIR");
   tool.add_flag("--json", invocation.json, "Print one JSON object, for an error too");
   add_verbs(tool);
   check_option_values(words_to_read(argc, argv));

@@ -239,7 +239,7 @@ void add_prop(Verb& tool, Invocation& invocation) {
   list.add_option("word", *word, "A part of a name or of a value, in whatever case");
 
   auto name = std::make_shared<std::string>();
-  Verb& get = add_command(group, "get", "Print one value",
+  Verb& get = add_command(group, "get", "Print the value of a property",
                           "  fcx prop get ro.build.type\n"
                           "\n"
                           "The exit status is 1 for a property that is not set, and for an empty\n"
@@ -249,7 +249,7 @@ void add_prop(Verb& tool, Invocation& invocation) {
 
   auto value = std::make_shared<std::string>();
   auto is_build = std::make_shared<bool>(false);
-  Verb& set = add_command(group, "set", "Set one value",
+  Verb& set = add_command(group, "set", "Set a property",
                           "  fcx prop set vendor.qve.factory.pif 1\n"
                           "  fcx prop set vendor.qve.factory.pif ''    as if it were not set",
                           [&invocation, name, value, is_build] {

@@ -226,7 +226,7 @@ void print_nv(const Invocation& invocation, vp::Phone& phone, uint16_t number) {
 void add_values(Verb& group, Invocation& invocation) {
   auto name = std::make_shared<std::string>();
   auto value = std::make_shared<std::string>();
-  Verb& set = add_command(group, "set", "Store one value",
+  Verb& set = add_command(group, "set", "Let the modem keep a value",
                           "  fcx modem set imei1 490154203237518\n"
                           "  fcx modem set idde hex:00ff",
                           [&invocation, name, value] {
@@ -237,17 +237,17 @@ void add_values(Verb& group, Invocation& invocation) {
                             vp::set_modem_value(phone, row.name, bytes);
                             print_value(invocation, phone, row);
                           });
-  set.add_option("name", *name, "Its name in `fcx modem`").required();
+  set.add_option("name", *name, "The value's name in `fcx modem`").required();
   set.add_option("value", *value, "Text, or hex:BYTES").required().may_be_empty();
 
-  Verb& clear = add_command(group, "clear", "Remove one value", "  fcx modem clear meid",
-                            [&invocation, name] {
+  Verb& clear = add_command(group, "clear", "Remove one value from the modem",
+                            "  fcx modem clear meid", [&invocation, name] {
                               const vp::ModemValue& row = value_named(*name);
                               vp::Phone& phone = invocation.open_phone();
                               vp::remove_modem_value(phone, row.name);
                               print_value(invocation, phone, row);
                             });
-  clear.add_option("name", *name, "Its name in `fcx modem`").required();
+  clear.add_option("name", *name, "The value's name in `fcx modem`").required();
 }
 
 void add_nv(Verb& group, Invocation& invocation) {

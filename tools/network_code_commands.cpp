@@ -66,7 +66,7 @@ void add_ntcode(Verb& tool, Invocation& invocation) {
   group.require_subcommand(1);
   add_command(group, "get", "Show the list, and what is published of it", "  fcx ntcode get",
               [&invocation] { show(invocation, invocation.open_phone()); });
-  Verb& set = add_command(group, "set", "Rewrite it, as the factory daemon does", example,
+  Verb& set = add_command(group, "set", "Rewrite the list, as the factory daemon does", example,
                           [&invocation, options] {
                             if (!options->any) check_network_code(options->ntcode);
                             rewrite(invocation, options->ntcode);

@@ -162,7 +162,8 @@ void add_off_with_cable(Verb& group, Invocation& invocation) {
   };
   auto options = std::make_shared<Options>();
   Verb& command = add_command(
-      group, "off-with-cable", "Power it off while its cable is attached, and tell step by step",
+      group, "off-with-cable",
+      "Power the phone off while its cable is attached, and tell step by step",
       "  fcx power off-with-cable                     the cable is pulled after 10 s\n"
       "  fcx power off-with-cable --pull-after 3\n"
       "  fcx power off-with-cable --voltage-drop      its voltage drops before the USB state "

@@ -114,22 +114,23 @@ void add_screen(Verb& tool, Invocation& invocation) {
   });
   constexpr char kBits[] = "16 (RGB565) or 32 bits a pixel; as it is, when not given";
   Verb& show =
-      add_change(group, invocation, options, "show", "Put a picture on it",
+      add_change(group, invocation, options, "show", "Put a picture on the display",
                  "  fcx screen show logo.png\n  fcx screen show logo.png --bits 16", show_file);
   show.add_option("file", options->file, "A PNG file").required();
-  show.add_option("--bits", options->bits, kBits);
+  show.add_option("--bits", options->bits, kBits).type_name("BITS");
   Verb& card =
-      add_change(group, invocation, options, "card", "Put the test card on it",
+      add_change(group, invocation, options, "card", "Put the test card on the display",
                  "  fcx screen card\n  fcx screen card --size 720x1280 --bits 16", show_card);
   card.add_option("--size", options->size, "Pixels; as it is, when not given")
       .type_name("WIDTHxHEIGHT");
-  card.add_option("--bits", options->bits, kBits);
-  Verb& save = add_command(
-      group, "save", "Save what it shows", "  fcx screen save picture.png", [&invocation, options] {
-        const vp::Phone& phone = invocation.open_phone();
-        write_output_file(options->file, vp::encode_png(vp::shown_picture(phone)));
-        show_screen(invocation, phone);
-      });
+  card.add_option("--bits", options->bits, kBits).type_name("BITS");
+  Verb& save =
+      add_command(group, "save", "Save what the display shows, past the library",
+                  "  fcx screen save picture.png", [&invocation, options] {
+                    const vp::Phone& phone = invocation.open_phone();
+                    write_output_file(options->file, vp::encode_png(vp::shown_picture(phone)));
+                    show_screen(invocation, phone);
+                  });
   save.add_option("file", options->file, "The PNG file that is made").required();
 }
 

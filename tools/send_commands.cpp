@@ -238,8 +238,7 @@ void add_send(Verb& tool, Invocation& invocation) {
   command.add_option("--text", options->text, "The argument as text, whatever it begins with");
   command.add_option("--hex", options->hex, "The argument as bytes, two digits each")
       .type_name("BYTES");
-  command.add_flag("--raw", options->is_raw,
-                   "Whatever came back is well, of an unknown opcode too");
+  command.add_flag("--raw", options->is_raw, "Exit with 0 for an unknown opcode, too");
 }
 
 void add_demo(Verb& tool, Invocation& invocation) {

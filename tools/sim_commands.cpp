@@ -108,7 +108,7 @@ void add_sim(Verb& tool, Invocation& invocation) {
         change_sim(invocation, *full,
                    [&](vp::Sim& sim) { sim.not_yet = static_cast<int64_t>(count); });
       });
-  delay.add_option("polls", *polls, "How many polls").required();
+  delay.add_option("polls", *polls, "How many polls").required().type_name("N");
 }
 
 }  // namespace cli

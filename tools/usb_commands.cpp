@@ -64,9 +64,10 @@ void add_usb(Verb& tool, Invocation& invocation) {
     if (!group.has_subcommand()) show_usb(invocation, invocation.open_phone());
   });
   add_cable(group, invocation, "connect", "Plug a cable in: CONNECTED", vp::Cable::connected);
-  add_cable(group, invocation, "configure", "Let its other end configure it: CONFIGURED",
-            vp::Cable::configured);
-  add_cable(group, invocation, "disconnect", "Pull it: DISCONNECTED", vp::Cable::disconnected);
+  add_cable(group, invocation, "configure",
+            "Let the computer at its other end configure it: CONFIGURED", vp::Cable::configured);
+  add_cable(group, invocation, "disconnect", "Pull the cable: DISCONNECTED",
+            vp::Cable::disconnected);
 }
 
 }  // namespace cli

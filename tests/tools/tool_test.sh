@@ -369,6 +369,9 @@ faults)
   fcx init >/dev/null
   expect 0 'item +9 +any +fail -1 +1 +1$' fcx fault item serial_number fail --times 1
   expect 3 'item 9 cannot be read' fcx send 4010
+  fcx fault item serial_number fail --times 1 >/dev/null
+  expect 3 '^    "Diag_Lib: .*item 9 cannot be read"$' fcx send 4010 --json
+  expect 0 '^True$' /usr/bin/python3 -c 'import json, sys; print(len(json.loads(sys.stdin.read())["complaints"]) > 0)' <<<"$output"
   expect 0 'persist-qv/startday/date +write +fail ENOSPC +1 +until cleared' \
     fcx fault file /mnt/vendor//persist-qv/./startday/date fail ENOSPC --on write
   expect 0 '^data +ERROR$' fcx send 4295 '2020/06/01 09:30:00'
@@ -735,6 +738,8 @@ END
   rm "$fb0"
   expect 1 'was not captured' fcx capture d.png
   also '^screencap: /dev/graphics/fb0: No such file' '^Fcx: Cannot open fb0!$'
+  expect 1 '"message": "the screen was not captured: 0 bytes came. The library.s log is beside it."' fcx capture d.png --json
+  also '^      "Fcx: Cannot open fb0!"' '"exit_status": 1'
   expect 1 'fb0: No such file' fcx screen
 
   for words in '' 'a' 'a.gif' '- --json' '--format gif a.png' '--format pbm a' 'a.pbm' '--bw 1 a.raw' '--bw 256 a.png' \
