@@ -2,7 +2,6 @@
 
 #include <fstream>
 #include <functional>
-#include <iterator>
 
 #include "fcx/factory_items.h"
 #include "tools/item_name.h"
@@ -29,9 +28,9 @@ std::map<int, std::string> items_of(vp::Phone& phone) {
 std::string content_of(const fs::directory_entry& entry) {
   if (entry.is_symlink()) return "link to " + fs::read_symlink(entry.path()).string();
   if (!entry.is_regular_file()) return "no file";
+  std::string bytes(entry.file_size(), '\0');
   std::ifstream in(entry.path(), std::ios::binary);
-  const std::string bytes(std::istreambuf_iterator<char>(in), {});
-  if (!in) return "cannot be read";
+  if (!in.read(bytes.data(), static_cast<std::streamsize>(bytes.size()))) return "cannot be read";
   const uint64_t hash = std::hash<std::string>()(bytes);
   return std::to_string(bytes.size()) + " bytes, " +
          to_hex({reinterpret_cast<const char*>(&hash), 4});
