@@ -141,7 +141,8 @@ namespace {
 
 void list_faults(const Invocation& invocation) {
   const auto faults = vp::faults(invocation.open_phone());
-  invocation.json ? print({{"faults", faults_json(faults)}}) : print_faults(faults);
+  if (!invocation.json) return print_faults(faults);
+  print({{"faults", faults_json(faults)}, {"complaints", invocation.complaints}});
 }
 
 std::string effect_help(vp::Part part) {
@@ -183,7 +184,7 @@ std::string command_hint(const fcx::Command& row) {
 
 /// The number of the request that a word stands for: its number, or its name. Throws UsageError for
 /// what can be none.
-int32_t request_number(const std::string& word) {
+int32_t request_number(Invocation& invocation, const std::string& word) {
   std::vector<std::string> names;
   for (const fcx::NamedRequest& row : fcx::kModemRequests) {
     if (word == row.name) return row.number;
@@ -197,7 +198,7 @@ int32_t request_number(const std::string& word) {
     if (command == nullptr || fcx::find_request(number) != nullptr) return number;
     if (fcx::route_of(number) == fcx::Route::none) throw UsageError(command_hint(*command));
     // The link would carry it, so that it may be meant.
-    fprintf(stderr, "fcx: note: %s\n", command_hint(*command).c_str());
+    invocation.complain("fcx: note: " + command_hint(*command));
     return number;
   }
   if (command != nullptr) throw UsageError(command_hint(*command));
@@ -222,9 +223,9 @@ const fcx::Command& command_row(const std::string& word) {
 }
 
 /// A target in the form in which the phone knows it. Throws UsageError.
-std::string fault_target(vp::Part part, const std::string& word) {
+std::string fault_target(Invocation& invocation, vp::Part part, const std::string& word) {
   if (part == vp::Part::item) return std::to_string(item_number(word));
-  if (part == vp::Part::request) return std::to_string(request_number(word));
+  if (part == vp::Part::request) return std::to_string(request_number(invocation, word));
   if (part == vp::Part::command) return std::to_string(command_row(word).opcode);
   return word;
 }
@@ -297,24 +298,24 @@ void add_part(Verb& group, Invocation& invocation, vp::Part part, const std::str
   };
   auto options = std::make_shared<Options>();
   const std::string accesses = accesses_of(part);
-  Verb& command =
-      add_command(group, vp::name_of(part), std::string("Set a fault on one ") + vp::name_of(part),
-                  "", [&invocation, part, options, accesses] {
-                    const vp::EffectRow& row = effect_row(part, options->effect);
-                    const auto access = vp::named<vp::Access>(options->access);
-                    if (!access.has_value()) {
-                      throw UsageError("--on takes any, or one of " + accesses + ", not \"" +
-                                       options->access + "\"");
-                    }
-                    vp::Fault fault{0,       part,       fault_target(part, options->target),
-                                    *access, row.effect, effect_value(row, options->value),
-                                    {}};
-                    if (options->after) fault.after = number_of(*options->after, "--after");
-                    if (options->times) fault.remaining = number_of(*options->times, "--times");
-                    if (part == vp::Part::command) check_strikes(fault, invocation.directory());
-                    vp::set_fault(invocation.open_phone(), fault);
-                    list_faults(invocation);
-                  });
+  Verb& command = add_command(
+      group, vp::name_of(part), std::string("Set a fault on one ") + vp::name_of(part), "",
+      [&invocation, part, options, accesses] {
+        const vp::EffectRow& row = effect_row(part, options->effect);
+        const auto access = vp::named<vp::Access>(options->access);
+        if (!access.has_value()) {
+          throw UsageError("--on takes any, or one of " + accesses + ", not \"" + options->access +
+                           "\"");
+        }
+        vp::Fault fault{0,       part,       fault_target(invocation, part, options->target),
+                        *access, row.effect, effect_value(row, options->value),
+                        {}};
+        if (options->after) fault.after = number_of(*options->after, "--after");
+        if (options->times) fault.remaining = number_of(*options->times, "--times");
+        if (part == vp::Part::command) check_strikes(fault, invocation.directory());
+        vp::set_fault(invocation.open_phone(), fault);
+        list_faults(invocation);
+      });
   command.footer(effect_help(part) + "\nExample:\n" + example +
                  (part == vp::Part::request ? "\n\n" + request_help() : ""));
   command.add_option("target", options->target, target_help).required();

@@ -390,6 +390,7 @@ faults)
     fcx fault request get_serial_number fail
   expect 0 'note: 4294 is the opcode of the command "read_imei".*request 117 is "read_imei"' \
     fcx fault request 4294 fail
+  expect 0 '^    "fcx: note: 4294 is the opcode' fcx fault request 4294 fail --json
   expect 0 'request +117 read_imei +any' fcx fault request read_imei refuse
   expect 0 '"target": "117",' fcx fault list --json
   also '"name": "read_imei"' '"after": 2'
