@@ -11,6 +11,15 @@ if(FCX_HOME STREQUAL bench)
   fcx_debug_information_apart(fcx_virtual_phone ${CMAKE_INSTALL_LIBDIR})
   install(TARGETS fcx RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR})
   fcx_debug_information_apart(fcx ${CMAKE_INSTALL_BINDIR})
+  # What the tool prints for shells and readers; a build for a machine that cannot run it has none.
+  foreach(row "bash;bash-completion/completions;fcx" "zsh;zsh/site-functions;_fcx"
+      "fish;fish/vendor_completions.d;fcx.fish" "man;man/man1;fcx.1")
+    list(GET row 0 what)
+    list(GET row 1 place)
+    list(GET row 2 name)
+    install(FILES ${PROJECT_BINARY_DIR}/tools/printed/${what}
+      DESTINATION ${CMAKE_INSTALL_DATADIR}/${place} RENAME ${name} OPTIONAL)
+  endforeach()
 endif()
 install(DIRECTORY include/fcx DESTINATION ${CMAKE_INSTALL_INCLUDEDIR})
 install(EXPORT fcx_common NAMESPACE fcx:: FILE fcx_common-targets.cmake DESTINATION ${package_dir})

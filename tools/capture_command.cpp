@@ -332,19 +332,25 @@ void add_capture(Verb& tool, Invocation& invocation) {
       "screencap fails.",
       [&invocation, options] { run_capture(invocation, *options); });
   command.add_option("out", options->out, "The file that is made, or - for standard output")
-      .required();
+      .required()
+      .completes(Names::file);
   command.add_option("--rect", options->rect, "Pixels from the upper left; all, when not given")
       .type_name("LEFT,TOP,WIDTH,HEIGHT");
   command.add_option("--bits", options->bits, "16 (RGB565, when not given) or 32 bits a pixel")
-      .type_name("BITS");
+      .type_name("BITS")
+      .completes(bits_choices());
   command
       .add_option("--bw", options->threshold,
-                  "Black and white, 0 to 255: white above three quarters of this is a pixel's\n"
+                  "Black and white, 0 to 255: white above three quarters of this is a pixel's "
                   "brightness, 0 to 187, of its two bytes swapped; so from 250 on all is black")
       .type_name("THRESHOLD");
-  command.add_option(
-      "--format", options->format,
-      "png, raw (as screencap writes it) or pbm; by the file's name, when not given");
+  Choices formats;
+  for (const auto& [format, name] : kFormats) formats.push_back({name, ""});
+  command
+      .add_option("--format", options->format,
+                  "png, raw (as screencap writes it) or pbm; by the file's name, when not given")
+      .type_name("NAME")
+      .completes(formats);
 }
 
 }  // namespace cli

@@ -7,7 +7,9 @@
 #include <vector>
 
 #include "daemon/open.h"
+#include "tools/completion.h"
 #include "tools/json.h"
+#include "tools/terminal.h"
 #include "tools/words.h"
 
 namespace cli {
@@ -64,7 +66,66 @@ void check_option_values(const std::vector<std::string>& words) {
   }
 }
 
+OptionDefinition definition_of(const CLI::Option& option, const ValuesOfOptions& values) {
+  OptionDefinition definition;
+  definition.is_word = option.get_positional();
+  for (const std::string& name : option.get_snames()) definition.names.push_back("-" + name);
+  for (const std::string& name : option.get_lnames()) definition.names.push_back("--" + name);
+  if (definition.is_word) definition.names = {option.get_name(true)};
+  if (option.get_type_size() != 0) definition.value = option.get_type_name();
+  definition.help = option.get_description();
+  definition.is_required = option.get_required();
+  const auto found = values.find(&option);
+  if (found != values.end()) definition.values = found->second;
+  return definition;
+}
+
+std::string typed_for(const CLI::App& app) {
+  const CLI::App* group = app.get_parent();
+  return group == nullptr ? app.get_name() : typed_for(*group) + " " + app.get_name();
+}
+
+/// The parts at the end of a verb's help. One without examples of its own has those of its group.
+std::vector<Section> parts_of(const CLI::App& app) {
+  auto sections = sections_of(app.get_footer());
+  const bool has_examples = std::any_of(sections.begin(), sections.end(), [](const auto& each) {
+    return each.kind == Section::Kind::examples;
+  });
+  if (has_examples || app.get_parent() == nullptr) return sections;
+  auto lines = examples_of(sections_of(app.get_parent()->get_footer()), typed_for(app));
+  if (!lines.empty()) {
+    sections.insert(sections.begin(), {Section::Kind::examples, "Examples", std::move(lines)});
+  }
+  return sections;
+}
+
+Definition definition_of(const CLI::App& app, const ValuesOfOptions& values) {
+  Definition definition;
+  definition.name = app.get_name();
+  definition.description = app.get_description();
+  definition.needs_subcommand = app.get_require_subcommand_min() > 0;
+  definition.sections = parts_of(app);
+  for (const CLI::Option* option : app.get_options()) {
+    definition.options.push_back(definition_of(*option, values));
+  }
+  for (const CLI::App* each : app.get_subcommands({})) {
+    if (!each->get_group().empty()) definition.subcommands.push_back(definition_of(*each, values));
+  }
+  return definition;
+}
+
 }  // namespace
+
+Option& Option::completes(Names names) { return completes(Values{names, {}}); }
+
+Option& Option::completes(Choices choices) {
+  return completes(Values{Names::none, std::move(choices)});
+}
+
+Option& Option::completes(Values values) {
+  values_[&option_] = std::move(values);
+  return *this;
+}
 
 Option& Option::required() {
   option_.required();
@@ -84,16 +145,16 @@ Option& Option::type_name(const std::string& name) {
 Verb& Verb::add_subcommand(const std::string& name, const std::string& description) {
   app_->add_subcommand(name, description)->fallthrough();
   app_->require_subcommand(static_cast<int>(app_->get_require_subcommand_min()), 1);
-  return subcommands_.emplace_back(app_->get_subcommand_ptr(name));
+  return subcommands_.emplace_back(app_->get_subcommand_ptr(name), values_);
 }
 
 Option Verb::add_option(const std::string& names, std::string& value, const std::string& help) {
-  return Option(add_text(*app_, names, setter(value), help));
+  return Option(add_text(*app_, names, setter(value), help), *values_);
 }
 
 Option Verb::add_option(const std::string& names, std::optional<std::string>& value,
                         const std::string& help) {
-  return Option(add_text(*app_, names, setter(value), help));
+  return Option(add_text(*app_, names, setter(value), help), *values_);
 }
 
 void Verb::add_flag(const std::string& names, bool& value, const std::string& help) {
@@ -105,6 +166,8 @@ void Verb::footer(const std::string& text) { app_->footer(text); }
 void Verb::callback(std::function<void()> run) { app_->callback(std::move(run)); }
 
 void Verb::require_subcommand(int count) { app_->require_subcommand(count); }
+
+void Verb::hide() { app_->group(""); }
 
 void Verb::take_anything_unseen() { app_->group("")->fallthrough(false)->allow_extras(); }
 
@@ -138,9 +201,11 @@ std::vector<std::string> Verb::missing_words() const {
 
 std::string Verb::name() const { return app_->get_name(); }
 
-std::string Verb::help(const std::string& before) const {
-  return app_->get_formatter()->make_help(app_.get(), before + name(), CLI::AppFormatMode::Normal);
+std::string Verb::help(const std::string& before, bool is_plain) const {
+  return help_text(definition(), before + name(), text_columns(), is_plain);
 }
+
+Definition Verb::definition() const { return definition_of(*app_, *values_); }
 
 const Verb& Verb::subcommand(const std::string& word, const std::string& asked) const {
   for (const Verb& verb : subcommands_) {
@@ -253,7 +318,7 @@ UsageError incomplete(const Verb& tool, const std::vector<std::string>& words) {
 
 /// What `fcx` alone prints: whoever types it asks what there is.
 int show_help(const Verb& tool, const Invocation& invocation) {
-  const std::string text = tool.help("");
+  const std::string text = tool.help("", invocation.json);
   if (invocation.json) {
     print({{"help", text}});
   } else {
@@ -275,12 +340,21 @@ int run_command_line(const Program& program, int argc, char** argv, Invocation& 
   app->footer(program.footer);
   app->set_version_flag("-V,--version", program.version, "Print the version, and nothing else");
   app->require_subcommand(1);
-  Verb tool(app);
+  app->formatter_fn([](const CLI::App* verb, const std::string& typed, CLI::AppFormatMode) {
+    return help_text(definition_of(*verb, {}), typed, text_columns(), false);
+  });
+  Verb tool(app, std::make_shared<ValuesOfOptions>());
   tool.add_option("--phone", invocation.phone_directory,
-                  "The phone's directory. This and --json may stand anywhere")
-      .type_name("DIR");
+                  "The phone's directory. This, --json and --wide may stand anywhere")
+      .type_name("DIR")
+      .completes(Names::directory);
   tool.add_flag("--json", invocation.json, "Print one JSON object, for an error too");
+  tool.add_flag("--wide", is_wide, "Print tables whole, also what is wider than the terminal");
   add_verbs(tool);
+  if (asks_for_completion(argc, argv)) {
+    print_completions(tool.definition(), {argv + 3, argv + argc});
+    return kDone;
+  }
   check_option_values(words_to_read(argc, argv));
   try {
     app->parse(argc, argv);

@@ -6,11 +6,13 @@
 #include <filesystem>
 #include <functional>
 #include <list>
+#include <map>
 #include <memory>
 #include <optional>
 #include <string>
 #include <vector>
 
+#include "tools/definition.h"
 #include "tools/errors.h"
 #include "virtual_phone/core/phone.h"
 
@@ -21,10 +23,13 @@ class Option;
 
 namespace cli {
 
+/// What can be typed for the options and words of all verbs.
+using ValuesOfOptions = std::map<const CLI::Option*, Values>;
+
 /// An option of a verb, or a word that follows it.
 class Option {
  public:
-  explicit Option(CLI::Option& option) : option_(option) {}
+  Option(CLI::Option& option, ValuesOfOptions& values) : option_(option), values_(values) {}
 
   Option& required();
   /// An empty value means something. Of any other option it is a mistake, as an unset variable of a
@@ -32,15 +37,21 @@ class Option {
   Option& may_be_empty();
   /// What its help shows in place of a value.
   Option& type_name(const std::string& name);
+  /// What it can be, for whoever completes it on the command line.
+  Option& completes(Names names);
+  Option& completes(Choices choices);
+  Option& completes(Values values);
 
  private:
   CLI::Option& option_;
+  ValuesOfOptions& values_;
 };
 
 /// A word that says what to do: the tool itself, or one of its commands and their subcommands.
 class Verb {
  public:
-  explicit Verb(std::shared_ptr<CLI::App> app) : app_(std::move(app)) {}
+  Verb(std::shared_ptr<CLI::App> app, std::shared_ptr<ValuesOfOptions> values)
+      : app_(std::move(app)), values_(std::move(values)) {}
   Verb(const Verb&) = delete;
   Verb& operator=(const Verb&) = delete;
 
@@ -59,6 +70,8 @@ class Verb {
   void callback(std::function<void()> run);
   /// So many verbs must follow it.
   void require_subcommand(int count);
+  /// Help does not show it.
+  void hide();
   /// For a word that is no verb any more: it is not shown in help, takes whatever follows it, and
   /// says what to type instead.
   void take_anything_unseen();
@@ -74,8 +87,11 @@ class Verb {
   bool has_subcommand() const;
 
   std::string name() const;
-  /// What its --help prints. `before` is typed before its name.
-  std::string help(const std::string& before) const;
+  /// What its --help prints, without colours for what is no terminal. `before` is typed before its
+  /// name.
+  std::string help(const std::string& before, bool is_plain = false) const;
+  /// All that it takes, and what help shows of it.
+  Definition definition() const;
   /// The verb after this one that a word names. Throws UsageError; `asked` is how this one is
   /// typed.
   const Verb& subcommand(const std::string& word, const std::string& asked) const;
@@ -85,6 +101,7 @@ class Verb {
 
  private:
   std::shared_ptr<CLI::App> app_;
+  std::shared_ptr<ValuesOfOptions> values_;
   std::list<Verb> subcommands_;
 };
 

@@ -63,7 +63,8 @@ void add_commands(Verb& tool, Invocation& invocation) {
           print_reference(*row);
         }
       });
-  command.add_option("word", options->word, "An opcode, a name, or a word of what it does");
+  command.add_option("word", options->word, "An opcode, a name, or a word of what it does")
+      .completes(Names::command);
   command.add_flag("--markdown", options->markdown, "Print the page docs/commands.md");
 }
 

@@ -10,6 +10,7 @@
 #include "tools/command_example.h"
 #include "tools/command_name.h"
 #include "tools/delivery.h"
+#include "tools/terminal.h"
 #include "tools/text.h"
 
 namespace cli {
@@ -160,7 +161,14 @@ Json command_json(const fcx::Command& row) {
 
 void print_reference(const fcx::Command& row) {
   printf("%s\n%s\n", heading_of(row).c_str(), row.summary);
-  for (const Fact& fact : facts_of(row)) printf("  %-10s%s\n", fact.label, fact.text.c_str());
+  constexpr size_t kMargin = 12;
+  const size_t columns = output_columns().value_or(SIZE_MAX) - kMargin;
+  for (const Fact& fact : facts_of(row)) {
+    const char* label = fact.label;
+    for (const std::string& line : wrapped(fact.text, columns)) {
+      printf("  %-10s%s\n", std::exchange(label, ""), line.c_str());
+    }
+  }
   puts("");
   print_example(row, "  ");
 }

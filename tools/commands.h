@@ -6,6 +6,7 @@
 
 namespace cli {
 
+void add_completion(Verb& tool, Invocation& invocation);
 void add_help(Verb& tool, Invocation& invocation);
 void add_init(Verb& tool, Invocation& invocation);
 void add_status(Verb& tool, Invocation& invocation);

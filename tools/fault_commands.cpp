@@ -3,6 +3,7 @@
 #include <cstdio>
 #include <cstring>
 #include <memory>
+#include <sstream>
 
 #include "fcx/command_table.h"
 #include "modem/link/requests.h"
@@ -217,6 +218,38 @@ std::string request_help() {
   return help;
 }
 
+/// What is known of the targets of faults on a part.
+Values targets_of(vp::Part part) {
+  Choices choices;
+  switch (part) {
+    case vp::Part::item:
+      return {Names::item, {}};
+    case vp::Part::property:
+      return {Names::property, {}};
+    case vp::Part::file:
+      return {Names::device_path, {}};
+    case vp::Part::request:
+      return {Names::request, {}};
+    case vp::Part::command:
+      return {Names::command, {}};
+    case vp::Part::service:
+      for (const vp::FaultService& row : vp::kServices) choices.push_back({row.name, row.what});
+      break;
+    case vp::Part::thread:
+      for (const auto& row : vp::kEnumNames<fcx::LibraryThread>) choices.push_back({row.name, ""});
+      break;
+  }
+  return {Names::none, choices};
+}
+
+Choices effects_of(vp::Part part) {
+  Choices choices;
+  for (const vp::EffectRow& row : vp::fault_effects()) {
+    if (row.part == part) choices.push_back({vp::name_of(row.effect), row.meaning});
+  }
+  return choices;
+}
+
 /// The command that a word stands for. Throws UsageError.
 const fcx::Command& command_row(const std::string& word) {
   return *rows_of(std::to_string(opcode_of(word))).front();
@@ -318,14 +351,22 @@ void add_part(Verb& group, Invocation& invocation, vp::Part part, const std::str
       });
   command.footer(effect_help(part) + "\nExample:\n" + example +
                  (part == vp::Part::request ? "\n\n" + request_help() : ""));
-  command.add_option("target", options->target, target_help).required();
-  command.add_option("effect", options->effect, "What happens, see below").required();
+  command.add_option("target", options->target, target_help).required().completes(targets_of(part));
+  command.add_option("effect", options->effect, "What happens, see below")
+      .required()
+      .completes(effects_of(part));
   command.add_option("value", options->value, "A number, where the effect takes one");
   if (!accesses.empty()) {
+    Choices access_choices = {{vp::name_of(vp::Access::any), ""}};
+    std::istringstream names(accesses);
+    for (std::string name; names >> name;) {
+      access_choices.push_back({name.substr(0, name.find(',')), ""});
+    }
     command
         .add_option("--on", options->access,
                     "Strike on this access only: " + accesses + "; on any at first")
-        .type_name("ACCESS");
+        .type_name("ACCESS")
+        .completes(access_choices);
   }
   const bool counts_runs = part == vp::Part::command;
   command
@@ -428,7 +469,8 @@ void add_fault(Verb& tool, Invocation& invocation) {
                               }
                               list_faults(invocation);
                             });
-  clear.add_option("id", *id, "The fault's number in `fcx fault list`, or all of them");
+  clear.add_option("id", *id, "The fault's number in `fcx fault list`, or all of them")
+      .completes(Names::fault);
 }
 
 }  // namespace cli

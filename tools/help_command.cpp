@@ -26,12 +26,13 @@ void add_help(Verb& tool, Invocation& invocation) {
                                   verb =
                                       &verb->subcommand(*word, before.substr(0, before.size() - 1));
                                 }
-                                const std::string text = verb->help(before);
+                                const std::string text = verb->help(before, invocation.json);
                                 if (invocation.json) return print({{"help", text}});
                                 printf("%s", text.c_str());
                               });
-  command.add_option("command", options->command, "A command of the tool");
-  command.add_option("subcommand", options->subcommand, "A command of that command");
+  command.add_option("command", options->command, "A command of the tool").completes(Names::verb);
+  command.add_option("subcommand", options->subcommand, "A command of that command")
+      .completes(Names::verb);
 }
 
 }  // namespace cli

@@ -195,7 +195,9 @@ void add_item(Verb& tool, Invocation& invocation) {
                     const int number = item_number(*word);
                     print_item(invocation, invocation.open_phone(), number);
                   });
-  get.add_option("item", *word, "Its number, its name, or an accessor's").required();
+  get.add_option("item", *word, "Its number, its name, or an accessor's")
+      .required()
+      .completes(Names::item);
 
   auto value = std::make_shared<std::string>();
   Verb& set = add_command(group, "set", "Write one item",
@@ -210,7 +212,9 @@ void add_item(Verb& tool, Invocation& invocation) {
                             vp::write_item(phone, number, bytes);
                             print_item(invocation, phone, number);
                           });
-  set.add_option("item", *word, "Its number, its name, or an accessor's").required();
+  set.add_option("item", *word, "Its number, its name, or an accessor's")
+      .required()
+      .completes(Names::item);
   set.add_option("value", *value, "hex:BYTES, a number for a flag byte, else text")
       .required()
       .may_be_empty();
@@ -245,7 +249,7 @@ void add_prop(Verb& tool, Invocation& invocation) {
                           "The exit status is 1 for a property that is not set, and for an empty\n"
                           "one: who reads it on the phone cannot tell them apart.",
                           [&invocation, name] { print_property(invocation, *name); });
-  get.add_option("name", *name, "The property").required();
+  get.add_option("name", *name, "The property").required().completes(Names::property);
 
   auto value = std::make_shared<std::string>();
   auto is_build = std::make_shared<bool>(false);
@@ -258,7 +262,7 @@ void add_prop(Verb& tool, Invocation& invocation) {
                                       : vp::set_property(phone, *name, *value);
                             if (invocation.json) print({{"name", *name}, {"value", *value}});
                           });
-  set.add_option("name", *name, "The property").required();
+  set.add_option("name", *name, "The property").required().completes(Names::property);
   set.add_option("value", *value, "Its value").required().may_be_empty();
   set.add_flag("--build", *is_build, "As a property of the image: also a \"ro.\" name that is set");
 }

@@ -144,6 +144,14 @@ char log_priority(const std::string& word) {
   throw UsageError("--priority is one of " + known + ", not \"" + word + "\"");
 }
 
+Choices log_priorities() {
+  Choices choices;
+  for (size_t i = 0; i < kPriorities.size(); ++i) {
+    choices.push_back({std::string(1, kPriorities[i]), kPriorityNames[i]});
+  }
+  return choices;
+}
+
 int64_t log_time(const std::string& word, const std::string& option, bool is_end) {
   if (const auto ago = duration(word)) return virtual_phone::now_us() - *ago;
   const auto written = written_time(word);

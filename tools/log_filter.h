@@ -5,6 +5,8 @@
 #include <optional>
 #include <string>
 
+#include "tools/definition.h"
+
 namespace cli {
 
 /// A line in the form "11-21 06:26:00.123  1234  1234 I Tag     : message".
@@ -35,6 +37,8 @@ struct LogFilter {
 
 /// A priority by its letter or its name, in whatever case. Throws UsageError.
 char log_priority(const std::string& word);
+/// All of them.
+Choices log_priorities();
 
 /// The time that a word stands for: "10m", before now, in s, m, h or d; "12:00", "12:00:05" or
 /// "12:00:05.123", of today; the same with "06-01" and a blank before it, of that day. A time

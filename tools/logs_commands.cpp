@@ -286,6 +286,8 @@ void run_extract(Invocation& invocation, const Extraction& wanted) {
 
 void add_collect(Verb& group, Invocation& invocation) {
   auto to = std::make_shared<std::string>("internal");
+  Choices targets;
+  for (const auto& [name, target] : kTargets) targets.push_back({name, ""});
   add_command(
       group, "collect", "Let the library collect the logs, and tell what it has collected",
       "  fcx logs collect                into a dated folder, and all of those into an archive\n"
@@ -296,7 +298,8 @@ void add_collect(Verb& group, Invocation& invocation) {
       "as it does without a card.",
       [&invocation, to] { run_collect(invocation, *to); })
       .add_option("--to", *to, "internal (when not given), nvdump or card")
-      .type_name("TARGET");
+      .type_name("TARGET")
+      .completes(targets);
 }
 
 void add_crash(Verb& group, Invocation& invocation) {
@@ -331,9 +334,13 @@ void add_extract(Verb& group, Invocation& invocation) {
                                                     : directory_for(options->archive),
                                  options->is_flat, options->password});
       });
-  command.add_option("zip", options->archive, "The archive").required().type_name("ZIP");
+  command.add_option("zip", options->archive, "The archive")
+      .required()
+      .type_name("ZIP")
+      .completes(Names::file);
   command.add_option("dir", options->directory, "A new directory, or an empty one")
-      .type_name("DIR");
+      .type_name("DIR")
+      .completes(Names::directory);
   command.add_flag("--flat", options->is_flat, "Leave the archive's folders out");
   command
       .add_option("--password", options->password,

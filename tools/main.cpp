@@ -11,6 +11,7 @@
 #include "fcx/version.h"
 #include "tools/commands.h"
 #include "tools/json.h"
+#include "tools/terminal.h"
 #include "virtual_phone/core/clock.h"
 
 namespace {
@@ -43,7 +44,12 @@ constexpr char kFooter[] =
     "  fcx logs collect                        collect its logs into an archive\n"
     "  fcx fault item 9 fail                   let every access to item 9 fail\n"
     "\n"
-    "The phone is in $FCX_PHONE, else $XDG_STATE_HOME/fcx/phone, else ~/.local/state/fcx/phone.\n"
+    "Environment:\n"
+    "  FCX_PHONE       the phone's directory; else it is fcx/phone in XDG_STATE_HOME, else\n"
+    "                  in .local/state of HOME\n"
+    "  FCX_CLOCK       fast: nobody waits for the phone, when not given; real: as on a phone\n"
+    "  COLUMNS         how wide the terminal is, which says so itself when this is not given\n"
+    "  NO_COLOR        when it is not empty, nothing is bold or red; the same with TERM=dumb\n"
     "\n"
     "With --json every command prints one JSON object, and for an error {\"error\": {\"message\",\n"
     "\"exit_status\"}}, on standard output. \"masked\" marks what is shown in part, "
@@ -66,7 +72,7 @@ constexpr char kOutOfMemory[] = "out of memory";
 /// for it; or with --json as an object, and no word beside it.
 int report(const cli::Invocation& invocation, const char* message, int exit_status) {
   if (!invocation.json) {
-    fprintf(stderr, "fcx: %s\n", message);
+    fprintf(stderr, "%s %s\n", cli::failure("fcx:", stderr).c_str(), message);
     return exit_status;
   }
   try {
@@ -158,6 +164,7 @@ int run(int argc, char** argv, cli::Invocation& invocation) {
     cli::add_usb(tool, invocation);
     cli::add_screen(tool, invocation);
     cli::add_capture(tool, invocation);
+    cli::add_completion(tool, invocation);
   });
 }
 

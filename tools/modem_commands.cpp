@@ -237,7 +237,9 @@ void add_values(Verb& group, Invocation& invocation) {
                             vp::set_modem_value(phone, row.name, bytes);
                             print_value(invocation, phone, row);
                           });
-  set.add_option("name", *name, "The value's name in `fcx modem`").required();
+  set.add_option("name", *name, "The value's name in `fcx modem`")
+      .required()
+      .completes(Names::modem_value);
   set.add_option("value", *value, "Text, or hex:BYTES").required().may_be_empty();
 
   Verb& clear = add_command(group, "clear", "Remove one value from the modem",
@@ -247,7 +249,9 @@ void add_values(Verb& group, Invocation& invocation) {
                               vp::remove_modem_value(phone, row.name);
                               print_value(invocation, phone, row);
                             });
-  clear.add_option("name", *name, "The value's name in `fcx modem`").required();
+  clear.add_option("name", *name, "The value's name in `fcx modem`")
+      .required()
+      .completes(Names::modem_value);
 }
 
 void add_nv(Verb& group, Invocation& invocation) {
@@ -271,7 +275,10 @@ void add_nv(Verb& group, Invocation& invocation) {
                            print_nv(invocation, phone, number);
                          });
   nv.add_option("item", *item, "Its number").required();
-  nv.add_option("value", *value, "Hexadecimal bytes, inactive, failing, or none");
+  nv.add_option("value", *value, "Hexadecimal bytes, inactive, failing, or none")
+      .completes(Choices{{"inactive", "the modem holds it, and does not use it"},
+                         {"failing", "reads and writes of it fail"},
+                         {"none", "the modem does not hold it"}});
 }
 
 }  // namespace

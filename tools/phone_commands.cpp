@@ -115,12 +115,21 @@ void show_events(const Invocation& invocation, const std::optional<std::string>&
   table.print();
 }
 
-std::string profile_list() {
-  std::string list;
+Choices profile_choices() {
+  Choices choices;
   for (const vp::Profile& profile : vp::profiles()) {
-    list += (list.empty() ? "" : "; ") + std::string(profile.name) + ": " + profile.meaning;
+    choices.push_back({profile.name, profile.meaning});
   }
-  return list;
+  return choices;
+}
+
+/// "Profiles:" and a row each, for the end of help.
+std::string profile_help() {
+  std::string help = "\n\nProfiles:";
+  for (const Choice& profile : profile_choices()) {
+    help += "\n  " + profile.text + "  " + profile.meaning;
+  }
+  return help;
 }
 
 }  // namespace
@@ -135,7 +144,8 @@ void add_init(Verb& tool, Invocation& invocation) {
       tool, "init", "Make a virtual phone",
       "  fcx init                            a phone with its factory data written\n"
       "  fcx init --profile blank --force    replace it by one where nothing was written\n"
-      "  fcx --phone /tmp/p init             a phone in a directory of your own",
+      "  fcx --phone /tmp/p init             a phone in a directory of your own" +
+          profile_help(),
       [&invocation, options] {
         vp::create(invocation.directory(), options->profile, options->force);
         const std::string directory = invocation.open_phone().directory().string();
@@ -145,7 +155,9 @@ void add_init(Verb& tool, Invocation& invocation) {
           printf("made a phone (profile %s) in %s\n", options->profile.c_str(), directory.c_str());
         }
       });
-  command.add_option("--profile", options->profile, profile_list()).type_name("NAME");
+  command.add_option("--profile", options->profile, "What it is: single, when not given; see below")
+      .type_name("NAME")
+      .completes(profile_choices());
   command.add_flag("--force", options->force, "Replace the phone that is there");
 }
 
@@ -180,7 +192,8 @@ void add_log(Verb& tool, Invocation& invocation) {
   command.add_option("--tag", options->tag, "Lines with this tag, whole and in its case")
       .type_name("TAG");
   command.add_option("--priority", options->priority, "Lines as urgent as this: V, D, I, W, E or F")
-      .type_name("LETTER");
+      .type_name("LETTER")
+      .completes(log_priorities());
   command.add_option("--text", options->text, "Lines with this in their message, in whatever case");
   command.add_option("--since", options->since, "Lines from this time on").type_name("TIME");
   command.add_option("--until", options->until, "Lines up to this time").type_name("TIME");

@@ -116,14 +116,14 @@ void add_screen(Verb& tool, Invocation& invocation) {
   Verb& show =
       add_change(group, invocation, options, "show", "Put a picture on the display",
                  "  fcx screen show logo.png\n  fcx screen show logo.png --bits 16", show_file);
-  show.add_option("file", options->file, "A PNG file").required();
-  show.add_option("--bits", options->bits, kBits).type_name("BITS");
+  show.add_option("file", options->file, "A PNG file").required().completes(Names::file);
+  show.add_option("--bits", options->bits, kBits).type_name("BITS").completes(bits_choices());
   Verb& card =
       add_change(group, invocation, options, "card", "Put the test card on the display",
                  "  fcx screen card\n  fcx screen card --size 720x1280 --bits 16", show_card);
   card.add_option("--size", options->size, "Pixels; as it is, when not given")
       .type_name("WIDTHxHEIGHT");
-  card.add_option("--bits", options->bits, kBits).type_name("BITS");
+  card.add_option("--bits", options->bits, kBits).type_name("BITS").completes(bits_choices());
   Verb& save =
       add_command(group, "save", "Save what the display shows, past the library",
                   "  fcx screen save picture.png", [&invocation, options] {
@@ -131,7 +131,9 @@ void add_screen(Verb& tool, Invocation& invocation) {
                     write_output_file(options->file, vp::encode_png(vp::shown_picture(phone)));
                     show_screen(invocation, phone);
                   });
-  save.add_option("file", options->file, "The PNG file that is made").required();
+  save.add_option("file", options->file, "The PNG file that is made")
+      .required()
+      .completes(Names::file);
 }
 
 }  // namespace cli

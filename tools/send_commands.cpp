@@ -232,7 +232,8 @@ void add_send(Verb& tool, Invocation& invocation) {
             is_known && delivery.response.result == QVCMD_OK ? kDone : kCommandFailed;
       });
   command.add_option("command", options->command, "Opcode or name, as `fcx commands` lists them")
-      .required();
+      .required()
+      .completes(Names::command);
   command.add_option("argument", options->word, "The argument: a text, or hex:BYTES")
       .type_name("TEXT");
   command.add_option("--text", options->text, "The argument as text, whatever it begins with");

@@ -2,8 +2,77 @@
 
 #include <algorithm>
 #include <cstdio>
+#include <numeric>
+
+#include "tools/terminal.h"
 
 namespace cli {
+namespace {
+
+constexpr size_t kGap = 2;  // blanks between columns
+
+using Widths = std::vector<size_t>;
+
+size_t total(const Widths& widths) {
+  return std::accumulate(widths.begin(), widths.end(), (widths.size() - 1) * kGap);
+}
+
+/// Takes from the widest of the columns that are wider than they must be, again and again, until
+/// all fit. @return whether they do
+bool narrow(Widths& widths, size_t columns, const Widths& least) {
+  while (total(widths) > columns) {
+    size_t* widest = nullptr;
+    for (size_t i = 0; i < widths.size(); ++i) {
+      if (widths[i] > least[i] && (widest == nullptr || widths[i] > *widest)) widest = &widths[i];
+    }
+    if (widest == nullptr) return false;
+    --*widest;
+  }
+  return true;
+}
+
+/// How narrow columns may become and still be read well: names and numbers stay whole.
+Widths readable(Widths widths) {
+  constexpr size_t kName = 24;
+  constexpr size_t kWords = 14;
+  for (size_t& width : widths) width = width > kName ? kWords : width;
+  return widths;
+}
+
+/// A cell in lines of its column. A word that is longer than it goes on in the next line where
+/// nothing stands to the right of it, and else is cut.
+std::vector<std::string> lines_of(const std::string& cell, size_t width, bool is_last) {
+  std::vector<std::string> lines;
+  // What begins with blanks is moved in, and so are its further lines.
+  const size_t indent = std::min(cell.find_first_not_of(' '), cell.size());
+  const std::string margin(indent < width ? indent : 0, ' ');
+  const size_t room = width - margin.size();
+  for (const std::string& line : wrapped(std::string_view(cell).substr(indent), room)) {
+    const auto pieces = is_last ? split_at(line, room) : std::vector{cut_to(line, room)};
+    for (const std::string& piece : pieces) lines.push_back(margin + piece);
+  }
+  return lines;
+}
+
+/// The lines of a row side by side.
+std::vector<std::string> lines_of(const std::vector<std::string>& row, const Widths& widths) {
+  std::vector<std::string> lines;
+  size_t left = 0;
+  for (size_t i = 0; i < widths.size(); ++i) {
+    const auto cell = columns_of(row[i]) <= widths[i]
+                          ? std::vector{row[i]}
+                          : lines_of(row[i], widths[i], i + 1 == row.size());
+    lines.resize(std::max(lines.size(), cell.size()));
+    for (size_t j = 0; j < cell.size(); ++j) {
+      if (cell[j].empty()) continue;
+      lines[j].append(left - columns_of(lines[j]), ' ').append(cell[j]);
+    }
+    left += widths[i] + kGap;
+  }
+  return lines;
+}
+
+}  // namespace
 
 TextTable::TextTable(std::vector<std::string> head) { add(std::move(head)); }
 
@@ -18,18 +87,32 @@ void TextTable::add(std::vector<std::string> row) {
 }
 
 void TextTable::print() const {
-  std::vector<size_t> widths(rows_.front().size());
+  constexpr size_t kNarrowest = 4;
+  constexpr size_t kIndent = 4;  // of a last column that is below the others
+  Widths widths(rows_.front().size());
   for (const auto& row : rows_) {
-    for (size_t i = 0; i < row.size(); ++i) widths[i] = std::max(widths[i], row[i].size());
+    for (size_t i = 0; i < row.size(); ++i) widths[i] = std::max(widths[i], columns_of(row[i]));
   }
+  const size_t columns = output_columns().value_or(SIZE_MAX);
+  Widths fitting = widths;
+  const bool is_below = !narrow(fitting, columns, readable(widths)) && widths.size() > 2;
+  if (is_below) {
+    widths.pop_back();
+    fitting = widths;
+    narrow(fitting, columns, readable(widths));
+  }
+  narrow(fitting, columns, Widths(fitting.size(), kNarrowest));
   for (const auto& row : rows_) {
-    std::string line;
-    for (size_t i = 0; i < row.size(); ++i) {
-      line += row[i];
-      line.append(widths[i] - row[i].size() + 2, ' ');
+    auto lines = lines_of(row, fitting);
+    if (is_below && !row.back().empty()) {
+      for (const auto& line : lines_of(row.back(), columns - kIndent, true)) {
+        lines.push_back(std::string(kIndent, ' ') + line);
+      }
     }
-    line.erase(line.find_last_not_of(' ') + 1);
-    puts(line.c_str());
+    for (std::string& line : lines) {
+      line.erase(line.find_last_not_of(' ') + 1);
+      puts((&row == &rows_.front() ? heading(line) : line).c_str());
+    }
   }
 }
 

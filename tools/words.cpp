@@ -32,11 +32,11 @@ std::string in_lower_case(std::string text) {
   return text;
 }
 
-using Names = std::vector<std::string>;
+using NameList = std::vector<std::string>;
 
 /// Of `names`, the ones nearest to a word, the nearest first; of equal ones the shortest. None
 /// where none is near.
-Names nearest(const std::string& typed, const Names& names) {
+NameList nearest(const std::string& typed, const NameList& names) {
   constexpr size_t kMost = 3;
   constexpr size_t kTooShort = 3;  // everything is near to a letter or two
   const std::string word = in_lower_case(typed);
@@ -55,7 +55,7 @@ Names nearest(const std::string& typed, const Names& names) {
   }
   std::sort(near.begin(), near.end());
   near.erase(std::unique(near.begin(), near.end()), near.end());
-  Names list;
+  NameList list;
   for (const auto& [distance, size, name] : near) {
     // What has the word in it is meant rather than what resembles it.
     const bool is_worse = std::get<0>(near.front()) == 0 && distance > 0;
@@ -73,7 +73,7 @@ constexpr std::pair<std::string_view, std::string_view> kOtherWords[] = {
     {"create", "init"},       {"run", "send"},       {"state", "status"},  {"info", "status"},
 };
 
-std::string joined(const Names& names) {
+std::string joined(const NameList& names) {
   std::string list;
   for (const std::string& name : names) list += (list.empty() ? "" : ", ") + name;
   return list;
@@ -86,7 +86,7 @@ UsageError unknown(const std::string& kind, const std::string& word, const std::
                     (hint.empty() ? "" : hint + ". ") + "`" + typed + "` lists all of them.");
 }
 
-std::string near_it(const Names& near) { return near.empty() ? "" : "Near it: " + joined(near); }
+std::string near_it(const NameList& near) { return near.empty() ? "" : "Near it: " + joined(near); }
 
 }  // namespace
 
@@ -114,6 +114,10 @@ int bits_of(const std::string& text) {
   throw UsageError("--bits is 16 or 32, not \"" + text + "\"");
 }
 
+Choices bits_choices() {
+  return {{"16", "RGB565"}, {"32", "four bytes: red, green, blue, and what lets through"}};
+}
+
 bool contains(const std::string& text, const std::string& part) {
   return in_lower_case(text).find(in_lower_case(part)) != std::string::npos;
 }
@@ -126,7 +130,7 @@ UsageError unknown_name(const std::string& kind, const std::string& word,
 UsageError unknown_verb(const std::string& word, const std::vector<std::string>& names,
                         const std::string& typed) {
   constexpr size_t kFew = 10;
-  Names near = nearest(word, names);
+  NameList near = nearest(word, names);
   for (const auto& [other, name] : kOtherWords) {
     if (other != in_lower_case(word)) continue;
     if (std::find(names.begin(), names.end(), name) == names.end()) continue;
@@ -142,9 +146,9 @@ UsageError unknown_option(const std::string& option, const std::vector<std::stri
   const auto without_dashes = [](const std::string& name) {
     return name.substr(std::min(name.find_first_not_of('-'), name.size()));
   };
-  Names names;
+  NameList names;
   for (const std::string& name : options) names.push_back(without_dashes(name));
-  Names near = nearest(without_dashes(option), names);
+  NameList near = nearest(without_dashes(option), names);
   for (std::string& name : near) name.insert(0, name.size() == 1 ? "-" : "--");
   const std::string other = takes_words ? "A word that begins with a dash stands after --" : "";
   return unknown("option of `" + typed + "`", option, near.empty() ? other : near_it(near),

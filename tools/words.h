@@ -5,6 +5,7 @@
 #include <string>
 #include <vector>
 
+#include "tools/definition.h"
 #include "tools/errors.h"
 
 namespace cli {
@@ -16,6 +17,10 @@ size_t count_of(const std::string& text, const std::string& what);
 
 /// What --bits says of a pixel: 16 or 32, or UsageError.
 int bits_of(const std::string& text);
+Choices bits_choices();
+
+/// Whether `part` is in `text`, in whatever case.
+bool contains(const std::string& text, const std::string& part);
 
 /// Whether `part` is in `text`, in whatever case.
 bool contains(const std::string& text, const std::string& part);
