@@ -407,7 +407,7 @@ faults)
   expect 2 'command 4056 makes no access that could fail$' fcx fault command 4056 fail
   expect 2 'no command has the opcode 4999' fcx fault command 4999 fail
   expect 0 'service +atservice +find +late 60000 +1 +1$' fcx fault service atservice late 60000 --on find
-  expect 0 'carrier_set_up, .*cable_wait or screencap' fcx fault thread --help
+  expect 0 'power_off, cable_wait or screencap$' fcx fault thread --help
   ;;
 modem)
   fcx init >/dev/null
@@ -986,7 +986,7 @@ docs)
     failures=1
   # docs/virtual_phone.md has every fault, and every node of a phone.
   for part in item property file request service thread; do
-    for effect in $(fcx fault "$part" --help | sed -n '/^Effects:/,/^$/p' | awk 'NR > 1 { print $1 }'); do
+    for effect in $(fcx fault "$part" --help | sed -n '/^Effects:/,/^$/s/^  \([a-z]\{1,\}\).*/\1/p'); do
       state="$part $effect"
       expect 0 "^\\| $part \\| .*\`$effect[ \`]" cat "$here/docs/virtual_phone.md"
     done
