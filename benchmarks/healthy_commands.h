@@ -6,6 +6,7 @@
 #include <vector>
 
 #include "fcx/command_table.h"
+#include "fcx/qvcmd.h"
 
 namespace bench {
 

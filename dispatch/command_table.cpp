@@ -1,9 +1,11 @@
 #include "fcx/command_table.h"
 
 #include <algorithm>
+#include <array>
 #include <cstddef>
 #include <iterator>
 
+#include "dispatch/command_rows.h"
 #include "dispatch/handlers.h"
 #include "fcx/device_functions.h"
 #include "fcx/system_control.h"
@@ -17,11 +19,11 @@ struct Function {
   const char* name;
   const char* writer;
   Argument argument;
-  Command::Call call;
-  Command::Call write;
+  CommandCalls::Call call;
+  CommandCalls::Call write;
 };
 
-constexpr Function function(const char* name, Argument argument, Command::Call call) {
+constexpr Function function(const char* name, Argument argument, CommandCalls::Call call) {
   return {name, nullptr, argument, call, nullptr};
 }
 
@@ -160,17 +162,16 @@ constexpr Example after(int32_t opcode, const char* data, const Example& example
   return {opcode, data, {example.data[0], example.data[1], example.data[2]}};
 }
 
-constexpr Command row(int32_t opcode, bool prepares_pool, const Function& function, Detail detail,
-                      Command::Announcement announce, const char* summary, const char* answer,
-                      const Results& results, const Example& example) {
-  return {opcode,         function.name,   function.writer, function.argument,
-          detail.content, detail.selector, prepares_pool,   announce,
-          function.call,  function.write,  summary,         answer,
-          results,        example};
+constexpr CommandRow row(int32_t opcode, bool prepares_pool, const Function& function,
+                         Detail detail, CommandCalls::Announcement announce, const char* summary,
+                         const char* answer, const Results& results, const Example& example) {
+  return {{opcode, function.name, function.writer, function.argument, detail.content,
+           detail.selector, prepares_pool, summary, answer, results, example},
+          {announce, function.call, function.write}};
 }
 
 // clang-format off
-constexpr Command kCommands[] = {
+constexpr CommandRow kRows[] = {
 //    opcode pool form(argument, handler)                                         content   announce
 //    what it does, what it answers with, the words of `result`, an example
   row(3170, no,  CALLS(payload,           handle_set_dload_mode),                any,      silent,
@@ -452,8 +453,25 @@ constexpr Command kCommands[] = {
 };
 // clang-format on
 
+constexpr size_t kCount = std::size(kRows);
+
+// Apart, so that what the table shows of a command is all that its readers depend on, and the
+// search passes over no more than that.
+
+constexpr std::array<Command, kCount> kCommands = [] {
+  std::array<Command, kCount> commands{};
+  for (size_t i = 0; i < kCount; ++i) commands[i] = kRows[i].command;
+  return commands;
+}();
+
+constexpr std::array<CommandCalls, kCount> kCalls = [] {
+  std::array<CommandCalls, kCount> calls{};
+  for (size_t i = 0; i < kCount; ++i) calls[i] = kRows[i].calls;
+  return calls;
+}();
+
 constexpr bool rows_ascend() {
-  for (size_t i = 1; i < std::size(kCommands); ++i) {
+  for (size_t i = 1; i < kCommands.size(); ++i) {
     if (kCommands[i - 1].opcode >= kCommands[i].opcode) return false;
   }
   return true;
@@ -480,13 +498,17 @@ static_assert(examples_make_sense(), "an example sends something, and no data to
 
 }  // namespace
 
-Table<Command> command_table() { return {kCommands, std::size(kCommands)}; }
+Table<Command> command_table() { return {kCommands.data(), kCommands.size()}; }
 
 const Command* find_command(int32_t opcode) {
   const auto* row = std::lower_bound(
-      std::begin(kCommands), std::end(kCommands), opcode,
+      kCommands.begin(), kCommands.end(), opcode,
       [](const Command& command, int32_t wanted) { return command.opcode < wanted; });
-  return row != std::end(kCommands) && row->opcode == opcode ? row : nullptr;
+  return row != kCommands.end() && row->opcode == opcode ? row : nullptr;
+}
+
+const CommandCalls& calls_of(const Command& row) {
+  return kCalls[static_cast<size_t>(&row - kCommands.data())];
 }
 
 }  // namespace fcx

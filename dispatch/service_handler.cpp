@@ -3,7 +3,7 @@
 #include <hidl/HidlTransportSupport.h>
 
 #include "common/log.h"
-#include "fcx/command_table.h"
+#include "dispatch/command_rows.h"
 
 namespace {
 
@@ -26,9 +26,10 @@ int32_t service_handler(qvcmd_request* request, qvcmd_response* response) {
   if (row == nullptr) return 0;
   // The pool is prepared for every such command anew, on purpose.
   if (row->prepares_pool) prepare_thread_pool();
-  if (row->announce != nullptr) row->announce(row->opcode);
-  const bool writes = row->write != nullptr && request->data[0] != '\0';
-  const fcx::Command::Call call = writes ? row->write : row->call;
+  const fcx::CommandCalls& calls = fcx::calls_of(*row);
+  if (calls.announce != nullptr) calls.announce(row->opcode);
+  const bool writes = calls.write != nullptr && request->data[0] != '\0';
+  const auto call = writes ? calls.write : calls.call;
   if (call != nullptr) call(*row, *request, *response);
   return 0;
 }

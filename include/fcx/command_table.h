@@ -1,10 +1,19 @@
 // The command table: every opcode that the library knows, as data. The dispatcher, the fcx tool and
 // docs/commands.md read the same rows. To add a command, see docs/architecture.md.
+//
+// Example:
+//
+//   #include <cstdio>
+//
+//   for (const fcx::Command& row : fcx::command_table()) {
+//     printf("%d %s\n", row.opcode, row.summary);
+//   }
+//   const fcx::Command* csn = fcx::find_command(4018);
+//   if (csn != nullptr && csn->answer != nullptr) puts(csn->answer);
 #pragma once
 
 #include <cstdint>
 
-#include "fcx/qvcmd.h"
 #include "fcx/table.h"
 
 namespace fcx {
@@ -40,26 +49,20 @@ struct Example {
   const char* data[3];     ///< of the command's own requests; null for no further one
 };
 
+/// What is known of a command. Everything is constant, and owned by the library. How it is called
+/// is the dispatcher's: fcx/service_handler.h.
 struct Command {
-  /// Calls a row's handler. Only service_handler() does so.
-  using Call = void (*)(const Command& row, const qvcmd_request& request, qvcmd_response& response);
-  /// Writes a log line of the row's own.
-  using Announcement = void (*)(int32_t opcode);
-
-  int32_t opcode;
+  int32_t opcode;       ///< its number
   const char* handler;  ///< the function's name; null when there is none (pool only)
   const char* writer;   ///< the function for a non-empty payload where it is another one, else null
-  Argument argument;
-  Content content;
-  int32_t selector;       ///< for Argument::selector
-  bool prepares_pool;     ///< the HIDL thread pool is prepared before the call
-  Announcement announce;  ///< comes after the pool, before the call; or null
-  Call call;              ///< calls `handler`; null when only the pool is prepared
-  Call write;             ///< calls `writer`, or null
-  const char* summary;    ///< what it does, for people
-  const char* answer;     ///< what `data` has when it was done; null for nothing
-  Results results;
-  Example example;
+  Argument argument;    ///< what it takes of the request
+  Content content;      ///< what that must be
+  int32_t selector;     ///< for Argument::selector
+  bool prepares_pool;   ///< the HIDL thread pool is prepared before the call
+  const char* summary;  ///< what it does, for people
+  const char* answer;   ///< what `data` has when it was done; null for nothing
+  Results results;      ///< what the words of `result` mean
+  Example example;      ///< what to send to see it work
 };
 
 #pragma GCC visibility push(default)
@@ -67,7 +70,7 @@ struct Command {
 /// All rows, by ascending opcode.
 Table<Command> command_table();
 
-/// The row of `opcode`, or null when the opcode is unknown.
+/// The row of `opcode`, or null when the opcode is unknown. A binary search; no lock is taken.
 const Command* find_command(int32_t opcode);
 
 #pragma GCC visibility pop
