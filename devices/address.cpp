@@ -4,7 +4,7 @@
 #include <array>
 #include <cstring>
 
-#include "platform/factory_item_library.h"
+#include "ftm/store.h"
 
 namespace fcx {
 namespace {
@@ -56,7 +56,7 @@ AddressRead read_address(const FactoryItem& item, uint8_t* out) {
   // What a short read leaves out is F.
   std::array<uint8_t, kAddressBytes> address;
   address.fill(0xFF);
-  if (get_ftm_item(item.index, static_cast<int>(address.size()), address.data()) != 0) {
+  if (read_store(item.index, address.data(), address.size()) != 0) {
     return AddressRead::failed;
   }
   if (address == std::array<uint8_t, kAddressBytes>{}) return AddressRead::all_zero;
@@ -66,7 +66,7 @@ AddressRead read_address(const FactoryItem& item, uint8_t* out) {
 
 int write_address(const FactoryItem& item, const uint8_t* bytes) {
   if (bytes == nullptr) return 1;
-  return set_ftm_item(item.index, static_cast<int>(kAddressBytes), bytes) != 0 ? 1 : 0;
+  return write_store(item.index, bytes, kAddressBytes) != 0 ? 1 : 0;
 }
 
 int respond(int code, char* answer, const char* text) {

@@ -8,7 +8,7 @@
 #include "common/log.h"
 #include "common/properties.h"
 #include "common/text.h"
-#include "platform/factory_item_library.h"
+#include "ftm/store.h"
 
 namespace {
 
@@ -25,12 +25,12 @@ int status_of(int store_return) { return store_return < 0 ? -1 : 0; }
 
 int read_flag(int index) {
   uint8_t flag = 0;
-  return get_ftm_item(index, 1, &flag) < 0 ? -1 : flag;
+  return fcx::read_store(index, &flag, 1) < 0 ? -1 : flag;
 }
 
 int write_flag(int index, int value) {
   const auto flag = static_cast<uint8_t>(value);
-  return status_of(set_ftm_item(index, 1, &flag));
+  return status_of(fcx::write_store(index, &flag, 1));
 }
 
 int read_whole(const FactoryItem& item, char* buffer) {
@@ -44,7 +44,7 @@ int write_text(const FactoryItem& item, const char* text) {
 
 int write_whole(const FactoryItem& item, const char* bytes) {
   if (bytes == nullptr) return -1;
-  return status_of(set_ftm_item(item.index, static_cast<int>(item.length), bytes));
+  return status_of(fcx::write_store(item.index, bytes, item.length));
 }
 
 /// Zeroes the item in a write of its own, so that nothing of an old value outlives a new one.
@@ -88,7 +88,7 @@ int read_item(const FactoryItem& item, char* buffer, size_t size) {
   // Read aside, for the store may give fewer bytes than were asked for, or fail half-way.
   std::array<char, kLongestItem> bytes;
   memset(bytes.data(), 0, item.length);
-  const int result = get_ftm_item(item.index, static_cast<int>(item.length), bytes.data());
+  const int result = read_store(item.index, bytes.data(), item.length);
   if (result < 0) return result;
   memcpy(buffer, bytes.data(), item.length);
   memset(buffer + item.length, 0, size - item.length);
@@ -99,7 +99,7 @@ int write_item(const FactoryItem& item, std::string_view text) {
   std::array<char, kLongestItem> bytes;
   const size_t length = text.copy(bytes.data(), item.length);
   memset(bytes.data() + length, 0, item.length - length);
-  return set_ftm_item(item.index, static_cast<int>(item.length), bytes.data());
+  return write_store(item.index, bytes.data(), item.length);
 }
 
 }  // namespace fcx
@@ -127,12 +127,6 @@ int write_item(const FactoryItem& item, std::string_view text) {
   READER_##reading(index, reader) WRITER_##writing(index, writer)
 #include "fcx/factory_items.def"
 #undef FCX_ITEM
-
-int init_factory_item() {
-  if (init_ftm_item() >= 0) return 0;
-  DOMAIN_ERROR("Failed to init ftm item\n");
-  return -1;
-}
 
 int get_suffix_item(char* buffer) {
   fcx::TextBuffer<factory_item<item::suffix>().length> suffix;

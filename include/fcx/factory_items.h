@@ -1,6 +1,21 @@
 // Typed access to the numbered factory items of the platform's factory item store. Which item is
 // what stands in fcx/factory_items.def; no accessor caches or retries, every call reads or writes
-// the store. Open the store with init_factory_item() first.
+// the store, for as long as the store takes. Open the store with init_factory_item() first: until
+// that has succeeded every access fails as it does for an item that cannot be read or written, and
+// the first failure of the process is an ERROR line that says so.
+//
+// A buffer is the caller's, and a read that fails leaves it as it was. Nothing is locked: of two
+// threads that write one item either may be last.
+//
+// Example:
+//
+//   #include <cstdio>
+//
+//   if (init_factory_item() != 0) return;  // once, at start
+//   char imei[fcx::factory_item<fcx::item::imei>().length + 1] = {};  // one more: for the NUL
+//   if (get_imei_ftm_item(imei) != 0) return;  // `imei` is untouched
+//   if (set_charger_skip(1) != 0) return;      // not stored
+//   printf("%s %d\n", imei, get_charger_skip());
 #pragma once
 
 #include <cstddef>
@@ -61,11 +76,11 @@ int set_ship_mode_status(int on);
 int get_copy_preload_status();
 int set_copy_preload_status(int done);
 
-// Text. A getter fills the caller's buffer of at least the item's length (given beside it) with the
-// whole item: text that is shorter is followed by zero bytes, text of the full length has no NUL. A
-// setter takes NUL-terminated text, stores at most the item's length and zeroes the rest. Both
-// return 0, or -1 when the store fails or the pointer is null; the buffer, or the item, is then
-// untouched.
+// Text of the item's length, which is given beside it. A getter fills the caller's buffer, which
+// has at least that, with the whole item: text that is shorter is followed by zero bytes, text of
+// the full length has no NUL. A setter takes NUL-terminated text, stores at most the item's length
+// and zeroes the rest. Both return 0, or -1 when the store fails or the pointer is null; the
+// buffer, or the item, is then untouched.
 int get_pid(char* buffer);  // 30
 int set_pid(const char* text);
 int get_imei_ftm_item(char* buffer);  // 20
@@ -95,7 +110,8 @@ int get_suffix_item(char* buffer);
 int set_suffix_item(const char* text);
 
 /// The SAAT result and the mid-auto result, 256 and 128 bytes of text as above. The whole item is
-/// zeroed first, in a write of its own: -1 when that fails, before the new text is written.
+/// zeroed first, in a write of its own: -1 when that fails, before the new text is written. When
+/// the write of the text fails, the item is empty.
 int set_saatresult(const char* text);
 int set_midauto_result(const char* text);
 
@@ -119,25 +135,34 @@ int set_midauto_crc_list(const char* bytes);
 ///         the file removed, on purpose; the trace is left as it was.
 int set_factory_status(int status);
 
-/// The trace of factory statuses, 2048 bytes of text.
+/// The trace of factory statuses, text as above.
+/// @param buffer 2048 bytes
+/// @return 0 or -1
 int get_frst_trace(char* buffer);
 /// Appends one status (its first decimal character) to the trace; a trace of 2047 characters starts
-/// anew. @return 0, or -1 when the trace cannot be written
+/// anew, and so does one that cannot be read.
+/// @return 0, or -1 when the trace cannot be written
 int set_frst_trace(int status);
 
 /// The CRC wizard's state, one ASCII digit.
-/// @param buffer receives that one byte. @return 0 or -1
+/// @param buffer receives that one byte, without a NUL; untouched with -1
+/// @return 0, or -1 when it cannot be read or `buffer` is null
 int get_crcwizard(char* buffer);
-/// @param value 0 to 9; of a longer number its first character is stored. @return 0 or -1
+/// Stores the CRC wizard's state.
+/// @param value 0 to 9; of a longer number its first character is stored
+/// @return 0, or -1 when it cannot be written
 int set_crcwizard(int value);
 
 /// Flag setters as above that log before they write.
 int set_workfrstmodeon_status(int on);
 int set_lcd_break_mode(int mode);
 
-/// Reads any item with the length 2048. @param buffer 2048 bytes. @return 0 or -1
+/// Reads any item with the length 2048.
+/// @param buffer 2048 bytes, all of which are written, or none with -1; no NUL comes after them
+/// @return 0, or -1 when it cannot be read or `buffer` is null
 int get_string_ftm_by_index(int index, char* buffer);
-/// Reads the first byte of any item. @return 0 to 255, or -1
+/// Reads the first byte of any item.
+/// @return 0 to 255, or -1 when it cannot be read
 int get_int_ftm_by_index(int index);
 
 #pragma GCC visibility pop

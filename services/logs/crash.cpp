@@ -12,7 +12,7 @@
 #include "common/text.h"
 #include "fcx/factory_items.h"
 #include "fcx/log_collection.h"
-#include "ftm/partition.h"
+#include "ftm/store.h"
 
 namespace {
 

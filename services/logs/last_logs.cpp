@@ -10,7 +10,7 @@
 
 #include "common/files.h"
 #include "common/log.h"
-#include "ftm/partition.h"
+#include "ftm/store.h"
 #include "services/logs/last_log.h"
 #include "services/logs/log_path.h"
 

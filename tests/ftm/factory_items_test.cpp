@@ -2,7 +2,11 @@
 #include "fcx/factory_items.h"
 
 #include <cstring>
+#include <functional>
 
+#include "fcx/bt_address.h"
+#include "fcx/log_collection.h"
+#include "fcx/wlan_address.h"
 #include "tests/phone_fixture.h"
 
 namespace fcx_test {
@@ -243,6 +247,37 @@ TEST(FactoryItemStore, AMissingStoreIsSaidOnce) {
   EXPECT_EQ(-1, get_qem());
   EXPECT_EQ(-1, set_qem(1));
   EXPECT_EQ(-1, set_factory_status(3)) << "no file of this machine is touched";
+}
+
+/// Each way to the store, in a process that has not opened it: the first failure says so, before
+/// what the function says of its own, and no later one.
+TEST(FactoryItemStore, OneThatWasNeverOpenedIsSaidOnce) {
+  setenv("FCX_PHONE", "/nonexistent/phone", 1);
+  const std::string unopened = "Fcx E .*init_factory_item: not called, or failed; until it has";
+  uint8_t address[6];
+  char text[256];
+  int length = 0;
+  const std::pair<std::function<int()>, std::string> ways[] = {
+      {[] { return get_qem(); }, unopened},
+      {[] { return set_qem(1); }, unopened},
+      {[&] { return get_pid(text); }, unopened},
+      {[] { return set_pid("1"); }, unopened},
+      {[] { return set_gpio_sum("1234"); }, unopened},
+      {[&] { return bt_addr_read(address); }, unopened},
+      {[&] { return wlan_mac_write(address); }, unopened},
+      {[&] { return crash_log_save(text, &length, 1); }, unopened},
+      {[&] { return get_frst_trace(text); }, unopened + "(.|\n)*get ftm Error"},
+      {init_factory_item, "Failed to init ftm item(.|\n)*" + unopened}};
+  for (const auto& [way, first] : ways) {
+    const auto twice = [&way = way] {
+      const int code = way();
+      exit(code != 0 && way() == code && get_qem() == -1 ? 0 : 1);
+    };
+    EXPECT_EXIT(twice(), testing::ExitedWithCode(0),
+                testing::AllOf(testing::ContainsRegex(first),
+                               testing::Not(testing::ContainsRegex("not called(.|\n)*not called"))))
+        << first;
+  }
 }
 
 }  // namespace
