@@ -13,10 +13,38 @@
 // They return 1 without sending anything when a pointer that they need is null (`answer` and the
 // first one, unless said otherwise), and what request_to_system() returns in all other cases: 0
 // with an answer, which may be the modem's error text. When a request fails, `*answer_len` becomes
-// -1 if `answer` is given too, and `answer` is untouched.
+// -1 if `answer` is given too, and `answer` is untouched. A null pointer leaves both untouched.
+// Each waits until the modem answers; any thread may call, and waits for its turn.
+//
+// Example:
+//
+//   #include <cstdio>
+//
+//   char nothing[1] = {};
+//   char imei[2048];
+//   int length = 0;
+//   if (read_qve_imei(117, nothing, 0, imei, &length) != 0) return;  // the request failed
+//   if (fcx::is_modem_error_text(imei, length)) return;              // but an error text came
+//   printf("%.*s\n", length, imei);
 #pragma once
 
 #pragma GCC visibility push(default)
+
+namespace fcx {
+
+/// Whether an answer is the modem's error text and no identity: the functions below, and the
+/// commands that read an identity, return such a text as an answer, on purpose.
+///
+/// An error text begins with the item's name and " READ ERROR", " WRITE ERROR" or " ERROR", as
+/// "IMEI READ ERROR :(", "SUFFIX READ ERROR" and "NO SIM ERROR" do, or with "CHECK DIGIT ERROR" or
+/// "NOT YET". What follows counts for nothing. No identity begins so: digits, and the texts that
+/// the factory writes, have neither the name of their own item nor a blank after it.
+/// @param answer `length` bytes, read up to a NUL; null is no error text
+/// @param length bytes of the answer; 0 or less is no answer, and so no error text
+/// @return false also for an acknowledgement, as "IMEI WRITE OK"
+bool is_modem_error_text(const char* answer, int length);
+
+}  // namespace fcx
 
 /// Requests 101, 102: the IMPL record. The read answers '1' when the flag is set, or "IMPL READ
 /// ERROR".
@@ -54,6 +82,7 @@ unsigned int write_qve_imei(int number, char* data, short len, char* answer, int
 unsigned int read_qve_imei(int number, char* request, short len, char* answer, int* answer_len);
 
 /// Reads the network-code list that the modem keeps: requests 154 and 127, then a bulk transfer.
+/// One thread at a time: the modem has one such transfer.
 /// @param answer     2048 bytes
 /// @param answer_len receives the length of the answer to 127, normally 0, plus that of the list;
 ///                   2048 at most
@@ -95,8 +124,8 @@ int write_pid(char* pid);
 
 /// Reads the product identifier from the modem or, when the modem does not support it, from factory
 /// item 4.
-/// @param out 2048 bytes; text that is shorter is followed by a NUL
-/// @return 0 from the modem; 2 from the item, on purpose; 1 when there is none
+/// @param out 2048 bytes; text that is shorter is followed by a NUL. Untouched when 1 is returned
+/// @return 0 from the modem; 2 from the item, on purpose; 1 when there is none, or `out` is null
 int read_pid(char* out);
 
 /// Computes an IMEI's check digit (Luhn, over the digits 0 to 13) and writes it to position 14.
@@ -107,7 +136,8 @@ void make_imei_chksum(char* imei, int len);
 
 /// Copies what the modem answers for its IMEI to factory item 13, or for its MEID to factory item
 /// 207, unless the item begins with it: 20 bytes at most, of any content. An empty answer changes
-/// nothing; neither does a read that fails, which is logged, as is an IMEI's error text.
+/// nothing; neither does a read that fails, which is logged, as is an error text in place of an
+/// IMEI.
 void imei_check_on_boot();
 void meid_check_on_boot();
 

@@ -177,6 +177,60 @@ TEST_F(IdentityItems, AnErrorTextIsNoImei) {
   }
 }
 
+TEST_F(IdentityItems, AnErrorTextIsToldFromAnIdentity) {
+  const auto is_error = [](const Answer& answer) {
+    return fcx::is_modem_error_text(answer.second.data(), static_cast<int>(answer.second.size()));
+  };
+  // What the modem answers when it has nothing, and when somebody has written the longest record.
+  using Form = unsigned (*)(char*, short, char*, int*);
+  const std::tuple<const char*, Form, Form> cases[] = {
+      {"IMPL READ ERROR", write_qve_impl, read_qve_impl},
+      {"IDDE READ ERROR", write_qve_idde, read_qve_idde},
+      {"FUSG READ ERROR", write_qve_fusg, read_qve_fusg},
+      {"PID2 READ ERROR", write_qve_pid2, read_qve_pid2},
+      {"SUFFIX READ ERROR", write_qve_suffix, read_qve_suffix},
+      {"GDEN READ ERROR", write_qve_gden, read_qve_gden},
+      {"RGRV READ ERROR", write_qve_rgrv, read_qve_rgrv}};
+  for (const auto& [error, write, read] : cases) {
+    EXPECT_TRUE(is_error(call(write, ""))) << error;
+    EXPECT_EQ(Answer(0, error), call(read, ""));
+    EXPECT_TRUE(is_error(call(read, ""))) << error;
+    EXPECT_FALSE(is_error(call(write, "1234567890ABCDEF"))) << error;
+    EXPECT_FALSE(is_error(call(read, ""))) << error;
+  }
+  for (const int slot : {116, 118, 120}) {
+    EXPECT_TRUE(is_error(call(read_qve_imei, "", slot + 1))) << slot;
+    EXPECT_TRUE(is_error(call(write_qve_imei, "490154203237517", slot))) << slot;
+    EXPECT_TRUE(is_error(call(write_qve_imei, "", slot))) << slot;
+    EXPECT_FALSE(is_error(call(write_qve_imei, kImei, slot))) << slot;
+    EXPECT_FALSE(is_error(call(read_qve_imei, "", slot + 1))) << slot;
+  }
+  for (const auto& [text, is_one] : {std::pair("NO SIM ERROR"sv, true),
+                                     {"NO SIM READ ERROR"sv, true},
+                                     {"NOT YET"sv, true},
+                                     {"TYPE READ ERROR"sv, true},
+                                     {"NTCODE READ ERROR 1"sv, true},
+                                     {"CHECK DIGIT ERROR!"sv, true},
+                                     {"IDDE ERROR\0old"sv, true},
+                                     {"IMEI READ ERRO"sv, false},
+                                     {"IMEI READ ERRO\0R"sv, false},
+                                     {"IMEI ERRATIC"sv, false},
+                                     {"NOT YE"sv, false},
+                                     {"PID3 READ ERROR"sv, false},
+                                     {" IMEI READ ERROR"sv, false},
+                                     {"ERROR"sv, false},
+                                     {"A0000012345678"sv, false},
+                                     {"89499770000000008157"sv, false},
+                                     {""sv, false}}) {
+    EXPECT_EQ(is_one, is_error({0, std::string(text)})) << text;
+  }
+  for (const int length : {0, -1, INT32_MIN}) {
+    EXPECT_FALSE(fcx::is_modem_error_text("NOT YET", length)) << length;
+  }
+  EXPECT_FALSE(fcx::is_modem_error_text("NOT YET", 6)) << "as far as the length says";
+  EXPECT_FALSE(fcx::is_modem_error_text(nullptr, 7));
+}
+
 TEST_F(IdentityItems, ThePidComesFromTheModemOrElseFromTheItem) {
   std::vector<char> out(QVCMD_DATA_SIZE, '#');
   set_modem("pid", "PID-M");
