@@ -3,6 +3,19 @@
 //
 // An AT command's answer is NUL-terminated text. The buffer for it has at least 64 bytes, of which
 // the first four are cleared before the text is written; a null one is answered nothing.
+//
+// Nothing is kept between calls, and nothing locked: of two that store an address at a time either
+// may be last.
+//
+// Example:
+//
+//   #include <cstdio>
+//
+//   uint8_t address[6];
+//   char digits[13];
+//   if (bt_addr_ascii_to_hexa("02FC0A123456", address) != 0) return;  // no address
+//   if (bt_addr_write(address) != 0) return;                          // not stored
+//   if (handle_testmode_bt_read_request(digits) == 0) puts(digits);
 #pragma once
 
 #include <cstdint>
@@ -43,7 +56,7 @@ int handle_atcmd_btad_query(char* answer);
 /// @return 0
 int handle_atcmd_btad_range(char* answer);
 
-/// Carries out "AT%BTAD=": stores the address and answers "BLUETOOTH ADDRESS WRITE OK".
+/// Carries out "AT%BTAD=": stores the address, then answers "BLUETOOTH ADDRESS WRITE OK".
 /// @param params      as many NUL-terminated texts as `param_count` says, each with one digit as
 ///                    its first character; a null one has none
 /// @param param_count 12

@@ -5,6 +5,17 @@
 //
 // Lines go to the system log buffer with priority INFO, tag "Fcx" and the prefix "[QVE][SBP]", but
 // none at all once qve_check_fboot_status() has found the build type "user".
+//
+// Example:
+//
+//   #include <cstdio>
+//
+//   char mapping[2048];
+//   char directory[128];
+//   qve_get_tamra_file_path("/cust_path_mapping.cfg", mapping);
+//   if (fexists(mapping) == 0) return;                                        // no such file
+//   if (qve_get_value_from_file(mapping, "310410,01", directory) != 0) return;  // no such key
+//   puts(directory);
 #pragma once
 
 #include <iosfwd>
@@ -22,12 +33,14 @@ extern bool e_is_overlayfs;
 
 // Reaching a file. Paths are the device's.
 
+/// Whether a path is one of the system or product tree.
 /// @return 1 when the path contains "/product" or "/system" anywhere, else 0. Not a prefix test, on
 ///         purpose: "/vendor/productx/a.xml" counts.
 int is_system_path(const std::string& path);
 
 /// The whole contents of a file of the system or product tree, read through the file-handle
-/// service. Empty for any other path, without the service, and for what it cannot read.
+/// service, however long the service takes. Empty for any other path, without the service, and for
+/// what it cannot read.
 std::string get_halData_from_file(const std::string& path);
 
 /// Copies a file that only the service can read to "/mnt/vendor/persist-qv/kelp", under its last
@@ -42,7 +55,8 @@ int get_hal_copied_file(const std::string& path, std::string& copy);
 /// @return the document, to be freed with xmlFreeDoc(), or null
 _xmlDoc* getXmlParseFile(const char* name);
 
-/// @return 1 when the file exists in the way of that mode: the service has contents for it; the
+/// Whether a file exists.
+/// @return 1 when it does in the way of that mode: the service has contents for it; the
 ///         file can be found; whichever of the two reaches it. Else 0
 int fexists_hal(const char* path);
 int fexists_direct(const char* path);
@@ -50,15 +64,15 @@ int fexists(const char* path);
 
 /// The path of a file of the package: the root, "/etc" in overlay mode, and `name` with its slash.
 /// @param name may be null: the root alone
-/// @param out 2048 bytes; a longer path is cut
-/// @return `out`
+/// @param out 2048 bytes that receive NUL-terminated text; a longer path is cut
+/// @return `out`, also when it is null
 char* qve_get_tamra_file_path(const char* name, char* out);
 
 // Values in files.
 
 /// Finds a key in a file of KEY=VALUE lines. The first line with that key counts; a carriage return
 /// at its end does not. Opened directly, a line of more than 127 characters counts as several.
-/// @param value 128 bytes; a longer value is cut. Untouched when 1 is returned
+/// @param value 128 bytes with the NUL; a longer value is cut. Untouched when 1 is returned
 /// @return 0 when the key was found, 1 when it was not, or an argument is null
 int qve_get_value_from_file(const char* path, const char* key, char* value);
 int qve_get_value_from_file_direct(const char* path, const char* key, char* value);
@@ -72,14 +86,17 @@ int qve_get_value_from_file_hal(const char* path, const char* key, char* value);
 /// @param mccmnc_list comma-separated, parallel to `subset_list`; 127 characters of it count
 /// @param subset_list comma-separated; 63 characters of it count
 /// @param out         92 bytes: the directory, cut at 91 characters; untouched when none was found
-/// @param pieces      overlay mode: what the line's value holds between its ":". May be null
+/// @param pieces      overlay mode: receives what the line's value holds between its ":", after
+///                    what is there; untouched when none was found. May be null. A null pointer for
+///                    any other only empties `path`
 void qve_parse_cust_path(std::string& path, const char* mccmnc_list, const char* subset_list,
                          char* out, std::vector<std::string>* pieces = nullptr);
 
 /// One scan of the mapping file in overlay mode.
-/// @param path   on a match "/mnt/product/OP/" and the value's last piece
-/// @param pieces on a match its pieces, between ":", after what is there
-/// @return 1 on a match, else 0
+/// @param path    on a match "/mnt/product/OP/" and the value's last piece
+/// @param pieces  on a match its pieces, between ":", after what is there
+/// @param mapping read up to the line that matches, or to its end
+/// @return 1 on a match, else 0 (`path` and `pieces` are then untouched)
 int find_matching_path(std::string& path, std::vector<std::string>& pieces, std::istream& mapping,
                        const std::string& mccmnc, const std::string& subset);
 
@@ -95,6 +112,7 @@ void qve_sbp_set_timer();
 /// Whether the chip vendor is "mtk".
 void qve_check_mtk_chipset();
 
+/// Whether the chipset is a slow one.
 /// @return 1 when the platform is the slow "MT6755", else 0
 int qve_check_low_chipset();
 
@@ -104,7 +122,8 @@ void qve_check_kelp();
 /// Which SIM profiles the region and the package call for.
 void qve_check_nao_feature();
 
-/// Publishes them: "persist.vendor.qve.sim.profile" and "ro.vendor.qve.sim.operator.use".
+/// Publishes which SIM profiles are called for: "persist.vendor.qve.sim.profile" and
+/// "ro.vendor.qve.sim.operator.use".
 void qve_save_profile_type();
 
 /// Settles the carrier by the network code's second table: at the first entry "10010" with a subset

@@ -1,4 +1,14 @@
 // The device functions behind single commands.
+//
+// Example:
+//
+//   #include <cstdio>
+//
+//   char serial[13];
+//   char checksum[20];
+//   if (qve_factory_serial_number_read(serial) != 0) return;      // the item cannot be read
+//   if (crc_command(fcx::kFileChecksum, checksum) != 0) return;  // `checksum` is untouched
+//   printf("%s %s\n", serial, checksum);
 #pragma once
 
 #pragma GCC visibility push(default)
@@ -48,14 +58,15 @@ int qve_reset_production(int mode);
 /// @return 0; 1 as above, and when it cannot be found out if there is a card; 2 without one
 int hidden_factoryreset_sdcard();
 
-/// The same as "sdcard,poweroff", and powers the phone off.
+/// As hidden_factoryreset_sdcard(), but noted as "sdcard,poweroff", and powers the phone off.
 int hidden_factoryreset_sdcard_power_off();
 
 // The SD card: the first mount point below "/storage/" in "/proc/mounts", but for the phone's own
 // "/storage/emulated" and "/storage/self". One that cannot be found out is logged.
 
 /// Whether a card is mounted.
-/// @param buf receives "1" when one is, else "0", as 2 bytes with a NUL; may be null
+/// @param buf receives "1" when one is, else "0", also when that cannot be found out, as 2 bytes
+///            with a NUL; may be null
 /// @return 0 when one is, 1 otherwise
 int mmc_emt(char* buf);
 
@@ -65,11 +76,13 @@ int mmc_emt(char* buf);
 int get_sdcard_path(char* out);
 
 // SIM and radio, by the system side. The answers are text of at most 2047 characters in 2048
-// bytes, with a NUL. Each returns 0, -1 for a null pointer, or the code of the request that failed.
+// bytes, with a NUL. Each returns 0, -1 for a null pointer (nothing is then sent or written), or
+// the code of the request that failed: see request_to_system(), for whose answer each waits.
 
 /// Whether a SIM is in the phone.
-/// @param out     receives the answer, what a failed request has answered too
-/// @param out_len receives its length
+/// @param out     receives the answer. A request that failed writes it, too: what it has answered,
+///                or an empty text
+/// @param out_len receives its length, 0 for an empty text
 int qve_issim_req(char* out, int* out_len);
 
 /// Switches the virtual SIM.
@@ -113,12 +126,12 @@ int qve_mbn_deactivation();
 int ram_memory_size();
 
 /// Reads the SKU (factory item 420).
-/// @param sku receives NUL-terminated text; at least 31 bytes
-/// @return 0, or -1 when the item cannot be read or `sku` is null (nothing is then written)
+/// @param sku 31 bytes that receive NUL-terminated text, all of them
+/// @return 0, or -1 when the item cannot be read or `sku` is null (it is then untouched)
 int qve_factory_sku_read(char* sku);
 
 /// Reads the serial number (factory item 9).
-/// @param serial receives NUL-terminated text of at most 12 characters; at least 13 bytes
+/// @param serial 13 bytes that receive NUL-terminated text, all of them
 /// @return 0, or -1 when the item cannot be read or `serial` is null (it is then untouched)
 int qve_factory_serial_number_read(char* serial);
 

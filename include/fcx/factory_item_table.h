@@ -1,5 +1,16 @@
 // The rows of fcx/factory_items.def as data. The accessors, the command handlers and the fcx tool
 // read the same rows. To add an item, see docs/architecture.md.
+//
+// Example:
+//
+//   #include <cstdio>
+//
+//   constexpr const fcx::FactoryItem& imei = fcx::factory_item<fcx::item::imei>();
+//   static_assert(imei.index == 13 && imei.length == 20);
+//   const fcx::FactoryItem* unknown = fcx::find_factory_item(4000);  // null: no row has it
+//   for (const fcx::FactoryItem& item : fcx::kFactoryItems) {
+//     if (&item != unknown) printf("%d %s: %s\n", item.index, item.name, item.meaning);
+//   }
 #pragma once
 
 #include <cstddef>
@@ -7,8 +18,19 @@
 
 namespace fcx {
 
-enum class Encoding { flag_byte, digit_byte, text, bytes };
-enum class Privacy { open, identity };
+/// What an item's bytes are.
+enum class Encoding {
+  flag_byte,   ///< one raw byte, a small number
+  digit_byte,  ///< one ASCII digit
+  text,        ///< NUL-terminated ASCII; a text of the full length has no NUL
+  bytes,       ///< as their owner likes
+};
+
+/// What may be shown of an item.
+enum class Privacy {
+  open,      ///< all of it
+  identity,  ///< it names one handset: a part only, in listings
+};
 
 /// The items' numbers by their names: item::imei.
 namespace item {
@@ -21,15 +43,16 @@ namespace item {
 
 }  // namespace item
 
+/// A row of fcx/factory_items.def. Its texts are constant.
 struct FactoryItem {
-  int index;
-  const char* name;
-  size_t length;  ///< bytes
-  Encoding encoding;
-  Privacy privacy;
-  const char* reader;  ///< the accessor or handler that reads it, or null
-  const char* writer;  ///< likewise for writing
-  const char* meaning;
+  int index;            ///< the item's number in the store
+  const char* name;     ///< as in item::name
+  size_t length;        ///< bytes
+  Encoding encoding;    ///< what they are
+  Privacy privacy;      ///< what may be shown of them
+  const char* reader;   ///< the accessor or handler that reads it, or null
+  const char* writer;   ///< likewise for writing
+  const char* meaning;  ///< for people
 };
 
 /// The longest item, in bytes; any item may be read with this length.

@@ -6,6 +6,15 @@
 // a longer one is left out, never cut. An empty path names nothing. A null pointer gives the
 // failing result and nothing else. Failures of single files, records and commands are logged and
 // end nothing but what is said. The archive itself: fcx/make_zip_file.h.
+//
+// Example:
+//
+//   #include <cstdio>
+//
+//   if (logsave("/data/vendor/factory/logsave/") != 0) return;  // no archive
+//   char summaries[256];
+//   int length = 0;
+//   if (crash_log_save(summaries, &length, 5) == 0) puts(summaries);
 #pragma once
 
 #pragma GCC visibility push(default)
@@ -71,11 +80,11 @@ int Delete_Folder(const char* path);
 ///         position cannot be kept: `out` is then empty, and the same piece is next again
 int scan_auto_touch_result(char* out);
 
-/// Logs that it was called, and does the same.
+/// Logs that it was called, and does what scan_auto_touch_result() does.
 int logsave_aat_touch(char* out);
 
 /// Whether pieces of the touch result remain.
-/// @param out 2 bytes that receive "0" or "1" with a NUL
+/// @param out 2 bytes that receive "0" when the transfer has completed, else "1", with a NUL
 /// @return 0 when the transfer has completed; 1 while pieces remain, or when that is unknown
 int check_transfer_status(char* out);
 
@@ -85,7 +94,8 @@ int check_transfer_status(char* out);
 /// @return 0, or -1 when the item cannot be read (neither is then touched)
 int get_crash_count(char* out, int* len);
 
-/// Zeroes all 16 bytes of that item. @return 0, or -1 when it cannot be written
+/// Zeroes all 16 bytes of factory item 230.
+/// @return 0, or -1 when it cannot be written
 int erase_crash_count();
 
 /// Writes the crash reports, of 7468 bytes each, from the factory items 231, 235, 239, 243 and 247
@@ -94,9 +104,10 @@ int erase_crash_count();
 /// characters at most. A report without the mark has none.
 /// @param out   256 bytes that receive the summaries as NUL-terminated text, with ";" between them,
 ///              cut at 255 characters; untouched on failure
-/// @param len   receives the text's length
+/// @param len   receives the text's length; untouched on failure
 /// @param count reports, of which five are written at most, and none below 1
-/// @return 0; 1 when a report cannot be read or written, which ends it
+/// @return 0; 1 when a report cannot be read or written, which ends it: the files of those before
+///         it stay
 int crash_log_save(char* out, int* len, int count);
 
 #pragma GCC visibility pop

@@ -6,6 +6,18 @@
 // thread at a time; which archives are open the process knows. A null pointer gives the failing
 // result and nothing else. The lines that are logged begin with "LOGSAVE : " or "TAVRIN_UNZIP : ",
 // in a few cases with the function's name.
+//
+// Example:
+//
+//   #include <cstdio>
+//
+//   char archive[] = "/data/logs.zip";
+//   char folder[] = "/data/logs";
+//   if (logsave_makezip(archive, folder) != 0) return;  // there is no archive
+//   MakeZipFile zip;
+//   if (!zip.OpenUnZip(archive)) return;
+//   if (zip.FolderFromZip(0, 1, nullptr) != 0) puts("not all of it");  // relative to "/"
+//   zip.CloseUnZip();
 #pragma once
 
 #include <minizip/unzip.h>

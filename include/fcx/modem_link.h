@@ -4,8 +4,20 @@
 //   0 to 993       the direct interface to the modem
 //   1000 to 4414   the AT-command service of the system side ("atservice")
 //
-// Each route makes one exchange at a time, whoever asks; the two go on beside each other.
-// modem/link/requests.def names the numbers that this library uses. Nothing here throws.
+// Each route makes one exchange at a time, whoever asks; the two go on beside each other. Any
+// thread may ask. A call returns when the other side has answered or given up: there is no time
+// limit here. modem/link/requests.def names the numbers that this library uses. Nothing here
+// throws.
+//
+// Example:
+//
+//   #include <cstdio>
+//
+//   char answer[2048];
+//   int length = 0;
+//   const int code = request_to_system(160, nullptr, 0, answer, &length, nullptr);
+//   if (code == 2) puts("the modem does not know request 160");
+//   if (code == 0) printf("%.*s\n", length, answer);  // no NUL comes with it
 #pragma once
 
 namespace vendor::qve::hardware::qvatcmd::V1_0 {
@@ -44,13 +56,13 @@ void response_from_system(const ::vendor::qve::hardware::qvatcmd::V1_0::QVATCMDR
 
 /// Writes bytes as base64: the standard alphabet with "=" padding, and a NUL.
 /// @param in  `len` bytes; none when `len` is below 1
-/// @param out room for 4 characters for each 3 bytes begun, and the NUL
+/// @param out room for 4 characters for each 3 bytes begun, and the NUL; null is written nothing
 /// @return the characters written, without the NUL
 int base64_encode(char* in, int len, char* out);
 
 /// Reads base64 up to its NUL. Characters outside the alphabet are skipped, "=" too.
-/// @param out receives at most `cap` bytes
-/// @return the bytes written
+/// @param out receives at most `cap` bytes, without a NUL
+/// @return the bytes written; 0, with nothing written, for a null pointer and a `cap` below 1
 int base64_decode(char* in, unsigned char* out, int cap);
 
 /// Sends data of any length to the modem, in pieces of 255 bytes. A shorter piece is the end for
@@ -61,6 +73,7 @@ int base64_decode(char* in, unsigned char* out, int cap);
 int send_modem_data(char* data, int len);
 
 /// Receives data of up to 2048 bytes from the modem, in pieces that end with one of fewer than 255.
+/// One thread at a time makes such transfers, in either direction: the modem has one of them.
 /// @param buf 2048 bytes
 /// @param len is added to, never set: the caller sets it to 0 first
 /// @return 0; 1 when nothing came and `*len` is 0, when the modem sends more than 2048 bytes, or
@@ -70,7 +83,7 @@ int receive_modem_data(char* buf, int* len);
 
 /// Sends one request whose data must be there and whose answer must fit.
 /// @param req     `req_len` bytes, 0 to 2048
-/// @param rsp     2048 bytes that receive the answer
+/// @param rsp     2048 bytes that receive the answer; untouched when the request failed
 /// @param rsp_len receives its bytes; -1 when the request failed, but for a missing service, which
 ///                leaves it as it was
 /// @return 0; -1 for a null pointer or a `req_len` outside 0 to 2048; 1 when the request failed, or

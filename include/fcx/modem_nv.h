@@ -1,4 +1,14 @@
 // The modem's non-volatile (NV) items, read and written by diagnostic packets.
+//
+// Example:
+//
+//   #include <cstdio>
+//
+//   uint8_t item[128];
+//   const int status = qve_diag_nvread(453, item);
+//   if (status != 0) return;  // 5: the item is not active
+//   item[0] = 0;
+//   if (qve_diag_nvwrite(453, item) != 0) puts("not written");
 #pragma once
 
 #include <cstdint>

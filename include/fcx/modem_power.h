@@ -1,4 +1,12 @@
 // Resetting the modem, and whether it is there.
+//
+// Example:
+//
+//   #include <unistd.h>
+//
+//   if (qve_check_modem() != 0) return;                  // it has not booted
+//   if (qve_reset_modem() != 0) return;                  // nothing is being reset
+//   while (qve_check_modem_cmd_ready() != 0) sleep(1);  // it takes commands again
 #pragma once
 
 #pragma GCC visibility push(default)

@@ -1,5 +1,14 @@
 // The network-code list: the text by which the device knows its carriers, kept as a factory item of
 // its own. What stands in it is the carrier set-up's.
+//
+// Example:
+//
+//   #include <cstdio>
+//
+//   const char code[] = "\"1\",\"310,410,FFFFFFFF,FFFFFFFF,01\"";
+//   if (set_ntcode(code, sizeof code - 1) != 0) return;  // the old list stays
+//   char list[2048 + 1] = {};                            // one more: for the NUL
+//   if (get_ntcode(list) == 0) puts(list);
 #pragma once
 
 #pragma GCC visibility push(default)

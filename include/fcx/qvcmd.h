@@ -1,5 +1,15 @@
 // The two command records, shared with the daemon and the modem link.
 // Their layout is fixed across the library boundary, on 32-bit and 64-bit homes alike.
+//
+// Example:
+//
+//   #include <cstdio>
+//   #include "fcx/service_handler.h"
+//
+//   qvcmd_request request{4018, 15, "123456789012345"};  // write the CSN
+//   qvcmd_response response{};  // cleared: some commands leave fields as they were
+//   service_handler(&request, &response);
+//   if (response.result != QVCMD_OK) puts("not written");
 #pragma once
 
 #include <cstddef>

@@ -1,12 +1,16 @@
 // What the display shows, as pixels: a rectangle of it, and that in black and white.
 //
-//   ScreenCapture screen;
-//   const int size = screen.captureScreen();  // all of it, RGB565
-//   if (size > 0) use(screen.getCaptured(), size);
-//
 // The pixels come from the device's program "screencap", which asks the display's compositor and
 // writes a file; where that fails, from the framebuffer, "/dev/graphics/fb0". One object serves one
 // caller at a time, who waits until the program has ended.
+//
+// Example:
+//
+//   #include <cstdio>
+//
+//   ScreenCapture screen;
+//   const int size = screen.captureScreen();  // all of it, RGB565
+//   if (size > 0) fwrite(screen.getCaptured(), static_cast<size_t>(size), 1, stdout);
 #pragma once
 
 #include <cstdint>
@@ -18,6 +22,7 @@ struct PixelForm;
 
 #pragma GCC visibility push(default)
 
+/// Captures, each of which replaces the one before, and the bitmap made of one.
 class ScreenCapture {
  public:
   ScreenCapture();
@@ -37,7 +42,7 @@ class ScreenCapture {
   // Captures. Each begins by freeing what was captured before, and logs every failure. A rectangle
   // is in pixels of the screen. `bpp` is 32 for the source's own 32-bit pixels, 4 bytes each, red
   // in the lowest; anything else gives RGB565, 2 bytes each. Rows are packed, from top to bottom.
-  // The size in bytes is width * height * bytes per pixel; it is 0 when
+  // The size in bytes is width * height * bytes per pixel; it is 0, getCapturedSize() too, when
   //   - a number is negative, or the pixels would pass 31 bits;
   //   - the rectangle is not within what the source has;
   //   - the source has not 32 bits per pixel but `bpp` is 32, or neither 16 nor 32;
@@ -91,10 +96,11 @@ class ScreenCapture {
   int saveScreenToFile(int png, const char* path);
 
   /// What was captured last, getCapturedSize() bytes; owned by this object, until the next capture.
+  /// After a capture that failed the size is 0, and the pointer is for nobody to read from.
   char* getCaptured();
   int getCapturedSize();
   /// The last bitmap, getCapturedBWSize() bytes; owned by this object, until the next
-  /// convertToBW().
+  /// convertToBW(). Null, and 0, without one; a capture leaves it.
   char* getCapturedBW();
   int getCapturedBWSize();
   /// The screen's size in pixels, after init(), or as the last image had it where that fails.

@@ -1,4 +1,13 @@
 // The library's command entry.
+//
+// Example:
+//
+//   #include <cstdio>
+//
+//   qvcmd_request request{4010, 0, {}};  // read the serial number
+//   qvcmd_response response{};
+//   service_handler(&request, &response);
+//   if (response.result == QVCMD_OK) puts(response.data);
 #pragma once
 
 #include <cstdint>

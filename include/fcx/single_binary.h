@@ -2,6 +2,15 @@
 // carrier, country and MCC from the network code, the SIM, the customisation package and what
 // earlier starts left, and publishes them as properties. Nothing stops the device: what cannot be
 // read leaves the defaults.
+//
+// Example:
+//
+//   #include <cstdio>
+//
+//   if (sbpCreateThread() != 1) puts("no set-up at this start");
+//   char iccid[2048];
+//   int length = 0;
+//   if (qve_read_sim(iccid, &length, 14) == 0) printf("%.*s\n", length, iccid);
 #pragma once
 
 #include <cstdio>
@@ -29,7 +38,9 @@ int qve_single_binary_init();
 /// @param out     2048 bytes: the ICCID, "NO SIM ERROR", "NO SIM READ ERROR" or "NOT YET". No NUL
 /// @param length  its length
 /// @param command the request that the modem is asked with: 14
-/// @return 0 on an answer, anything else without one
+/// @return 0 on an answer; anything else without one: `out` is then untouched and `*length` -1, but
+///         of a radio layer that knows nothing they are "NO SIM READ ERROR". 1 for a null pointer,
+///         with nothing written
 int qve_read_sim(char* out, int* length, int command);
 
 /// Derives the MCC, and where the SIM decides it the country, from an ICCID.
@@ -38,7 +49,8 @@ void qve_parse_iccid(const char* iccid);
 /// Stores a rewritten network code and publishes its MCCs. The next start is a first one when the
 /// code's beginning has changed.
 /// @param ntcode   at most 2048 characters
-/// @param mcc_list 2048 bytes, see qve_get_mcc_list()
+/// @param mcc_list 2048 bytes that receive its MCCs, see qve_get_mcc_list(), also when it cannot
+///                 be stored; with a null pointer for either nothing is done
 void sbpWriteNTCode(const char* ntcode, char* mcc_list);
 
 /// Stores the network code of a key in a file of KEY=NTCODE lines. A carriage
@@ -60,11 +72,13 @@ void sbpSetOtpe();
 // Properties that survive a wipe of the property service: one file each, in
 // "/mnt/vendor/persist-qv/property". A name that is empty or holds a "/" is refused.
 
-/// @param value 92 bytes: what the file holds, cut at 91; untouched when 1 is returned
+/// Reads a property from its file.
+/// @param value 92 bytes: what the file holds, cut at 91, and a NUL; untouched when 1 is returned
 /// @return 0, or 1 when there is none
 int qve_read_property_persist_cache(const char* name, char* value);
 
-/// Replaces the file at once, or not at all; it is on disk when this returns. A value is cut at 91.
+/// Writes a property to its file: replaces it at once, or not at all; it is on disk when this
+/// returns. A value is cut at 91.
 void qve_write_property_persist_cache(const char* name, const char* value);
 
 // The carrier's restore during an encrypted start.

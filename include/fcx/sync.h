@@ -1,4 +1,14 @@
 // Small wrappers over the platform's threads library.
+//
+// Example:
+//
+//   #include <mutex>
+//
+//   Mutex mutex;
+//   CondVar changed;
+//   bool is_done = true;  // guarded by `mutex`; who sets it calls changed.notifyOne()
+//   const std::lock_guard lock(mutex);
+//   while (!is_done) changed.wait(mutex);
 #pragma once
 
 #include <pthread.h>

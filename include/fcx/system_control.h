@@ -1,9 +1,20 @@
 // Control of the device as a whole: power, display, the cable, log services, and what a start keeps
 // in step. Return values differ from function to function, on purpose: each says its own.
 //
-// Reboots and power-offs run on detached threads that wait a second, so that the answer to a
-// command can leave first. A failed step is logged; it ends a function only where that is said. The
-// nodes of power and display are reached through the vendor's unified sysfs library.
+// The system_* reboots and power-offs run on detached threads that wait a second, so that the
+// answer to a command can leave first; restart(), restart_with_reason() and poweroff() wait it on
+// the caller's own. Everything else takes as long as the modem and the files do, unless it is said.
+// A failed step is logged; it ends a function only where that is said. The nodes of power and
+// display are reached through the vendor's unified sysfs library.
+//
+// Example:
+//
+//   #include <cstdio>
+//
+//   if (system_get_battery_status() == 0) return;
+//   char date[92];
+//   if (system_get_build_date(date) > 0) puts(date);
+//   if (system_restart() != 0) puts("no restart was begun");  // else it comes after a second
 #pragma once
 
 #include <cstdint>
@@ -63,9 +74,10 @@ int set_bootstatus(int status);
 
 // Powering off while the test cable stays attached.
 
-/// Begins it: notes it in the property "vendor.qve.sleepmode.on", keeps the device awake with the
-/// wake lock "fcx_poweroff", which is never released, dims the screen, and starts a thread that
-/// waits for the cable to be pulled. With factory status 5 the ship mode is stored as well.
+/// Begins to power off with the cable attached: notes it in the property "vendor.qve.sleepmode.on",
+/// keeps the device awake with the wake lock "fcx_poweroff", which is never released, dims the
+/// screen, and starts a thread that waits for the cable to be pulled. With factory status 5 the
+/// ship mode is stored as well.
 /// @return 0; 1 without the wake lock or the thread, or when the ship mode could not be stored
 int power_off_with_cable();
 
@@ -104,8 +116,9 @@ int get_sleep_mode();
 /// brightness, 10, to that minimum.
 void system_set_lcd_brightness();
 
-/// The same without looking at what the brightness is: 16 times, a second apart, until there is a
-/// battery, or the brightness of a device with a PIF cable cannot be read. @return 0
+/// As system_set_lcd_brightness(), without looking at what the brightness is: 16 times, a second
+/// apart, until there is a battery, or the brightness of a device with a PIF cable cannot be read.
+/// @return 0
 int system_set_lcd_brightness_loop();
 
 // How the device was started, and what is attached to it. A property or node that cannot be read
@@ -126,18 +139,19 @@ int system_get_battery_status();
 int is_op_image_support();
 
 /// The property "ro.build.date".
-/// @param out 92 bytes, with a NUL
+/// @param out 92 bytes, with a NUL; empty when it is not set
 /// @return its length; 0 for a null pointer
 int system_get_build_date(char* out);
 
 /// The model: the property "ro.boot.vendor.qve.model.factory", or "ro.boot.vendor.qve.model.name"
 /// where that is empty.
-/// @param out 92 bytes, with a NUL
+/// @param out 92 bytes, with a NUL; empty when neither is set
 /// @return 1 with the first property, the length of the second, or 0 for a null pointer
 int system_get_model_name(char* out);
 
 /// The factory's model name without its first '-'.
-/// @param out 256 bytes. Untouched when "ro.boot.vendor.qve.model.factory" has no '-'
+/// @param out 256 bytes, NUL-terminated by the caller: it is logged even where it is untouched,
+///            when "ro.boot.vendor.qve.model.factory" has no '-'
 /// @return that property's length, or of "ro.boot.vendor.qve.model.name" where it is empty; 0 for a
 ///         null pointer
 int system_get_factory_model_name(char* out);
@@ -168,16 +182,17 @@ void show_current_time();
 /// Appends the frequencies of the processors 0 to 7 that are online: number, current, maximum,
 /// minimum, all of them with ',' between. One that is not online is left out, what cannot be read
 /// is empty. The entry of any but processor 0 begins with ',', also where it is the first.
-/// @param out 2048 bytes of text, zeroed by the caller
+/// @param out 2048 bytes of text, zeroed by the caller; cut at 2047 characters
 /// @param len receives the length of `out`
-/// @return 0, or 1 for a null pointer
+/// @return 0, or 1 for a null pointer, with nothing written
 int get_cpu_freq(char* out, int* len);
 
 /// The three-digit codes of a list of quoted strings, after the first one, which is a key: of
 /// "mcc","310","311" the text 310,311. What is no such list gives anything, within `out`.
 /// @param in  NUL-terminated
 /// @param out 2048 bytes, zeroed by the caller
-/// @return the position after the text's NUL; `out` when there is no second string
+/// @return the position after the text's NUL; `out` when there is no second string, with an empty
+///         text, and for a null pointer, with nothing written
 char* get_mcc_list(char* in, char* out);
 
 // What a start keeps in step.
@@ -196,7 +211,8 @@ int system_nvwrite_hwversion_info();
 /// Item 33799: the property "ro.boot.vendor.qve.model.name", from 4 characters on.
 int system_nvwrite_model_name_info();
 
-/// All four in this order, until one of the last three fails. @return 1 when one did, else 0
+/// Brings all four NV items in step, in this order, until one of the last three fails.
+/// @return 1 when one did, else 0
 int nv_factoryitem_sync();
 
 /// Stores the software versions that the report makes, of type 2 in the factory item of the version

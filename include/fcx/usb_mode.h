@@ -1,6 +1,14 @@
 // The USB connection's path and mode. Nothing here talks to the modem.
 //
 // The lock node is "/sys/class/android_usb/android0/lock": one character, '0' or '1'.
+//
+// Example:
+//
+//   #include <cstdio>
+//
+//   if (get_usb_lock() == 1 && set_usb_lock(0) != 0) return;  // the lock stays
+//   if (usb_mode_change_factory() != 0) return;               // the mode stays
+//   if (wait_for_state("factory") == 0) puts("not within a second");
 #pragma once
 
 #pragma GCC visibility push(default)
@@ -29,8 +37,9 @@ int usb_path_change(void* arg);
 /// @return null (0), or -1 as a pointer when a switch is running already
 void* usb_path_change_thread(void* arg);
 
-// Mode switches. Each waits 100 ms between the lock node and the property
-// "vendor.qve.usb.config". 0, or 1 when the property could not be set.
+// Mode switches. Each waits 100 ms on the caller's thread between the lock node and the property
+// "vendor.qve.usb.config". 0, or 1 when the property could not be set; a lock node that could not
+// be written is logged and stops nothing.
 
 /// Lock "0", then configuration "factory,adb".
 int usb_mode_change_user();

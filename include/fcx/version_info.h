@@ -2,6 +2,15 @@
 // length of `out`; the text has no NUL after it unless said otherwise. One that fails leaves `out`
 // and `out_len` as they were, unless said otherwise. A null pointer fails. Failures are logged with
 // priority INFO.
+//
+// Example:
+//
+//   #include <cstdio>
+//
+//   char version[69];
+//   int length = 0;
+//   if (get_qve_factory_sw_version(1, version, &length) != 0) return;  // there is none
+//   printf("%.*s\n", length, version);                                // no NUL comes with it
 #pragma once
 
 #include <cstddef>
@@ -15,7 +24,7 @@
 ///             it, which is also stored in factory item 14. Any other type is 0 without a text
 /// @param out  69 bytes
 int get_qve_factory_sw_version(int type, char* out, int* out_len);
-/// The same without the line that says that it was asked for.
+/// As get_qve_factory_sw_version(), without the line that says that it was asked for.
 int get_qve_factory_sw_version_sbp(int type, char* out, int* out_len);
 
 /// The version of the software's fixed areas: four build identifiers of 11 characters with '-'
@@ -59,8 +68,7 @@ int qve_parse_integration(char* root);
 /// Finds the integration property file that belongs to a carrier's one.
 /// @param out 2048 bytes; untouched when `prop_file` holds no '/'
 /// @return whether it is another file than `prop_file`: 1 or 0; always 1 for a package with a
-/// mapping
-///         file of its own
+///         mapping file of its own; 0 for a null pointer, with nothing written
 int qve_integration_properties(char* out, const char* prop_file, const char* root);
 
 // The same with where each piece is from, for whoever asks why a version is as it is.
@@ -78,18 +86,28 @@ enum class VersionSource {
   property,      ///< a system property
 };
 
+/// A piece of the factory software version.
 struct VersionSlot {
-  char text[70];  ///< with its NUL
-  VersionSource source;
-  const char* name;  ///< of the property, or of the file's key; else null
-  int file;          ///< which of FactoryVersion::files, where it is from one
+  char text[70];         ///< with its NUL
+  VersionSource source;  ///< where it is from
+  const char* name;      ///< of the property, or of the file's key; else null
+  int file;              ///< which of FactoryVersion::files, where it is from one
 };
 
+/// The factory software version, and what it is made of.
 struct FactoryVersion {
-  VersionSlot model, type, short_name, mcc, mnc, postfix, date, arb, hidden;
-  bool is_factory;      ///< it ends in "-FACTORY", and has no hidden version
-  char text[70];        ///< the version
-  char files[5][2048];  ///< property files that filled slots, and the mapping of groups
+  VersionSlot model;       ///< as "QV100AT"
+  VersionSlot type;        ///< as "00"
+  VersionSlot short_name;  ///< as "V10a"
+  VersionSlot mcc;         ///< digits, or a word
+  VersionSlot mnc;         ///< likewise
+  VersionSlot postfix;     ///< left out when it is empty
+  VersionSlot date;        ///< of the release
+  VersionSlot arb;         ///< the anti-rollback version, left out when it is empty
+  VersionSlot hidden;      ///< what comes after '+'
+  bool is_factory;         ///< it ends in "-FACTORY", and has no hidden version
+  char text[70];           ///< the version
+  char files[5][2048];     ///< property files that filled slots, and the mapping of groups
 };
 
 /// The factory software version as get_qve_factory_sw_version_sbp() makes it; nothing is stored.
@@ -100,8 +118,9 @@ struct FactoryVersion {
 /// The build identifiers, in the order of their fields.
 enum class Identifier { application, customisation, carrier };
 
+/// Where a build identifier is.
 struct IdentifierFile {
-  const char* path;
+  const char* path;        ///< device path; owned by the library
   bool is_behind_service;  ///< only the file-handle service can read it
 };
 
@@ -116,9 +135,13 @@ struct FixedAreaField {
   bool is_default;   ///< the file is not there, or could not be used
 };
 
+/// The fixed-area version, and what it is made of.
 struct FixedAreaVersion {
-  FixedAreaField application, modem, customisation, carrier;
-  char text[50];  ///< the version
+  FixedAreaField application;    ///< of the application processor
+  FixedAreaField modem;          ///< of the modem
+  FixedAreaField customisation;  ///< of the customisation
+  FixedAreaField carrier;        ///< of the carrier
+  char text[50];                 ///< the version
 };
 
 /// The fixed-area version as get_qve_factory_sw_fixed_area_version() makes it.

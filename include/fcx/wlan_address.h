@@ -4,6 +4,16 @@
 // Unlike the Bluetooth address (fcx/bt_address.h) it is taken as a list of twelve NUL-terminated
 // texts, each with one digit as its first character, on purpose: an AT command's parameters as they
 // are. A null text has no digit. Answers are as there.
+//
+// Example:
+//
+//   #include <cstdio>
+//
+//   uint8_t address[6];
+//   char digits[13];
+//   if (wlan_mac_read(address) != 0) return;  // none is stored, or it cannot be read
+//   wlan_mac_hexa_to_ascii(address, digits);
+//   puts(digits);
 #pragma once
 
 #include <cstdint>
