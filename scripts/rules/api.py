@@ -118,13 +118,13 @@ def _text(element):
 
 
 def _members(xml):
-    """(header, line, name, brief) of all that the headers declare."""
+    """(location, name, element) of all that the headers declare."""
     for file in sorted(xml.glob("*.xml")):
         for compound in ElementTree.parse(file).getroot().findall("compounddef"):
             kind, owner = compound.get("kind"), compound.findtext("compoundname")
             prefix = "" if kind == "file" else f"{owner}::"
             if kind in ("class", "struct"):
-                yield compound.find("location"), owner, compound.find("briefdescription")
+                yield compound.find("location"), owner, compound
             elif kind not in ("file", "namespace"):
                 continue
             for member in compound.iter("memberdef"):
@@ -133,14 +133,15 @@ def _members(xml):
                 is_own = kind == "class" and re.fullmatch(rf"operator=|~?{owner.split('::')[-1]}", name)
                 if kind != "struct" and not is_own and member.get("prot") == "public" and (
                         member.get("kind") in ("function", "enum", "variable")):
-                    yield member.find("location"), prefix + name, member.find("briefdescription")
+                    yield member.find("location"), prefix + name, member
 
 
 def page(xml):
     """docs/api.md, from Doxygen's XML."""
     headers = {}
-    for location, name, brief in _members(xml):
-        headers.setdefault(location.get("file"), set()).add((int(location.get("line")), name, _text(brief)))
+    for location, name, element in _members(xml):
+        brief = _text(element.find("briefdescription"))
+        headers.setdefault(location.get("file"), set()).add((int(location.get("line")), name, brief))
     out = ["# The exported headers", "",
            "Made by `scripts/update-docs` from the headers, which have the whole of it. An example stands at the head of",
            "each; `build/api/html` has the same as pages.", ""]
@@ -179,8 +180,8 @@ def offences(tree):
         yield from run(tree.root, output, "GENERATE_HTML = NO")
         xml = Path(output) / "xml"
         made = page(xml)
-        for location, name, brief in _members(xml):
-            if not _text(brief):
+        for location, name, element in _members(xml):
+            if _text(element.find("detaileddescription")) and not _text(element.find("briefdescription")):
                 yield f"include/{location.get('file')}", 1, f"{name}: its comment does not begin with what it is"
     written = tree.root / PAGE
     if not written.exists() or written.read_text(encoding="utf-8") != made:

@@ -213,7 +213,6 @@ TEST_F(IdentityItems, AnErrorTextIsToldFromAnIdentity) {
                                      {"CHECK DIGIT ERROR!"sv, true},
                                      {"IDDE ERROR\0old"sv, true},
                                      {"IMEI READ ERRO"sv, false},
-                                     {"IMEI READ ERRO\0R"sv, false},
                                      {"IMEI ERRATIC"sv, false},
                                      {"NOT YE"sv, false},
                                      {"PID3 READ ERROR"sv, false},
@@ -228,6 +227,7 @@ TEST_F(IdentityItems, AnErrorTextIsToldFromAnIdentity) {
     EXPECT_FALSE(fcx::is_modem_error_text("NOT YET", length)) << length;
   }
   EXPECT_FALSE(fcx::is_modem_error_text("NOT YET", 6)) << "as far as the length says";
+  EXPECT_FALSE(fcx::is_modem_error_text("NOT YE", 2048)) << "and no further than the NUL";
   EXPECT_FALSE(fcx::is_modem_error_text(nullptr, 7));
 }
 

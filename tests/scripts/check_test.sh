@@ -69,7 +69,7 @@ edit '/^PUBLIC/a "planted_too.h": ("modem",),' $house \
   "$house:1: PUBLIC has include/fcx/planted_too.h, which is not there"
 edit '/^PAIRS/a ("services/sysfs.cpp", "include/fcx/usb_mode.h", "modem/usb_mode.cpp", "planted"),' $house \
   'modem/usb_mode.cpp:1: files ask each other in a circle: modem/usb_mode.cpp -> services/sysfs.cpp -> modem/usb_mode.cpp'
-edit 's/_ftm_/_planted_/' ftm/store.cpp "$calls:1: ftm/store.cpp does not need its exception from: $items"
+edit 's/_ftm_/_planted_/g' ftm/store.cpp "$calls:1: ftm/store.cpp does not need its exception from: $items"
 edit 's/\bnew\b/planted/' platform/immortal.h "$calls:1: platform/immortal.h does not need to be without an owner"
 
 # What is built, and what is explained.
