@@ -1,5 +1,12 @@
 // The library's version: what a program was compiled with, and what it runs with. The build reads
 // it from here. Which of the three numbers a change raises: docs/architecture.md.
+//
+// Example:
+//
+//   #include <cstdio>
+//
+//   printf("built with %s, runs with %s\n", FCX_VERSION, fcx::library_version());
+//   static_assert(FCX_VERSION_MAJOR == 0, "made for the versions before 1.0");
 #pragma once
 
 #define FCX_VERSION_MAJOR 0

@@ -68,10 +68,13 @@ def filtered(text):
                 in_family = True
             continue
         if re.match(r"#\s*(define|undef|include \"fcx/factory_items.def\")", line):
-            # Macros are the headers' own, and what a table's rows are is in docs/commands.md and the table itself.
+            # One with a comment is for callers; the others, and the rows that they make something of, are not.
+            first = i
             while lines[i].endswith("\\"):
                 i += 1
             i += 1
+            out += lines[first:i] if doc else []
+            doc = []
             continue
         ends_family = line.startswith(("#pragma GCC visibility pop", "private:", "public:", "};", "}  // namespace", "namespace "))
         if ends_family and in_family:
@@ -132,7 +135,7 @@ def _members(xml):
                 # What a class has without being asked is not told, and a struct's fields are in its header.
                 is_own = kind == "class" and re.fullmatch(rf"operator=|~?{owner.split('::')[-1]}", name)
                 if kind != "struct" and not is_own and member.get("prot") == "public" and (
-                        member.get("kind") in ("function", "enum", "variable")):
+                        member.get("kind") in ("function", "enum", "variable", "define")):
                     yield member.find("location"), prefix + name, member
 
 
