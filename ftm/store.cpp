@@ -16,8 +16,7 @@ void note_failure() {
   if (is_open || is_told.exchange(true)) return;
   DOMAIN_ERROR(
       "init_factory_item: not called, or failed; until it has returned 0 no factory item can be "
-      "read "
-      "or written\n");
+      "read or written\n");
 }
 
 int noted(int store_return) {
