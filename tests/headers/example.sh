@@ -2,18 +2,18 @@
 # Makes a source of a public header alone and the example in its first comment: example.sh HEADER SOURCE
 set -euo pipefail
 header=$1 source=$2
-example=$(awk '!/^\/\// { exit } inside { print substr($0, 6) } /^\/\/ Example:$/ { inside = 1 }' "$header")
-includes=$(grep '^#include' <<<"$example" || true)
-code=$(grep -v '^#include' <<<"$example" || true)
-[ -n "${code//[[:space:]]/}" ] || { echo "$header has no example in its first comment" >&2; exit 1; }
 mkdir -p "${source%/*}"
-cat >"$source.made" <<END_OF_SOURCE
-#include "fcx/${header##*/}"
-$includes
-
-void example();
-void example() {
-$code
-}
-END_OF_SOURCE
+awk -v header="$header" '
+  !/^\/\// { exit }
+  inside && /^\/\/   #include/ { includes = includes substr($0, 6) "\n"; next }
+  inside && /[^\/ ]/ { code = code substr($0, 6) "\n" }
+  /^\/\/ Example:$/ { inside = 1 }
+  END {
+    if (code == "") {
+      print header " has no example in its first comment" >"/dev/stderr"
+      exit 1
+    }
+    sub(/.*\//, "", header)
+    printf "#include \"fcx/%s\"\n%s\nvoid example();\nvoid example() {\n%s}\n", header, includes, code
+  }' "$header" >"$source.made"
 mv "$source.made" "$source"
