@@ -6,73 +6,80 @@
 
 namespace cli {
 
-namespace {
-
-/// The member of that name, or the end.
-template <typename Object>
-auto member(Object& object, std::string_view key) {
-  return std::find_if(object.begin(), object.end(),
-                      [&](const Json::Member& each) { return each.first == key; });
-}
-
-}  // namespace
-
-/// Makes the JSON library's value of each kind.
+/// Makes the JSON library's values.
 struct Json::Writer {
   using Value = nlohmann::ordered_json;
 
-  Value operator()(std::monostate) const { return nullptr; }
-  Value operator()(bool value) const { return value; }
-  Value operator()(int64_t value) const { return value; }
-  Value operator()(const std::string& text) const { return text; }
-  Value operator()(const Array& array) const {
-    Value made = Value::array();
-    for (const Json& value : array) made.push_back(std::visit(*this, value.value_));
-    return made;
-  }
-  Value operator()(const Object& object) const {
-    Value made = Value::object();
-    for (const auto& [key, value] : object) made[key] = std::visit(*this, value.value_);
-    return made;
+  static Value made(const Json& json) {
+    switch (json.kind_) {
+      case Kind::null:
+        break;
+      case Kind::boolean:
+        return json.number_ != 0;
+      case Kind::number:
+        return json.number_;
+      case Kind::text:
+        return json.text_;
+      case Kind::array: {
+        Value array = Value::array();
+        for (const Json& value : json.values_) array.push_back(made(value));
+        return array;
+      }
+      case Kind::object: {
+        Value object = Value::object();
+        for (size_t i = 0; i < json.keys_.size(); ++i)
+          object[json.keys_[i]] = made(json.values_[i]);
+        return object;
+      }
+    }
+    return nullptr;
   }
 };
 
+Json::Json(std::initializer_list<Member> members) : kind_(Kind::object) {
+  for (const auto& [key, value] : members) (*this)[key] = value;
+}
+
 Json Json::array() {
   Json made;
-  made.value_ = Array();
+  made.kind_ = Kind::array;
   return made;
 }
 
 Json Json::object() {
   Json made;
-  made.value_ = Object();
+  made.kind_ = Kind::object;
   return made;
 }
 
 void Json::push_back(Json value) {
-  if (is_null()) value_ = Array();
-  std::get<Array>(value_).push_back(std::move(value));
+  if (is_null()) kind_ = Kind::array;
+  values_.push_back(std::move(value));
+}
+
+size_t Json::place_of(std::string_view key) const {
+  return static_cast<size_t>(std::find(keys_.begin(), keys_.end(), key) - keys_.begin());
 }
 
 Json& Json::operator[](std::string_view key) {
-  if (is_null()) value_ = Object();
-  Object& object = std::get<Object>(value_);
-  const auto found = member(object, key);
-  return found == object.end() ? object.emplace_back(key, Json()).second : found->second;
+  if (is_null()) kind_ = Kind::object;
+  const size_t place = place_of(key);
+  if (place == keys_.size()) {
+    values_.emplace_back();
+    keys_.emplace_back(key);
+  }
+  return values_[place];
 }
 
-const Json& Json::operator[](std::string_view key) const {
-  return member(std::get<Object>(value_), key)->second;
-}
+const Json& Json::operator[](std::string_view key) const { return values_.at(place_of(key)); }
 
 void Json::update(const Json& other) {
-  for (const auto& [key, value] : std::get<Object>(other.value_)) (*this)[key] = value;
+  for (size_t i = 0; i < other.keys_.size(); ++i) (*this)[other.keys_[i]] = other.values_[i];
 }
 
 std::string Json::dump() const {
-  using Value = Writer::Value;
-  const Value made = std::visit(Writer(), value_);
-  return made.dump(2, ' ', false, Value::error_handler_t::replace);
+  constexpr auto kReplace = Writer::Value::error_handler_t::replace;
+  return Writer::made(*this).dump(2, ' ', false, kReplace);
 }
 
 void print(const Json& value) { puts(value.dump().c_str()); }

@@ -10,7 +10,6 @@
 #include <string_view>
 #include <type_traits>
 #include <utility>
-#include <variant>
 #include <vector>
 
 namespace cli {
@@ -21,25 +20,25 @@ class Json {
  public:
   using Array = std::vector<Json>;
   using Member = std::pair<std::string, Json>;
-  using Object = std::vector<Member>;
 
   Json() = default;
   Json(std::nullptr_t) {}
-  Json(bool value) : value_(value) {}
+  Json(bool value) : kind_(Kind::boolean), number_(value ? 1 : 0) {}
   template <typename Number, typename = std::enable_if_t<std::is_integral_v<Number> &&
                                                          !std::is_same_v<Number, bool>>>
-  Json(Number value) : value_(static_cast<int64_t>(value)) {}
-  Json(const char* text) : value_(std::string(text)) {}
-  Json(std::string_view text) : value_(std::string(text)) {}
-  Json(std::string text) : value_(std::move(text)) {}
+  Json(Number value) : kind_(Kind::number), number_(static_cast<int64_t>(value)) {}
+  Json(std::string text) : kind_(Kind::text), text_(std::move(text)) {}
+  Json(std::string_view text) : Json(std::string(text)) {}
+  Json(const char* text) : Json(std::string(text)) {}
   /// Null for nothing.
   template <typename Value>
   Json(const std::optional<Value>& value) {
     if (value.has_value()) *this = Json(*value);
   }
-  Json(const std::vector<std::string>& texts) : value_(Array(texts.begin(), texts.end())) {}
+  Json(const std::vector<std::string>& texts)
+      : kind_(Kind::array), values_(texts.begin(), texts.end()) {}
   /// An object: {{"key", value}, ...}.
-  Json(std::initializer_list<Member> members) : value_(Object(members)) {}
+  Json(std::initializer_list<Member> members);
 
   static Json array();
   static Json object();
@@ -53,19 +52,27 @@ class Json {
   /// Adds the members of another object, in place of those of the same names.
   void update(const Json& other);
 
-  bool is_null() const { return std::holds_alternative<std::monostate>(value_); }
-  /// The text that it is. Nothing else may ask.
-  const std::string& text() const { return std::get<std::string>(value_); }
-  /// The values of an array. Nothing else may ask.
-  const Array& values() const { return std::get<Array>(value_); }
+  bool is_null() const { return kind_ == Kind::null; }
+  /// The text that it is, else none.
+  const std::string& text() const { return text_; }
+  /// The values of an array, or an object; else none.
+  const Array& values() const { return values_; }
 
   /// As text, indented by two. What is no UTF-8 is replaced: a phone's text may be any bytes.
   std::string dump() const;
 
  private:
+  enum class Kind { null, boolean, number, text, array, object };
   struct Writer;
 
-  std::variant<std::monostate, bool, int64_t, std::string, Array, Object> value_;
+  size_t place_of(std::string_view key) const;
+
+  // No std::variant, which GCC 12 destroys wrongly when there is no memory for a copy.
+  Kind kind_ = Kind::null;
+  int64_t number_ = 0;
+  std::string text_;
+  Array values_;
+  std::vector<std::string> keys_;  ///< of an object, one for each value
 };
 
 /// Prints it.

@@ -66,24 +66,30 @@ constexpr char kFooter[] =
     "     was not switched off; or logs were not collected, handed out or erased; or an archive\n"
     "     is damaged, or none, and was not unpacked";
 
-constexpr char kOutOfMemory[] = "out of memory";
+/// Says that there is no memory, without taking any.
+int report_no_memory(bool json) {
+  constexpr char kOutOfMemory[] = "out of memory";
+  if (json) {
+    printf("{\"error\": {\"message\": \"%s\", \"exit_status\": %d}}\n", kOutOfMemory,
+           cli::kPhoneUnusable);
+    // What is not written shows as no object.
+    static_cast<void>(fflush(stdout));
+  } else {
+    fprintf(stderr, "fcx: %s\n", kOutOfMemory);
+  }
+  return cli::kPhoneUnusable;
+}
 
-/// Says why the tool ends so: on standard error, which has no buffer, so that nothing is allocated
-/// for it; or with --json as an object, and no word beside it.
+/// Says why the tool ends so: on standard error, or with --json as an object, and no word beside
+/// it.
 int report(const cli::Invocation& invocation, const char* message, int exit_status) {
   if (!invocation.json) {
     fprintf(stderr, "%s %s\n", cli::failure("fcx:", stderr).c_str(), message);
     return exit_status;
   }
-  try {
-    cli::Json error = {{"message", message}, {"exit_status", exit_status}};
-    if (!invocation.complaints.empty()) error["complaints"] = invocation.complaints;
-    cli::print({{"error", error}});
-  } catch (const std::bad_alloc&) {
-    printf("{\"error\": {\"message\": \"%s\", \"exit_status\": %d}}\n", kOutOfMemory,
-           cli::kPhoneUnusable);
-    exit_status = cli::kPhoneUnusable;
-  }
+  cli::Json error = {{"message", message}, {"exit_status", exit_status}};
+  if (!invocation.complaints.empty()) error["complaints"] = invocation.complaints;
+  cli::print({{"error", error}});
   // What is not written shows as no object.
   static_cast<void>(fflush(stdout));
   return exit_status;
@@ -122,7 +128,7 @@ void install_end_without_memory() {
     try {
       if (const auto error = std::current_exception()) std::rethrow_exception(error);
     } catch (const std::bad_alloc&) {
-      _exit(report(*running, kOutOfMemory, cli::kPhoneUnusable));
+      _exit(report_no_memory(running->json));
     } catch (...) {
       // For the handler that was there.
     }
@@ -184,7 +190,7 @@ int main(int argc, char** argv) {
   } catch (const virtual_phone::Refused& error) {
     return report(invocation, error.what(), cli::kUsage);
   } catch (const std::bad_alloc&) {
-    return report(invocation, kOutOfMemory, cli::kPhoneUnusable);
+    return report_no_memory(invocation.json);
   } catch (const std::exception& error) {
     return report(invocation, error.what(), cli::kPhoneUnusable);
   }
