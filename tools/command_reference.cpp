@@ -160,12 +160,13 @@ Json command_json(const fcx::Command& row) {
 }
 
 void print_reference(const fcx::Command& row) {
-  printf("%s\n%s\n", heading_of(row).c_str(), row.summary);
   constexpr size_t kMargin = 12;
-  const size_t columns = output_columns().value_or(SIZE_MAX) - kMargin;
+  const size_t columns = output_columns().value_or(SIZE_MAX);
+  puts(heading_of(row).c_str());
+  for (const std::string& line : wrapped(row.summary, columns)) puts(line.c_str());
   for (const Fact& fact : facts_of(row)) {
     const char* label = fact.label;
-    for (const std::string& line : wrapped(fact.text, columns)) {
+    for (const std::string& line : wrapped(fact.text, columns - kMargin)) {
       printf("  %-10s%s\n", std::exchange(label, ""), line.c_str());
     }
   }

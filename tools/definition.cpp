@@ -41,6 +41,21 @@ void add_rows(std::string& help, const Choices& rows, size_t columns) {
 /// Whether a line of a section goes on with the row before it.
 bool is_continuation(const std::string& line) { return line.compare(0, 4, "    ") == 0; }
 
+/// An example, which stays as it is where it fits; else what it means is below it.
+void add_example(std::string& help, const std::string& line, size_t columns) {
+  constexpr size_t kIndent = 6;
+  const auto [typed, meaning] = cells_of(line);
+  const bool goes_on = is_continuation(line);
+  if (line.size() <= columns || (meaning.empty() && !goes_on)) {
+    help += line + "\n";
+    return;
+  }
+  if (!goes_on) help += kMargin + typed + "\n";
+  for (const std::string& part : wrapped(goes_on ? typed : meaning, columns - kIndent)) {
+    help += std::string(kIndent, ' ') + part + "\n";
+  }
+}
+
 std::string title_in(const std::string& title, bool is_plain) {
   return is_plain ? title : heading(title);
 }
@@ -57,10 +72,11 @@ void add_section(std::string& help, const Section& section, size_t columns, bool
     return add_rows(help, rows, columns);
   }
   for (const std::string& line : section.lines) {
-    const bool is_text = section.kind == Section::Kind::text;
-    for (const std::string& part : is_text ? wrapped(line, columns) : std::vector{line}) {
-      help += part + "\n";
+    if (section.kind == Section::Kind::examples) {
+      add_example(help, line, columns);
+      continue;
     }
+    for (const std::string& part : wrapped(line, columns)) help += part + "\n";
   }
 }
 

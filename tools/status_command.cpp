@@ -52,7 +52,7 @@ Json differences_json(const std::optional<std::vector<Difference>>& found, bool 
 }
 
 std::string cell(const std::optional<std::string>& text) {
-  constexpr size_t kLongest = 40;
+  constexpr size_t kLongest = 128;  // a property is whole, and what a person reads
   if (!text.has_value()) return "-";
   return text->size() > kLongest ? text->substr(0, kLongest) + "..." : *text;
 }

@@ -39,17 +39,16 @@ Widths readable(Widths widths) {
   return widths;
 }
 
-/// A cell in lines of its column. A word that is longer than it goes on in the next line where
-/// nothing stands to the right of it, and else is cut.
-std::vector<std::string> lines_of(const std::string& cell, size_t width, bool is_last) {
+/// A cell in lines of its column. A word that is longer than it goes on in the next line: names
+/// that begin alike could not be told apart if they were cut.
+std::vector<std::string> lines_of(const std::string& cell, size_t width) {
   std::vector<std::string> lines;
   // What begins with blanks is moved in, and so are its further lines.
   const size_t indent = std::min(cell.find_first_not_of(' '), cell.size());
   const std::string margin(indent < width ? indent : 0, ' ');
   const size_t room = width - margin.size();
   for (const std::string& line : wrapped(std::string_view(cell).substr(indent), room)) {
-    const auto pieces = is_last ? split_at(line, room) : std::vector{cut_to(line, room)};
-    for (const std::string& piece : pieces) lines.push_back(margin + piece);
+    for (const std::string& piece : split_at(line, room)) lines.push_back(margin + piece);
   }
   return lines;
 }
@@ -59,9 +58,8 @@ std::vector<std::string> lines_of(const std::vector<std::string>& row, const Wid
   std::vector<std::string> lines;
   size_t left = 0;
   for (size_t i = 0; i < widths.size(); ++i) {
-    const auto cell = columns_of(row[i]) <= widths[i]
-                          ? std::vector{row[i]}
-                          : lines_of(row[i], widths[i], i + 1 == row.size());
+    const auto cell =
+        columns_of(row[i]) <= widths[i] ? std::vector{row[i]} : lines_of(row[i], widths[i]);
     lines.resize(std::max(lines.size(), cell.size()));
     for (size_t j = 0; j < cell.size(); ++j) {
       if (cell[j].empty()) continue;
@@ -105,7 +103,7 @@ void TextTable::print() const {
   for (const auto& row : rows_) {
     auto lines = lines_of(row, fitting);
     if (is_below && !row.back().empty()) {
-      for (const auto& line : lines_of(row.back(), columns - kIndent, true)) {
+      for (const auto& line : lines_of(row.back(), columns - kIndent)) {
         lines.push_back(std::string(kIndent, ' ') + line);
       }
     }

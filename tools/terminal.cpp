@@ -122,17 +122,13 @@ std::vector<std::string> wrapped(std::string_view text, size_t columns) {
   return lines;
 }
 
-std::string cut_to(std::string_view text, size_t columns) {
-  constexpr std::string_view kMore = "...";
-  if (columns_of(text) <= columns) return std::string(text);
-  const size_t kept = columns > kMore.size() ? columns - kMore.size() : 1;
-  return std::string(text.substr(0, bytes_in(text, kept))).append(kMore);
-}
-
 std::vector<std::string> split_at(std::string_view text, size_t columns) {
   std::vector<std::string> pieces;
   do {
-    const size_t bytes = bytes_in(text, columns);
+    size_t bytes = bytes_in(text, columns);
+    const size_t mark = text.substr(0, bytes).find_last_of("./_-,");
+    if (bytes < text.size() && mark != std::string_view::npos && mark >= bytes / 2)
+      bytes = mark + 1;
     pieces.emplace_back(text.substr(0, bytes));
     text.remove_prefix(bytes);
   } while (!text.empty());

@@ -25,11 +25,8 @@ size_t columns_of(std::string_view text);
 /// Text in lines of at most so many columns, broken at blanks; a longer word has a line of its own.
 std::vector<std::string> wrapped(std::string_view text, size_t columns);
 
-/// The beginning of a text that takes more columns, with "..." after it.
-std::string cut_to(std::string_view text, size_t columns);
-
-/// Text in pieces of exactly so many columns, or one less before a wide character; the last is what
-/// remains.
+/// Text in pieces of at most so many columns, broken after a mark of a name or a path where there
+/// is one in the second half of a piece.
 std::vector<std::string> split_at(std::string_view text, size_t columns);
 
 /// Bold on a terminal with colours. What is printed elsewhere, and with $NO_COLOR or TERM=dumb, is
