@@ -167,8 +167,6 @@ void Verb::callback(std::function<void()> run) { app_->callback(std::move(run));
 
 void Verb::require_subcommand(int count) { app_->require_subcommand(count); }
 
-void Verb::hide() { app_->group(""); }
-
 void Verb::take_anything_unseen() { app_->group("")->fallthrough(false)->allow_extras(); }
 
 bool Verb::has_subcommand() const { return !app_->get_subcommands().empty(); }
@@ -210,6 +208,9 @@ Definition Verb::definition() const { return definition_of(*app_, *values_); }
 const Verb& Verb::subcommand(const std::string& word, const std::string& asked) const {
   for (const Verb& verb : subcommands_) {
     if (verb.name() == word) return verb;
+  }
+  if (subcommands_.empty()) {
+    throw UsageError("`" + asked + "` has no command after it, and no \"" + word + "\"");
   }
   throw unknown_verb(word, subcommand_names(), asked);
 }
@@ -316,18 +317,13 @@ UsageError incomplete(const Verb& tool, const std::vector<std::string>& words) {
                     " --help` tells more.");
 }
 
-/// What `fcx` alone prints: whoever types it asks what there is.
-int show_help(const Verb& tool, const Invocation& invocation) {
-  const std::string text = tool.help("", invocation.json);
-  if (invocation.json) {
-    print({{"help", text}});
-  } else {
-    printf("%s", text.c_str());
-  }
-  return kDone;
-}
-
 }  // namespace
+
+void print_help(const Verb& verb, const std::string& before, bool as_json) {
+  const std::string text = verb.help(before, as_json);
+  if (as_json) return print({{"help", text}});
+  printf("%s", text.c_str());
+}
 
 bool asks_for_json(int argc, char** argv) {
   const auto words = words_to_read(argc, argv);
@@ -340,9 +336,6 @@ int run_command_line(const Program& program, int argc, char** argv, Invocation& 
   app->footer(program.footer);
   app->set_version_flag("-V,--version", program.version, "Print the version, and nothing else");
   app->require_subcommand(1);
-  app->formatter_fn([](const CLI::App* verb, const std::string& typed, CLI::AppFormatMode) {
-    return help_text(definition_of(*verb, {}), typed, text_columns(), false);
-  });
   Verb tool(app, std::make_shared<ValuesOfOptions>());
   tool.add_option("--phone", invocation.phone_directory,
                   "The phone's directory. This, --json and --wide may stand anywhere")
@@ -359,7 +352,10 @@ int run_command_line(const Program& program, int argc, char** argv, Invocation& 
   try {
     app->parse(argc, argv);
   } catch (const CLI::Success& success) {
-    return app->exit(success) == 0 ? kDone : kUsage;
+    if (dynamic_cast<const CLI::CallForHelp*>(&success) == nullptr) return app->exit(success);
+    const auto [verb, typed] = reached(tool, {argv + 1, argv + argc}, "");
+    print_help(verb, typed.substr(0, typed.size() - verb.name().size()), invocation.json);
+    return kDone;
   } catch (const CLI::ArgumentMismatch& error) {
     const std::string what = error.what();
     const bool is_twice = what.find("At Most") != std::string::npos;
@@ -376,7 +372,11 @@ int run_command_line(const Program& program, int argc, char** argv, Invocation& 
     if (error.get_exit_code() != static_cast<int>(CLI::ExitCodes::RequiredError)) {
       throw UsageError(error.what());
     }
-    if (!tool.has_subcommand()) return show_help(tool, invocation);
+    // Whoever types nothing but the tool's name asks what there is.
+    if (!tool.has_subcommand()) {
+      print_help(tool, "", invocation.json);
+      return kDone;
+    }
     throw incomplete(tool, words);
   }
   return invocation.exit_status;

@@ -70,8 +70,6 @@ class Verb {
   void callback(std::function<void()> run);
   /// So many verbs must follow it.
   void require_subcommand(int count);
-  /// Help does not show it.
-  void hide();
   /// For a word that is no verb any more: it is not shown in help, takes whatever follows it, and
   /// says what to type instead.
   void take_anything_unseen();
@@ -120,6 +118,9 @@ struct Invocation {
   /// Opens the phone for this process. Throws virtual_phone::Error.
   virtual_phone::Phone& open_phone() const;
 };
+
+/// Prints a verb's help, or an object with it. `before` is typed before its name.
+void print_help(const Verb& verb, const std::string& before, bool as_json);
 
 /// Adds a command to the tool. Its last argument runs it.
 Verb& add_command(Verb& parent, const char* name, const std::string& description,

@@ -28,7 +28,6 @@ void add_completion(Verb& tool, Invocation& invocation) {
         fputs(script, stdout);
       });
   command.add_option("what", *what, "bash, zsh, fish or man").required().completes(choices);
-  command.hide();
 }
 
 }  // namespace cli

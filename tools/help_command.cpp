@@ -1,9 +1,7 @@
 // help: what --help prints.
-#include <cstdio>
 #include <memory>
 
 #include "tools/commands.h"
-#include "tools/json.h"
 
 namespace cli {
 
@@ -26,9 +24,7 @@ void add_help(Verb& tool, Invocation& invocation) {
                                   verb =
                                       &verb->subcommand(*word, before.substr(0, before.size() - 1));
                                 }
-                                const std::string text = verb->help(before, invocation.json);
-                                if (invocation.json) return print({{"help", text}});
-                                printf("%s", text.c_str());
+                                print_help(*verb, before, invocation.json);
                               });
   command.add_option("command", options->command, "A command of the tool").completes(Names::verb);
   command.add_option("subcommand", options->subcommand, "A command of that command")

@@ -64,10 +64,11 @@ std::string form_in_bold(const OptionDefinition& option) {
   return option.value.empty() ? form : form + " " + italic(option.value);
 }
 
-void print_options(const Definition& verb) {
+void print_options(const Definition& verb, bool is_tool) {
   for (const OptionDefinition& option : verb.options) {
-    const bool is_help = option.names.back() == "--help";
-    if (!is_help || verb.sections.empty()) print_row(form_in_bold(option), option.help);
+    // Every verb has it, and the page tells of it once.
+    const bool is_told_already = option.names.back() == "--help" && !is_tool;
+    if (!is_told_already) print_row(form_in_bold(option), option.help);
   }
 }
 
@@ -102,7 +103,7 @@ void print_verb(const Definition& verb, const std::string& before) {
   printf(".SS %s\n", escaped(typed).c_str());
   print_text(verb.description + ".");
   printf(".PP\n%s %s\n", bold(typed).c_str(), escaped(usage_of(verb)).c_str());
-  print_options(verb);
+  print_options(verb, false);
   for (const Section& section : verb.sections) print_section(section);
   for (const Definition& each : verb.subcommands) print_verb(each, typed + " ");
 }
@@ -155,7 +156,7 @@ void print_man_page(const Definition& tool, const char* version) {
     if (section.title.empty()) print_section(section);
   }
   puts(".SH OPTIONS\nEvery command takes these, before its name or after it.");
-  print_options(tool);
+  print_options(tool, true);
   puts(".SH COMMANDS");
   for (const Definition& verb : tool.subcommands) print_verb(verb, tool.name + " ");
   print_part(tool, "Exit status", "EXIT STATUS");
