@@ -3,7 +3,6 @@
 #include <cstdio>
 #include <cstring>
 #include <memory>
-#include <sstream>
 
 #include "fcx/command_table.h"
 #include "modem/link/requests.h"
@@ -36,11 +35,15 @@ std::string listed(const Values& values, const char* last, Text text) {
 
 /// An errno value by its name, as ENOSPC, or its number. Throws UsageError.
 int64_t error_number(const std::string& word) {
+  std::vector<std::string> names;
   for (int error = 1; error <= vp::kHighestError; ++error) {
     const char* name = strerrorname_np(error);
-    if (name != nullptr && word == name) return error;
+    if (name == nullptr) continue;
+    if (word == name) return error;
+    names.emplace_back(name);
   }
-  return number_of(word, "an error (as ENOSPC)");
+  if (isalpha(word.front()) != 0) throw unknown_name("error", word, names, "man 3 errno");
+  return number_of(word, "an error");
 }
 
 /// Whether a fault's value is an errno value.
@@ -263,9 +266,8 @@ std::string fault_target(Invocation& invocation, vp::Part part, const std::strin
   return word;
 }
 
-/// The accesses at which faults of a part can strike, each once, as "open, read"; empty where there
-/// is no choice.
-std::string accesses_of(vp::Part part) {
+/// The accesses at which faults of a part can strike, each once; none where there is no choice.
+std::vector<vp::Access> accesses_of(vp::Part part) {
   std::vector<vp::Access> accesses;
   for (const vp::EffectRow& row : vp::fault_effects()) {
     if (row.part != part || row.strikes.size() < 2) continue;
@@ -275,7 +277,7 @@ std::string accesses_of(vp::Part part) {
       }
     }
   }
-  return listed(accesses, ", ", vp::name_of<vp::Access>);
+  return accesses;
 }
 
 /// What faults on commands can strike of a command: the kinds of access that its example makes on a
@@ -330,7 +332,7 @@ void add_part(Verb& group, Invocation& invocation, vp::Part part, const std::str
     std::optional<std::string> times;
   };
   auto options = std::make_shared<Options>();
-  const std::string accesses = accesses_of(part);
+  const std::string accesses = listed(accesses_of(part), ", ", vp::name_of<vp::Access>);
   Verb& command = add_command(
       group, vp::name_of(part), std::string("Set a fault on one ") + vp::name_of(part), "",
       [&invocation, part, options, accesses] {
@@ -358,9 +360,8 @@ void add_part(Verb& group, Invocation& invocation, vp::Part part, const std::str
   command.add_option("value", options->value, "A number, where the effect takes one");
   if (!accesses.empty()) {
     Choices access_choices = {{vp::name_of(vp::Access::any), ""}};
-    std::istringstream names(accesses);
-    for (std::string name; names >> name;) {
-      access_choices.push_back({name.substr(0, name.find(',')), ""});
+    for (const vp::Access access : accesses_of(part)) {
+      access_choices.push_back({vp::name_of(access), ""});
     }
     command
         .add_option("--on", options->access,
@@ -422,7 +423,7 @@ void add_fault(Verb& tool, Invocation& invocation) {
       "  fcx fault clear 2                            one fault; without a number all of them",
       {});
   group.require_subcommand(1);
-  add_part(group, invocation, vp::Part::item, "The item's number, or an accessor's name",
+  add_part(group, invocation, vp::Part::item, "The item's number, its name, or an accessor's",
            "  fcx fault item 9 short 4");
   add_part(group, invocation, vp::Part::property, "The property's name",
            "  fcx fault property persist.vendor.qve.factory.status fail --on write");
@@ -465,7 +466,7 @@ void add_fault(Verb& tool, Invocation& invocation) {
                               if (*id == "all") {
                                 vp::clear_faults(phone);
                               } else if (!vp::clear_fault(phone, number_of(*id, "a fault"))) {
-                                throw UsageError("there is no fault " + *id);
+                                throw NotThere("there is no fault " + *id);
                               }
                               list_faults(invocation);
                             });

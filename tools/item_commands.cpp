@@ -224,7 +224,7 @@ void add_prop(Verb& tool, Invocation& invocation) {
   Verb& group = add_command(
       tool, "prop", "Look at the system properties, and change them",
       "  fcx prop list\n"
-      "  fcx prop get persist.vendor.qve.factory.status\n"
+      "  fcx prop get ro.build.type\n"
       "  fcx prop set vendor.qve.factory.pif 1\n"
       "  fcx prop set --build ro.bootmode pif     as the image has it, and every restart again\n"
       "\n"
@@ -236,7 +236,7 @@ void add_prop(Verb& tool, Invocation& invocation) {
   auto word = std::make_shared<std::optional<std::string>>();
   Verb& list = add_command(group, "list", "List all properties, or those with a word",
                            "  fcx prop list\n"
-                           "  fcx prop list sim    in the name or the value, in whatever case\n"
+                           "  fcx prop list usb    in the name or the value, in whatever case\n"
                            "\n"
                            "The exit status is 1 when there is none.",
                            [&invocation, word] { list_properties(invocation, *word); });

@@ -1,5 +1,6 @@
 #include "tools/log_filter.h"
 
+#include <algorithm>
 #include <array>
 #include <cctype>
 #include <cstdio>
@@ -29,8 +30,11 @@ struct Written {
 };
 
 bool is_possible(const Written& time) {
-  return time.month <= 12 && time.month != 0 && time.day <= 31 && time.day != 0 &&
-         time.hour <= 23 && time.minute <= 59 && time.second <= 60;
+  constexpr int kDays[] = {31, 31, 29, 31, 30, 31, 30,
+                           31, 31, 30, 31, 30, 31};  // without a month, and of each
+  return time.month <= 12 && time.month != 0 && time.day != 0 &&
+         time.day <= kDays[std::max(time.month, 0)] && time.hour <= 23 && time.minute <= 59 &&
+         time.second <= 60;
 }
 
 /// A text in the form "06-01 12:00:05.123", of which the day, the milliseconds and the seconds may

@@ -204,6 +204,10 @@ std::optional<vp::NvItem> nv_item_of(const std::string& word) {
   const auto state = vp::named<vp::NvState>(word);
   if (state == vp::NvState::active) throw UsageError("give the bytes of an active NV item");
   if (state.has_value()) return vp::NvItem{*state, ""};
+  if (word.find_first_not_of("0123456789abcdefABCDEF ,:") != std::string::npos) {
+    throw UsageError("an NV item is given hexadecimal bytes, inactive, failing or none, not \"" +
+                     word + "\"");
+  }
   std::string value = from_hex(word);
   if (value.empty() || value.size() > vp::kNvItemSize) {
     throw UsageError("an NV item has 1 to " + std::to_string(vp::kNvItemSize) + " bytes, not " +

@@ -89,7 +89,8 @@ void print_complaints(const Delivery& delivery) {
 }
 
 void print_text(const Delivery& delivery) {
-  printf("%d %s\n", delivery.opcode, name_of(delivery).c_str());
+  const std::string name = name_of(delivery);
+  printf("%d%s%s\n", delivery.opcode, name.empty() ? "" : " ", name.c_str());
   printf("result    %d\n", delivery.response.result);
   printf("data_len  %d\n", delivery.response.data_len);
   printf("data      %s\n", shown(delivery.data()).c_str());

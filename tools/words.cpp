@@ -40,11 +40,11 @@ NameList nearest(const std::string& typed, const NameList& names) {
   constexpr size_t kMost = 3;
   constexpr size_t kTooShort = 3;  // everything is near to a letter or two
   const std::string word = in_lower_case(typed);
-  if (word.size() < kTooShort) return {};
   const size_t most_changes = std::max<size_t>(word.size() > kTooShort ? 2 : 1, word.size() / 3);
   std::vector<std::tuple<size_t, size_t, std::string>> near;
   for (const std::string& name : names) {
     const std::string known = in_lower_case(name);
+    if (word.size() < kTooShort && known != word) continue;
     // A word may also be the beginning of a longer name.
     const size_t distance =
         contains(known, word)
@@ -66,11 +66,12 @@ NameList nearest(const std::string& typed, const NameList& names) {
 
 /// What people type for commands that are called something else.
 constexpr std::pair<std::string_view, std::string_view> kOtherWords[] = {
-    {"eject", "remove"},      {"rm", "remove"},      {"delete", "remove"}, {"delete", "clear"},
-    {"remove", "clear"},      {"ls", "list"},        {"show", "get"},      {"read", "get"},
-    {"write", "set"},         {"add", "insert"},     {"plug", "connect"},  {"pull", "disconnect"},
-    {"unplug", "disconnect"}, {"restart", "reboot"}, {"start", "boot"},    {"new", "init"},
-    {"create", "init"},       {"run", "send"},       {"state", "status"},  {"info", "status"},
+    {"eject", "remove"}, {"rm", "remove"},         {"delete", "remove"},  {"delete", "clear"},
+    {"remove", "clear"}, {"ls", "list"},           {"show", "get"},       {"read", "get"},
+    {"write", "set"},    {"add", "insert"},        {"plug", "connect"},   {"pull", "disconnect"},
+    {"pull", "remove"},  {"unplug", "disconnect"}, {"restart", "reboot"}, {"start", "boot"},
+    {"new", "init"},     {"create", "init"},       {"run", "send"},       {"state", "status"},
+    {"info", "status"},
 };
 
 std::string joined(const NameList& names) {
@@ -137,8 +138,10 @@ UsageError unknown_verb(const std::string& word, const std::vector<std::string>&
     if (std::find(near.begin(), near.end(), name) == near.end()) near.emplace_back(name);
   }
   const bool are_told = near.empty() && names.size() <= kFew;
-  return unknown("command", word, are_told ? "There are " + joined(names) : near_it(near),
-                 typed + " --help");
+  return unknown(
+      "command", word,
+      are_told ? (names.size() == 1 ? "There is " : "There are ") + joined(names) : near_it(near),
+      typed + " --help");
 }
 
 UsageError unknown_option(const std::string& option, const std::vector<std::string>& options,

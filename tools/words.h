@@ -22,9 +22,6 @@ Choices bits_choices();
 /// Whether `part` is in `text`, in whatever case.
 bool contains(const std::string& text, const std::string& part);
 
-/// Whether `part` is in `text`, in whatever case.
-bool contains(const std::string& text, const std::string& part);
-
 /// What to say to a word that is none of `names`: "no KIND is called "WORD"", the names nearest to
 /// it, and which command lists all of them.
 UsageError unknown_name(const std::string& kind, const std::string& word,

@@ -86,6 +86,7 @@ usage)
   expect 0 'Exit status' fcx help
   expect 0 'fcx item get serial_number' fcx help item get
   expect 0 '"help": "List the factory commands' fcx help commands --json
+  expect 0 '"help": "List the factory commands' fcx commands --help --json
   expect 0 'Exit status' fcx
   expect 0 '"help": "fcx: factory' fcx --json
   expect 0 '^[0-9.]+$' fcx -V
@@ -125,6 +126,11 @@ item set 9|`fcx item set` needs words after it: value. `
 item|`fcx item` needs a command after it: list, get, set. `fcx item --help` tells more.$
 fault|`fcx fault` needs a command after it: item, .*, list, clear. `
 sim eject|no command is called "eject". Near it: remove. `fcx sim --help`
+-v|no option of `fcx` is called "-v". Near it: -V. `
+help help x|`fcx help` has no command after it, and no "x"$
+fault file /a fail eacces|no error is called "eacces". Near it: EACCES. `
+modem nv 1 faling|.* inactive, failing or none, not "faling"$
+log --since "02-30 12:00"|--since is a time as 
 usb unplug|no command is called "unplug". Near it: disconnect. `
 fault add item 9|no command is called "add". There are item, .*, clear. `fcx fault --help`
 item clear|no command is called "clear". There are list, get, set. `
@@ -379,7 +385,7 @@ faults)
     fcx fault file /mnt/vendor//persist-qv/./startday/date fail ENOSPC --on write
   expect 0 '^data +ERROR$' fcx send 4295 '2020/06/01 09:30:00'
   expect 0 '"value": 28' fcx fault list --json
-  expect 2 'no fault 99' fcx fault clear 99
+  expect 1 'no fault 99' fcx fault clear 99
   expect 0 'no fault is set' fcx fault clear
   expect 0 'item +9 +read +fail -1 +2 +1$' fcx fault item 9 fail --on read --after 2 --times 1
   expect 0 '/mnt +syncdir +fail EIO' fcx fault file /mnt fail --on syncdir
