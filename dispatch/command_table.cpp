@@ -192,7 +192,7 @@ constexpr CommandRow kRows[] = {
       sends("KEY")),
   row(4002, no,  CALLS(decimal,           handle_frst_start),                    any,      silent,
       "note a factory reset and restart, 2, 3 or 4; 1: with the SD card; 5: with the card, and power off",
-      nothing, results("noted, and begun", "failed", "another number, or no card is there"), sends("2")),
+      nothing, results("noted, and begun", "failed", "another number, or no card is there"), sends("1", "2")),
   row(4003, no,  CALLS(decimal,           handle_charger_skip),                  any,      silent,
       "2: is the charger check skipped (result 1)? any other number sets the flag",
       nothing, results("set, even if that failed; or not skipped", "skipped, or not read"),
