@@ -7,6 +7,7 @@
 #include <vector>
 
 #include "daemon/open.h"
+#include "tools/command_name.h"
 #include "tools/completion.h"
 #include "tools/json.h"
 #include "tools/terminal.h"
@@ -296,6 +297,10 @@ UsageError not_expected(const Verb& tool, const std::vector<std::string>& words,
   if (verb.subcommands().empty()) {
     return UsageError("`" + typed + "` takes no more words, and not " + quoted(extras) + ". `" +
                       typed + " --help` tells more.");
+  }
+  if (&verb == &tool && command_called(first) != nullptr) {
+    return UsageError("\"" + first + "\" is a factory command: `" + typed + " send " + first +
+                      "` sends it");
   }
   return unknown_verb(first, verb.subcommand_names(), typed);
 }

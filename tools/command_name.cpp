@@ -87,6 +87,14 @@ std::string command_names(const fcx::Command& row) {
   return row.writer == nullptr ? name : name + ", " + command_name(row.writer);
 }
 
+const fcx::Command* command_called(const std::string& word) {
+  for (const fcx::Command& row : fcx::command_table()) {
+    const bool is_named = word == command_name(row.handler) || word == command_name(row.writer);
+    if (word == std::to_string(row.opcode) || (!word.empty() && is_named)) return &row;
+  }
+  return nullptr;
+}
+
 int32_t opcode_of(const std::string& word) {
   if (is_number(word)) return opcode_from(word);
   const std::string name = without_prefix(word);

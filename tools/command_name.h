@@ -16,6 +16,9 @@ std::string command_name(const char* handler);
 /// Both names of a row that reads or writes, else its one.
 std::string command_names(const fcx::Command& row);
 
+/// The first command that a word names by its opcode or by a name, or null.
+const fcx::Command* command_called(const std::string& word);
+
 /// The opcode that `word` stands for: a number, or a name with or without "handle_". Throws
 /// UsageError for a name that is unknown or means several commands.
 int32_t opcode_of(const std::string& word);

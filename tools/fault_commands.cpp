@@ -164,15 +164,6 @@ std::string effect_help(vp::Part part) {
   return help;
 }
 
-/// The first command that a word names by its opcode or by a name, or null.
-const fcx::Command* command_called(const std::string& word) {
-  for (const fcx::Command& row : fcx::command_table()) {
-    const bool is_named = word == command_name(row.handler) || word == command_name(row.writer);
-    if (word == std::to_string(row.opcode) || (!word.empty() && is_named)) return &row;
-  }
-  return nullptr;
-}
-
 /// Says that a word is a command's, which are no requests though their numbers overlap.
 std::string command_hint(const fcx::Command& row) {
   std::string hint = std::to_string(row.opcode) + " is the opcode of the command \"" +

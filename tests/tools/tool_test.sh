@@ -126,6 +126,7 @@ item set 9|`fcx item set` needs words after it: value. `
 item|`fcx item` needs a command after it: list, get, set. `fcx item --help` tells more.$
 fault|`fcx fault` needs a command after it: item, .*, list, clear. `
 sim eject|no command is called "eject". Near it: remove. `fcx sim --help`
+read_imei|"read_imei" is a factory command: `fcx send read_imei` sends it$
 -v|no option of `fcx` is called "-v". Near it: -V. `
 help help x|`fcx help` has no command after it, and no "x"$
 fault file /a fail eacces|no error is called "eacces". Near it: EACCES. `
