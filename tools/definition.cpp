@@ -154,6 +154,7 @@ std::string help_text(const Definition& verb, const std::string& typed, size_t c
     for (const std::string& part : wrapped(line, columns)) help += part + "\n";
   }
   const std::string usage = "Usage:";
+  help += "\n";
   for (const std::string& line : wrapped(usage + " " + typed + " " + usage_of(verb), columns)) {
     const bool is_first = line.compare(0, usage.size(), usage) == 0;
     help += is_first ? title_in(usage, is_plain) + line.substr(usage.size()) : kMargin + line;

@@ -16,10 +16,11 @@
 
 namespace {
 
-constexpr char kDescription[] = R"(fcx: factory commands on a virtual phone.
-
-A virtual phone is a directory with a phone's properties, factory items, files and log.
-Commands sent to it are answered by the library that ships on the phone.)";
+constexpr char kDescription[] =
+    "fcx: factory commands on a virtual phone.\n"
+    "\n"
+    "A virtual phone is a directory with a phone's properties, factory items, files and log. "
+    "Commands sent to it are answered by the library that ships on the phone.";
 
 constexpr char kFooter[] =
     "First steps:\n"
