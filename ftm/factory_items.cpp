@@ -154,11 +154,12 @@ int set_midauto_result(const char* text) {
 }
 
 int get_midauto_crc_list(char* buffer) {
+  constexpr const FactoryItem& list = factory_item<item::midauto_crc_list>();
+  fcx::TextBuffer<list.length> slots;
   // Not status_of(): a positive return is a failure here, and only here, on purpose.
-  return fcx::read_item(factory_item<item::midauto_crc_list>(), buffer,
-                        factory_item<item::midauto_crc_list>().length) != 0
-             ? -1
-             : 0;
+  if (buffer == nullptr || fcx::read_item(list, slots.data(), list.length) != 0) return -1;
+  memcpy(buffer, slots.c_str(), list.length);
+  return 0;
 }
 
 int set_midauto_crc_list(const char* bytes) {

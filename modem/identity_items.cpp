@@ -28,7 +28,7 @@ constexpr std::string_view kNamed[] = {"IMEI", "IMPL",   "IDDE", "FUSG",   "PID"
                                        "PID2", "SUFFIX", "GDEN", "EFSA",   "RGRV",
                                        "MEID", "PESN",   "TYPE", "NTCODE", "NO SIM"};
 constexpr std::string_view kFailed[] = {" READ ERROR", " WRITE ERROR", " ERROR"};
-constexpr std::string_view kOtherErrors[] = {"CHECK DIGIT ERROR", "NOT YET"};
+constexpr std::string_view kOtherErrors[] = {"CHECK DIGIT ERROR", "NOT YET", "\xFF"};
 
 constexpr char kMccListProperty[] = "persist.vendor.qve.mcc-list";
 

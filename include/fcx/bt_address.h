@@ -65,7 +65,7 @@ int handle_atcmd_btad_range(char* answer);
 int handle_atcmd_btad_assign(char** params, int param_count, char* answer);
 
 /// Writes an answer.
-/// @param text NUL-terminated, as long as the buffer is; null writes none
+/// @param text NUL-terminated, of which the buffer has room for all; with null it is only cleared
 /// @return `code`, as it is
 int bt_resp(int code, char* answer, const char* text);
 

@@ -4,7 +4,8 @@
 // docs/customisation.md describes the package.
 //
 // Lines go to the system log buffer with priority INFO, tag "Fcx" and the prefix "[QVE][SBP]", but
-// none at all once qve_check_fboot_status() has found the build type "user".
+// none at all once qve_check_fboot_status() has found the build type "user". XML in an encoding
+// that is refused is told at priority ERROR.
 //
 // Example:
 //
@@ -46,18 +47,23 @@ std::string get_halData_from_file(const std::string& path);
 /// Copies a file that only the service can read to "/mnt/vendor/persist-qv/kelp", under its last
 /// component. A copy of that name is overwritten: not two at once.
 /// @param copy the copy's path; untouched when 0 is returned
-/// @return 1 when the copy could be opened for writing, 0 when it or the file could not be read
+/// @return 1 when the copy could be opened for writing, also where not all could be written to it
+///         then, which is logged; 0 when it could not, and where get_halData_from_file() is empty
 int get_hal_copied_file(const std::string& path, std::string& copy);
 
 /// Parses an XML file, in either mode. Through the service it is copied first; the copy is removed
-/// once it is parsed, and stays on purpose when it could not be. Nothing is fetched from a network,
-/// and no external entity is loaded.
-/// @return the document, to be freed with xmlFreeDoc(), or null
+/// once it is parsed, and stays on purpose when it could not be. Where no copy can be made the file
+/// is opened as in the other mode. Nothing is fetched from a network, and no external entity is
+/// loaded.
+/// @return the document, to be freed with xmlFreeDoc(). Null, which is logged, for what is not
+///         there, cannot be read, has more than 16 MiB, is no XML, or has an encoding that no phone
+///         reads (docs/customisation.md); null for a null name, too
 _xmlDoc* getXmlParseFile(const char* name);
 
 /// Whether a file exists.
 /// @return 1 when it does in the way of that mode: the service has contents for it; the
-///         file can be found; whichever of the two reaches it. Else 0
+///         file can be found; whichever of the two reaches it. Else 0, also for null and where that
+///         cannot be found out
 int fexists_hal(const char* path);
 int fexists_direct(const char* path);
 int fexists(const char* path);
@@ -73,7 +79,8 @@ char* qve_get_tamra_file_path(const char* name, char* out);
 /// Finds a key in a file of KEY=VALUE lines. The first line with that key counts; a carriage return
 /// at its end does not. Opened directly, a line of more than 127 characters counts as several.
 /// @param value 128 bytes with the NUL; a longer value is cut. Untouched when 1 is returned
-/// @return 0 when the key was found, 1 when it was not, or an argument is null
+/// @return 0 when the key was found; 1 when it was not, the file is not there or cannot be read
+///         (see fcx::PackageCache), or an argument is null
 int qve_get_value_from_file(const char* path, const char* key, char* value);
 int qve_get_value_from_file_direct(const char* path, const char* key, char* value);
 int qve_get_value_from_file_hal(const char* path, const char* key, char* value);
@@ -128,7 +135,8 @@ void qve_save_profile_type();
 
 /// Settles the carrier by the network code's second table: at the first entry "10010" with a subset
 /// of that table, SIM profiles are switched off and the carrier and country are set.
-/// @param mccmnc_list, subset_list comma-separated and parallel; 2047 characters of each count
+/// @param mccmnc_list, subset_list comma-separated and parallel; 2047 characters of each count. A
+///        null one settles nothing, nor does an `mccmnc_list` of fewer than six
 void qve_check_2nd_ntcode(const char* mccmnc_list, const char* subset_list);
 
 /// Reads what earlier starts left, and stops the log on a "user" build.

@@ -41,7 +41,7 @@ int tof_cal_write(const char* text);
 
 /// Records how far the mid-auto test has come, in the property "persist.vendor.qve.midauto.status".
 /// @param status NUL-terminated text, 91 characters at most; "4" means that its result is stored
-/// @return 0, or -1 when the property refused the value
+/// @return 0, or -1 when the property refused the value, or it is null
 int midauto_status_set(const char* status);
 
 // Resets. Each notes what is asked for and deletes nothing: it sets factory item 23, "factory reset

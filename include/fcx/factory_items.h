@@ -29,7 +29,8 @@ namespace fcx {
 
 /// Reads an item into `buffer`, which is zero-filled after it.
 /// @param buffer `size` bytes, no fewer than the item has; untouched when the read fails
-/// @return what get_ftm_item() returned: negative when it failed; -1 also for a buffer too small
+/// @return what get_ftm_item() returned: negative when it failed; -1 also for a null buffer and one
+///         too small
 [[nodiscard]] int read_item(const FactoryItem& item, char* buffer, size_t size);
 
 /// Writes an item as text: cut at the item's length, zero-filled after a shorter one.
@@ -111,7 +112,7 @@ int set_suffix_item(const char* text);
 
 /// The SAAT result and the mid-auto result, 256 and 128 bytes of text as above. The whole item is
 /// zeroed first, in a write of its own: -1 when that fails, before the new text is written. When
-/// the write of the text fails, the item is empty.
+/// the write of the text fails, the item is empty. A null pointer changes nothing.
 int set_saatresult(const char* text);
 int set_midauto_result(const char* text);
 
@@ -125,14 +126,16 @@ int set_gpio_sum(const char* bytes);
 /// @return 0, or -1 for any non-zero return of the store, a positive one included. No other getter
 ///         does so; it is on purpose.
 int get_midauto_crc_list(char* buffer);
-/// Zeroes the item first, as set_saatresult() does, then copies 40 bytes.
+/// Zeroes the item first, as set_saatresult() does, then copies 40 bytes. @return 0, or -1 as there
 int set_midauto_crc_list(const char* bytes);
 
 /// Sets the factory status: the property "persist.vendor.qve.factory.status", the item, and the
 /// trace of statuses. Status 3 also removes the agree-factory file.
-/// @param status 0 to 9; of a longer number the property and the trace keep its first character
+/// @param status 0 to 9; of a longer number the property and the trace keep its first character,
+///               and the item its low byte
 /// @return 0, or -1 when the item cannot be written. The property has then been set already, and
-///         the file removed, on purpose; the trace is left as it was.
+///         the file removed, on purpose; the trace is left as it was. That one of these three
+///         cannot be changed is logged, and no failure.
 int set_factory_status(int status);
 
 /// The trace of factory statuses, text as above.

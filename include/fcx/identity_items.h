@@ -4,7 +4,7 @@
 //
 // The common form:
 //
-//   write_qve_ITEM(data, len, answer, answer_len)     `len` bytes of `data` are sent
+//   write_qve_ITEM(data, len, answer, answer_len)     `len` bytes of `data` are sent, 0 to 2048
 //   read_qve_ITEM(request, len, answer, answer_len)   `request` is sent, with `len` normally 0
 //
 //   answer      2048 bytes that receive the acknowledgement or the item
@@ -37,8 +37,9 @@ namespace fcx {
 ///
 /// An error text begins with the item's name and " READ ERROR", " WRITE ERROR" or " ERROR", as
 /// "IMEI READ ERROR :(", "SUFFIX READ ERROR" and "NO SIM ERROR" do, or with "CHECK DIGIT ERROR" or
-/// "NOT YET". What follows counts for nothing. No identity begins so: digits, and the texts that
-/// the factory writes, have neither the name of their own item nor a blank after it.
+/// "NOT YET"; a byte 0xFF, with which the modem refuses the product identifier, counts as one. What
+/// follows counts for nothing. No identity begins so: digits, and the texts that the factory
+/// writes, have neither the name of their own item nor a blank after it.
 /// @param answer `length` bytes, read up to a NUL; null is no error text
 /// @param length bytes of the answer; 0 or less is no answer, and so no error text
 /// @return false also for an acknowledgement, as "IMEI WRITE OK"
@@ -83,10 +84,12 @@ unsigned int read_qve_imei(int number, char* request, short len, char* answer, i
 
 /// Reads the network-code list that the modem keeps: requests 154 and 127, then a bulk transfer.
 /// One thread at a time: the modem has one such transfer.
+/// @param request    not null, and not sent, as `len` is not
 /// @param answer     2048 bytes
 /// @param answer_len receives the length of the answer to 127, normally 0, plus that of the list;
 ///                   2048 at most
-/// @return 0; the code of the request that failed, with -1 in `*answer_len`; or the code of
+/// @return 0; the code of the request that failed, with -1 in `*answer_len` and, in `answer`, what
+///         154 was answered where 127 failed, normally nothing; or the code of
 ///         receive_modem_data(), with what came before it in `answer` and `*answer_len`
 unsigned int read_qve_ntcode(char* request, short len, char* answer, int* answer_len);
 
@@ -129,6 +132,7 @@ int write_pid(char* pid);
 int read_pid(char* out);
 
 /// Computes an IMEI's check digit (Luhn, over the digits 0 to 13) and writes it to position 14.
+/// Null does nothing.
 /// @param imei NUL-terminated, in memory of at least 15 bytes. Nothing else of it changes, and no
 ///             terminator is written. One of more than 15 characters ends the process.
 /// @param len  how many of the characters are digits; 14 or more for a sound result
@@ -137,7 +141,7 @@ void make_imei_chksum(char* imei, int len);
 /// Copies what the modem answers for its IMEI to factory item 13, or for its MEID to factory item
 /// 207, unless the item begins with it: 20 bytes at most, of any content. An empty answer changes
 /// nothing; neither does a read that fails, which is logged, as is an error text in place of an
-/// IMEI.
+/// IMEI. An item that cannot be read is written; that it cannot be written is logged.
 void imei_check_on_boot();
 void meid_check_on_boot();
 

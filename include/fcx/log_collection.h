@@ -101,7 +101,8 @@ int erase_crash_count();
 /// Writes the crash reports, of 7468 bytes each, from the factory items 231, 235, 239, 243 and 247
 /// to "/data/logger/crash_info/crash_log0.txt" and so on, and gathers their summary lines: what
 /// follows the mark "Crash Handler" and two characters more, up to a newline or a NUL, 255
-/// characters at most. A report without the mark has none.
+/// characters at most. A report without the mark has none, nor has one whose file cannot be read
+/// back, which is logged.
 /// @param out   256 bytes that receive the summaries as NUL-terminated text, with ";" between them,
 ///              cut at 255 characters; untouched on failure
 /// @param len   receives the text's length; untouched on failure

@@ -106,8 +106,8 @@ int logsave_makezip(char* zipname, char* folder);
 /// Makes a folder and those that it is in. '/' and '\' end a folder's name; those that lead to a
 /// '\' have it in theirs. They are made with the mode 644 in decimal (octal 1204), on purpose. A
 /// name that exists is passed over, whatever it is.
-/// @return 1; 0 when `path` is empty, or one folder's parent does not exist; -104 when no memory
-///         can be had
+/// @return 1, also when a folder cannot be made for another reason, which is logged; 0 when `path`
+///         is empty or null, or one folder's parent does not exist; -104 when no memory can be had
 int makedir(const char* path);
 
 /// Extracts the current entry of an archive, relative to the device's "/". The target is written in
@@ -119,15 +119,14 @@ int makedir(const char* path);
 /// from standard input. Its first letter counts: 'y' or 'Y' replaces this file, 'a' or 'A' all from
 /// now on, 'n' or 'N' leaves it out; anything else asks again. At the end of the input the process
 /// ends with status 1, on purpose.
-/// @param uf           not null
 /// @param without_path points to 0 to keep the folders of the entry's name, else 1
 /// @param overwrite    points to 0 to ask, else 1; 'A' stores 1
 /// @param password     of an encrypted entry; null for none. A minizip that was built without
 ///                     decryption, as Debian's, refuses one for an encrypted entry with -102
-/// @return 0, also for what was left out; -1 when the name has 256 characters and more, or, with
-///         folders kept, is absolute or has ".." as a part; -1 when the target cannot be opened or
-///         written; -104 when no memory can be had; -105 when what was extracted has another
-///         checksum; else minizip's code
+/// @return 0, also for what was left out; -102 for a null pointer other than the password; -1 when
+///         the name has 256 characters and more, or, with folders kept, is absolute or has ".." as
+///         a part; -1 when the target cannot be opened or written; -104 when no memory can be had;
+///         -105 when what was extracted has another checksum; else minizip's code
 int do_extract_currentfile(unzFile uf, int* without_path, int* overwrite, const char* password);
 
 #pragma GCC visibility pop

@@ -21,8 +21,8 @@ struct _xmlDoc;  // libxml2's document, xmlDoc
 /// built for "US", whatever the code.
 /// @param code the three characters after "89", with their NUL: 4 bytes. Cut where it was looked
 ///             up in a shorter form, on purpose
-/// @return an MCC; "" for a code that belongs to no country; null for a code that is not known.
-///         Owned by the library, never freed
+/// @return an MCC; "" for a code that belongs to no country; null for a null code and one that is
+///         not known. Owned by the library, never freed
 const char* searchMccFromMap(char* code);
 
 // The same for codes that begin with the digit that the name holds.
@@ -67,7 +67,8 @@ void qve_get_mcc_list(char* ntcode, char* out);
 void qve_parse_ntcode(char* ntcode, char* mccmnc, char* subset);
 
 /// Whether the device is open to more than one carrier.
-/// @return 1 on a device for "OPEN" in "EU" whose network code has more than one entry, else 0
+/// @return 1 on a device for "OPEN" in "EU" whose network code has more than one entry, as the last
+///         of the two functions above has counted them, else 0
 int is_cota_ntcode();
 
 /// Whether the phone has two SIM slots.

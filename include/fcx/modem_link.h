@@ -43,7 +43,7 @@ int init_modem_interface();
 ///         1 when the exchange failed, or the AT-command service is not there
 ///         2 for a number without a route, and when the modem does not know the request
 ///         any number, 1 and 2 too, as the AT-command service's own result. That of 1011 and of
-///         1012 is ignored, on purpose: they return 0.
+///         1012 is ignored, on purpose: they return 0 wherever the service is there.
 ///
 /// When it is not 0, `*out_len` becomes -1 if `out_data` and `out_len` are both given, and nothing
 /// else is written. A missing service writes nothing at all.
@@ -55,7 +55,7 @@ int request_to_system(int number, void* payload, int payload_len, void* out_data
 void response_from_system(const ::vendor::qve::hardware::qvatcmd::V1_0::QVATCMDResponse& response);
 
 /// Writes bytes as base64: the standard alphabet with "=" padding, and a NUL.
-/// @param in  `len` bytes; none when `len` is below 1
+/// @param in  `len` bytes; none when `len` is below 1, or `in` null
 /// @param out room for 4 characters for each 3 bytes begun, and the NUL; null is written nothing
 /// @return the characters written, without the NUL
 int base64_encode(char* in, int len, char* out);
@@ -86,9 +86,9 @@ int receive_modem_data(char* buf, int* len);
 /// @param rsp     2048 bytes that receive the answer; untouched when the request failed
 /// @param rsp_len receives its bytes; -1 when the request failed, but for a missing service, which
 ///                leaves it as it was
-/// @return 0; -1 for a null pointer or a `req_len` outside 0 to 2048; 1 when the request failed, or
-///         when the other side claims an answer of more than 2048 or fewer than 0 bytes (what fits
-///         of it is then in `rsp` all the same)
+/// @return 0; -1 for a null pointer or a `req_len` outside 0 to 2048, with nothing sent or written;
+///         1 when the request failed, or when the other side claims an answer of more than 2048 or
+///         fewer than 0 bytes: what fits of it is then in `rsp`, and its length in `*rsp_len`
 int get_qve_data_from_modem(int number, void* req, int req_len, void* rsp, int* rsp_len);
 
 #pragma GCC visibility pop

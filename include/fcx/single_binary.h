@@ -43,7 +43,8 @@ int qve_single_binary_init();
 ///         with nothing written
 int qve_read_sim(char* out, int* length, int command);
 
-/// Derives the MCC, and where the SIM decides it the country, from an ICCID.
+/// Derives the MCC, and where the SIM decides it the country, from an ICCID, and publishes them; of
+/// an unknown calling code no MCC. Null does nothing.
 void qve_parse_iccid(const char* iccid);
 
 /// Stores a rewritten network code and publishes its MCCs. The next start is a first one when the
@@ -55,8 +56,10 @@ void sbpWriteNTCode(const char* ntcode, char* mcc_list);
 
 /// Stores the network code of a key in a file of KEY=NTCODE lines. A carriage
 /// return at a line's end belongs to the code, on purpose.
-/// @param file open for reading, and left open
-/// @return `size`, or 1 when storing failed; after such a failure the search goes on
+/// @param file open for reading, and left open, after the line whose code was stored or at its end.
+///             A line of more than 126 characters counts as several
+/// @return `size`, also without such a line and for a null pointer; 1 when storing failed, after
+///         which the search goes on, and whatever it finds
 int sbpWriteBuyer(FILE* file, int size, const char* key);
 
 /// Empties the properties "persist.vendor.qve.mcc-list" and "persist.vendor.qve.mccmnc-list".
@@ -74,11 +77,12 @@ void sbpSetOtpe();
 
 /// Reads a property from its file.
 /// @param value 92 bytes: what the file holds, cut at 91, and a NUL; untouched when 1 is returned
-/// @return 0, or 1 when there is none
+/// @return 0; 1 when there is none, it cannot be read, or for a null pointer
 int qve_read_property_persist_cache(const char* name, char* value);
 
 /// Writes a property to its file: replaces it at once, or not at all; it is on disk when this
-/// returns. A value is cut at 91.
+/// returns, unless that failed, of which only the log tells. A value is cut at 91. A null pointer
+/// writes nothing.
 void qve_write_property_persist_cache(const char* name, const char* value);
 
 // The carrier's restore during an encrypted start.

@@ -30,13 +30,14 @@ int read_sysfs(const char* path, char* buf, int n);
 int read_sysfs(const char* path, char* buf);
 
 /// Writes `n` bytes to a file in place of what it held; a file that is not there is made.
-/// @return 0; -1 when it cannot be opened, or not be written: it may then be empty, or hold a part
+/// @return 0; -1 for a null pointer or a negative `n` (nothing is then done), when it cannot be
+///         opened, or not be written: it may then be empty, or hold a part
 int write_sysfs(const char* path, const char* buf, int n);
 
 /// As write_sysfs(), for a file of the ERI data: where it cannot be opened, the folder `dir` is
 /// made with mode 0755 first. The file then gets the owner, the group and the mode of `dir`; that
 /// one of them cannot be given is no failure.
-/// @return 0; -1 when it cannot be opened then either, or not be written
+/// @return 0; -1 as of write_sysfs(), where the file cannot be opened then either
 int write_eri_sysfs(const char* path, const char* dir, const char* buf, int n);
 
 #pragma GCC visibility pop

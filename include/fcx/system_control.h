@@ -78,7 +78,9 @@ int set_bootstatus(int status);
 /// keeps the device awake with the wake lock "fcx_poweroff", which is never released, dims the
 /// screen, and starts a thread that waits for the cable to be pulled. With factory status 5 the
 /// ship mode is stored as well.
-/// @return 0; 1 without the wake lock or the thread, or when the ship mode could not be stored
+/// @return 0; 1 without the wake lock or the thread, which leaves the note, or when the ship mode
+///         could not be stored, which leaves the thread to its work. That the note or the screen
+///         could not be set is logged, and no failure
 int power_off_with_cable();
 
 /// Thread body: blinks the red key LED, a second each way, while the USB state is connected or

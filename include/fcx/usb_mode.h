@@ -32,9 +32,11 @@ int wait_for_state(const char* state);
 ///         be started
 int usb_path_change(void* arg);
 
-/// Thread body: releases the lock, takes the configuration down and brings "factory,adb" up,
-/// waiting up to a second for each state. A state that does not come is logged and stops nothing.
-/// @return null (0), or -1 as a pointer when a switch is running already
+/// Thread body: releases the lock where it is 1, takes the configuration down, lets adb skip its
+/// authentication ("vendor.qve.usb.adb_skip_auth") and brings "factory,adb" up, waiting up to a
+/// second for each state. A state that does not come, and a property or a lock that cannot be set,
+/// is logged and stops nothing. Where the lock cannot be read nothing is done.
+/// @return null (0), also then; -1 as a pointer when a switch is running already
 void* usb_path_change_thread(void* arg);
 
 // Mode switches. Each waits 100 ms on the caller's thread between the lock node and the property
@@ -49,8 +51,8 @@ int usb_mode_change_factory();
 int usb_mode_change_cpdm();
 
 /// The state in "/sys/class/android_usb/android0/state", of which 1024 bytes are looked at.
-/// @return 1 "DISCONNECTED", 2 "CONNECTED", 3 "CONFIGURED"; 0 for anything else, and when it cannot
-///         be read
+/// @return 1 when it begins with "DISCONNECTED", 2 with "CONNECTED", 3 with "CONFIGURED"; 0 for
+///         anything else, and when it cannot be read
 int get_usbstate_from_sys();
 
 #pragma GCC visibility pop

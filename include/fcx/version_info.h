@@ -21,7 +21,8 @@
 /// pieces are from "ro.vendor.qve.factoryversion", the modem (the type's code) and further
 /// properties; with type 2 also from the customisation package and the network-code list.
 /// @param type 1: as the software was built; 2: as the carrier's package and the network code make
-///             it, which is also stored in factory item 14. Any other type is 0 without a text
+///             it, which is also stored in factory item 14; that it could not is logged, and no
+///             failure. With any other type 0 is returned without a text: `out` and `out_len` stay
 /// @param out  69 bytes
 int get_qve_factory_sw_version(int type, char* out, int* out_len);
 /// As get_qve_factory_sw_version(), without the line that says that it was asked for.
@@ -33,7 +34,9 @@ int get_qve_factory_sw_version_sbp(int type, char* out, int* out_len);
 /// @param out_len receives the length up to the first of them. 0 without an application-processor
 ///                identifier, with `out` as it was, and when the customisation's cannot be read,
 ///                with the fields before it and zero bytes in `out`
-/// @return 0; 1 also for a text with the operator's default, "FFFFFFFFFFF-F"
+/// @return 0; 1 also with a text that has a default in it: "FFFFFFFFFFF" when there is no file of
+///         the customisation, "FFFFFFFFFFF-F" when there is none of the carrier, or it cannot be
+///         read
 int get_qve_factory_sw_fixed_area_version(char* out, int* out_len);
 
 /// The hardware revision from the kernel command line: "1.0", "0.a1", or the digit of an evaluation
@@ -62,7 +65,7 @@ int load_swv_components_from_file(char* file, char* mccmnc, char* subset, char* 
                                   char* short_name, char* hidden, char* date, char* postfix);
 
 /// How the property files of the package in directory `root` are arranged.
-/// @return 2 with a mapping file of its own, 1 for the open package, else 0
+/// @return 2 with a mapping file of its own, 1 for the open package, else 0, also for null
 int qve_parse_integration(char* root);
 
 /// Finds the integration property file that belongs to a carrier's one.

@@ -111,6 +111,12 @@ TEST_F(FactoryItems, RawBytesAreCopiedWhole) {
     std::string buffer(bytes.size(), '#');
     EXPECT_EQ(0, get(buffer.data())) << index;
     EXPECT_EQ(bytes, buffer);
+    const std::string before(bytes.size(), '#');
+    const bool is_failure = index == 253;
+    fault(Part::item, std::to_string(index), Effect::returns, 1, Access::read);
+    buffer = before;
+    EXPECT_EQ(is_failure ? -1 : 0, get(buffer.data())) << index << ", a positive number";
+    EXPECT_EQ(is_failure ? before : bytes, buffer) << index;
   }
 }
 

@@ -212,6 +212,7 @@ TEST_F(IdentityItems, AnErrorTextIsToldFromAnIdentity) {
                                      {"NTCODE READ ERROR 1"sv, true},
                                      {"CHECK DIGIT ERROR!"sv, true},
                                      {"IDDE ERROR\0old"sv, true},
+                                     {"\xFF"sv, true},
                                      {"IMEI READ ERRO"sv, false},
                                      {"IMEI ERRATIC"sv, false},
                                      {"NOT YE"sv, false},
