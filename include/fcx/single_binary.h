@@ -6,11 +6,14 @@
 // Example:
 //
 //   #include <cstdio>
+//   #include "fcx/identity_items.h"
 //
 //   if (sbpCreateThread() != 1) puts("no set-up at this start");
 //   char iccid[2048];
 //   int length = 0;
-//   if (qve_read_sim(iccid, &length, 14) == 0) printf("%.*s\n", length, iccid);
+//   if (qve_read_sim(iccid, &length, 14) != 0) return;    // no answer
+//   if (fcx::is_modem_error_text(iccid, length)) return;  // no SIM, or it cannot be read yet
+//   printf("%.*s\n", length, iccid);
 #pragma once
 
 #include <cstdio>

@@ -120,8 +120,19 @@ def _text(element):
     return text.replace("|", "\\|").replace("<", "\\<").replace("*", "\\*")
 
 
+def _declared(member, name):
+    """How a member is declared, in short: of a function all, of anything else the name."""
+    arguments = member.findtext("argsstring") if member.get("kind") == "function" else None
+    if not arguments:
+        return name
+    result = "".join(member.find("type").itertext())
+    values = [parameter.findtext("declname") for parameter in member.findall("templateparamlist/param")]
+    name += f"<{', '.join(values)}>" if values else ""
+    return re.sub(r" ?([*&]+) ?", r"\1 ", f"{result} {name}{arguments}").replace(" )", ")").replace(" ,", ",").strip()
+
+
 def _members(xml):
-    """(location, name, element) of all that the headers declare."""
+    """(location, declaration, element) of all that the headers declare."""
     for file in sorted(xml.glob("*.xml")):
         for compound in ElementTree.parse(file).getroot().findall("compounddef"):
             kind, owner = compound.get("kind"), compound.findtext("compoundname")
@@ -136,7 +147,7 @@ def _members(xml):
                 is_own = kind == "class" and re.fullmatch(rf"operator=|~?{owner.split('::')[-1]}", name)
                 if kind != "struct" and not is_own and member.get("prot") == "public" and (
                         member.get("kind") in ("function", "enum", "variable", "define")):
-                    yield member.find("location"), prefix + name, member
+                    yield member.find("location"), _declared(member, prefix + name), member
 
 
 def page(xml):
@@ -151,17 +162,17 @@ def page(xml):
     for file in sorted(xml.glob("*_8h.xml")):
         compound = ElementTree.parse(file).getroot().find("compounddef")
         name = compound.find("location").get("file")
-        out += [f"## {name}", "", _text(compound.find("briefdescription")), ""]
+        out += [f"## [{name}](../include/{name})", "", _text(compound.find("briefdescription")), ""]
         rows = []
         for _, member, brief in sorted(headers.get(name, ())):
-            shown = f"`{member.removesuffix('()')}`"
+            shown = f"`{member}`"
             if rows and rows[-1][1] == brief:
                 if shown not in rows[-1][0]:
                     rows[-1][0].append(shown)
             else:
                 rows.append(([shown], brief))
         out += ["| | |", "|---|---|"] if rows else []
-        out += [f"| {', '.join(names)} | {brief} |" for names, brief in rows]
+        out += [f"| {'<br>'.join(names)} | {brief} |" for names, brief in rows]
         out += [""] if rows else []
     return "\n".join(out).rstrip() + "\n"
 
