@@ -19,7 +19,8 @@
 
 #pragma GCC visibility push(default)
 
-/// Opens and closes the direct interface. @return what dmi_init() and dmi_release() returned
+/// Opens and closes the direct interface.
+/// @return what dmi_init() and dmi_release() returned: 0 when that worked
 int efs_init();
 int efs_release();
 
