@@ -1,6 +1,8 @@
-"""What CMake and the phone's image build: the same sources, and every interface."""
+"""What CMake and the phone's image build: the same sources, and every interface. And what the phone's page has to say
+of them: every property."""
 
 import re
+from fnmatch import fnmatchcase
 from pathlib import PurePath
 
 from rules.house import LIBRARY, room_of
@@ -9,6 +11,8 @@ CMAKE, IMAGE = "CMakeLists.txt", "Android.bp"
 HOME = "platform/android/"  # the phone's, which CMake compiles in every build
 INTERFACES, PACKAGES, MANIFEST = "interfaces/", "cmake/interfaces.cmake", "interfaces/manifest.xml"
 PACKAGE_ROOT = "vendor.qve.hardware"
+PAGE = "docs/phone.md"
+PROPERTY = r"(?:persist|ro|sys|vendor|vold)\.[\w.-]+"
 
 
 def _read(tree, path):
@@ -61,7 +65,24 @@ def _interfaces(tree):
         yield PACKAGES, 1, f"FCX_INTERFACE_PACKAGES and interfaces/ differ: {name}"
 
 
+def _properties(tree):
+    rows = re.findall(r"^\| (`.*?) \|", _read(tree, PAGE), re.MULTILINE)
+    listed = {name for row in rows for name in re.findall(rf"`({PROPERTY}\*?)`", row) if "@" not in row}
+    used = set()
+    for path, source in sorted(tree.sources.items()):
+        if room_of(path) not in LIBRARY:
+            continue
+        for found in re.finditer(rf'"({PROPERTY})"', source.plain):
+            used.add(found[1])
+            if not any(fnmatchcase(found[1], name) for name in listed):
+                yield path, source.line_of(found.start()), f"{PAGE} does not have the property {found[1]}"
+    for name in sorted(listed):
+        if not any(fnmatchcase(each, name) for each in used):
+            yield PAGE, 1, f"the library knows no property {name}"
+
+
 def offences(tree):
     """(path, line, text) of each difference."""
     yield from _sources(tree)
     yield from _interfaces(tree)
+    yield from _properties(tree)

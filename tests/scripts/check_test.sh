@@ -76,7 +76,7 @@ edit 's/\bnew\b/planted/' platform/immortal.h "$calls:1: platform/immortal.h doe
 edit '/ common\/lines\.cpp/d' CMakeLists.txt 'CMakeLists.txt:1: common/lines.cpp is not built'
 edit '/"carrier\/state\.cpp"/d' Android.bp 'Android.bp:1: carrier/state.cpp is not built'
 edit '/"platform\/android\/device_home\.cpp"/d' Android.bp 'Android.bp:1: platform/android/device_home.cpp is not built'
-edit 's/"ftm\/partition/"ftm\/planted/' Android.bp 'Android.bp:1: ftm/planted.cpp is no source of the library'
+edit 's/"ftm\/store/"ftm\/planted/' Android.bp 'Android.bp:1: ftm/planted.cpp is no source of the library'
 filehandle=interfaces/filehandle/1.0/Android.bp
 edit '/IFileHandle\.hal/d' $filehandle \
   "$filehandle:1: does not make vendor.qve.hardware.filehandle@1.0 of IFileHandle.hal types.hal"
@@ -85,6 +85,8 @@ edit 's/@1\.0::IQvAtCmd/@1.1::IQvAtCmd/' interfaces/manifest.xml \
   'interfaces/manifest.xml:1: vendor.qve.hardware.qvatcmd@1.0::IQvAtCmd has no instance'
 edit 's/ vendor\.qve\.hardware\.qvatcmd@1\.0//' cmake/interfaces.cmake \
   'cmake/interfaces.cmake:1: FCX_INTERFACE_PACKAGES and interfaces/ differ: vendor.qve.hardware.qvatcmd@1.0'
+plant ftm 'const char a[] = "vendor.qve.planted";' 'docs/phone.md does not have the property vendor.qve.planted'
+edit 's/`vold\.decrypt`/`vold.planted`/' docs/phone.md 'docs/phone.md:1: the library knows no property vold.planted'
 report=tools/boot_report.cpp
 row=$(grep -n '^const Rule kRules' $report | cut -d: -f1)
 explain() { # KIND PATTERN REPORT: a row about what the library does not say
