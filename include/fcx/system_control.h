@@ -182,8 +182,9 @@ void system_set_env_property();
 void show_current_time();
 
 /// Appends the frequencies of the processors 0 to 7 that are online: number, current, maximum,
-/// minimum, all of them with ',' between. One that is not online is left out, what cannot be read
-/// is empty. The entry of any but processor 0 begins with ',', also where it is the first.
+/// minimum, all of them with ',' between. One that is not online, or whose current frequency cannot
+/// be read, is left out; a limit that cannot be read is empty, and both failures are
+/// logged. The entry of any but processor 0 begins with ',', also where it is the first.
 /// @param out 2048 bytes of text, zeroed by the caller; cut at 2047 characters
 /// @param len receives the length of `out`
 /// @return 0, or 1 for a null pointer, with nothing written
