@@ -175,7 +175,8 @@ Choices property_names(const fs::path& directory) {
 /// The phone's files in the directory that a word begins with.
 Choices device_paths(const fs::path& directory, const std::string& word) {
   const std::string folder = word.empty() ? "/" : word.substr(0, word.rfind('/') + 1);
-  if (folder.empty()) return {};
+  // Nothing above the phone's own tree.
+  if (folder.empty() || folder.find("/../") != std::string::npos) return {};
   Choices choices;
   std::error_code unreadable;
   for (const auto& entry : fs::directory_iterator(directory / ("root" + folder), unreadable)) {

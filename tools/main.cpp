@@ -12,6 +12,7 @@
 #include "tools/commands.h"
 #include "tools/json.h"
 #include "tools/terminal.h"
+#include "tools/text.h"
 #include "virtual_phone/core/clock.h"
 
 namespace {
@@ -85,7 +86,8 @@ int report_no_memory(bool json) {
 /// it.
 int report(const cli::Invocation& invocation, const char* message, int exit_status) {
   if (!invocation.json) {
-    fprintf(stderr, "%s %s\n", cli::failure("fcx:", stderr).c_str(), message);
+    fprintf(stderr, "%s %s\n", cli::failure("fcx:", stderr).c_str(),
+            cli::harmless(message).c_str());
     return exit_status;
   }
   cli::Json error = {{"message", message}, {"exit_status", exit_status}};

@@ -31,9 +31,9 @@ std::string content_of(const fs::directory_entry& entry) {
   std::string bytes(entry.file_size(), '\0');
   std::ifstream in(entry.path(), std::ios::binary);
   if (!in.read(bytes.data(), static_cast<std::streamsize>(bytes.size()))) return "cannot be read";
-  const uint64_t hash = std::hash<std::string>()(bytes);
+  const size_t hash = std::hash<std::string>()(bytes);
   return std::to_string(bytes.size()) + " bytes, " +
-         to_hex({reinterpret_cast<const char*>(&hash), 4});
+         to_hex({reinterpret_cast<const char*>(&hash), sizeof hash});
 }
 
 void add_tree(const vp::Phone& phone, const std::string& name, PhoneState& state) {

@@ -44,9 +44,7 @@ Argument argument_of(const SendOptions& options) {
   const bool is_hex = options.hex.has_value() || (word.has_value() && is_hex_word(*word));
   Argument argument{options.hex ? from_hex(*options.hex) : word ? bytes_of(*word) : "", !is_hex};
   if (options.text.has_value()) argument.bytes = *options.text;
-  if (is_hex && argument.bytes.empty()) {
-    throw UsageError("there are no bytes after " + std::string(options.hex ? "--hex" : "hex:"));
-  }
+  if (is_hex && argument.bytes.empty()) throw UsageError("there are no bytes after --hex");
   const size_t most = argument.is_text ? QVCMD_DATA_SIZE - 1 : QVCMD_DATA_SIZE;
   if (argument.bytes.size() > most) {
     throw UsageError("the argument has " + std::to_string(argument.bytes.size()) +

@@ -40,7 +40,18 @@ bool is_hex_word(const std::string& word) { return word.compare(0, kHex.size(), 
 
 std::string bytes_of(const std::string& word) {
   if (!is_hex_word(word)) return word;
-  return from_hex(std::string_view(word).substr(kHex.size()));
+  const std::string bytes = from_hex(std::string_view(word).substr(kHex.size()));
+  if (bytes.empty()) throw UsageError("there are no bytes after " + std::string(kHex));
+  return bytes;
+}
+
+std::string harmless(const std::string& text) {
+  std::string made;
+  for (const char c : text) {
+    const bool is_control = c == '\x7f' || (c < ' ' && c != '\n');
+    made += is_control ? "\\x" + to_hex({&c, 1}) : std::string(1, c);
+  }
+  return made;
 }
 
 bool is_printable(std::string_view bytes) {

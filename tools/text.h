@@ -14,11 +14,13 @@ using factory_daemon::to_hex;
 std::string from_hex(std::string_view digits);
 /// Whether a word is hex:BYTES.
 bool is_hex_word(const std::string& word);
-/// The bytes that a word stands for: hex:BYTES, or itself. Throws UsageError.
+/// The bytes that a word stands for: hex:BYTES, one at least, or itself. Throws UsageError.
 std::string bytes_of(const std::string& word);
 bool is_printable(std::string_view bytes);
 /// The bytes as they are, or as hex:... where they are not printable.
 std::string shown(std::string_view bytes);
+/// A text for a terminal, which its control characters shall not steer; lines stay lines.
+std::string harmless(const std::string& text);
 /// The text of an identity for a listing: all but its last four characters hidden.
 std::string masked(std::string text);
 /// Whether a property names a SIM.

@@ -172,6 +172,8 @@ END
   expect 1 'could not be written' to_full_disk fcx commands 4018
   expect 2 "'g' is no hexadecimal digit" fcx send 3201 --hex 0g
   expect 2 'odd number' fcx send 3201 --hex 012
+  expect 2 'no bytes after hex:$' fcx item set 9 hex:
+  expect 2 '"\\x1b\[2J"' fcx $'\e[2J'
   expect 2 'at most 2047' fcx send 4018 "$(printf '%02048d' 0)"
   expect 0 'data_len' fcx send 4018 "$(printf '%02047d' 0)"
   expect 2 'not two of them' fcx send 4018 a --hex 61
