@@ -21,6 +21,7 @@
 namespace {
 
 constexpr std::string_view kImeiWritten = "IMEI WRITE OK";
+constexpr std::string_view kImeiReadError = "IMEI READ ERROR :(";
 constexpr std::string_view kIddeWritten = "IDDE OK";
 
 /// What the modem names in an error text, how it goes on, and the texts that have another form.
@@ -28,7 +29,9 @@ constexpr std::string_view kNamed[] = {"IMEI", "IMPL",   "IDDE", "FUSG",   "PID"
                                        "PID2", "SUFFIX", "GDEN", "EFSA",   "RGRV",
                                        "MEID", "PESN",   "TYPE", "NTCODE", "NO SIM"};
 constexpr std::string_view kFailed[] = {" READ ERROR", " WRITE ERROR", " ERROR"};
-constexpr std::string_view kOtherErrors[] = {"CHECK DIGIT ERROR", "NOT YET", "\xFF"};
+constexpr std::string_view kOtherErrors[] = {"CHECK DIGIT ERROR", "NOT YET"};
+/// The whole answer by which the modem refuses a product identifier. A record may begin so.
+constexpr std::string_view kRefused = "\xFF";
 
 constexpr char kMccListProperty[] = "persist.vendor.qve.mcc-list";
 
@@ -49,22 +52,6 @@ unsigned int hand_on(int opcode, char* data, short len, char* answer, int* answe
 bool begins_with(const char* answer, int length, std::string_view start) {
   return length >= static_cast<int>(start.size()) &&
          std::string_view(answer, start.size()) == start;
-}
-
-bool is_error_text(std::string_view text) {
-  const auto begins = [](std::string_view longer, std::string_view start) {
-    return longer.substr(0, start.size()) == start;
-  };
-  for (const std::string_view error : kOtherErrors) {
-    if (begins(text, error)) return true;
-  }
-  for (const std::string_view name : kNamed) {
-    if (!begins(text, name)) continue;
-    for (const std::string_view failed : kFailed) {
-      if (begins(text.substr(name.size()), failed)) return true;
-    }
-  }
-  return false;
 }
 
 /// Stores the modem's answer in a factory item, if it is not what the item holds already.
@@ -115,7 +102,21 @@ int reset_dependent_identity() {
 
 bool fcx::is_modem_error_text(const char* answer, int length) {
   if (answer == nullptr || length <= 0) return false;
-  return is_error_text(bounded_text(answer, static_cast<size_t>(length)));
+  const std::string_view text = bounded_text(answer, static_cast<size_t>(length));
+  const auto begins = [](std::string_view longer, std::string_view start) {
+    return longer.substr(0, start.size()) == start;
+  };
+  if (text == kRefused) return true;
+  for (const std::string_view error : kOtherErrors) {
+    if (begins(text, error)) return true;
+  }
+  for (const std::string_view name : kNamed) {
+    if (!begins(text, name)) continue;
+    for (const std::string_view failed : kFailed) {
+      if (begins(text.substr(name.size()), failed)) return true;
+    }
+  }
+  return false;
 }
 
 // The items that are sent and answered as they are, a line each.
@@ -270,8 +271,8 @@ void make_imei_chksum(char* imei, int len) {
 void imei_check_on_boot() {
   fcx::ModemAnswer answer;
   int code = fcx::ask(fcx::request::read_imei, {}, answer);
-  // An error text is no IMEI.
-  if (code == 0 && is_error_text(answer.bytes())) code = QVCMD_FAIL;
+  // That error text is no IMEI; any other answer is taken as it is, on purpose.
+  if (code == 0 && answer.starts_with(kImeiReadError)) code = QVCMD_FAIL;
   if (code != 0) {
     DOMAIN_INFO("Cannot get imei from nv. %d\n", code);
     return;

@@ -21,8 +21,8 @@ struct PhoneState {
   std::map<uint16_t, virtual_phone::NvItem> nv_items;
   virtual_phone::Sim sim;
   bool is_card_inserted = false;
-  /// Of each file, link and the like what there is in it, in a few words that hardly any other content has;
-  /// by the name of the tree that it is in ("root", "overlay", "efs") and its path.
+  /// Of each file, link and the like what there is in it, in a few words that hardly any other
+  /// content has; by the name of the tree that it is in ("root", "overlay", "efs") and its path.
   std::map<std::pair<std::string, std::string>, std::string> files;
 };
 

@@ -37,9 +37,10 @@ namespace fcx {
 ///
 /// An error text begins with the item's name and " READ ERROR", " WRITE ERROR" or " ERROR", as
 /// "IMEI READ ERROR :(", "SUFFIX READ ERROR" and "NO SIM ERROR" do, or with "CHECK DIGIT ERROR" or
-/// "NOT YET"; a byte 0xFF, with which the modem refuses the product identifier, counts as one. What
-/// follows counts for nothing. No identity begins so: digits, and the texts that the factory
-/// writes, have neither the name of their own item nor a blank after it.
+/// "NOT YET". What follows counts for nothing. No identity begins so: digits, and the texts that
+/// the factory writes, have neither the name of their own item nor a blank after it. The single
+/// byte 0xFF, with which the modem refuses a product identifier, counts as one; a record may begin
+/// so.
 /// @param answer `length` bytes, read up to a NUL; null is no error text
 /// @param length bytes of the answer; 0 or less is no answer, and so no error text
 /// @return false also for an acknowledgement, as "IMEI WRITE OK"
@@ -140,8 +141,8 @@ void make_imei_chksum(char* imei, int len);
 
 /// Copies what the modem answers for its IMEI to factory item 13, or for its MEID to factory item
 /// 207, unless the item begins with it: 20 bytes at most, of any content. An empty answer changes
-/// nothing; neither does a read that fails, which is logged, as is an error text in place of an
-/// IMEI. An item that cannot be read is written; that it cannot be written is logged.
+/// nothing; neither does a read that fails, which is logged, as is "IMEI READ ERROR :(" in place of
+/// an IMEI. An item that cannot be read is written; that it cannot be written is logged.
 void imei_check_on_boot();
 void meid_check_on_boot();
 

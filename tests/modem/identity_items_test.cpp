@@ -213,6 +213,7 @@ TEST_F(IdentityItems, AnErrorTextIsToldFromAnIdentity) {
                                      {"CHECK DIGIT ERROR!"sv, true},
                                      {"IDDE ERROR\0old"sv, true},
                                      {"\xFF"sv, true},
+                                     {"\xFF\xFF"sv, false},
                                      {"IMEI READ ERRO"sv, false},
                                      {"IMEI ERRATIC"sv, false},
                                      {"NOT YE"sv, false},
