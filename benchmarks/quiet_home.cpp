@@ -16,10 +16,12 @@ std::atomic<size_t> reads = 0;
 size_t bench::file_opens() { return opens; }
 size_t bench::file_reads() { return reads; }
 
-fcx::FileFault fcx::platform_file_fault(const char*, FileOperation operation) {
-  if (operation == FileOperation::open) ++opens;
-  if (operation == FileOperation::read) ++reads;
+fcx::FileFault fcx::platform_file_begins(const FileAccess& access) {
+  if (access.operation == FileOperation::open) ++opens;
+  if (access.operation == FileOperation::read) ++reads;
   return {};
 }
+
+void fcx::platform_file_ends(const FileAccess&, int, std::string_view) {}
 
 int android_reboot(unsigned, int, const char*) { return 0; }

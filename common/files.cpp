@@ -24,15 +24,36 @@ constexpr size_t kUniqueLength = 6;
 /// What every file is opened with: nothing waits, and no child inherits it.
 constexpr int kAlways = O_CLOEXEC | O_NONBLOCK | O_NOCTTY;
 
-/// Does `work` on a path, unless it is too long or a fault says that the operation fails.
+/// Does `work`, unless a fault says that the operation fails. It is given the fault.
 template <typename Work>
-Result operate(const char* device_path, const DevicePath& path, FileOperation operation,
-               Work work) {
+Result operate(const FileAccess& access, Work work) {
+  const FileFault fault = platform_file_begins(access);
+  const Result result = fault.error != 0 ? Result::failed(fault.error) : work(fault);
+  platform_file_ends(access, result.error());
+  return result;
+}
+
+/// The same on an open file, with what a system call returns.
+template <typename Work>
+Result operate_on(const char* device_path, const unique_fd& fd, FileOperation operation,
+                  Work work) {
+  return operate({device_path, operation, nullptr, fd.get()},
+                 [&](const FileFault&) { return Result::of(work()); });
+}
+
+/// The same on a path, unless that is too long.
+template <typename Work>
+Result operate_at(FileAccess access, const DevicePath& path, Work work) {
   if (path.c_str() == nullptr) return Result::failed(ENAMETOOLONG);
   // It names nothing; made a path, it would be the device's "/".
-  if (device_path[0] == '\0') return Result::failed(ENOENT);
-  const FileFault fault = platform_file_fault(device_path, operation);
-  return fault.error != 0 ? Result::failed(fault.error) : Result::of(work(path.c_str()));
+  if (access.device_path[0] == '\0') return Result::failed(ENOENT);
+  access.path = path.c_str();
+  return operate(access, [&](const FileFault&) { return Result::of(work(path.c_str())); });
+}
+
+template <typename Work>
+Result operate_at(const char* device_path, FileOperation operation, Work work) {
+  return operate_at({device_path, operation}, DevicePath(device_path), work);
 }
 
 /// Characters for a name that no other temporary file has now; who is as quick tries again.
@@ -55,8 +76,9 @@ std::array<char, kUniqueLength> unique_characters() {
 /// Takes a temporary file for its maker, as long as that lives. False when it is another's.
 bool take(const unique_fd& fd) { return flock(fd.get(), LOCK_EX | LOCK_NB) == 0; }
 
-/// Makes a temporary file in the directory and adds its name to the path.
-unique_fd make_temporary(DevicePath& path, mode_t mode) {
+/// Makes a temporary file in the directory, for new content of `device_path`, and adds its name to
+/// the path.
+Result make_temporary(const char* device_path, DevicePath& path, mode_t mode, unique_fd& fd) {
   constexpr int kTries = 100;
   const DevicePath directory = path;
   for (int i = 0; i < kTries; ++i) {
@@ -65,45 +87,46 @@ unique_fd make_temporary(DevicePath& path, mode_t mode) {
     path.append("/");
     path.append(kTemporary);
     path.append({unique.data(), unique.size()});
-    if (path.c_str() == nullptr) {
-      errno = ENAMETOOLONG;
-      return {};
-    }
     // Exclusive: a link or a file that somebody has planted there is never written to.
-    unique_fd fd(open(path.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | kAlways, mode));
-    if (!fd.ok() && errno != EEXIST) return {};
-    if (!fd.ok()) continue;
+    constexpr int kFlags = O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | kAlways;
+    const Result made = operate_at({device_path, FileOperation::open, nullptr, -1, kFlags}, path,
+                                   [&](const char* name) {
+                                     fd.reset(open(name, kFlags, mode));
+                                     return fd.get();
+                                   });
+    if (!made.ok() && made.error() != EEXIST) return made;
+    if (!made.ok()) continue;
     // Between making and taking it another process may have taken it for a left-over and removed
     // it.
-    struct stat made {};
-    if (take(fd) && fstat(fd.get(), &made) == 0 && made.st_nlink > 0) return fd;
+    struct stat status {};
+    if (take(fd) && fstat(fd.get(), &status) == 0 && status.st_nlink > 0) return Result();
   }
-  errno = EEXIST;
-  return {};
+  return Result::failed(EEXIST);
 }
 
 /// Writes all of a device file's content; `device_path` is its name.
 Result write_all(const char* device_path, const unique_fd& fd, std::string_view content) {
-  const FileFault fault = platform_file_fault(device_path, FileOperation::write);
-  if (fault.error != 0) return Result::failed(fault.error);
-  const size_t allowed = std::min(content.size(), fault.limit);
-  for (size_t done = 0; done < allowed;) {
-    const ssize_t put = write(fd.get(), content.data() + done, allowed - done);
-    if (put < 0 && errno == EINTR) continue;
-    // A kernel attribute that takes nothing would be asked for ever.
-    if (put <= 0) return Result::failed(put == 0 ? EIO : errno);
-    done += static_cast<size_t>(put);
-  }
-  return allowed == content.size() ? Result() : Result::failed(ENOSPC);
+  const FileAccess access{device_path, FileOperation::write, nullptr, fd.get(), 0, content};
+  return operate(access, [&](const FileFault& fault) {
+    const size_t allowed = std::min(content.size(), fault.limit);
+    for (size_t done = 0; done < allowed;) {
+      const ssize_t put = write(fd.get(), content.data() + done, allowed - done);
+      if (put < 0 && errno == EINTR) continue;
+      // A kernel attribute that takes nothing would be asked for ever.
+      if (put <= 0) return Result::failed(put == 0 ? EIO : errno);
+      done += static_cast<size_t>(put);
+    }
+    return allowed == content.size() ? Result() : Result::failed(ENOSPC);
+  });
 }
 
 /// Gives a new file the access that the old one has. The owner is kept where that is allowed.
 Result keep_access(const char* device_path, const unique_fd& fd, const struct stat& old) {
-  const FileFault fault = platform_file_fault(device_path, FileOperation::chmod);
-  if (fault.error != 0) return Result::failed(fault.error);
-  // Only a privileged process may; the others' new files are their own.
-  if (fchown(fd.get(), old.st_uid, old.st_gid) != 0 && errno != EPERM) return Result::of(-1);
-  return Result::of(fchmod(fd.get(), old.st_mode & 07777));
+  return operate_on(device_path, fd, FileOperation::chmod, [&] {
+    // Only a privileged process may; the others' new files are their own.
+    if (fchown(fd.get(), old.st_uid, old.st_gid) != 0 && errno != EPERM) return -1;
+    return fchmod(fd.get(), old.st_mode & 07777);
+  });
 }
 
 /// Removes the temporary files of a directory that nobody holds any more.
@@ -177,11 +200,12 @@ DeviceMapping::~DeviceMapping() {
 
 DeviceFile::DeviceFile(const char* device_path, int flags, mode_t mode, Devices devices)
     : device_path_(device_path) {
-  const Result opened =
-      operate(device_path, DevicePath(device_path), FileOperation::open, [&](const char* path) {
-        fd_.reset(open(path, flags | kAlways, mode));
-        return fd_.get();
-      });
+  const int all_flags = flags | kAlways;
+  const Result opened = operate_at({device_path, FileOperation::open, nullptr, -1, all_flags},
+                                   DevicePath(device_path), [&](const char* path) {
+                                     fd_.reset(open(path, all_flags, mode));
+                                     return fd_.get();
+                                   });
   struct stat found {};
   if (!opened.ok()) {
     error_ = opened.error();
@@ -199,53 +223,58 @@ DeviceFile::DeviceFile(const char* device_path, int flags, mode_t mode, Devices 
 
 Result DeviceFile::status(struct stat& found) const {
   if (!is_open()) return Result::failed(error_);
-  const FileFault fault = platform_file_fault(device_path_, FileOperation::stat);
-  if (fault.error != 0) return Result::failed(fault.error);
-  return Result::of(fstat(fd_.get(), &found));
+  return operate_on(device_path_, fd_, FileOperation::stat,
+                    [&] { return fstat(fd_.get(), &found); });
 }
 
 Result DeviceFile::size_by_seeking(int64_t& size) {
   if (!is_open()) return Result::failed(error_);
-  const FileFault fault = platform_file_fault(device_path_, FileOperation::seek);
-  if (fault.error != 0) return Result::failed(fault.error);
-  const off_t end = lseek(fd_.get(), 0, SEEK_END);
-  size = fault.size >= 0 ? fault.size : end;
-  return Result::of(end < 0 ? -1 : lseek(fd_.get(), 0, SEEK_SET));
+  return operate({device_path_, FileOperation::seek, nullptr, fd_.get()},
+                 [&](const FileFault& fault) {
+                   const off_t end = lseek(fd_.get(), 0, SEEK_END);
+                   size = fault.size >= 0 ? fault.size : end;
+                   return Result::of(end < 0 ? -1 : lseek(fd_.get(), 0, SEEK_SET));
+                 });
 }
 
 Result DeviceFile::seek(int64_t position) {
   if (!is_open()) return Result::failed(error_);
-  const FileFault fault = platform_file_fault(device_path_, FileOperation::seek);
-  if (fault.error != 0) return Result::failed(fault.error);
-  const off64_t reached = lseek64(fd_.get(), position, SEEK_SET);
-  return reached < 0 ? Result::failed(errno) : Result();
+  return operate_on(device_path_, fd_, FileOperation::seek,
+                    [&] { return lseek64(fd_.get(), position, SEEK_SET) < 0 ? -1 : 0; });
 }
 
 Result DeviceFile::control(unsigned long request, void* argument) {
   if (!is_open()) return Result::failed(error_);
-  const FileFault fault = platform_file_fault(device_path_, FileOperation::ioctl);
-  if (fault.error != 0) return Result::failed(fault.error);
-  return Result::of(platform_ioctl(fd_.get(), request, argument));
+  return operate_on(device_path_, fd_, FileOperation::ioctl,
+                    [&] { return platform_ioctl(fd_.get(), request, argument); });
 }
 
 Result DeviceFile::map(size_t size, DeviceMapping& mapping) {
   if (!is_open()) return Result::failed(error_);
-  const FileFault fault = platform_file_fault(device_path_, FileOperation::mmap);
-  if (fault.error != 0) return Result::failed(fault.error);
-  void* const start = mmap(nullptr, size, PROT_READ, MAP_SHARED, fd_.get(), 0);
-  if (start == MAP_FAILED) return Result::failed(errno);
-  mapping = DeviceMapping(start, size);
-  return Result();
+  return operate_on(device_path_, fd_, FileOperation::mmap, [&] {
+    void* const start = mmap(nullptr, size, PROT_READ, MAP_SHARED, fd_.get(), 0);
+    if (start == MAP_FAILED) return -1;
+    mapping = DeviceMapping(start, size);
+    return 0;
+  });
 }
 
 ReadResult DeviceFile::read(char* buffer, size_t size) {
-  constexpr size_t kPiece = 64 << 10;
   if (!is_open()) return ReadResult::failed(error_);
-  if (!read_fault_.has_value()) {
-    read_fault_ = platform_file_fault(device_path_, FileOperation::read);
-  }
-  if (read_fault_->error != 0) return ReadResult::failed(read_fault_->error);
-  const size_t wanted = std::min(size, read_fault_->limit);
+  if (read_limit_.has_value()) return read_on(buffer, size);
+  const FileAccess access{device_path_, FileOperation::read, nullptr, fd_.get()};
+  const FileFault fault = platform_file_begins(access);
+  read_limit_ = fault.limit;
+  read_error_ = fault.error;
+  const ReadResult result = read_on(buffer, size);
+  platform_file_ends(access, result.error(), {buffer, result.size()});
+  return result;
+}
+
+ReadResult DeviceFile::read_on(char* buffer, size_t size) {
+  constexpr size_t kPiece = 64 << 10;
+  if (read_error_ != 0) return ReadResult::failed(read_error_);
+  const size_t wanted = std::min(size, *read_limit_);
   size_t done = 0;
   while (done < wanted) {
     // In pieces: a file may have far less than the caller, who knows its size, has been told.
@@ -256,7 +285,7 @@ ReadResult DeviceFile::read(char* buffer, size_t size) {
     if (got == 0) break;
     done += static_cast<size_t>(got);
   }
-  read_fault_->limit -= done;
+  *read_limit_ -= done;
   return ReadResult::content(done);
 }
 
@@ -266,17 +295,20 @@ Result DeviceFile::write(std::string_view content) {
 
 Result DeviceFile::make_empty() {
   if (!is_open()) return Result::failed(error_);
-  const FileFault fault = platform_file_fault(device_path_, FileOperation::write);
-  if (fault.error != 0) return Result::failed(fault.error);
-  return Result::of(ftruncate(fd_.get(), 0));
+  return operate_on(device_path_, fd_, FileOperation::write,
+                    [&] { return ftruncate(fd_.get(), 0); });
 }
 
 Result DeviceFile::close() {
   if (!is_open()) return Result::failed(error_);
   error_ = EBADF;
-  const FileFault fault = platform_file_fault(device_path_, FileOperation::close);
+  const FileAccess access{device_path_, FileOperation::close, nullptr, fd_.get()};
+  const FileFault fault = platform_file_begins(access);
+  // Closed in any case: a fault only tells.
   const Result closed = Result::of(::close(fd_.release()));
-  return fault.error != 0 ? Result::failed(fault.error) : closed;
+  const Result result = fault.error != 0 ? Result::failed(fault.error) : closed;
+  platform_file_ends(access, result.error());
+  return result;
 }
 
 int DeviceFile::release() {
@@ -290,21 +322,21 @@ ReadResult read_device_file(const char* device_path, char* buffer, size_t size) 
 }
 
 Presence presence_of(const char* device_path) {
-  const Result found = operate(device_path, DevicePath(device_path), FileOperation::stat,
-                               [](const char* path) { return access(path, F_OK); });
+  const Result found = operate_at(device_path, FileOperation::stat,
+                                  [](const char* path) { return access(path, F_OK); });
   if (found.ok()) return Presence::present;
   return ReadResult::is_absence(found.error()) ? Presence::absent : Presence::unknown;
 }
 
 Result look_up(const char* device_path, struct stat& found) {
-  return operate(device_path, DevicePath(device_path), FileOperation::stat,
-                 [&](const char* path) { return stat(path, &found); });
+  return operate_at(device_path, FileOperation::stat,
+                    [&](const char* path) { return stat(path, &found); });
 }
 
 Result look_up_type(const char* device_path, FileType& type) {
   struct stat found {};
-  const Result looked_up = operate(device_path, DevicePath(device_path), FileOperation::stat,
-                                   [&](const char* path) { return lstat(path, &found); });
+  const Result looked_up = operate_at(device_path, FileOperation::stat,
+                                      [&](const char* path) { return lstat(path, &found); });
   type = S_ISREG(found.st_mode)   ? FileType::regular
          : S_ISDIR(found.st_mode) ? FileType::directory
          : S_ISLNK(found.st_mode) ? FileType::link
@@ -313,18 +345,19 @@ Result look_up_type(const char* device_path, FileType& type) {
 }
 
 DeviceDirectory::DeviceDirectory(const char* device_path) : device_path_(device_path) {
-  const Result opened =
-      operate(device_path, DevicePath(device_path), FileOperation::open, [&](const char* path) {
-        directory_.reset(opendir(path));
-        return directory_ == nullptr ? -1 : 0;
-      });
+  const Result opened = operate_at(device_path, FileOperation::open, [&](const char* path) {
+    directory_.reset(opendir(path));
+    return directory_ == nullptr ? -1 : 0;
+  });
   error_ = opened.error();
 }
 
 const char* DeviceDirectory::next() {
   if (error_ != 0) return nullptr;
   if (!is_begun_) {
-    error_ = platform_file_fault(device_path_, FileOperation::read).error;
+    const FileAccess access{device_path_, FileOperation::read};
+    error_ = platform_file_begins(access).error;
+    platform_file_ends(access, error_);
     is_begun_ = true;
     if (error_ != 0) return nullptr;
   }
@@ -347,56 +380,54 @@ Result flush_directory_of(const char* device_path) {
   std::array<char, PATH_MAX> directory{};
   if (parent.size() >= directory.size()) return Result::failed(ENAMETOOLONG);
   parent.copy(directory.data(), parent.size());
-  return operate(directory.data(), DevicePath(parent), FileOperation::sync_directory,
-                 [](const char* opened) {
-                   const unique_fd fd(open(opened, O_RDONLY | O_DIRECTORY | kAlways));
-                   if (fd.ok()) return fsync(fd.get());
-                   return errno == EACCES ? 0 : -1;
-                 });
+  return operate_at({directory.data(), FileOperation::sync_directory}, DevicePath(parent),
+                    [](const char* opened) {
+                      const unique_fd fd(open(opened, O_RDONLY | O_DIRECTORY | kAlways));
+                      if (fd.ok()) return fsync(fd.get());
+                      return errno == EACCES ? 0 : -1;
+                    });
 }
 
 Result remove_device_file(const char* device_path) {
-  const Result removed = operate(device_path, DevicePath(device_path), FileOperation::remove,
-                                 [](const char* path) { return unlink(path); });
+  const Result removed =
+      operate_at(device_path, FileOperation::remove, [](const char* path) { return unlink(path); });
   return ReadResult::is_absence(removed.error()) ? Result() : removed;
 }
 
 Result remove_device_directory(const char* device_path) {
-  const Result removed = operate(device_path, DevicePath(device_path), FileOperation::remove,
-                                 [](const char* path) { return rmdir(path); });
+  const Result removed =
+      operate_at(device_path, FileOperation::remove, [](const char* path) { return rmdir(path); });
   return ReadResult::is_absence(removed.error()) ? Result() : removed;
 }
 
 Result rename_device_file(const char* from, const char* to) {
-  const DevicePath old_path(from);
-  return operate(from, old_path, FileOperation::rename, [&](const char* old_name) {
-    const Result renamed =
-        operate(to, DevicePath(to), FileOperation::rename,
-                [&](const char* new_name) { return rename(old_name, new_name); });
-    errno = renamed.error();
-    return renamed.ok() ? 0 : -1;
-  });
+  const DevicePath new_path(to);
+  if (new_path.c_str() == nullptr) return Result::failed(ENAMETOOLONG);
+  if (to[0] == '\0') return Result::failed(ENOENT);
+  return operate_at({from, FileOperation::rename, nullptr, -1, 0, {}, to, new_path.c_str()},
+                    DevicePath(from),
+                    [&](const char* old_path) { return rename(old_path, new_path.c_str()); });
 }
 
 Result make_device_directory(const char* device_path, mode_t mode) {
-  return operate(device_path, DevicePath(device_path), FileOperation::mkdir,
-                 [&](const char* path) { return platform_mkdir(path, mode); });
+  return operate_at(device_path, FileOperation::mkdir,
+                    [&](const char* path) { return platform_mkdir(path, mode); });
 }
 
 Result give_owner_of(const char* model, const char* device_path) {
   struct stat found {};
   const Result looked_up = look_up(model, found);
   if (!looked_up.ok()) return looked_up;
-  return operate(device_path, DevicePath(device_path), FileOperation::chown,
-                 [&](const char* path) { return chown(path, found.st_uid, found.st_gid); });
+  return operate_at(device_path, FileOperation::chown,
+                    [&](const char* path) { return chown(path, found.st_uid, found.st_gid); });
 }
 
 Result give_mode_of(const char* model, const char* device_path) {
   struct stat found {};
   const Result looked_up = look_up(model, found);
   if (!looked_up.ok()) return looked_up;
-  return operate(device_path, DevicePath(device_path), FileOperation::chmod,
-                 [&](const char* path) { return chmod(path, found.st_mode & 07777); });
+  return operate_at(device_path, FileOperation::chmod,
+                    [&](const char* path) { return chmod(path, found.st_mode & 07777); });
 }
 
 void clear_temporaries(const char* directory) { clear_temporaries_in(DevicePath(directory)); }
@@ -411,8 +442,10 @@ FileReplacement::FileReplacement(const char* device_path, Unwritable unwritable,
 Result FileReplacement::begin(Unwritable unwritable, mode_t new_file_mode) {
   std::optional<struct stat> old;
   // Opened, so that all that could keep the file from being written has its say.
-  opened_ = operate(device_path_, target_, FileOperation::open, [&](const char* path) -> int {
-    const unique_fd fd(open(path, O_WRONLY | kAlways));
+  constexpr int kFlags = O_WRONLY | kAlways;
+  const FileAccess looked{device_path_, FileOperation::open, nullptr, -1, kFlags};
+  opened_ = operate_at(looked, target_, [&](const char* path) -> int {
+    const unique_fd fd(open(path, kFlags));
     if (!fd.ok() && errno == ENOENT) return 0;
     struct stat found {};
     if (!fd.ok() || fstat(fd.get(), &found) != 0) return -1;
@@ -426,9 +459,8 @@ Result FileReplacement::begin(Unwritable unwritable, mode_t new_file_mode) {
   const bool is_refused = !opened_.ok() && unwritable == Unwritable::is_refused;
   if (is_refused) return opened_;
   clear_temporaries_in(temporary_);
-  fd_ = make_temporary(temporary_, new_file_mode);
-  if (fd_.ok()) return old.has_value() ? keep_access(device_path_, fd_, *old) : Result();
-  const Result made = Result::of(-1);
+  const Result made = make_temporary(device_path_, temporary_, new_file_mode, fd_);
+  if (made.ok()) return old.has_value() ? keep_access(device_path_, fd_, *old) : Result();
   if (!old.has_value()) opened_ = made;
   return made;
 }
@@ -446,14 +478,16 @@ Result FileReplacement::write(std::string_view content) {
   if (!begun_.ok()) return begun_;
   const Result written = write_all(device_path_, fd_, content);
   if (!written.ok()) return written;
-  return operate(device_path_, temporary_, FileOperation::sync,
-                 [&](const char*) { return fsync(fd_.get()); });
+  return operate({device_path_, FileOperation::sync, temporary_.c_str(), fd_.get()},
+                 [&](const FileFault&) { return Result::of(fsync(fd_.get())); });
 }
 
 Result FileReplacement::put_in_place() {
   if (!begun_.ok()) return begun_;
-  const Result renamed = operate(device_path_, temporary_, FileOperation::rename,
-                                 [&](const char* path) { return rename(path, target_.c_str()); });
+  const FileAccess access{device_path_, FileOperation::rename, nullptr, -1, 0, {},
+                          nullptr,      target_.c_str()};
+  const Result renamed = operate_at(
+      access, temporary_, [&](const char* path) { return rename(path, target_.c_str()); });
   if (renamed.ok()) fd_.reset();
   return renamed;
 }

@@ -132,6 +132,8 @@ class DeviceFile {
   int release();
 
  private:
+  ReadResult read_on(char* buffer, size_t size);
+
   const char* device_path_;
   android::base::unique_fd fd_;
   int error_ = 0;
@@ -139,7 +141,8 @@ class DeviceFile {
   bool is_directory_ = false;
   FileId id_;
   size_t size_ = 0;
-  std::optional<FileFault> read_fault_;  ///< of all reads of this file
+  std::optional<size_t> read_limit_;  ///< of all reads of this file, once there was one
+  int read_error_ = 0;                ///< likewise
 };
 
 /// Reads a device file from its start, `size` bytes at most.

@@ -39,7 +39,9 @@ void* run(void* argument) {
   std::unique_ptr<Work> given(static_cast<Work*>(argument));
   const Work work = *given;
   given.reset();
+  platform_thread_begins();
   work.body(work.argument);
+  platform_thread_ends();
   running().add(-1);
   return nullptr;
 }

@@ -5,11 +5,11 @@
 #include <fstream>
 #include <iterator>
 
+#include "daemon/background.h"
 #include "daemon/network_code.h"
 #include "daemon/open.h"
 #include "daemon/power_off.h"
 #include "daemon/recorder.h"
-#include "fcx/background.h"
 #include "fcx/customisation.h"
 #include "fcx/factory_item_table.h"
 #include "fcx/identity_items.h"
@@ -240,7 +240,7 @@ void start_daemon(vp::Phone& phone, Boot& boot) {
   recorder.note("The network code's lists are published for set-up.");
   boot.set_up_began_us = vp::now_us();
   const bool is_started = sbpCreateThread() != 0;
-  fcx::wait_for_background_work();
+  await_background_work();
   boot.set_up_ended_us = vp::now_us();
   if (!is_started) boot.outcome = BootOutcome::not_started;
 }

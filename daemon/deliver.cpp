@@ -4,7 +4,7 @@
 
 #include <algorithm>
 
-#include "fcx/background.h"
+#include "daemon/background.h"
 #include "fcx/service_handler.h"
 
 namespace factory_daemon {
@@ -50,7 +50,7 @@ Delivery deliver(vp::Phone& phone, int32_t opcode, std::string_view payload) {
     const Complaints complaints(delivery.complaints);
     const vp::RunningCommand running(opcode);
     service_handler(&request, &delivery.response);
-    fcx::wait_for_background_work();
+    await_background_work();
     delivery.accessed = running.accessed();
   }
   delivery.events = vp::events(phone, last);

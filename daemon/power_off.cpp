@@ -5,7 +5,7 @@
 #include <mutex>
 #include <thread>
 
-#include "fcx/background.h"
+#include "daemon/background.h"
 #include "fcx/modem_link.h"
 #include "fcx/system_control.h"
 #include "modem/link/requests.h"
@@ -175,7 +175,7 @@ PowerOff run(vp::Phone& phone, const Hand& hand, int (*sequence)()) {
   {
     Bench bench(phone, off.moments, hand);
     off.result = sequence();
-    fcx::wait_for_background_work();
+    await_background_work();
     bench.finish();
   }
   for (const vp::ModemRequest& request :

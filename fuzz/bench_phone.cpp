@@ -111,7 +111,9 @@ void fcx::platform_sync() {}
 
 int fcx::platform_thread_fault(LibraryThread) { return 0; }
 
-fcx::FileFault fcx::platform_file_fault(const char*, FileOperation) { return {}; }
+fcx::FileFault fcx::platform_file_begins(const FileAccess&) { return {}; }
+
+void fcx::platform_file_ends(const FileAccess&, int, std::string_view) {}
 
 int android_reboot(unsigned, int, const char*) { return 0; }
 

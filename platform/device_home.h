@@ -4,6 +4,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <string_view>
 
 #include <sys/types.h>
 
@@ -14,6 +15,9 @@ const char* device_root();
 
 /// Sleeps for `microseconds` of the device's time.
 void platform_sleep_us(uint64_t microseconds);
+
+/// The device's time, in seconds since 1970.
+int64_t platform_time();
 
 /// Makes durable what was written to all of the device's files.
 void platform_sync();
@@ -53,6 +57,10 @@ enum class LibraryThread {
 /// phone; on the bench a fault that somebody has set on that thread.
 int platform_thread_fault(LibraryThread thread);
 
+/// Told by a thread that the library has started, before its work and after it.
+void platform_thread_begins();
+void platform_thread_ends();
+
 /// What is done to a device file, or to a directory of them.
 enum class FileOperation {
   open,
@@ -72,6 +80,26 @@ enum class FileOperation {
   mmap
 };
 
+/// One operation on a device file, as the home is told of it.
+struct FileAccess {
+  /// The device's name of the file or the directory. Of the temporary file with new content for
+  /// another one that other's.
+  const char* device_path;
+  FileOperation operation;
+  /// Where it lies in this home, of an operation that takes a path.
+  const char* path = nullptr;
+  /// The open file, of an operation that takes one.
+  int fd = -1;
+  /// Of open().
+  int flags = 0;
+  /// What is to be written.
+  std::string_view content = {};
+  /// Of a rename: the new name, and where that is. Null for a temporary file's, which takes the
+  /// name that `device_path` is.
+  const char* new_device_path = nullptr;
+  const char* new_path = nullptr;
+};
+
 /// What a file operation meets before it reaches the file system.
 struct FileFault {
   int error = 0;            ///< errno value with which the operation fails, or 0
@@ -79,9 +107,14 @@ struct FileFault {
   int64_t size = -1;        ///< what a seek to the end says, or -1
 };
 
-/// Asked before every operation on a device file. Nothing on the phone; on the bench a fault that
-/// somebody has set on that file. A directory is flushed under its own name; a file takes another's
-/// name under both.
-FileFault platform_file_fault(const char* device_path, FileOperation operation);
+/// Called before every operation on a device file; platform_file_ends() follows it, on the same
+/// thread. Nothing on the phone; on the bench a fault that somebody has set on that file. A
+/// directory is flushed under its own name; a file takes another's name under both.
+FileFault platform_file_begins(const FileAccess& access);
+
+/// Called after it.
+/// @param error errno value with which it has failed, or 0
+/// @param bytes that were read
+void platform_file_ends(const FileAccess& access, int error, std::string_view bytes = {});
 
 }  // namespace fcx

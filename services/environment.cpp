@@ -11,6 +11,7 @@
 #include "fcx/factory_items.h"
 #include "fcx/qvcmd.h"
 #include "fcx/system_control.h"
+#include "platform/device_home.h"
 #include "services/steps.h"
 #include "services/sysfs.h"
 
@@ -73,7 +74,7 @@ void system_set_env_property() {
 }
 
 void show_current_time() {
-  const time_t now = time(nullptr);
+  const auto now = static_cast<time_t>(fcx::platform_time());
   tm local{};
   fcx::local_time(now, local);
   std::array<char, 30> text{};

@@ -232,6 +232,10 @@ Values targets_of(vp::Part part) {
     case vp::Part::thread:
       for (const auto& row : vp::kEnumNames<fcx::LibraryThread>) choices.push_back({row.name, ""});
       break;
+    case vp::Part::power:
+    case vp::Part::daemon:
+    case vp::Part::clock:
+      break;
   }
   return {Names::none, choices};
 }

@@ -21,6 +21,8 @@ void platform_sleep_us(uint64_t microseconds) {
   }
 }
 
+int64_t platform_time() { return time(nullptr); }
+
 void platform_sync() { sync(); }
 
 int platform_shell(const char* command) { return system(command); }
@@ -43,6 +45,12 @@ int platform_ioctl(int fd, unsigned long request, void* argument) {
 
 int platform_thread_fault(LibraryThread) { return 0; }
 
-FileFault platform_file_fault(const char*, FileOperation) { return {}; }
+void platform_thread_begins() {}
+
+void platform_thread_ends() {}
+
+FileFault platform_file_begins(const FileAccess&) { return {}; }
+
+void platform_file_ends(const FileAccess&, int, std::string_view) {}
 
 }  // namespace fcx

@@ -146,7 +146,7 @@ int save_externally(const char* path, const DateText& date) {
 
 void set_directory_name(char* out) {
   if (out == nullptr) return;
-  const time_t now = time(nullptr);
+  const auto now = static_cast<time_t>(fcx::platform_time());
   tm local{};
   fcx::local_time(now, local);
   constexpr size_t kSize = 30;

@@ -50,9 +50,13 @@ class Faults : public PhoneTest {
     char byte = 0;
     return get_ftm_item(9, 1, &byte);
   }
-  static int error_of(Operation operation) {
-    return fcx::platform_file_fault("/a//./b", operation).error;
+  static fcx::FileFault met_by(const char* path, Operation operation) {
+    const fcx::FileAccess access{path, operation};
+    const fcx::FileFault fault = fcx::platform_file_begins(access);
+    fcx::platform_file_ends(access, fault.error);
+    return fault;
   }
+  static int error_of(Operation operation) { return met_by("/a//./b", operation).error; }
   /// What an access of each kind comes to: item, property, file, request, thread, service.
   static std::vector<int> all_accesses() {
     qvcmd_request request{209, 0, {}};
@@ -154,7 +158,7 @@ TEST_F(Faults, OnAFileStrikeTheirAccessOnly) {
       EXPECT_EQ(each == access ? EIO : 0, error_of(asked))
           << vp::name_of(access) << ", asked for " << vp::name_of(each);
     }
-    EXPECT_EQ(0, fcx::platform_file_fault("/a", operation).error) << "the directory is another";
+    EXPECT_EQ(0, met_by("/a", operation).error) << "the directory is another";
     clear_faults();
   }
   set(Part::file, "/a/b", Access::any, Effect::fail, EACCES);
@@ -165,8 +169,7 @@ TEST_F(Faults, OnAFileStrikeTheirAccessOnly) {
   set(Part::file, "/a/b", Access::any, Effect::shorter, 3, 2);
   for (const auto& [asked, each] : kOfAFile) {
     const bool moves = each == Access::read || each == Access::write;
-    EXPECT_EQ(moves ? 3 : SIZE_MAX, fcx::platform_file_fault("/a/b", asked).limit)
-        << vp::name_of(each);
+    EXPECT_EQ(moves ? 3 : SIZE_MAX, met_by("/a/b", asked).limit) << vp::name_of(each);
   }
   EXPECT_THAT(vp::faults(phone()), testing::IsEmpty()) << "used up by the two";
 }

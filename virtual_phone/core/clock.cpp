@@ -10,6 +10,7 @@
 
 #include "platform/immortal.h"
 #include "platform/thread_annotations.h"
+#include "virtual_phone/core/simulated_time.h"
 
 namespace virtual_phone {
 namespace {
@@ -45,12 +46,14 @@ std::atomic<int64_t> all_slept_us = 0;
 }  // namespace
 
 void set_clock(Clock wanted) {
+  if (wanted != Clock::simulated) end_simulation();
   const std::lock_guard lock(chosen().mutex);
   chosen().clock = wanted;
   chosen().changed.notify_all();
 }
 
 int64_t now_us() {
+  if (const auto simulated = simulated_now_us()) return *simulated;
   const auto since_1970 = std::chrono::system_clock::now().time_since_epoch();
   return std::chrono::duration_cast<std::chrono::microseconds>(since_1970).count() + ahead_us;
 }
@@ -59,7 +62,10 @@ int64_t slept_us() { return all_slept_us; }
 
 void sleep_us(uint64_t microseconds) {
   const auto asked_us = static_cast<int64_t>(microseconds);
-  if (running_clock() == Clock::fast) {
+  const Clock clock = running_clock();
+  all_slept_us += clock == Clock::simulated ? asked_us : 0;
+  if (clock == Clock::simulated) return sleep_simulated(asked_us);
+  if (clock == Clock::fast) {
     const uint64_t slept = microseconds / kFasterBy;
     ahead_us += static_cast<int64_t>(microseconds - slept);
     microseconds = slept;

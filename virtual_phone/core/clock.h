@@ -1,15 +1,17 @@
 // The phone's time, for this process. On the fast clock a sleep takes a thousandth of its time,
 // while the phone's clock still advances by the whole. On the stopped clock a sleep lasts until
-// another clock is chosen.
+// another clock is chosen. On the simulated one time is what is slept, and nothing else: see
+// simulated_time.h.
 #pragma once
 
 #include <cstdint>
 
 namespace virtual_phone {
 
-enum class Clock { real, fast, stopped };
+enum class Clock { real, fast, stopped, simulated };
 
-/// What this process's sleeps use from now on. At first: fast when $FCX_CLOCK is "fast", else real.
+/// What this process's sleeps use from now on; simulate_time() chooses the simulated one. At first:
+/// fast when $FCX_CLOCK is "fast", else real.
 void set_clock(Clock clock);
 
 /// Microseconds since 1970 on the phone's clock.

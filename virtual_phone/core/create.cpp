@@ -13,6 +13,7 @@
 #include "virtual_phone/core/schema.h"
 #include "virtual_phone/core/sd_card.h"
 #include "virtual_phone/modem/sim.h"
+#include "virtual_phone/power/unflushed.h"
 #include "virtual_phone/profiles/profiles.h"
 
 namespace virtual_phone {
@@ -176,8 +177,8 @@ bool is_phones_entry(const fs::path& entry) {
   if (!fs::is_directory(entry)) return false;
   for (const std::string& known :
        {std::string("root"), std::string("log"), std::string(kOverlayName), std::string(kEfsName),
-        std::string(kGoldenCopyName), kGoldenCopyName + std::string(".new"),
-        std::string(kCardName)}) {
+        std::string(kGoldenCopyName), kGoldenCopyName + std::string(".new"), std::string(kCardName),
+        std::string(kUnflushedName)}) {
     if (name == known) return true;
   }
   return false;

@@ -179,6 +179,8 @@ bool Database::is_empty() {
 
 int Database::changes() const { return sqlite3_changes(database_.get()); }
 
+int Database::all_changes() const { return sqlite3_total_changes(database_.get()); }
+
 int64_t Database::last_id() const { return sqlite3_last_insert_rowid(database_.get()); }
 
 Transaction::Transaction(Database& database) : database_(database) {

@@ -64,6 +64,8 @@ class Database {
   void execute(const char* sql);
   /// Rows that the last statement changed.
   int changes() const;
+  /// Rows that were changed since it was opened.
+  int all_changes() const;
   int64_t last_id() const;
   /// Whether it has no table at all, as one whose making was interrupted.
   bool is_empty();

@@ -5,7 +5,7 @@
 
 #include "platform/factory_item_library.h"
 #include "virtual_phone/core/platform_call.h"
-#include "virtual_phone/faults/faults.h"
+#include "virtual_phone/faults/accesses.h"
 
 namespace virtual_phone {
 
@@ -63,21 +63,34 @@ std::map<int, std::string> written_items(Phone& phone) {
 
 namespace {
 
+/// The bytes that an access moves, of which the library knows the size.
+std::string_view bytes_of(const void* buffer, int length) {
+  return {static_cast<const char*>(buffer), static_cast<size_t>(buffer == nullptr ? 0 : length)};
+}
+
 /// One access to the store, unless it is no access or a fault fails it. `work` moves the bytes and
 /// returns the code; it is given the fault that changes either.
 template <typename Work>
 int access_item(const char* name, int index, int length, const void* buffer, Access access,
                 Work work) {
   return platform_call(name, -1, [&](Phone& phone) -> int {
+    const bool writes = access == Access::write;
+    PlatformAccess told{Part::item, std::to_string(index), access};
+    told.size = length;
+    if (writes) told.given = bytes_of(buffer, std::max(length, 0));
+    Accessing accessing(phone, std::move(told));
     if (!phone.items_open) throw Refused("the item store is not open, call init_ftm_item() first");
     check_item(index);
     if (length < 1 || buffer == nullptr) {
       throw Refused("item " + std::to_string(index) + ", length " + std::to_string(length) +
                     ": no such access");
     }
-    const auto fault = strike(phone, Part::item, std::to_string(index), access);
-    if (fault.has_value() && fault->effect == Effect::fail) return static_cast<int>(fault->value);
-    return work(phone, fault);
+    const auto fault = accessing.strike();
+    const bool fails = fault.has_value() && fault->effect == Effect::fail;
+    const int code = fails ? static_cast<int>(fault->value) : work(phone, fault);
+    accessing.ends(code, writes || fails ? "" : bytes_of(buffer, length));
+    if (writes && !fails) accessing.changes();
+    return code;
   });
 }
 

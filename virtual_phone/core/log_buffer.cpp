@@ -15,6 +15,7 @@
 #include "virtual_phone/core/clock.h"
 #include "virtual_phone/core/log_file.h"
 #include "virtual_phone/core/phone.h"
+#include "virtual_phone/core/simulated_time.h"
 
 namespace virtual_phone {
 namespace {
@@ -99,6 +100,7 @@ void write_entry(const __android_logger_data* data, const char* message) noexcep
     __android_log_stderr_logger(data, message);
     return;
   }
+  await_turn();
   try {
     write_and_tell(*phone, {now_us(), data->buffer_id, data->priority,
                             data->tag == nullptr ? "" : data->tag, message});

@@ -60,6 +60,7 @@ fs::path normal(const fs::path& directory) {
 
 Phone::Phone(const std::filesystem::path& directory)
     : directory_(existing(normal(directory))),
+      real_directory_(fs::canonical(directory_)),
       root_((directory_ / "root").string()),
       durable_(directory_ / kDatabaseName, Database::Survives::power_cut),
       fleeting_(directory_ / kDatabaseName, Database::Survives::kill),
@@ -73,6 +74,11 @@ void Phone::check_is_there() const {
   const fs::path file = directory_ / kDatabaseName;
   if (stat(file.c_str(), &database) == 0 && database.st_ino == inode_) return;
   throw Error(file.string() + " was removed or replaced meanwhile: nothing was written.");
+}
+
+int64_t Phone::changes() {
+  const std::lock_guard lock(mutex_);
+  return durable_.all_changes() + changed_files_;
 }
 
 std::string Phone::profile() {

@@ -44,6 +44,8 @@ class Phone {
   explicit Phone(const std::filesystem::path& directory);
 
   const std::filesystem::path& directory() const { return directory_; }
+  /// The same without links, which the names of open files have.
+  const std::filesystem::path& real_directory() const { return real_directory_; }
   const std::string& root() const { return root_; }
   std::filesystem::path log_file() const { return directory_ / "log" / "system.log"; }
   std::string profile();
@@ -60,6 +62,11 @@ class Phone {
   Database& fleeting() REQUIRES(mutex_) { return fleeting_; }
   LogFile& log() { return log_; }
 
+  /// Counts the changes that this process has made to what the phone keeps: rows of the durable
+  /// connection, and the modem's files.
+  int64_t changes();
+  void count_change() { ++changed_files_; }
+
   /// Whether this process has opened the factory item store.
   std::atomic<bool> items_open = false;
   /// Whether this process has opened the direct interface to the modem.
@@ -67,11 +74,13 @@ class Phone {
 
  private:
   std::filesystem::path directory_;
+  std::filesystem::path real_directory_;
   std::string root_;
   std::mutex mutex_;
   Database durable_ GUARDED_BY(mutex_);
   Database fleeting_ GUARDED_BY(mutex_);
   LogFile log_;
+  std::atomic<int64_t> changed_files_ = 0;
   uint64_t inode_ = 0;  ///< of phone.db
 };
 
@@ -89,8 +98,9 @@ Phone* selected_or_null() noexcept;
 Phone* selected_so_far() noexcept;
 
 // The events that end an uptime.
-constexpr char kRestartEvent[] = "restart";  ///< somebody has switched the phone off and on
-constexpr char kRebootEvent[] = "reboot";    ///< android_reboot() was called
+constexpr char kRestartEvent[] = "restart";     ///< somebody has switched the phone off and on
+constexpr char kRebootEvent[] = "reboot";       ///< android_reboot() was called
+constexpr char kPowerCutEvent[] = "power_cut";  ///< it has lost its power
 
 /// The phone is switched off, and on for whoever comes next: properties that do not persist are
 /// gone, build properties are back, the modem has forgotten its bulk transfer and any reset, and

@@ -6,6 +6,7 @@
 #include <selinux/android.h>
 
 #include <filesystem>
+#include <optional>
 #include <string>
 
 #include "platform/device_home.h"
@@ -15,7 +16,9 @@
 #include "virtual_phone/core/node.h"
 #include "virtual_phone/core/platform_call.h"
 #include "virtual_phone/core/power.h"
-#include "virtual_phone/faults/faults.h"
+#include "virtual_phone/core/simulated_time.h"
+#include "virtual_phone/faults/accesses.h"
+#include "virtual_phone/power/unflushed.h"
 
 namespace vp = virtual_phone;
 
@@ -32,8 +35,10 @@ int record(const char* function, const char* kind, const std::string& detail) {
 int record_by(const char* service, const char* function, const char* kind,
               const std::string& detail) {
   return vp::platform_call(function, -1, [&](vp::Phone& phone) {
-    if (vp::strike(phone, vp::Part::service, service, vp::Access::call).has_value()) return -1;
+    vp::Accessing accessing(phone, {vp::Part::service, service, vp::Access::call, detail});
+    if (accessing.strike().has_value()) return -1;
     vp::record_event(phone, kind, detail);
+    accessing.ends(0);
     return 0;
   });
 }
@@ -50,8 +55,12 @@ std::string reboot_detail(unsigned command, const char* reason) {
 
 int android_reboot(unsigned command, int, const char* reason) {
   return vp::platform_call("android_reboot", -1, [&](vp::Phone& phone) {
-    if (vp::strike(phone, vp::Part::service, "reboot", vp::Access::call).has_value()) return -1;
-    vp::end_uptime(phone, vp::kRebootEvent, reboot_detail(command, reason));
+    const std::string detail = reboot_detail(command, reason);
+    vp::Accessing accessing(phone, {vp::Part::service, "reboot", vp::Access::call, detail});
+    if (accessing.strike().has_value()) return -1;
+    vp::end_uptime(phone, vp::kRebootEvent, detail);
+    accessing.ends(0);
+    accessing.changes();
     return 0;
   });
 }
@@ -88,46 +97,121 @@ const char* device_root() {
   return phone == nullptr ? "/nonexistent" : phone->root().c_str();
 }
 
-void platform_sleep_us(uint64_t microseconds) { vp::sleep_us(microseconds); }
+void platform_sleep_us(uint64_t microseconds) {
+  vp::platform_call("platform_sleep_us", 0, [&](vp::Phone& phone) {
+    vp::PlatformAccess sleep{vp::Part::clock, "", vp::Access::sleep};
+    sleep.size = static_cast<int64_t>(microseconds);
+    vp::Accessing accessing(phone, std::move(sleep));
+    vp::sleep_us(microseconds);
+    accessing.ends(0);
+    return 0;
+  });
+}
+
+int64_t platform_time() { return vp::now_us() / 1'000'000; }
 
 void platform_sync() {
   vp::platform_call("platform_sync", -1, [](vp::Phone& phone) {
+    vp::Accessing accessing(phone, {vp::Part::file, "/", vp::Access::sync});
     vp::sync_tree(phone.root());
+    vp::note_all_flushed(phone, "root");
+    accessing.ends(0);
     return 0;
   });
 }
 
 int platform_thread_fault(LibraryThread thread) {
-  return vp::platform_call("platform_thread_fault", 0, [&](vp::Phone& phone) {
-    const auto fault = vp::strike(phone, vp::Part::thread, vp::name_of(thread), vp::Access::any);
-    return fault.has_value() ? static_cast<int>(fault->value) : 0;
+  int error = 0;
+  vp::platform_call("platform_thread_fault", 0, [&](vp::Phone& phone) {
+    vp::Accessing accessing(phone, {vp::Part::thread, vp::name_of(thread), vp::Access::start});
+    if (const auto fault = accessing.strike()) error = static_cast<int>(fault->value);
+    accessing.ends(error);
+    return 0;
   });
+  // The one program is a process of its own.
+  if (error == 0 && thread != LibraryThread::screencap) vp::thread_is_started();
+  return error;
 }
 
-FileFault platform_file_fault(const char* device_path, FileOperation operation) {
+void platform_thread_begins() { vp::thread_begins(); }
+
+void platform_thread_ends() { vp::thread_ends(); }
+
+namespace {
+
+vp::Access access_of(FileOperation operation) {
+  using vp::Access;
+  constexpr Access kAccess[] = {
+      Access::open,   Access::read,   Access::write, Access::sync,  Access::sync_directory,
+      Access::rename, Access::remove, Access::stat,  Access::chmod, Access::chown,
+      Access::mkdir,  Access::seek,   Access::close, Access::ioctl, Access::mmap};
+  return kAccess[static_cast<size_t>(operation)];
+}
+
+std::string normal_path(const char* device_path) {
+  return vp::normal(std::filesystem::path("/") / device_path);
+}
+
+/// The operation that each thread is about to do, from its beginning to its end. One does not
+/// begin within another.
+struct AccessOfFile {
+  vp::Accessing accessing;
+  bool changes = false;
+
+  AccessOfFile(vp::Phone& phone, vp::PlatformAccess access) : accessing(phone, std::move(access)) {}
+};
+thread_local std::optional<AccessOfFile> file_access;
+
+FileFault met_by(const vp::Fault& fault) {
   FileFault met;
-  vp::platform_call("platform_file_fault", 0, [&](vp::Phone& phone) {
-    using vp::Access;
-    constexpr Access kAccess[] = {
-        Access::open,   Access::read,   Access::write, Access::sync,  Access::sync_directory,
-        Access::rename, Access::remove, Access::stat,  Access::chmod, Access::chown,
-        Access::mkdir,  Access::seek,   Access::close, Access::ioctl, Access::mmap};
-    const std::string path = vp::normal(std::filesystem::path("/") / device_path);
-    const auto fault =
-        vp::strike(phone, vp::Part::file, path, kAccess[static_cast<size_t>(operation)]);
-    const bool fails = fault.has_value() && fault->effect == vp::Effect::fail;
-    if (operation == FileOperation::write && !fails) vp::tell_of_write(path);
-    if (!fault.has_value()) return 0;
-    if (fails) {
-      met.error = static_cast<int>(fault->value);
-    } else if (fault->effect == vp::Effect::size) {
-      met.size = fault->value;
-    } else {
-      met.limit = static_cast<size_t>(fault->value);
-    }
+  if (fault.effect == vp::Effect::fail) {
+    met.error = static_cast<int>(fault.value);
+  } else if (fault.effect == vp::Effect::size) {
+    met.size = fault.value;
+  } else {
+    met.limit = static_cast<size_t>(fault.value);
+  }
+  return met;
+}
+
+/// The fault that strikes it, under its new name, too.
+std::optional<vp::Fault> strike_file(vp::Phone& phone, const std::string& new_path) {
+  const auto fault = file_access->accessing.strike();
+  if (fault.has_value() || new_path.empty()) return fault;
+  return vp::strike(phone, vp::Part::file, new_path, vp::Access::rename);
+}
+
+}  // namespace
+
+FileFault platform_file_begins(const FileAccess& access) {
+  FileFault met;
+  vp::platform_call("platform_file_begins", 0, [&](vp::Phone& phone) {
+    const std::string path = normal_path(access.device_path);
+    vp::PlatformAccess told{vp::Part::file, path, access_of(access.operation)};
+    told.given = access.content;
+    if (access.operation == FileOperation::open) told.size = access.flags;
+    if (access.new_device_path != nullptr) told.new_target = normal_path(access.new_device_path);
+    const std::string new_path = told.new_target;
+    file_access.emplace(phone, std::move(told));
+    if (const auto fault = strike_file(phone, new_path)) met = met_by(*fault);
+    if (met.error != 0) return 0;
+    if (access.operation == FileOperation::write) vp::tell_of_write(path);
+    file_access->changes = vp::keep_flushed(phone, access);
     return 0;
   });
   return met;
+}
+
+void platform_file_ends(const FileAccess& access, int error, std::string_view bytes) {
+  if (!file_access.has_value()) return;
+  vp::platform_call("platform_file_ends", 0, [&](vp::Phone& phone) {
+    file_access->accessing.ends(error, bytes);
+    if (error != 0) return 0;
+    vp::note_flushed(phone, access);
+    if (file_access->changes) file_access->accessing.changes();
+    return 0;
+  });
+  file_access.reset();
 }
 
 }  // namespace fcx

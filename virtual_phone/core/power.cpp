@@ -35,7 +35,7 @@ void follow(std::vector<WakeLock>& held, const Event& event) {
 PowerState power_state(Phone& phone) {
   PowerState state;
   for (const Event& event : events(phone)) {
-    if (event.kind == kRebootEvent || event.kind == kRestartEvent) {
+    if (event.kind == kRebootEvent || event.kind == kRestartEvent || event.kind == kPowerCutEvent) {
       state = {event, switches_off(event), {}};
     } else if (event.kind == kWakeLockEvent) {
       follow(state.wake_locks, event);

@@ -1,9 +1,11 @@
 #include "virtual_phone/core/programs.h"
 
 #include <dlfcn.h>
+#include <fcntl.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <cstdlib>
 #include <utility>
@@ -12,6 +14,8 @@
 #include "platform/device_home.h"
 #include "virtual_phone/core/events.h"
 #include "virtual_phone/core/platform_call.h"
+#include "virtual_phone/faults/accesses.h"
+#include "virtual_phone/power/unflushed.h"
 
 namespace virtual_phone {
 namespace {
@@ -59,6 +63,26 @@ void execute(const Phone& phone, const char* const* arguments) {
     shown[0] = words[0].data();
     execv(shown[0], shown.data());
     if (errno != ENOENT) return;
+  }
+}
+
+/// The device paths that a command's output goes to.
+std::vector<std::string> written_by(std::string_view command) {
+  std::vector<std::string> paths;
+  for (size_t at = command.find('>'); at != std::string_view::npos; at = command.find('>', at)) {
+    at = std::min(command.find_first_not_of("> ", at), command.size());
+    const size_t end = std::min(command.find_first_of(" \t\n<>|&;()", at), command.size());
+    if (at < end && command[at] == '/') paths.emplace_back(command.substr(at, end - at));
+  }
+  return paths;
+}
+
+/// What the command writes is not flushed.
+void keep_flushed_before(Phone& phone, std::string_view command) {
+  for (const std::string& path : written_by(command)) {
+    const std::string place = phone.root() + fs::path(path).lexically_normal().string();
+    keep_flushed(phone,
+                 {path.c_str(), fcx::FileOperation::open, place.c_str(), -1, O_CREAT | O_TRUNC});
   }
 }
 
@@ -126,9 +150,14 @@ namespace fcx {
 
 int platform_shell(const char* command) {
   return vp::platform_call("platform_shell", -1, [&](vp::Phone& phone) {
+    vp::Accessing accessing(phone, {vp::Part::service, "shell", vp::Access::call, command});
+    vp::keep_flushed_before(phone, command);
     const std::string line = "export " + vp::program_environment(phone) +
                              "; cd \"$FCX_ROOT\" || exit; " + vp::command_below_root(command);
-    return system(line.c_str());
+    const int status = system(line.c_str());
+    accessing.ends(status);
+    accessing.changes();
+    return status;
   });
 }
 

@@ -9,7 +9,7 @@
 
 #include "platform/thread_annotations.h"
 #include "virtual_phone/core/platform_call.h"
-#include "virtual_phone/faults/faults.h"
+#include "virtual_phone/faults/accesses.h"
 #include "virtual_phone/modem/sim.h"
 
 namespace virtual_phone {
@@ -134,12 +134,14 @@ namespace vp = virtual_phone;
 int property_get(const char* key, char* value, const char* default_value) {
   std::string found;
   vp::platform_call("property_get", -1, [&](vp::Phone& phone) {
-    const auto fault = vp::strike(phone, vp::Part::property, key, vp::Access::read);
+    vp::Accessing accessing(phone, {vp::Part::property, key, vp::Access::read});
+    const auto fault = accessing.strike();
     if (!fault.has_value()) {
       found = vp::found_property(phone, key).value_or("");
     } else if (fault->effect == vp::Effect::garbage) {
       found.assign(vp::kLongestValue, '\xFF');
     }
+    accessing.ends(0, found);
     return 0;
   });
   // The default stands in for an empty value too, as on a phone.
@@ -152,8 +154,13 @@ int property_get(const char* key, char* value, const char* default_value) {
 
 int property_set(const char* key, const char* value) {
   return vp::platform_call("property_set", -1, [&](vp::Phone& phone) {
-    if (vp::strike(phone, vp::Part::property, key, vp::Access::write).has_value()) return -1;
-    vp::set_observed(phone, key, value == nullptr ? "" : value);
+    const std::string_view given = value == nullptr ? "" : value;
+    vp::Accessing accessing(phone,
+                            {vp::Part::property, key, vp::Access::write, std::string(given)});
+    if (accessing.strike().has_value()) return -1;
+    vp::set_observed(phone, key, given);
+    accessing.ends(0);
+    if (vp::starts_with(key, "persist.")) accessing.changes();
     return 0;
   });
 }

@@ -57,6 +57,12 @@ UPDATE event SET detail = 'restart, reason ' || substr(detail, 9)
     "",
     // The display, logs and programs: likewise.
     "",
+    // What is not flushed, see power/unflushed.h: of data and of names of files what was there
+    // when they were last flushed, in the file unflushed/ID.
+    R"(
+CREATE TABLE unflushed(id INTEGER PRIMARY KEY AUTOINCREMENT, path TEXT NOT NULL, what TEXT NOT NULL,
+                       flushed TEXT NOT NULL, UNIQUE(path, what));
+)",
 };
 
 /// Raised with every change that older programs cannot read.

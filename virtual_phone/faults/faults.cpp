@@ -235,6 +235,8 @@ Range range_of(Part part, Effect effect) {
       return {1, kLongestAnswer, "a number of bytes"};
     case Effect::garbage:
       return part == Part::request ? Range{0, kByte, "a byte"} : kNone;
+    case Effect::cut:
+      return {0, 2, "what becomes of what was not flushed"};
     case Effect::refuse:
     case Effect::empty:
     case Effect::absent:
@@ -355,6 +357,12 @@ void settle_target(Fault& fault) {
       return check_thread(fault);
     case Part::command:
       return check_command(fault);
+    case Part::power:
+    case Part::daemon:
+      if (fault.target.empty()) return;
+      throw Refused(what_of(fault) + "s have no target");
+    case Part::clock:
+      return;  // no effect strikes it
   }
 }
 
@@ -433,6 +441,9 @@ const std::vector<EffectRow>& fault_effects() {
        "it cannot be started, with this error, as EAGAIN or 11"},
       {Part::command, Effect::fail, kOfACommand, nullptr, 0,
        "whatever it asks or accesses fails, each in its usual way"},
+      {Part::power, Effect::cut, kNoChoice, "WHAT", 0,
+       "it is cut; what was not flushed is dropped, torn at a block's end, or kept"},
+      {Part::daemon, Effect::dies, kNoChoice, nullptr, 0, "its process is killed"},
   };
   return rows;
 }

@@ -16,13 +16,16 @@ namespace virtual_phone {
 
 /// What a fault can stand on. Its target is an item's number, a property's name, the device path of
 /// a file or a directory, the number of a request of the modem link, the name of one of kServices,
-/// or of a thread; or the opcode of a command, whose accesses to other parts it strikes.
-enum class Part { item, property, file, request, service, thread, command };
+/// or of a thread; or the opcode of a command, whose accesses to other parts it strikes. The power,
+/// and the daemon's process, have none: what strikes them strikes after a change of what the phone
+/// keeps. On the clock nothing strikes; it is told of as the others are.
+enum class Part { item, property, file, request, service, thread, command, power, daemon, clock };
 template <>
 inline constexpr EnumName<Part> kEnumNames<Part>[] = {
     {Part::item, "item"},       {Part::property, "property"}, {Part::file, "file"},
     {Part::request, "request"}, {Part::service, "service"},   {Part::thread, "thread"},
-    {Part::command, "command"}};
+    {Part::command, "command"}, {Part::power, "power"},       {Part::daemon, "daemon"},
+    {Part::clock, "clock"}};
 
 /// When it strikes: with which accesses, or with any that its effect can strike. A directory is
 /// flushed under its own path. A service is looked up (`find`) or called. Those that are called as
@@ -50,18 +53,21 @@ enum class Access {
   item,
   property,
   file,
-  service
+  service,
+  start,
+  sleep
 };
 template <>
 inline constexpr EnumName<Access> kEnumNames<Access>[] = {
-    {Access::any, "any"},         {Access::open, "open"},      {Access::read, "read"},
-    {Access::write, "write"},     {Access::sync, "sync"},      {Access::sync_directory, "syncdir"},
-    {Access::rename, "rename"},   {Access::remove, "remove"},  {Access::stat, "stat"},
-    {Access::chmod, "chmod"},     {Access::chown, "chown"},    {Access::mkdir, "mkdir"},
-    {Access::seek, "seek"},       {Access::close, "close"},    {Access::ioctl, "ioctl"},
-    {Access::mmap, "mmap"},       {Access::call, "call"},      {Access::find, "find"},
-    {Access::request, "request"}, {Access::item, "item"},      {Access::property, "property"},
-    {Access::file, "file"},       {Access::service, "service"}};
+    {Access::any, "any"},         {Access::open, "open"},       {Access::read, "read"},
+    {Access::write, "write"},     {Access::sync, "sync"},       {Access::sync_directory, "syncdir"},
+    {Access::rename, "rename"},   {Access::remove, "remove"},   {Access::stat, "stat"},
+    {Access::chmod, "chmod"},     {Access::chown, "chown"},     {Access::mkdir, "mkdir"},
+    {Access::seek, "seek"},       {Access::close, "close"},     {Access::ioctl, "ioctl"},
+    {Access::mmap, "mmap"},       {Access::call, "call"},       {Access::find, "find"},
+    {Access::request, "request"}, {Access::item, "item"},       {Access::property, "property"},
+    {Access::file, "file"},       {Access::service, "service"}, {Access::start, "start"},
+    {Access::sleep, "sleep"}};
 
 /// What happens. Which parts know it, and what the value means, is in fault_effects().
 enum class Effect {
@@ -77,7 +83,8 @@ enum class Effect {
   length,
   absent,
   dies,
-  size
+  size,
+  cut
 };
 template <>
 inline constexpr EnumName<Effect> kEnumNames<Effect>[] = {
@@ -85,7 +92,7 @@ inline constexpr EnumName<Effect> kEnumNames<Effect>[] = {
     {Effect::returns, "return"}, {Effect::garbage, "garbage"}, {Effect::status, "status"},
     {Effect::refuse, "refuse"},  {Effect::empty, "empty"},     {Effect::longer, "long"},
     {Effect::length, "length"},  {Effect::absent, "absent"},   {Effect::dies, "dies"},
-    {Effect::size, "size"}};
+    {Effect::size, "size"},      {Effect::cut, "cut"}};
 
 template <>
 inline constexpr EnumName<fcx::LibraryThread> kEnumNames<fcx::LibraryThread>[] = {

@@ -6,6 +6,7 @@
 
 #include "platform/immortal.h"
 #include "virtual_phone/core/platform_call.h"
+#include "virtual_phone/faults/accesses.h"
 
 namespace virtual_phone {
 namespace {
@@ -46,9 +47,11 @@ Service find_service(const std::string& descriptor, const std::string& instance,
   platform_call("find_service", -1, [&](Phone& phone) {
     // Without the lock: others look for services while this one is late, or its factory does.
     const Registered found = find_registered(descriptor, instance);
-    const bool is_up = found.fault_name == nullptr ||
-                       !strike(phone, Part::service, found.fault_name, Access::find, when_late);
+    const char* name = found.fault_name == nullptr ? "" : found.fault_name;
+    Accessing accessing(phone, {Part::service, name, Access::find});
+    const bool is_up = found.fault_name == nullptr || !accessing.strike(when_late).has_value();
     if (is_up && found.factory) service = found.factory(phone);
+    accessing.ends(service == nullptr ? -1 : 0);
     return 0;
   });
   return service;

@@ -13,6 +13,7 @@
 
 #include "virtual_phone/core/flush.h"
 #include "virtual_phone/modem/modem.h"
+#include "virtual_phone/power/unflushed.h"
 
 namespace virtual_phone {
 namespace {
@@ -87,6 +88,16 @@ Place find_place(Phone& phone, std::string_view path, bool make_directories) {
   return place;
 }
 
+/// What a power cut would leave in place of what is about to be changed is kept.
+void keep(Phone& phone, const fcx::FileAccess& access) {
+  if (keep_flushed(phone, access)) phone.count_change();
+}
+
+/// The path of a place, for this process.
+std::string path_of(const Place& place) {
+  return "/proc/self/fd/" + std::to_string(place.directory.get()) + "/" + place.name;
+}
+
 int32_t efs_open(Phone& phone, std::string_view path, int flags, int mode) {
   if ((flags & O_ACCMODE) == O_ACCMODE) return -EINVAL;
   Descriptors& open_now = Descriptors::instance();
@@ -98,6 +109,7 @@ int32_t efs_open(Phone& phone, std::string_view path, int flags, int mode) {
   constexpr int kPassed = O_ACCMODE | O_CREAT | O_EXCL | O_TRUNC | O_APPEND;
   // The bench's owner keeps access to what the modem makes.
   const mode_t permissions = (static_cast<mode_t>(mode) & 0777) | S_IRUSR | S_IWUSR;
+  keep(phone, {"", fcx::FileOperation::open, path_of(place).c_str(), -1, flags & kPassed});
   unique_fd file(openat(place.directory.get(), place.name.c_str(),
                         (flags & kPassed) | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC, permissions));
   if (!file.ok()) return errno == ELOOP ? -EACCES : -errno;
@@ -115,7 +127,12 @@ int32_t efs_unlink(Phone& phone, std::string_view path) {
   phone.check_is_there();
   const Place place = find_place(phone, path, false);
   if (place.error != 0) return -place.error;
-  return unlinkat(place.directory.get(), place.name.c_str(), 0) == 0 ? 0 : -errno;
+  const std::string path_here = path_of(place);
+  const fcx::FileAccess access{"", fcx::FileOperation::remove, path_here.c_str()};
+  keep(phone, access);
+  if (unlinkat(place.directory.get(), place.name.c_str(), 0) != 0) return -errno;
+  note_flushed(phone, access);
+  return 0;
 }
 
 int32_t efs_close(int32_t descriptor) {
@@ -138,12 +155,13 @@ std::string efs_read(int32_t descriptor, int32_t count) {
          std::string(piece.data(), static_cast<size_t>(got));
 }
 
-int32_t efs_write(int32_t descriptor, std::string_view piece, int32_t count) {
+int32_t efs_write(Phone& phone, int32_t descriptor, std::string_view piece, int32_t count) {
   Descriptors& open_now = Descriptors::instance();
   const std::lock_guard lock(open_now.mutex);
   const auto file = open_now.files.find(descriptor);
   if (file == open_now.files.end()) return -EBADF;
   if (count < 0 || static_cast<size_t>(count) > piece.size()) return -EINVAL;
+  keep(phone, {"", fcx::FileOperation::write, nullptr, file->second.get()});
   const ssize_t put =
       TEMP_FAILURE_RETRY(write(file->second.get(), piece.data(), static_cast<size_t>(count)));
   return put < 0 ? -errno : static_cast<int32_t>(put);
@@ -174,9 +192,9 @@ constexpr OperationRow kOperations[] = {
        return efs_read(word_at(payload, 4), word_at(payload, 8));
      }},
     {7, 2044,
-     [](Phone&, std::string_view payload) {
-       return efs_result(
-           efs_write(word_at(payload, 4), payload.substr(8, kPieceSize), word_at(payload, 2040)));
+     [](Phone& phone, std::string_view payload) {
+       return efs_result(efs_write(phone, word_at(payload, 4), payload.substr(8, kPieceSize),
+                                   word_at(payload, 2040)));
      }},
 };
 
@@ -205,6 +223,7 @@ void close_efs_descriptors() {
 void sync_efs(Phone& phone) {
   const fs::path tree = phone.directory() / kEfsName;
   if (fs::exists(tree)) flush_tree(tree);
+  note_all_flushed(phone, kEfsName);
 }
 
 void make_golden_copy(Phone& phone) {

@@ -4,7 +4,7 @@
 
 #include <algorithm>
 
-#include "virtual_phone/faults/faults.h"
+#include "virtual_phone/faults/accesses.h"
 
 namespace virtual_phone {
 namespace {
@@ -41,6 +41,15 @@ void spoil(ModemAnswer& answer, const Fault& fault) {
   }
 }
 
+ModemAnswer answer_as(const std::optional<Fault>& fault, const Answering& answering) {
+  if (!fault.has_value()) return answering.carry_out();
+  if (fault->effect == Effect::fail) return answer_code(static_cast<int32_t>(fault->value));
+  if (fault->effect == Effect::refuse) return answering.refuse();
+  ModemAnswer answer = answering.carry_out();
+  if (answer.code == 0) spoil(answer, *fault);
+  return answer;
+}
+
 }  // namespace
 
 ModemAnswer answer_of(std::string bytes) {
@@ -67,13 +76,14 @@ ModemAnswer answer_or_fail(int32_t number, const std::function<ModemAnswer()>& w
   }
 }
 
-ModemAnswer answer_request(Phone& phone, int32_t number, const Answering& answering) {
-  const auto fault = strike(phone, Part::request, std::to_string(number), Access::any);
-  if (!fault.has_value()) return answering.carry_out();
-  if (fault->effect == Effect::fail) return answer_code(static_cast<int32_t>(fault->value));
-  if (fault->effect == Effect::refuse) return answering.refuse();
-  ModemAnswer answer = answering.carry_out();
-  if (answer.code == 0) spoil(answer, *fault);
+ModemAnswer answer_request(Phone& phone, int32_t number, std::string_view payload,
+                           const Answering& answering) {
+  Accessing accessing(
+      phone, {Part::request, std::to_string(number), Access::request, std::string(payload)});
+  const int64_t changes = phone.changes();
+  const ModemAnswer answer = answer_as(accessing.strike(), answering);
+  accessing.ends(answer.code, answer.bytes);
+  if (phone.changes() != changes) accessing.changes();
   return answer;
 }
 

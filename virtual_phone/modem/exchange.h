@@ -38,7 +38,8 @@ struct Answering {
 };
 
 /// Answers one request as the faults on it have it.
-ModemAnswer answer_request(Phone& phone, int32_t number, const Answering& answering);
+ModemAnswer answer_request(Phone& phone, int32_t number, std::string_view payload,
+                           const Answering& answering);
 
 /// The answer of `work`. When it throws, logs why and answers kLinkFailed.
 ModemAnswer answer_or_fail(int32_t number, const std::function<ModemAnswer()>& work);

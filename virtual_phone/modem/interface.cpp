@@ -7,7 +7,7 @@
 #include "platform/diag_packets.h"
 #include "virtual_phone/core/clock.h"
 #include "virtual_phone/core/platform_call.h"
-#include "virtual_phone/faults/faults.h"
+#include "virtual_phone/faults/accesses.h"
 #include "virtual_phone/modem/efs.h"
 #include "virtual_phone/modem/exchange.h"
 #include "virtual_phone/modem/modem.h"
@@ -38,7 +38,10 @@ std::atomic<uint32_t> InFlight::entered = 0;
 
 /// Whether a call to the service gets through to it. Late ones do, later.
 bool reaches(Phone& phone, const char* service, Access access) {
-  return !strike(phone, Part::service, service, access).has_value();
+  Accessing accessing(phone, {Part::service, service, access});
+  const bool is_reached = !accessing.strike().has_value();
+  accessing.ends(is_reached ? 0 : -1);
+  return is_reached;
 }
 
 /// The meaningful bytes of a request. Throws Refused when there cannot be so many, and when others
@@ -60,7 +63,7 @@ ModemAnswer answer(Phone& phone, const qvcmd_request& request) {
   if (!reaches(phone, "dmi", Access::call)) return answer_code(kBrokenOff);
   if (!phone.modem_open) throw Refused("the modem's interface is not open, call dmi_init() first");
   const std::string_view payload = payload_of(request);
-  return answer_request(phone, request.opcode,
+  return answer_request(phone, request.opcode, payload,
                         {[&] { return answer_directly(phone, request.opcode, payload); },
                          [&] { return refuse_directly(request.opcode); }});
 }

@@ -17,7 +17,7 @@
 #include "virtual_phone/core/node.h"
 #include "virtual_phone/core/own_directory.h"
 #include "virtual_phone/core/platform_call.h"
-#include "virtual_phone/faults/faults.h"
+#include "virtual_phone/faults/accesses.h"
 #include "virtual_phone/hidl/services.h"
 #include "virtual_phone/modem/exchange.h"
 #include "virtual_phone/modem/modem.h"
@@ -235,12 +235,13 @@ std::string data_of(const ModemAnswer& answer) {
 bool answer_call(Phone& phone, const QVATCMDRequest& request, QVATCMDResponse& response) {
   constexpr int32_t kBrokenOff = -1;
   ModemRequest record{0, now_us(), request.opcode, "", kBrokenOff, 0, 0, "", false};
-  const bool gets_through = !strike(phone, Part::service, kName, Access::call).has_value();
+  Accessing accessing(phone, {Part::service, kName, Access::call});
+  const bool gets_through = !accessing.strike().has_value();
   if (gets_through) {
     const ModemAnswer answer = answer_or_fail(request.opcode, [&] {
       const std::string payload = payload_of(request);
       record.payload = payload;
-      return answer_request(phone, request.opcode,
+      return answer_request(phone, request.opcode, payload,
                             {[&] { return carry_out(phone, request.opcode, payload); },
                              [] { return answer_code(kFailed); }});
     });
@@ -254,6 +255,7 @@ bool answer_call(Phone& phone, const QVATCMDRequest& request, QVATCMDResponse& r
     if (!answer.is_garbled) record.answer = answer.bytes;
   }
   record_modem_request(phone, record);
+  accessing.ends(gets_through ? 0 : -1);
   return gets_through;
 }
 

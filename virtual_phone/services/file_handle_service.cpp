@@ -12,7 +12,7 @@
 
 #include "platform/device_home.h"
 #include "virtual_phone/core/platform_call.h"
-#include "virtual_phone/faults/faults.h"
+#include "virtual_phone/faults/accesses.h"
 #include "virtual_phone/hidl/services.h"
 
 namespace virtual_phone {
@@ -81,12 +81,20 @@ Answer read_for_others(Phone& phone, const std::string& asked) {
   // A path ends at its NUL, for the file system as for the check.
   const std::string path = fs::path(asked.c_str()).lexically_normal();
   if (!is_readable_for_others(path)) return failure(Error::DENIED);
-  const int met = fcx::platform_file_fault(path.c_str(), fcx::FileOperation::open).error;
-  if (met != 0) return failure_of(met);
-  const unique_fd file(open(place_of(phone, path).c_str(), O_RDONLY | O_NONBLOCK | O_CLOEXEC));
-  if (!file.ok()) return failure_of(errno);
-  const fcx::FileFault fault = fcx::platform_file_fault(path.c_str(), fcx::FileOperation::read);
-  return fault.error != 0 ? failure_of(fault.error) : read_whole(file, fault.limit);
+  const fcx::FileAccess opening{path.c_str(), fcx::FileOperation::open};
+  int error = fcx::platform_file_begins(opening).error;
+  unique_fd file;
+  if (error == 0) {
+    file.reset(open(place_of(phone, path).c_str(), O_RDONLY | O_NONBLOCK | O_CLOEXEC));
+    error = file.ok() ? 0 : errno;
+  }
+  fcx::platform_file_ends(opening, error);
+  if (error != 0) return failure_of(error);
+  const fcx::FileAccess reading{path.c_str(), fcx::FileOperation::read};
+  const fcx::FileFault fault = fcx::platform_file_begins(reading);
+  const Answer answer = fault.error != 0 ? failure_of(fault.error) : read_whole(file, fault.limit);
+  fcx::platform_file_ends(reading, fault.error, answer.contents);
+  return answer;
 }
 
 class FileHandleService : public IFileHandle {
@@ -94,8 +102,10 @@ class FileHandleService : public IFileHandle {
   Return<void> readFile(const hidl_string& path, readFile_cb give) override {
     Answer answer = failure(Error::IO);
     const int failed = platform_call(kName, -1, [&](Phone& phone) {
-      if (strike(phone, Part::service, kName, Access::call).has_value()) return -1;
+      Accessing accessing(phone, {Part::service, kName, Access::call, path});
+      if (accessing.strike().has_value()) return -1;
       answer = read_for_others(phone, path);
+      accessing.ends(0);
       return 0;
     });
     if (failed != 0) return Status::fromStatusT(android::DEAD_OBJECT);

@@ -1,0 +1,119 @@
+#include "virtual_phone/faults/accesses.h"
+
+#include <unistd.h>
+
+#include <atomic>
+#include <csignal>
+#include <cstdio>
+#include <mutex>
+
+#include "platform/immortal.h"
+#include "platform/thread_annotations.h"
+#include "virtual_phone/core/clock.h"
+#include "virtual_phone/core/simulated_time.h"
+
+namespace virtual_phone {
+namespace {
+
+struct Observed {
+  std::mutex mutex;
+  AccessObserver* observer GUARDED_BY(mutex) = nullptr;
+  size_t begun GUARDED_BY(mutex) = 0;
+  std::atomic<bool> is_on = false;
+};
+
+/// Threads may access the phone until the process is gone.
+Observed& observed() { return fcx::immortal<Observed>(); }
+
+/// Whether the power is cut: no thread does anything any more.
+std::atomic<bool> is_off = false;
+
+void tell_and_end(const PlatformAccess& last, Unflushed unflushed) {
+  fprintf(stderr, "virtual phone: the power was cut after %s %s %s; what was not flushed is %s\n",
+          name_of(last.part), name_of(last.access), last.target.c_str(), name_of(unflushed));
+  constexpr int kNoAnswer = 3;
+  _exit(kNoAnswer);
+}
+
+std::atomic<WhenPowerIsCut> power_is_cut = tell_and_end;
+
+/// Does not return. Other threads stop at what they do next.
+void cut_now(Phone& phone, const PlatformAccess& last, Unflushed unflushed) {
+  if (is_off.exchange(true)) pause();
+  cut_power(phone, unflushed);
+  power_is_cut.load()(last, unflushed);
+  _exit(1);
+}
+
+/// What somebody has set to happen after a change.
+void end_as_faults_have_it(Phone& phone, const PlatformAccess& last) {
+  if (const auto fault = strike(phone, Part::power, "", Access::write)) {
+    cut_now(phone, last, static_cast<Unflushed>(fault->value));
+  }
+  // As nobody can catch it.
+  if (strike(phone, Part::daemon, "", Access::write).has_value()) kill(getpid(), SIGKILL);
+}
+
+}  // namespace
+
+void observe_accesses(AccessObserver* observer) {
+  Observed& all = observed();
+  const std::lock_guard lock(all.mutex);
+  all.observer = observer;
+  all.begun = 0;
+  all.is_on = observer != nullptr;
+}
+
+Accessing::Accessing(Phone& phone, PlatformAccess access)
+    : phone_(phone), access_(std::move(access)) {
+  while (is_off) pause();
+  await_turn();
+  access_.result = -1;
+  Observed& all = observed();
+  if (!all.is_on) return;
+  const std::lock_guard lock(all.mutex);
+  if (all.observer == nullptr) return;
+  access_.time_us = now_us();
+  serial_ = all.begun++;
+  disturbance_ = all.observer->begins(access_);
+}
+
+Accessing::~Accessing() {
+  access_.has_ended = true;
+  std::optional<Unflushed> cut;
+  if (serial_.has_value()) {
+    Observed& all = observed();
+    const std::lock_guard lock(all.mutex);
+    if (all.observer != nullptr) {
+      all.observer->ended(*serial_, access_);
+      if (access_.is_change) cut = all.observer->cut_after(access_);
+    }
+  }
+  if (cut.has_value()) cut_now(phone_, access_, *cut);
+  if (access_.is_change) end_as_faults_have_it(phone_, access_);
+}
+
+std::optional<Fault> Accessing::strike(WhenLate when_late) {
+  std::optional<Fault> fault;
+  if (disturbance_.has_value() && disturbance_->effect != Effect::late) fault = disturbance_;
+  if (disturbance_.has_value() && !fault.has_value()) {
+    // As one that is set on the phone: a late one goes on to the next.
+    if (when_late == WhenLate::gives_up) fault = disturbance_;
+    if (when_late == WhenLate::waits) sleep_us(static_cast<uint64_t>(disturbance_->value) * 1000);
+  }
+  if (!fault.has_value()) {
+    fault = virtual_phone::strike(phone_, access_.part, access_.target, access_.access, when_late);
+  }
+  if (fault.has_value()) access_.struck = fault->effect;
+  return fault;
+}
+
+void Accessing::ends(int64_t result, std::string_view got) {
+  access_.result = result;
+  // What nobody looks at need not be copied.
+  if (serial_.has_value()) access_.got = got;
+}
+
+void when_power_is_cut(WhenPowerIsCut end) { power_is_cut = end; }
+
+}  // namespace virtual_phone

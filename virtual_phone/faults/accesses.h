@@ -1,0 +1,84 @@
+// What the library does to its platform, access by access: each is told of when it begins and when
+// it ends, and may be disturbed in between.
+#pragma once
+
+#include <cstdint>
+#include <optional>
+#include <string>
+#include <string_view>
+
+#include "virtual_phone/faults/faults.h"
+#include "virtual_phone/power/power_cut.h"
+
+namespace virtual_phone {
+
+/// One access.
+struct PlatformAccess {
+  Part part = Part::file;
+  std::string target = {};  ///< as a fault on it has it; of a sleep nothing
+  Access access = Access::any;
+  std::string given = {};  ///< what the library gives: bytes to be written, a request's payload
+  std::string new_target = {};  ///< of a rename
+  int64_t size = 0;  ///< bytes that are asked for, microseconds of a sleep, or open()'s flags
+
+  // When it begins.
+  int64_t time_us = 0;  ///< on the phone's clock
+
+  // When it has ended.
+  bool has_ended = false;
+  /// What was returned: of a file's operation, and of a thread that is started, an errno value; of
+  /// a service that is called or looked up 0 or -1.
+  int64_t result = 0;
+  std::string got = {};               ///< what the library got: bytes that were read, an answer
+  std::optional<Effect> struck = {};  ///< by which a fault has struck it
+  bool is_change = false;             ///< it has changed what the phone keeps over a restart
+};
+
+/// Who is told of all accesses of this process. One at a time; threads of the library call it, one
+/// after another.
+class AccessObserver {
+ public:
+  virtual ~AccessObserver() = default;
+  /// Of one that begins. @return a fault that strikes it, before any that is set on the phone
+  virtual std::optional<Fault> begins(const PlatformAccess& access) = 0;
+  /// Of one that has ended; the order is that in which they begin only where they do not overlap.
+  /// @param serial of the accesses that were told of since it is observed, from 0 on
+  virtual void ended(size_t serial, const PlatformAccess& access) = 0;
+  /// Of one that has changed what the phone keeps. @return whether the power is cut then, and what
+  /// becomes of what was not flushed
+  virtual std::optional<Unflushed> cut_after(const PlatformAccess&) { return std::nullopt; }
+};
+
+/// Tells `observer` of every access from now on; null: nobody. It outlives the accesses.
+void observe_accesses(AccessObserver* observer);
+
+/// An access while it is made. What is not said to have ended well has failed with -1.
+class Accessing {
+ public:
+  Accessing(Phone& phone, PlatformAccess access);
+  /// The end. It does not return where a fault cuts the power, or kills this process.
+  ~Accessing();
+  Accessing(const Accessing&) = delete;
+  Accessing& operator=(const Accessing&) = delete;
+
+  /// The fault that strikes it, as strike() has it.
+  std::optional<Fault> strike(WhenLate when_late = WhenLate::waits);
+  /// What it comes to.
+  void ends(int64_t result, std::string_view got = {});
+  /// It has changed what the phone keeps over a restart.
+  void changes() { access_.is_change = true; }
+  const PlatformAccess& access() const { return access_; }
+
+ private:
+  Phone& phone_;
+  PlatformAccess access_;
+  std::optional<size_t> serial_;  ///< when it is observed
+  std::optional<Fault> disturbance_;
+};
+
+/// Called where the power is cut, when the phone is as the cut has left it; ends the process.
+using WhenPowerIsCut = void (*)(const PlatformAccess& last, Unflushed unflushed);
+/// What does; at first the last access is said on standard error, and the exit status is 3.
+void when_power_is_cut(WhenPowerIsCut end);
+
+}  // namespace virtual_phone

@@ -1,0 +1,13 @@
+#include "virtual_phone/power/power_cut.h"
+
+#include "virtual_phone/core/phone.h"
+#include "virtual_phone/power/unflushed.h"
+
+namespace virtual_phone {
+
+void cut_power(Phone& phone, Unflushed unflushed) {
+  lose_unflushed(phone, unflushed);
+  end_uptime(phone, kPowerCutEvent, std::string("what was not flushed is ") + name_of(unflushed));
+}
+
+}  // namespace virtual_phone
