@@ -70,13 +70,6 @@ int answer_wlan_range(char* answer) {
   return wlan_resp(0, answer, "AT%WLAD=[MAC ADDR:12HEX nibble => 6 Bytes]\n");
 }
 
-/// Data as text, or as hex:BYTES where it would not stay in its line as it is.
-std::string shown(std::string_view data) {
-  const bool is_plain =
-      std::all_of(data.begin(), data.end(), [](char c) { return c >= ' ' && c <= '~'; });
-  return is_plain ? std::string(data) : "hex:" + to_hex(data);
-}
-
 std::optional<int32_t> opcode_of(std::string_view word) {
   int32_t opcode = 0;
   const auto [end, error] = std::from_chars(word.data(), word.data() + word.size(), opcode);
@@ -99,7 +92,7 @@ AtAnswer send_factory_command(vp::Phone& phone, const AtCommand& command) {
   }
   const Delivery delivery = deliver(phone, *opcode, text);
   std::string line = "%FCX: " + std::to_string(delivery.response.result);
-  if (!delivery.data().empty()) line += "," + shown(delivery.data());
+  if (!delivery.data().empty()) line += "," + as_word(delivery.data());
   return {{line}, delivery.response.result == QVCMD_OK, ""};
 }
 

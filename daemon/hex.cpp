@@ -1,5 +1,7 @@
 #include "daemon/hex.h"
 
+#include <algorithm>
+
 #include <cstdint>
 
 namespace factory_daemon {
@@ -13,6 +15,12 @@ std::string to_hex(std::string_view bytes) {
     text += kDigits[value & 15];
   }
   return text;
+}
+
+std::string as_word(std::string_view data) {
+  const bool is_plain =
+      std::all_of(data.begin(), data.end(), [](char c) { return c >= ' ' && c <= '~'; });
+  return is_plain ? std::string(data) : "hex:" + to_hex(data);
 }
 
 }  // namespace factory_daemon

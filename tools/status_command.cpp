@@ -6,7 +6,7 @@
 #include "tools/commands.h"
 #include "tools/fault_list.h"
 #include "tools/json.h"
-#include "tools/phone_state.h"
+#include "tools/phone_differences.h"
 #include "tools/table.h"
 #include "tools/temporary_phone.h"
 #include "tools/text.h"
@@ -24,9 +24,9 @@ namespace vp = virtual_phone;
 std::optional<std::vector<Difference>> compared(vp::Phone& phone) {
   const std::string profile = phone.profile();
   if (vp::find_profile(profile) == nullptr) return std::nullopt;
-  const PhoneState now = state_of(phone);
+  const vp::PhoneState now = vp::state_of(phone);
   const TemporaryPhone fresh(profile);
-  return differences(state_of(fresh.phone()), now);
+  return differences(vp::state_of(fresh.phone()), now);
 }
 
 /// One side of a difference, in part only where it is an identity.

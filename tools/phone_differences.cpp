@@ -1,50 +1,13 @@
-#include "tools/phone_state.h"
-
-#include <fstream>
-#include <functional>
+#include "tools/phone_differences.h"
 
 #include "fcx/factory_items.h"
 #include "tools/item_name.h"
 #include "tools/text.h"
-#include "virtual_phone/core/item_store.h"
-#include "virtual_phone/core/properties.h"
-#include "virtual_phone/core/sd_card.h"
 
 namespace cli {
 namespace {
 
-namespace fs = std::filesystem;
 namespace vp = virtual_phone;
-
-std::map<int, std::string> items_of(vp::Phone& phone) {
-  std::map<int, std::string> items;
-  for (auto& [number, bytes] : vp::written_items(phone)) {
-    const size_t used = bytes.find_last_not_of('\0');
-    if (used != std::string::npos) items.emplace(number, bytes.substr(0, used + 1));
-  }
-  return items;
-}
-
-std::string content_of(const fs::directory_entry& entry) {
-  if (entry.is_symlink()) return "link to " + fs::read_symlink(entry.path()).string();
-  if (!entry.is_regular_file()) return "no file";
-  std::string bytes(entry.file_size(), '\0');
-  std::ifstream in(entry.path(), std::ios::binary);
-  if (!in.read(bytes.data(), static_cast<std::streamsize>(bytes.size()))) return "cannot be read";
-  const size_t hash = std::hash<std::string>()(bytes);
-  return std::to_string(bytes.size()) + " bytes, " +
-         to_hex({reinterpret_cast<const char*>(&hash), sizeof hash});
-}
-
-void add_tree(const vp::Phone& phone, const std::string& name, PhoneState& state) {
-  const fs::path top = phone.directory() / name;
-  if (!fs::is_directory(top)) return;
-  for (const auto& entry : fs::recursive_directory_iterator(top)) {
-    if (entry.is_directory() && !entry.is_symlink()) continue;
-    const std::string path = "/" + entry.path().lexically_relative(top).string();
-    state.files.emplace(std::pair(name, path), content_of(entry));
-  }
-}
 
 /// Adds what differs between two maps. `row_of` makes a row of a key; `text_of` a text of a value.
 template <typename Map, typename RowOf, typename TextOf>
@@ -72,19 +35,7 @@ std::map<std::string, std::string> texts_of(const vp::Sim& sim) {
 
 }  // namespace
 
-PhoneState state_of(vp::Phone& phone) {
-  PhoneState state;
-  state.items = items_of(phone);
-  for (auto& [name, value] : vp::properties(phone)) state.properties.emplace(name, value);
-  state.modem_values = vp::modem_values(phone);
-  state.nv_items = vp::nv_items(phone);
-  state.sim = vp::sim(phone);
-  state.is_card_inserted = vp::is_card_inserted(phone);
-  for (const char* tree : {"root", vp::kOverlayName, vp::kEfsName}) add_tree(phone, tree, state);
-  return state;
-}
-
-std::vector<Difference> differences(const PhoneState& fresh, const PhoneState& now) {
+std::vector<Difference> differences(const vp::PhoneState& fresh, const vp::PhoneState& now) {
   std::vector<Difference> found;
   const auto as_shown = [](const auto&, const std::string& value) { return shown(value); };
   compare(
