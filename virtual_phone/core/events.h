@@ -13,9 +13,9 @@ namespace virtual_phone {
 
 struct Event {
   int64_t id;
-  int64_t time_us;   ///< since 1970, on the phone's clock
-  std::string kind;  ///< reboot, restart, power_cut, factory_reset, wake_lock, restorecon,
-                     ///< rpc_threadpool, sleep, wake_up, omadm
+  int64_t time_us;     ///< since 1970, on the phone's clock
+  std::string kind;    ///< reboot, restart, power_cut, factory_reset, wake_lock, restorecon,
+                       ///< rpc_threadpool, sleep, wake_up, omadm
   std::string detail;  ///< what exactly
 };
 
