@@ -3,7 +3,7 @@
 #include <memory>
 
 #include "daemon/at_commands.h"
-#include "daemon/at_line.h"
+#include "tools/action_verbs.h"
 #include "tools/commands.h"
 #include "tools/json.h"
 
@@ -13,23 +13,10 @@ namespace {
 using factory_daemon::answer_at_command;
 using factory_daemon::AtAnswer;
 using factory_daemon::AtCommand;
-using factory_daemon::AtLine;
-using factory_daemon::AtLineReader;
-
-/// The command of the one line that `sent` is, whose texts are in it. Throws UsageError.
-AtCommand read_line(std::string_view sent) {
-  const AtLine read = AtLineReader().next(sent);
-  if (read.state == AtLine::State::incomplete) throw UsageError("the AT line is empty");
-  if (read.state == AtLine::State::invalid) {
-    throw UsageError(std::string("this is no AT line: ") + read.reason);
-  }
-  if (read.consumed < sent.size()) throw UsageError("give one AT line, without its end");
-  return read.command;
-}
 
 void send_line(Invocation& invocation, const std::string& line) {
   const std::string sent = line + "\r";
-  const AtCommand command = read_line(sent);
+  const AtCommand command = read_at_line(sent);
   const AtAnswer answer = answer_at_command(invocation.open_phone(), command);
   if (!answer.is_ok) {
     const std::string& reason = answer.reason;
@@ -49,7 +36,6 @@ void send_line(Invocation& invocation, const std::string& line) {
 }  // namespace
 
 void add_at(Verb& tool, Invocation& invocation) {
-  auto line = std::make_shared<std::string>();
   Verb& command = add_command(
       tool, "at", "Send one AT line and print its answer",
       "  fcx at AT                               is somebody there?\n"
@@ -62,8 +48,9 @@ void add_at(Verb& tool, Invocation& invocation) {
       "\n"
       "The answer ends in OK or ERROR. The exit status is 3 for ERROR. What a command leaves on a\n"
       "thread is awaited.",
-      [&invocation, line] { send_line(invocation, *line); });
-  command.add_option("line", *line, "The line without its end").required();
+      {});
+  command.callback(
+      [&invocation, read = takes_at_line(command)] { send_line(invocation, read().bytes); });
 }
 
 }  // namespace cli

@@ -2,6 +2,7 @@
 #include <memory>
 #include <string>
 
+#include "tools/action_verbs.h"
 #include "tools/boot_report.h"
 #include "tools/commands.h"
 #include "tools/progress.h"
@@ -10,17 +11,19 @@
 namespace cli {
 namespace {
 
+using factory_daemon::Action;
+
 struct Options {
-  bool is_daemon_only = false;
   bool real_time = false;
   bool full = false;
 };
 
-factory_daemon::Boot boot_and_wait(const Invocation& invocation, const Options& options) {
+factory_daemon::Boot boot_and_wait(const Invocation& invocation, Action::Kind kind,
+                                   bool in_real_time) {
   virtual_phone::Phone& phone = invocation.open_phone();
-  const auto uptime =
-      options.is_daemon_only ? factory_daemon::Uptime::goes_on : factory_daemon::Uptime::begins;
-  if (!options.real_time) return factory_daemon::boot(phone, uptime);
+  const auto uptime = kind == Action::Kind::daemon_start ? factory_daemon::Uptime::goes_on
+                                                         : factory_daemon::Uptime::begins;
+  if (!in_real_time) return factory_daemon::boot(phone, uptime);
   virtual_phone::set_clock(virtual_phone::Clock::real);
   const Progress progress([] { return std::string("set-up is running"); });
   return factory_daemon::boot(phone, uptime);
@@ -43,13 +46,13 @@ void add_boot(Verb& tool, Invocation& invocation) {
       "daemon alone starts again is taken up, and the cable is pulled after 10 s. The exit status\n"
       "is 0 when set-up came to its end or waited as long as it does for the SIM, and 3 when it\n"
       "could not be started.",
-      [&invocation, options] {
-        const factory_daemon::Boot boot = boot_and_wait(invocation, *options);
-        invocation.json ? print(boot_json(boot, options->full)) : print_boot(boot, options->full);
-        if (boot.outcome == factory_daemon::BootOutcome::not_started)
-          invocation.exit_status = kCommandFailed;
-      });
-  command.add_flag("--daemon", options->is_daemon_only, "Start the daemon again, not the phone");
+      {});
+  command.callback([&invocation, options, read = takes_start(command)] {
+    const auto boot = boot_and_wait(invocation, read().kind, options->real_time);
+    invocation.json ? print(boot_json(boot, options->full)) : print_boot(boot, options->full);
+    if (boot.outcome == factory_daemon::BootOutcome::not_started)
+      invocation.exit_status = kCommandFailed;
+  });
   command.add_flag("--real-time", options->real_time, "Wait as long as a phone does");
   command.add_flag("--full", options->full, "Show ICCIDs whole");
 }

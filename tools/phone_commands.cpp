@@ -7,6 +7,7 @@
 #include <thread>
 #include <vector>
 
+#include "tools/action_verbs.h"
 #include "tools/commands.h"
 #include "tools/json.h"
 #include "tools/log_filter.h"
@@ -200,26 +201,25 @@ void add_log(Verb& tool, Invocation& invocation) {
 }
 
 void add_reboot(Verb& tool, Invocation& invocation) {
-  auto reason = std::make_shared<std::string>("by hand");
   Verb& command = add_command(
       tool, "reboot", "Switch the phone off and on",
       "  fcx reboot                   properties that do not persist are gone, build properties\n"
       "                               are back\n"
       "  fcx reboot 'test 12 begins'  the event says why",
-      [&invocation, reason] {
-        vp::Phone& phone = invocation.open_phone();
-        const std::string reset = vp::noted_factory_reset(phone);
-        vp::restart(phone, *reason);
-        if (invocation.json) {
-          return print({{"restarted", true},
-                        {"reason", *reason},
-                        {"factory_reset", reset.empty() ? Json() : Json(reset)}});
-        }
-        puts("restarted");
-        if (!reset.empty()) printf("factory reset carried out: %s\n", reset.c_str());
-      });
-  command.add_option("reason", *reason, "Recorded with the event; \"by hand\" when not given")
-      .may_be_empty();
+      {});
+  command.callback([&invocation, read = takes_restart(command)] {
+    const std::string reason = read().bytes;
+    vp::Phone& phone = invocation.open_phone();
+    const std::string reset = vp::noted_factory_reset(phone);
+    vp::restart(phone, reason);
+    if (invocation.json) {
+      return print({{"restarted", true},
+                    {"reason", reason},
+                    {"factory_reset", reset.empty() ? Json() : Json(reset)}});
+    }
+    puts("restarted");
+    if (!reset.empty()) printf("factory reset carried out: %s\n", reset.c_str());
+  });
 }
 
 }  // namespace cli

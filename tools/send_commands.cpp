@@ -4,9 +4,8 @@
 #include <memory>
 
 #include "daemon/deliver.h"
-#include "fcx/command_table.h"
+#include "tools/action_verbs.h"
 #include "tools/boot_report.h"
-#include "tools/command_name.h"
 #include "tools/commands.h"
 #include "tools/delivery.h"
 #include "tools/json.h"
@@ -21,58 +20,6 @@ namespace {
 namespace vp = virtual_phone;
 using factory_daemon::deliver;
 using factory_daemon::Delivery;
-
-struct SendOptions {
-  std::string command;
-  std::optional<std::string> word;
-  std::optional<std::string> text;
-  std::optional<std::string> hex;
-  bool is_raw = false;
-};
-
-struct Argument {
-  std::string bytes;
-  bool is_text = false;
-};
-
-/// The argument that is sent, or UsageError when a request does not hold it.
-Argument argument_of(const SendOptions& options) {
-  if (options.word.has_value() + options.text.has_value() + options.hex.has_value() > 1) {
-    throw UsageError("give a text, --text or --hex, and not two of them");
-  }
-  const std::optional<std::string>& word = options.word;
-  const bool is_hex = options.hex.has_value() || (word.has_value() && is_hex_word(*word));
-  Argument argument{options.hex ? from_hex(*options.hex) : word ? bytes_of(*word) : "", !is_hex};
-  if (options.text.has_value()) argument.bytes = *options.text;
-  if (is_hex && argument.bytes.empty()) throw UsageError("there are no bytes after --hex");
-  const size_t most = argument.is_text ? QVCMD_DATA_SIZE - 1 : QVCMD_DATA_SIZE;
-  if (argument.bytes.size() > most) {
-    throw UsageError("the argument has " + std::to_string(argument.bytes.size()) +
-                     " bytes, a request holds at most " + std::to_string(most));
-  }
-  return argument;
-}
-
-/// Refuses a text that the command cannot want. A wrong check digit goes through: the modem answers
-/// that.
-void check_content(int32_t opcode, const std::string& text) {
-  constexpr size_t kImeiLength = 15;
-  const fcx::Command* row = fcx::find_command(opcode);
-  if (row == nullptr) return;
-  const bool takes_none =
-      row->argument == fcx::Argument::none || row->argument == fcx::Argument::selector;
-  if (takes_none && !text.empty()) {
-    throw UsageError(std::to_string(opcode) + " " + command_name(row->handler) +
-                     " takes no text, not \"" + text + "\". --hex sends any bytes.");
-  }
-  if (row->content != fcx::Content::imei) return;
-  const bool reads = text.empty() && row->argument == fcx::Argument::payload_or_none;
-  const bool is_imei =
-      text.size() == kImeiLength && text.find_first_not_of("0123456789") == std::string::npos;
-  if (reads || is_imei) return;
-  throw UsageError("an IMEI has 15 digits, not \"" + text +
-                   "\". --hex sends any bytes, for the modem to refuse.");
-}
 
 /// What a person is told beside the answer; a program finds it in the object.
 void print_complaints(const Delivery& delivery) {
@@ -202,7 +149,7 @@ void run_demo(const Invocation& invocation) {
 }  // namespace
 
 void add_send(Verb& tool, Invocation& invocation) {
-  auto options = std::make_shared<SendOptions>();
+  auto is_raw = std::make_shared<bool>(false);
   Verb& command = add_command(
       tool, "send", "Send one factory command and print its answer",
       "  fcx send get_serial_number          by name\n"
@@ -215,30 +162,21 @@ void add_send(Verb& tool, Invocation& invocation) {
       "The exit status is 3 when the result is not 0, and for an unknown opcode, which leaves the\n"
       "response as it was; with --raw an unknown opcode is none. What a command leaves on a\n"
       "thread is awaited.",
-      [&invocation, options] {
-        const int32_t opcode = opcode_of(options->command);
-        const Argument argument = argument_of(*options);
-        if (argument.is_text) check_content(opcode, argument.bytes);
-        const Delivery delivery = deliver(invocation.open_phone(), opcode, argument.bytes);
-        if (invocation.json) {
-          print(delivery_json(delivery));
-        } else {
-          print_complaints(delivery);
-          print_text(delivery);
-        }
-        const bool is_known = delivery.row != nullptr || options->is_raw;
-        invocation.exit_status =
-            is_known && delivery.response.result == QVCMD_OK ? kDone : kCommandFailed;
-      });
-  command.add_option("command", options->command, "Opcode or name, as `fcx commands` lists them")
-      .required()
-      .completes(Names::command);
-  command.add_option("argument", options->word, "The argument: a text, or hex:BYTES")
-      .type_name("TEXT");
-  command.add_option("--text", options->text, "The argument as text, whatever it begins with");
-  command.add_option("--hex", options->hex, "The argument as bytes, two digits each")
-      .type_name("BYTES");
-  command.add_flag("--raw", options->is_raw, "Exit with 0 for an unknown opcode, too");
+      {});
+  command.callback([&invocation, is_raw, read = takes_command(command)] {
+    const factory_daemon::Action action = read();
+    const Delivery delivery = deliver(invocation.open_phone(), action.opcode, action.bytes);
+    if (invocation.json) {
+      print(delivery_json(delivery));
+    } else {
+      print_complaints(delivery);
+      print_text(delivery);
+    }
+    const bool is_known = delivery.row != nullptr || *is_raw;
+    invocation.exit_status =
+        is_known && delivery.response.result == QVCMD_OK ? kDone : kCommandFailed;
+  });
+  command.add_flag("--raw", *is_raw, "Exit with 0 for an unknown opcode, too");
 }
 
 void add_demo(Verb& tool, Invocation& invocation) {
