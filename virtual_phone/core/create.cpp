@@ -174,6 +174,9 @@ bool is_phones_entry(const fs::path& entry) {
   for (const char* suffix : kDatabaseSuffixes) {
     if (name == std::string(kDatabaseName) + suffix) return true;
   }
+  for (const char* suffix : kPowerSuffixes) {
+    if (name == std::string(kDatabaseName) + suffix) return true;
+  }
   if (!fs::is_directory(entry)) return false;
   for (const std::string& known :
        {std::string("root"), std::string("log"), std::string(kOverlayName), std::string(kEfsName),

@@ -6,6 +6,7 @@
 #include <thread>
 
 #include "virtual_phone/core/error.h"
+#include "virtual_phone/core/journal_note.h"
 
 namespace virtual_phone {
 namespace {
@@ -63,11 +64,13 @@ const char* not_null(std::string_view bytes) { return bytes.data() == nullptr ? 
 
 /// A pipe in the place of one of a database's files would let its opener wait.
 void check_are_regular(const std::filesystem::path& file) {
-  for (const char* suffix : kDatabaseSuffixes) {
+  const auto check = [&](const char* suffix) {
     const std::filesystem::path each = file.string() + suffix;
-    if (!std::filesystem::exists(each) || std::filesystem::is_regular_file(each)) continue;
+    if (!std::filesystem::exists(each) || std::filesystem::is_regular_file(each)) return;
     throw Error(each.string() + " is no regular file, as a database's must be. Remove it.");
-  }
+  };
+  for (const char* suffix : kDatabaseSuffixes) check(suffix);
+  for (const char* suffix : kPowerSuffixes) check(suffix);
 }
 
 }  // namespace
@@ -92,6 +95,23 @@ Query& Query::bind(std::string_view text) {
   return is_bound(sqlite3_bind_text64(statement_, ++bound_, not_null(text), text.size(),
                                       SQLITE_TRANSIENT, SQLITE_UTF8));
 }
+
+Query& Query::bind(const Query& row, int column) {
+  return is_bound(
+      sqlite3_bind_value(statement_, ++bound_, sqlite3_column_value(row.statement_, column)));
+}
+
+bool Query::is_same_row(const Query& other) const {
+  for (int column = 0; column < columns(); ++column) {
+    if (sqlite3_column_type(statement_, column) != sqlite3_column_type(other.statement_, column) ||
+        blob(column) != other.blob(column)) {
+      return false;
+    }
+  }
+  return columns() == other.columns();
+}
+
+int Query::columns() const { return sqlite3_column_count(statement_); }
 
 Query& Query::bind_blob(std::string_view bytes) {
   return is_bound(
@@ -126,11 +146,12 @@ void Database::Finalize::operator()(sqlite3_stmt* statement) const {
   static_cast<void>(sqlite3_finalize(statement));
 }
 
-Database::Database(const std::filesystem::path& file, const std::string& opened_as, int flags) {
+Database::Database(const std::filesystem::path& file, const std::string& opened_as, int flags,
+                   const char* file_functions) {
   check_are_regular(file);
   sqlite3* opened = nullptr;
   const int result =
-      sqlite3_open_v2(opened_as.c_str(), &opened, flags | SQLITE_OPEN_NOMUTEX, nullptr);
+      sqlite3_open_v2(opened_as.c_str(), &opened, flags | SQLITE_OPEN_NOMUTEX, file_functions);
   database_.reset(opened);
   if (opened == nullptr) throw Error(file.string() + ": out of memory");
   if (result != SQLITE_OK) throw Error(file.string() + ": " + sqlite3_errmsg(opened));
@@ -139,7 +160,8 @@ Database::Database(const std::filesystem::path& file, const std::string& opened_
 }
 
 Database::Database(const std::filesystem::path& file, Survives survives, bool create)
-    : Database(file, file.string(), SQLITE_OPEN_READWRITE | (create ? SQLITE_OPEN_CREATE : 0)) {
+    : Database(file, file.string(), SQLITE_OPEN_READWRITE | (create ? SQLITE_OPEN_CREATE : 0),
+               noting_files()) {
   execute(create ? "PRAGMA journal_mode=WAL" : "PRAGMA schema_version");
   // FULL flushes each commit to disk; NORMAL leaves it to the system, which outlives a killed
   // process.
@@ -153,6 +175,16 @@ Database Database::to_look_at(const std::filesystem::path& file) {
   const bool is_in_use = std::filesystem::exists(file.string() + "-wal");
   return {file, uri_of(file) + (is_in_use ? "" : "?immutable=1"),
           SQLITE_OPEN_READONLY | SQLITE_OPEN_URI};
+}
+
+Database Database::copied(const std::filesystem::path& file) {
+  Database database(file, file.string(), SQLITE_OPEN_READWRITE);
+  const int set =
+      sqlite3_db_config(database.database_.get(), SQLITE_DBCONFIG_NO_CKPT_ON_CLOSE, 1, nullptr);
+  if (set != SQLITE_OK) fail(database.database_.get(), set);
+  // SQLite's index of the log is then in its own memory.
+  database.execute("PRAGMA locking_mode=EXCLUSIVE");
+  return database;
 }
 
 Query Database::query(const char* sql) {
@@ -175,6 +207,16 @@ void Database::execute(const char* sql) {
 bool Database::is_empty() {
   Query tables = query("SELECT count(*) FROM sqlite_master");
   return tables.step() && tables.number(0) == 0;
+}
+
+Database::OpenFiles Database::open_files() {
+  const auto opened = [&](int which) {
+    sqlite3_file* file = nullptr;
+    const int result = sqlite3_file_control(database_.get(), "main", which, &file);
+    if (result != SQLITE_OK) fail(database_.get(), result);
+    return file == nullptr || file->pMethods == nullptr ? nullptr : file;
+  };
+  return {opened(SQLITE_FCNTL_FILE_POINTER), opened(SQLITE_FCNTL_JOURNAL_POINTER)};
 }
 
 int Database::changes() const { return sqlite3_changes(database_.get()); }

@@ -11,6 +11,7 @@
 #include <string_view>
 
 struct sqlite3;
+struct sqlite3_file;
 struct sqlite3_stmt;
 
 namespace virtual_phone {
@@ -38,6 +39,12 @@ class Query {
   /// Bytes that live until the next step.
   std::string_view blob(int column) const;
 
+  /// Binds what a column of another query's row has, whatever its type.
+  Query& bind(const Query& row, int column);
+  /// Whether the rows of two queries have the same columns, types and bytes included.
+  bool is_same_row(const Query& other) const;
+  int columns() const;
+
  private:
   Query& is_bound(int result);
 
@@ -48,6 +55,9 @@ class Query {
 /// What SQLite adds to a database's name for its files.
 constexpr const char* kDatabaseSuffixes[] = {"", "-wal", "-shm", "-journal"};
 
+/// And what the phone adds: the note of what is flushed, and a copy as a power cut leaves it.
+constexpr const char* kPowerSuffixes[] = {"-power", "-cut", "-cut-wal"};
+
 class Database {
  public:
   /// What a completed write outlives.
@@ -57,6 +67,9 @@ class Database {
   Database(const std::filesystem::path& file, Survives survives, bool create = false);
   /// Opens an existing database file to look at it. Changes nothing, and leaves nothing beside it.
   static Database to_look_at(const std::filesystem::path& file);
+  /// Opens a copy of a database's files that nobody else has open. The log is read, never copied
+  /// back.
+  static Database copied(const std::filesystem::path& file);
 
   /// A statement, prepared once for this connection. One run of it at a time.
   Query query(const char* sql);
@@ -70,8 +83,17 @@ class Database {
   /// Whether it has no table at all, as one whose making was interrupted.
   bool is_empty();
 
+  /// Files that SQLite has open. It alone may open the first one: closing it gives up the process's
+  /// locks of the database.
+  struct OpenFiles {
+    sqlite3_file* database;
+    sqlite3_file* journal;  ///< the write-ahead log, or null
+  };
+  OpenFiles open_files();
+
  private:
-  Database(const std::filesystem::path& file, const std::string& opened_as, int flags);
+  Database(const std::filesystem::path& file, const std::string& opened_as, int flags,
+           const char* file_functions = nullptr);
 
   struct Close {
     void operator()(sqlite3* database) const;

@@ -64,7 +64,7 @@ Phone::Phone(const std::filesystem::path& directory)
       root_((directory_ / "root").string()),
       durable_(directory_ / kDatabaseName, Database::Survives::power_cut),
       fleeting_(directory_ / kDatabaseName, Database::Survives::kill),
-      log_((raise(fleeting_, directory_), log_file())) {
+      log_((raise(durable_, directory_), log_file())) {
   struct stat database {};
   if (stat((directory_ / kDatabaseName).c_str(), &database) == 0) inode_ = database.st_ino;
 }
@@ -123,7 +123,8 @@ void end_uptime(Phone& phone, std::string_view kind, std::string_view detail) {
   // Before the note goes: killed in between, the next start does it.
   if (!reset.empty()) erase_files_for(reset, phone);
   const std::lock_guard lock(phone.mutex());
-  Database& database = phone.fleeting();
+  // The files that a reset has erased do not come back with a power cut, nor may the properties.
+  Database& database = reset.empty() ? phone.fleeting() : phone.durable();
   Transaction transaction(database);
   record_event(database, kind, detail);
   if (!reset.empty()) {
