@@ -156,7 +156,7 @@ TEST_F(PowerCut, WhatIsNotNotedCountsAsFlushed) {
   write("lost");
   cut_to("(not set)");
   write("before there was a note");
-  write_file(note(), std::string(24, '\0'));
+  write_file(note(), std::string(32, '\0'));
   cut_to("before there was a note");
   write("lost");
   cut_to("before there was a note");
@@ -168,6 +168,16 @@ TEST_F(PowerCut, WhatIsNotNotedCountsAsFlushed) {
   write("past the note, at last");
   write_file(note(), noted);
   cut_to("past the note, at last");
+  open().execute("PRAGMA wal_checkpoint(RESTART)");
+  for (int i = 0; i < 9; ++i) write("lost");
+  const std::string longer = read_file(note());
+  open().execute("PRAGMA wal_checkpoint(RESTART)");
+  for (const char* each : {"of", "another", "beginning"}) write(each);
+  write_file(note(), longer);
+  cut_to("beginning");
+  write_file(note(), longer);
+  write("lost");
+  cut_to("beginning");
 }
 
 TEST_F(PowerCut, TearsBetweenTransactions) {

@@ -23,7 +23,7 @@ constexpr std::string_view kJournalSuffix = "-wal";
 constexpr char kNoteSuffix[] = "-power";
 
 // The log: a header, then frames of a header and a page. Both headers have the salts.
-constexpr unsigned kFrameHeader = 24;
+constexpr int kFrameHeader = 24;
 constexpr size_t kSaltsInHeader = 16;
 constexpr size_t kSaltsInFrame = 8;
 
@@ -51,11 +51,12 @@ constexpr uint64_t kTakenBack = uint64_t{1} << kOffsetBits;
 /// pages back from it. Others may flush the log at any time.
 struct Note {
   std::atomic<uint64_t> generation;
+  std::atomic<uint64_t> begun;    ///< up to here something was written, or was about to be
   std::atomic<uint64_t> written;  ///< up to here the log does not change
   std::atomic<uint64_t> flushed;  ///< an offset, see above
 };
 static_assert(std::atomic<uint64_t>::is_always_lock_free, "a lock would be each process's own");
-static_assert(sizeof(Note) == 3 * sizeof(uint64_t));
+static_assert(sizeof(Note) == 4 * sizeof(uint64_t));
 
 /// A log that SQLite has open. The file of the functions below follows it in the same memory.
 struct alignas(8) Journal {
@@ -113,10 +114,12 @@ void take_back(Note& note, uint64_t offset) {
 /// The log is of this generation, and flushed up to `offset`.
 void begin(Note& note, uint64_t generation, uint64_t offset) {
   // In this order: a flush under way notes no more than `written`, and what is killed in between
-  // leaves less written than the log holds, or a note that is not of its generation.
+  // leaves less begun than the log holds, or a note that is not of its generation.
+  if (offset < note.begun) note.begun = offset;
   if (offset < note.written) note.written = offset;
   set_flushed(note, [&](uint64_t) { return offset; });
   note.written = offset;
+  note.begun = offset;
   note.generation = generation;
 }
 
@@ -134,14 +137,16 @@ int write(sqlite3_file* file, const void* bytes, int size, sqlite3_int64 at) {
     begin(note, salts_at(bytes, kSaltsInHeader), 0);
   } else if (size == kFrameHeader && salts_at(bytes, kSaltsInFrame) != note.generation) {
     begin(note, salts_at(bytes, kSaltsInFrame), offset);
-  } else if (offset > note.written) {
+  } else if (offset > note.begun) {
     begin(note, note.generation, offset);
   }
+  const uint64_t end = offset + static_cast<uint64_t>(size);
+  if (end > note.begun) note.begun = end;
   const uint64_t written = note.written;
   // What a transaction has left that was not completed.
   if (offset < written) take_back(note, offset);
   const int result = Forward<&sqlite3_io_methods::xWrite>::call(file, bytes, size, at);
-  if (result == SQLITE_OK) note.written = std::max(written, offset + static_cast<uint64_t>(size));
+  if (result == SQLITE_OK) note.written = std::max(written, end);
   return result;
 }
 
@@ -293,10 +298,10 @@ JournalState journal_state(sqlite3_file* database, sqlite3_file* journal) {
   memcpy(&index, const_cast<const void*>(mapped), sizeof index);  // nobody writes it now
   if (index.frames == 0) return {};
   JournalState state;
-  state.frame = kFrameHeader + (index.page_size == 1 ? 65536U : index.page_size);
+  state.frame = kFrameHeader + (index.page_size == 1 ? 65536 : uint64_t{index.page_size});
   state.committed = kJournalHeader + index.frames * state.frame;
   const Note& note = *journal_of(journal)->note;
-  const bool is_noted = note.generation == index.salts && note.written >= state.committed;
+  const bool is_noted = note.generation == index.salts && note.begun >= state.committed;
   state.flushed = is_noted ? std::min(note.flushed & kOffset, state.committed) : state.committed;
   return state;
 }

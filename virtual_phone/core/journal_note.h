@@ -16,7 +16,7 @@ struct sqlite3_file;
 namespace virtual_phone {
 
 /// The name of SQLite's file functions that note, for sqlite3_open_v2(). The note of "phone.db" is
-/// "phone.db-power", of the database's owner and mode, 24 bytes; opening fails where none can be
+/// "phone.db-power", of the database's owner and mode, 32 bytes; opening fails where none can be
 /// made.
 const char* noting_files();
 
