@@ -140,6 +140,9 @@ INSERT INTO modem_nv VALUES(1, 'active', x'01'); INSERT INTO modem_value VALUES(
       }
     }
   }
+  open().execute("DELETE FROM item");
+  vp::cut_power(phone(), Unflushed::dropped);
+  EXPECT_EQ(before, kept());
   EXPECT_EQ("ok", ask("PRAGMA integrity_check"));
   EXPECT_FALSE(fs::exists(directory() / "phone.db-cut"));
 }

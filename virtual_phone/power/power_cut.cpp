@@ -1,11 +1,14 @@
 #include "virtual_phone/power/power_cut.h"
 
 #include "virtual_phone/core/phone.h"
+#include "virtual_phone/core/roll_back.h"
 #include "virtual_phone/power/unflushed.h"
 
 namespace virtual_phone {
 
 void cut_power(Phone& phone, Unflushed unflushed) {
+  // First: what is written from here on may flush what is lost.
+  roll_back_unsynced(phone, unflushed);
   lose_unflushed(phone, unflushed);
   end_uptime(phone, kPowerCutEvent, std::string("what was not flushed is ") + name_of(unflushed));
 }
