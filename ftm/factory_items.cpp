@@ -58,7 +58,9 @@ char first_digit(int number) {
 }
 
 void remove_agree_factory_file() {
-  const fcx::Result removed = fcx::remove_device_file(kAgreeFactoryFile);
+  fcx::Result removed = fcx::remove_device_file(kAgreeFactoryFile);
+  // Else a power cut brings it back.
+  if (removed.ok()) removed = fcx::flush_directory_of(kAgreeFactoryFile);
   if (removed.ok()) return;
   DOMAIN_ERROR("set_factory_status: %s: %s\n", kAgreeFactoryFile, removed.reason());
 }

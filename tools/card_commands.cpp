@@ -25,9 +25,9 @@ void show_card(const Invocation& invocation, const vp::Phone& phone) {
 }
 
 void add_change(Verb& group, Invocation& invocation, const char* name, const char* meaning,
-                void (*change)(const vp::Phone&)) {
+                void (*change)(vp::Phone&)) {
   add_command(group, name, meaning, std::string("  fcx card ") + name, [&invocation, change] {
-    const vp::Phone& phone = invocation.open_phone();
+    vp::Phone& phone = invocation.open_phone();
     change(phone);
     show_card(invocation, phone);
   });

@@ -28,6 +28,7 @@ void add_logs(Verb& tool, Invocation& invocation);
 void add_fault(Verb& tool, Invocation& invocation);
 void add_reboot(Verb& tool, Invocation& invocation);
 void add_power(Verb& tool, Invocation& invocation);
+void add_power_cut(Verb& tool, Invocation& invocation);
 void add_usb(Verb& tool, Invocation& invocation);
 void add_screen(Verb& tool, Invocation& invocation);
 void add_capture(Verb& tool, Invocation& invocation);

@@ -12,6 +12,7 @@
 #include "tools/fault_list.h"
 #include "tools/item_name.h"
 #include "tools/json.h"
+#include "tools/power_cut_command.h"
 #include "tools/table.h"
 #include "tools/words.h"
 #include "virtual_phone/faults/faults.h"
@@ -51,7 +52,11 @@ bool fails_with_error(vp::Part part, vp::Effect effect) {
   return effect == vp::Effect::fail && (part == vp::Part::file || part == vp::Part::thread);
 }
 
+/// Of what there is one, faults have no target.
+bool is_one(vp::Part part) { return part == vp::Part::power || part == vp::Part::daemon; }
+
 std::string plural(vp::Part part) {
+  if (is_one(part)) return std::string("the ") + vp::name_of(part);
   return part == vp::Part::property ? "properties" : std::string(vp::name_of(part)) + "s";
 }
 
@@ -75,6 +80,11 @@ int64_t effect_value(const vp::EffectRow& row, const std::optional<std::string>&
   }
   if (row.value_name == nullptr) throw UsageError("\"" + what + "\" takes no number");
   if (fails_with_error(row.part, row.effect)) return error_number(*word);
+  if (row.effect == vp::Effect::cut) {
+    const auto unflushed = vp::named<vp::Unflushed>(*word);
+    if (unflushed.has_value()) return static_cast<int64_t>(*unflushed);
+    throw UsageError("what was not flushed is dropped, torn or kept, not \"" + *word + "\"");
+  }
   return number_of(*word, row.value_name);
 }
 
@@ -84,6 +94,8 @@ std::string fault_text(const vp::Fault& fault) {
     if (row.part != fault.part || row.effect != fault.effect || row.value_name == nullptr) continue;
     const bool is_error = fails_with_error(fault.part, fault.effect);
     const char* name = is_error ? strerrorname_np(static_cast<int>(fault.value)) : nullptr;
+    if (fault.effect == vp::Effect::cut)
+      name = vp::name_of(static_cast<vp::Unflushed>(fault.value));
     text += " " + (name != nullptr ? std::string(name) : std::to_string(fault.value));
   }
   return text;
@@ -102,6 +114,7 @@ std::string name_of_target(const vp::Fault& fault) {
 
 /// The target, with its name where it has one.
 std::string target_text(const vp::Fault& fault) {
+  if (is_one(fault.part)) return "-";
   const std::string name = name_of_target(fault);
   return name.empty() ? fault.target : fault.target + " " + name;
 }
@@ -329,8 +342,9 @@ void add_part(Verb& group, Invocation& invocation, vp::Part part, const std::str
   auto options = std::make_shared<Options>();
   const std::string accesses = listed(accesses_of(part), ", ", vp::name_of<vp::Access>);
   Verb& command = add_command(
-      group, vp::name_of(part), std::string("Set a fault on one ") + vp::name_of(part), "",
-      [&invocation, part, options, accesses] {
+      group, vp::name_of(part),
+      std::string(is_one(part) ? "Set a fault on the " : "Set a fault on one ") + vp::name_of(part),
+      "", [&invocation, part, options, accesses] {
         const vp::EffectRow& row = effect_row(part, options->effect);
         const auto access = vp::named<vp::Access>(options->access);
         if (!access.has_value()) {
@@ -348,11 +362,20 @@ void add_part(Verb& group, Invocation& invocation, vp::Part part, const std::str
       });
   command.footer(effect_help(part) + "\nExample:\n" + example +
                  (part == vp::Part::request ? "\n\n" + request_help() : ""));
-  command.add_option("target", options->target, target_help).required().completes(targets_of(part));
+  if (!is_one(part)) {
+    command.add_option("target", options->target, target_help)
+        .required()
+        .completes(targets_of(part));
+  }
   command.add_option("effect", options->effect, "What happens, see below")
       .required()
       .completes(effects_of(part));
-  command.add_option("value", options->value, "A number, where the effect takes one");
+  const bool cuts = part == vp::Part::power;
+  command
+      .add_option("value", options->value,
+                  cuts ? "What becomes of what was not flushed; dropped when not given"
+                       : "A number, where the effect takes one")
+      .completes(cuts ? unflushed_choices() : Choices{});
   if (!accesses.empty()) {
     Choices access_choices = {{vp::name_of(vp::Access::any), ""}};
     for (const vp::Access access : accesses_of(part)) {
@@ -363,6 +386,17 @@ void add_part(Verb& group, Invocation& invocation, vp::Part part, const std::str
                     "Strike on this access only: " + accesses + "; on any at first")
         .type_name("ACCESS")
         .completes(access_choices);
+  }
+  if (is_one(part)) {
+    command
+        .add_option("--after", options->after,
+                    "Strike after the Nth change of what the phone keeps; the first when not given")
+        .type_name("N");
+    command
+        .add_option("--times", options->times,
+                    "Strike so often, after each change from that one on; once when not given")
+        .type_name("N");
+    return;
   }
   const bool counts_runs = part == vp::Part::command;
   command
@@ -414,6 +448,7 @@ void add_fault(Verb& tool, Invocation& invocation) {
       "                                               it comes up late, and the next waits for it\n"
       "  fcx fault thread reboot fail                 the thread of a reboot cannot be started\n"
       "  fcx fault command read_imei fail --times 1   the next read_imei fails, whatever it does\n"
+      "  fcx fault power cut --after 3                the power is cut after the third change\n"
       "  fcx fault list\n"
       "  fcx fault clear 2                            one fault; without a number all of them",
       {});
@@ -449,6 +484,28 @@ void add_fault(Verb& tool, Invocation& invocation) {
       "sick from its beginning to its end, and the one after it works. Both forms of a command\n"
       "that reads or writes are meant. What a command accesses is found out by running its\n"
       "example (`fcx commands OPCODE`) on a fresh phone.");
+  const std::string changes =
+      "A change is one of what the phone keeps over a restart: a file that is written, made, "
+      "emptied,\n"
+      "renamed or removed, a factory item, a persist. property, what a request lets the modem "
+      "keep,\n"
+      "a shell command. Changes by whichever process count, but for what `fcx item`, `fcx prop` "
+      "and\n"
+      "the like do by hand. ";
+  add_part(
+      group, invocation, vp::Part::power, "",
+      "  fcx fault power cut --after 3\n"
+      "  fcx fault power cut torn --after 2 --times 2    the first change after that start, too\n"
+      "\n" +
+          changes +
+          "The tool says after which of a command's changes the power was cut,\n"
+          "and what was lost; its exit status is 3.");
+  add_part(group, invocation, vp::Part::daemon, "",
+           "  fcx fault daemon dies --after 3\n"
+           "\n" +
+               changes +
+               "The process that makes it is killed, as by SIGKILL: nobody tells\n"
+               "of it.");
   add_command(group, "list", "List the faults that are set", "  fcx fault list",
               [&invocation] { list_faults(invocation); });
 

@@ -11,6 +11,7 @@
 #include "fcx/version.h"
 #include "tools/commands.h"
 #include "tools/json.h"
+#include "tools/power_cut_command.h"
 #include "tools/terminal.h"
 #include "tools/text.h"
 #include "virtual_phone/core/clock.h"
@@ -45,6 +46,7 @@ constexpr char kFooter[] =
     "  fcx log                        what the library wrote to the log\n"
     "  fcx logs collect               collect its logs into an archive\n"
     "  fcx fault item 9 fail          let every access to item 9 fail\n"
+    "  fcx power-cut                  cut its power, and see what it has lost\n"
     "\n"
     "Environment:\n"
     "  FCX_PHONE       the phone's directory; else it is fcx/phone in XDG_STATE_HOME, else\n"
@@ -66,7 +68,7 @@ constexpr char kFooter[] =
     "  3  the factory command was delivered, and its result is not 0 or its opcode unknown; or\n"
     "     an AT line was answered ERROR; or carrier set-up could not be started; or the phone\n"
     "     was not switched off; or logs were not collected, handed out or erased; or an archive\n"
-    "     is damaged, or none, and was not unpacked";
+    "     is damaged, or none, and was not unpacked; or a fault has cut the phone's power";
 
 /// Says that there is no memory, without taking any.
 int report_no_memory(bool json) {
@@ -170,6 +172,7 @@ int run(int argc, char** argv, cli::Invocation& invocation) {
     cli::add_fault(tool, invocation);
     cli::add_reboot(tool, invocation);
     cli::add_power(tool, invocation);
+    cli::add_power_cut(tool, invocation);
     cli::add_usb(tool, invocation);
     cli::add_screen(tool, invocation);
     cli::add_capture(tool, invocation);
@@ -184,6 +187,7 @@ int main(int argc, char** argv) {
   cli::Invocation invocation;
   running = &invocation;
   install_end_without_memory();
+  cli::tell_of_power_cuts(invocation);
   try {
     invocation.json = cli::asks_for_json(argc, argv);
     choose_clock();

@@ -10,6 +10,7 @@
 #include "tools/text.h"
 #include "tools/words.h"
 #include "virtual_phone/core/power.h"
+#include "virtual_phone/power/unflushed.h"
 
 namespace cli {
 namespace {
@@ -34,8 +35,17 @@ std::string state_text(const vp::PowerState& power) {
          "; the next command finds it switched on again";
 }
 
+Json unflushed_json(const std::vector<vp::UnflushedFile>& files) {
+  Json list = Json::array();
+  for (const vp::UnflushedFile& file : files) {
+    list.push_back({{"path", file.path}, {"data", file.data}, {"name", file.name}});
+  }
+  return list;
+}
+
 void show_power(const Invocation& invocation) {
   const vp::PowerState power = vp::power_state(invocation.open_phone());
+  const std::vector<vp::UnflushedFile> unflushed = vp::unflushed_files(invocation.open_phone());
   if (invocation.json) {
     Json locks = Json::array();
     for (const vp::WakeLock& lock : power.wake_locks) {
@@ -43,15 +53,21 @@ void show_power(const Invocation& invocation) {
     }
     return print({{"state", power.is_off ? "off" : "on"},
                   {"last_end", end_json(power.last_end)},
-                  {"wake_locks", locks}});
+                  {"wake_locks", locks},
+                  {"unflushed", unflushed_json(unflushed)}});
   }
   std::string locks;
   for (const vp::WakeLock& lock : power.wake_locks) {
     locks += (locks.empty() ? "" : "; ") + lock.name + ", since " + shown_time(lock.since_us);
   }
-  printf("state       %s\n", state_text(power).c_str());
-  printf("last end    %s\n", power.last_end ? end_text(*power.last_end).c_str() : "none yet");
-  printf("wake locks  %s\n", locks.empty() ? "none" : locks.c_str());
+  printf("state        %s\n", state_text(power).c_str());
+  printf("last end     %s\n", power.last_end ? end_text(*power.last_end).c_str() : "none yet");
+  printf("wake locks   %s\n", locks.empty() ? "none" : locks.c_str());
+  if (unflushed.empty()) puts("not flushed  nothing");
+  for (const vp::UnflushedFile& file : unflushed) {
+    const char* what = !file.name ? "data" : file.data ? "data and name" : "name";
+    printf("not flushed  %s: %s\n", harmless(file.path).c_str(), what);
+  }
 }
 
 /// What is told of a moment.
@@ -185,7 +201,10 @@ void add_off_with_cable(Verb& group, Invocation& invocation) {
 
 void add_power(Verb& tool, Invocation& invocation) {
   Verb& group = add_command(
-      tool, "power", "Whether the phone is on, how its last uptime ended, and what keeps it awake",
+      tool, "power",
+      "Whether the phone is on, how its last uptime ended, what keeps it awake, and what it has "
+      "not "
+      "flushed",
       "  fcx power    \"switched off\" is what the last one left: whoever uses it switches it on",
       {});
   group.callback([&group, &invocation] {

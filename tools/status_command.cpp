@@ -12,6 +12,7 @@
 #include "tools/text.h"
 #include "virtual_phone/core/power.h"
 #include "virtual_phone/core/schema.h"
+#include "virtual_phone/power/unflushed.h"
 #include "virtual_phone/profiles/profiles.h"
 
 namespace cli {
@@ -84,6 +85,7 @@ void show_status(const Invocation& invocation, bool full) {
   const std::string end =
       power.last_end ? power.last_end->kind + ": " + power.last_end->detail : "none yet";
   const auto faults = vp::faults(phone);
+  const size_t unflushed = vp::unflushed_files(phone).size();
   const auto found = compared(phone);
   if (invocation.json) {
     return print({{"phone", directory},
@@ -91,6 +93,7 @@ void show_status(const Invocation& invocation, bool full) {
                   {"version", vp::kPhoneVersion},
                   {"state", power.is_off ? "off" : "on"},
                   {"last_end", power.last_end ? Json(end) : Json()},
+                  {"unflushed", unflushed},
                   {"faults", faults_json(faults)},
                   {"differences", differences_json(found, full)}});
   }
@@ -99,6 +102,7 @@ void show_status(const Invocation& invocation, bool full) {
   printf("version   %d, of fcx %s\n", vp::kPhoneVersion, fcx::library_version());
   printf("state     %s\n", power.is_off ? "switched off; the next command finds it on" : "on");
   printf("last end  %s\n", end.c_str());
+  if (unflushed > 0) printf("unflushed %zu files; `fcx power` lists them\n", unflushed);
   puts("");
   print_faults(faults);
   print_differences(found, profile, full);

@@ -140,6 +140,13 @@ bool begin_piece(DeviceFile& file, int64_t& position, PieceText& text) {
   return sought.ok() || failed(kResultFile, sought.reason());
 }
 
+/// Without it a power cut lets this piece come once more.
+void flush_position() {
+  const Result flushed = fcx::flush_directory_of(kOffsetFile);
+  if (!flushed.ok())
+    static_cast<void>(failed(kOffsetFile, flushed.reason()));  // it has logged that
+}
+
 /// Keeps where the next piece begins.
 bool keep_position(int64_t position) {
   DOMAIN_INFO("fd_end: %" PRId64, position);
@@ -150,16 +157,15 @@ bool keep_position(int64_t position) {
   Result kept = file.write({digits.data(), static_cast<size_t>(end - digits.data())});
   if (kept.ok()) kept = file.put_in_place();
   if (!kept.ok()) return failed(kOffsetFile, kept.reason());
-  // Without it a power cut lets this piece come once more.
-  if (const Result flushed = fcx::flush_directory_of(kOffsetFile); !flushed.ok()) {
-    static_cast<void>(failed(kOffsetFile, flushed.reason()));  // it has logged that
-  }
+  flush_position();
   return true;
 }
 
 bool end_transfer() {
   const Result removed = fcx::remove_device_file(kOffsetFile);
-  return removed.ok() || failed(kOffsetFile, removed.reason());
+  if (!removed.ok()) return failed(kOffsetFile, removed.reason());
+  flush_position();
+  return true;
 }
 
 /// Adds words to the piece until it is full or there are no more. Whether the position is kept.

@@ -17,6 +17,6 @@ std::string noted_factory_reset(Phone& phone);
 /// Empties what a reset empties of the file tree: "/data", and the card when the note says so. No
 /// link is followed, and factory items, the modem and all other files stay. Interrupted, it can be
 /// done again. Throws Error for what cannot be removed.
-void erase_files_for(const std::string& reset, const Phone& phone);
+void erase_files_for(const std::string& reset, Phone& phone);
 
 }  // namespace virtual_phone

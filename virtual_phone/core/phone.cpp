@@ -11,6 +11,7 @@
 #include "virtual_phone/core/factory_reset.h"
 #include "virtual_phone/core/raise.h"
 #include "virtual_phone/modem/sim.h"
+#include "virtual_phone/power/unflushed.h"
 
 namespace virtual_phone {
 namespace {
@@ -122,6 +123,10 @@ void end_uptime(Phone& phone, std::string_view kind, std::string_view detail) {
   const std::string reset = noted_factory_reset(phone);
   // Before the note goes: killed in between, the next start does it.
   if (!reset.empty()) erase_files_for(reset, phone);
+  // Whatever ends in order flushes all first.
+  if (kind != kPowerCutEvent) {
+    for (const char* tree : {"root", kEfsName}) note_tree_flushed(phone, tree);
+  }
   const std::lock_guard lock(phone.mutex());
   // The files that a reset has erased do not come back with a power cut, nor may the properties.
   Database& database = reset.empty() ? phone.fleeting() : phone.durable();

@@ -113,8 +113,9 @@ int64_t platform_time() { return vp::now_us() / 1'000'000; }
 void platform_sync() {
   vp::platform_call("platform_sync", -1, [](vp::Phone& phone) {
     vp::Accessing accessing(phone, {vp::Part::file, "/", vp::Access::sync});
+    const vp::FileTurn turn(phone);
     vp::sync_tree(phone.root());
-    vp::note_all_flushed(phone, "root");
+    vp::note_tree_flushed(phone, "root");
     accessing.ends(0);
     return 0;
   });
@@ -157,6 +158,7 @@ std::string normal_path(const char* device_path) {
 struct AccessOfFile {
   vp::Accessing accessing;
   bool changes = false;
+  std::optional<vp::FileTurn> turn = {};  ///< over before the access is, which may cut the power
 
   AccessOfFile(vp::Phone& phone, vp::PlatformAccess access) : accessing(phone, std::move(access)) {}
 };
@@ -196,6 +198,7 @@ FileFault platform_file_begins(const FileAccess& access) {
     if (const auto fault = strike_file(phone, new_path)) met = met_by(*fault);
     if (met.error != 0) return 0;
     if (access.operation == FileOperation::write) vp::tell_of_write(path);
+    file_access->turn.emplace(phone, access);
     file_access->changes = vp::keep_flushed(phone, access);
     return 0;
   });

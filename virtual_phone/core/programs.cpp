@@ -81,8 +81,8 @@ std::vector<std::string> written_by(std::string_view command) {
 void keep_flushed_before(Phone& phone, std::string_view command) {
   for (const std::string& path : written_by(command)) {
     const std::string place = phone.root() + fs::path(path).lexically_normal().string();
-    keep_flushed(phone,
-                 {path.c_str(), fcx::FileOperation::open, place.c_str(), -1, O_CREAT | O_TRUNC});
+    keep_flushed(phone, {path.c_str(), fcx::FileOperation::open, place.c_str(), -1, O_CREAT});
+    keep_flushed(phone, {path.c_str(), fcx::FileOperation::write, place.c_str()});
   }
 }
 

@@ -16,9 +16,9 @@ bool is_card_inserted(const Phone& phone);
 
 /// Puts the card in, with the files that it has; the first time an empty one. It may be in already.
 /// Throws Error.
-void insert_card(const Phone& phone);
+void insert_card(Phone& phone);
 
 /// Takes it out, with its files. It may be out already. Throws Error.
-void remove_card(const Phone& phone);
+void remove_card(Phone& phone);
 
 }  // namespace virtual_phone

@@ -1,10 +1,12 @@
 #include "virtual_phone/faults/accesses.h"
 
+#include <android/log.h>
 #include <unistd.h>
 
 #include <atomic>
 #include <csignal>
 #include <cstdio>
+#include <exception>
 #include <mutex>
 
 #include "platform/immortal.h"
@@ -28,27 +30,38 @@ Observed& observed() { return fcx::immortal<Observed>(); }
 /// Whether the power is cut: no thread does anything any more.
 std::atomic<bool> is_off = false;
 
-void tell_and_end(const PlatformAccess& last, Unflushed unflushed) {
-  fprintf(stderr, "virtual phone: the power was cut after %s %s %s; what was not flushed is %s\n",
-          name_of(last.part), name_of(last.access), last.target.c_str(), name_of(unflushed));
+/// The changes that this process has made of what the phone keeps.
+std::atomic<int64_t> changes_made = 0;
+
+void tell_and_end(const PowerCut& cut) {
+  fprintf(stderr, "virtual phone: the power was cut after change %s\n", change_text(cut).c_str());
   constexpr int kNoAnswer = 3;
   _exit(kNoAnswer);
 }
 
 std::atomic<WhenPowerIsCut> power_is_cut = tell_and_end;
 
-/// Does not return. Other threads stop at what they do next.
-void cut_now(Phone& phone, const PlatformAccess& last, Unflushed unflushed) {
-  if (is_off.exchange(true)) pause();
-  cut_power(phone, unflushed);
-  power_is_cut.load()(last, unflushed);
+/// Does not return: signals wake it, and it goes on waiting.
+[[noreturn]] void stop_this_thread() {
+  while (true) pause();
+}
+
+/// Other threads stop at what they do next.
+[[noreturn]] void cut_now(Phone& phone, const PlatformAccess& last, int64_t change,
+                          Unflushed unflushed) {
+  if (is_off.exchange(true)) stop_this_thread();
+  try {
+    power_is_cut.load()({last, change, unflushed, cut_power(phone, unflushed)});
+  } catch (const std::exception& error) {
+    fprintf(stderr, "virtual phone: the power could not be cut: %s\n", error.what());
+  }
   _exit(1);
 }
 
 /// What somebody has set to happen after a change.
-void end_as_faults_have_it(Phone& phone, const PlatformAccess& last) {
+void end_as_faults_have_it(Phone& phone, const PlatformAccess& last, int64_t change) {
   if (const auto fault = strike(phone, Part::power, "", Access::write)) {
-    cut_now(phone, last, static_cast<Unflushed>(fault->value));
+    cut_now(phone, last, change, static_cast<Unflushed>(fault->value));
   }
   // As nobody can catch it.
   if (strike(phone, Part::daemon, "", Access::write).has_value()) kill(getpid(), SIGKILL);
@@ -66,7 +79,7 @@ void observe_accesses(AccessObserver* observer) {
 
 Accessing::Accessing(Phone& phone, PlatformAccess access)
     : phone_(phone), access_(std::move(access)) {
-  while (is_off) pause();
+  if (is_off) stop_this_thread();
   await_turn();
   access_.result = -1;
   Observed& all = observed();
@@ -80,6 +93,7 @@ Accessing::Accessing(Phone& phone, PlatformAccess access)
 
 Accessing::~Accessing() {
   access_.has_ended = true;
+  const int64_t change = access_.is_change ? ++changes_made : 0;
   std::optional<Unflushed> cut;
   if (serial_.has_value()) {
     Observed& all = observed();
@@ -89,8 +103,14 @@ Accessing::~Accessing() {
       if (access_.is_change) cut = all.observer->cut_after(access_);
     }
   }
-  if (cut.has_value()) cut_now(phone_, access_, *cut);
-  if (access_.is_change) end_as_faults_have_it(phone_, access_);
+  if (cut.has_value()) cut_now(phone_, access_, change, *cut);
+  if (!access_.is_change) return;
+  try {
+    end_as_faults_have_it(phone_, access_, change);
+  } catch (const std::exception& error) {
+    // A destructor cannot throw; the change is made.
+    __android_log_print(ANDROID_LOG_WARN, "VirtualPhone", "power: %s", error.what());
+  }
 }
 
 std::optional<Fault> Accessing::strike(WhenLate when_late) {
@@ -112,6 +132,11 @@ void Accessing::ends(int64_t result, std::string_view got) {
   access_.result = result;
   // What nobody looks at need not be copied.
   if (serial_.has_value()) access_.got = got;
+}
+
+std::string change_text(const PowerCut& cut) {
+  return std::to_string(cut.change) + ": " + name_of(cut.last.part) + " " +
+         name_of(cut.last.access) + " " + cut.last.target;
 }
 
 void when_power_is_cut(WhenPowerIsCut end) { power_is_cut = end; }

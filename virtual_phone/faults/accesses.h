@@ -6,6 +6,7 @@
 #include <optional>
 #include <string>
 #include <string_view>
+#include <vector>
 
 #include "virtual_phone/faults/faults.h"
 #include "virtual_phone/power/power_cut.h"
@@ -76,8 +77,19 @@ class Accessing {
   std::optional<Fault> disturbance_;
 };
 
+/// A power cut while this process worked.
+struct PowerCut {
+  PlatformAccess last;  ///< the access after which it was cut
+  int64_t change;       ///< how many changes of what the phone keeps this process had made with it
+  Unflushed unflushed;
+  std::vector<LostFile> lost;
+};
+
+/// "3: file write /data/a": the change after which the power was cut.
+std::string change_text(const PowerCut& cut);
+
 /// Called where the power is cut, when the phone is as the cut has left it; ends the process.
-using WhenPowerIsCut = void (*)(const PlatformAccess& last, Unflushed unflushed);
+using WhenPowerIsCut = void (*)(const PowerCut& cut);
 /// What does; at first the last access is said on standard error, and the exit status is 3.
 void when_power_is_cut(WhenPowerIsCut end);
 

@@ -13,6 +13,7 @@
 #include "virtual_phone/core/item_store.h"
 #include "virtual_phone/core/properties.h"
 #include "virtual_phone/modem/exchange.h"
+#include "virtual_phone/power/power_cut.h"
 
 namespace virtual_phone {
 namespace {
@@ -236,7 +237,8 @@ Range range_of(Part part, Effect effect) {
     case Effect::garbage:
       return part == Part::request ? Range{0, kByte, "a byte"} : kNone;
     case Effect::cut:
-      return {0, 2, "what becomes of what was not flushed"};
+      return {static_cast<int64_t>(Unflushed::dropped), static_cast<int64_t>(Unflushed::kept),
+              "what becomes of what was not flushed"};
     case Effect::refuse:
     case Effect::empty:
     case Effect::absent:
@@ -441,9 +443,10 @@ const std::vector<EffectRow>& fault_effects() {
        "it cannot be started, with this error, as EAGAIN or 11"},
       {Part::command, Effect::fail, kOfACommand, nullptr, 0,
        "whatever it asks or accesses fails, each in its usual way"},
-      {Part::power, Effect::cut, kNoChoice, "WHAT", 0,
-       "it is cut; what was not flushed is dropped, torn at a block's end, or kept"},
-      {Part::daemon, Effect::dies, kNoChoice, nullptr, 0, "its process is killed"},
+      {Part::power, Effect::cut, kNoChoice, "WHAT", static_cast<int64_t>(Unflushed::dropped),
+       "it is lost; what was not flushed is dropped, torn at the end of a block, or kept"},
+      {Part::daemon, Effect::dies, kNoChoice, nullptr, 0,
+       "its process is killed, and loses nothing that it has written"},
   };
   return rows;
 }
@@ -458,6 +461,9 @@ int64_t set_fault(Phone& phone, Fault fault) {
   check_numbers(fault);
   // A service that has come up is there.
   if (fault.access == Access::find && !fault.remaining.has_value()) fault.remaining = 1;
+  // The next start shall come to its end.
+  const bool ends_all = fault.part == Part::power || fault.part == Part::daemon;
+  if (ends_all && !fault.remaining.has_value()) fault.remaining = 1;
   const std::lock_guard lock(phone.mutex());
   phone.fleeting()
       .query(

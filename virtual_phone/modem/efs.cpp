@@ -109,7 +109,11 @@ int32_t efs_open(Phone& phone, std::string_view path, int flags, int mode) {
   constexpr int kPassed = O_ACCMODE | O_CREAT | O_EXCL | O_TRUNC | O_APPEND;
   // The bench's owner keeps access to what the modem makes.
   const mode_t permissions = (static_cast<mode_t>(mode) & 0777) | S_IRUSR | S_IWUSR;
-  keep(phone, {"", fcx::FileOperation::open, path_of(place).c_str(), -1, flags & kPassed});
+  const std::string path_here = path_of(place);
+  const fcx::FileAccess access{"", fcx::FileOperation::open, path_here.c_str(), -1,
+                               flags & kPassed};
+  const FileTurn turn(phone, access);
+  keep(phone, access);
   unique_fd file(openat(place.directory.get(), place.name.c_str(),
                         (flags & kPassed) | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC, permissions));
   if (!file.ok()) return errno == ELOOP ? -EACCES : -errno;
@@ -129,6 +133,7 @@ int32_t efs_unlink(Phone& phone, std::string_view path) {
   if (place.error != 0) return -place.error;
   const std::string path_here = path_of(place);
   const fcx::FileAccess access{"", fcx::FileOperation::remove, path_here.c_str()};
+  const FileTurn turn(phone, access);
   keep(phone, access);
   if (unlinkat(place.directory.get(), place.name.c_str(), 0) != 0) return -errno;
   note_flushed(phone, access);
@@ -161,7 +166,9 @@ int32_t efs_write(Phone& phone, int32_t descriptor, std::string_view piece, int3
   const auto file = open_now.files.find(descriptor);
   if (file == open_now.files.end()) return -EBADF;
   if (count < 0 || static_cast<size_t>(count) > piece.size()) return -EINVAL;
-  keep(phone, {"", fcx::FileOperation::write, nullptr, file->second.get()});
+  const fcx::FileAccess access{"", fcx::FileOperation::write, nullptr, file->second.get()};
+  const FileTurn turn(phone, access);
+  keep(phone, access);
   const ssize_t put =
       TEMP_FAILURE_RETRY(write(file->second.get(), piece.data(), static_cast<size_t>(count)));
   return put < 0 ? -errno : static_cast<int32_t>(put);
@@ -222,8 +229,9 @@ void close_efs_descriptors() {
 
 void sync_efs(Phone& phone) {
   const fs::path tree = phone.directory() / kEfsName;
+  const FileTurn turn(phone);
   if (fs::exists(tree)) flush_tree(tree);
-  note_all_flushed(phone, kEfsName);
+  note_tree_flushed(phone, kEfsName);
 }
 
 void make_golden_copy(Phone& phone) {

@@ -6,11 +6,12 @@
 
 namespace virtual_phone {
 
-void cut_power(Phone& phone, Unflushed unflushed) {
+std::vector<LostFile> cut_power(Phone& phone, Unflushed unflushed) {
   // First: what is written from here on may flush what is lost.
   roll_back_unsynced(phone, unflushed);
-  lose_unflushed(phone, unflushed);
+  const std::vector<LostFile> lost = lose_unflushed(phone, unflushed);
   end_uptime(phone, kPowerCutEvent, std::string("what was not flushed is ") + name_of(unflushed));
+  return lost;
 }
 
 }  // namespace virtual_phone

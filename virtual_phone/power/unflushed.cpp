@@ -1,17 +1,13 @@
 #include "virtual_phone/power/unflushed.h"
 
-#include <android-base/unique_fd.h>
 #include <fcntl.h>
-#include <sys/sendfile.h>
-#include <sys/stat.h>
+#include <sys/file.h>
 #include <unistd.h>
 
 #include <algorithm>
 #include <cerrno>
-#include <cstring>
-#include <optional>
-#include <string>
-#include <vector>
+
+#include "virtual_phone/power/unflushed_rows.h"
 
 namespace virtual_phone {
 namespace {
@@ -21,107 +17,61 @@ using android::base::unique_fd;
 using fcx::FileAccess;
 using fcx::FileOperation;
 
-/// What a power cut finds in place of a file's data, or of a name.
-enum class Flushed { absent, file, directory };
-enum class What { data, name };
-
-struct Row {
-  int64_t id;
-  fs::path path;  ///< below the phone's directory
-  What what;
-  Flushed flushed;
-};
-
-[[noreturn]] void fail(const fs::path& path) {
-  throw Error(path.string() + ": " + strerror(errno));
+/// What a path without links is below the phone's directory; nothing for what lies elsewhere, and
+/// for what is on no disk.
+std::optional<fs::path> below(const Phone& phone, const fs::path& place) {
+  if (!is_within(place, phone.real_directory()) || place == phone.real_directory()) {
+    return std::nullopt;
+  }
+  const fs::path path = place.native().substr(phone.real_directory().native().size() + 1);
+  for (const char* no_disk : {"root/proc", "root/sys", "root/dev"}) {
+    if (is_within(path, no_disk)) return std::nullopt;
+  }
+  return path;
 }
 
-fs::path kept_file(const Phone& phone, int64_t id) {
-  return phone.directory() / kUnflushedName / std::to_string(id);
-}
-
-std::optional<struct stat> found_at(const fs::path& path) {
-  struct stat found {};
-  if (lstat(path.c_str(), &found) != 0) return std::nullopt;
-  return found;
-}
-
-/// A path below the phone's directory, without links on the way to its last part; nothing for what
-/// lies elsewhere, and for what is on no disk.
+/// The same of a path that may have links on the way to its last part.
 std::optional<fs::path> within(const Phone& phone, const fs::path& path) {
   std::error_code error;
   const fs::path parent = fs::canonical(path.parent_path(), error);
   if (error) return std::nullopt;
-  const fs::path below = (parent / path.filename()).lexically_relative(phone.real_directory());
-  if (below.empty() || *below.begin() == "..") return std::nullopt;
-  constexpr const char* kNoDisk[] = {"root/proc", "root/sys", "root/dev"};
-  for (const char* tree : kNoDisk) {
-    const fs::path to = below.lexically_relative(tree);
-    if (!to.empty() && *to.begin() != "..") return std::nullopt;
-  }
-  return below;
+  return below(phone, parent / path.filename());
 }
 
-/// The same of a file that is opened, or open: where links lead.
+/// The same of a file that is opened, or open: where links lead, also one to what is not there yet.
 std::optional<fs::path> within_when_open(const Phone& phone, const FileAccess& access) {
+  constexpr int kMostLinks = 40;  // as the kernel follows
   std::error_code error;
-  if (access.fd < 0) {
-    const fs::path path = fs::weakly_canonical(access.path, error);
-    return error ? std::nullopt : within(phone, path);
+  if (access.fd >= 0) {
+    const fs::path open = fs::read_symlink("/proc/self/fd/" + std::to_string(access.fd), error);
+    return error ? std::nullopt : below(phone, open);
   }
-  const fs::path open = fs::read_symlink("/proc/self/fd/" + std::to_string(access.fd), error);
-  return error ? std::nullopt : within(phone, open);
+  fs::path path = access.path;
+  for (int i = 0; i < kMostLinks && fs::is_symlink(fs::symlink_status(path, error)); ++i) {
+    const fs::path to = fs::read_symlink(path, error);
+    if (error) return std::nullopt;
+    path = path.parent_path() / to;
+  }
+  return within(phone, path);
 }
 
-Row row_of(const Query& query) {
-  return {query.number(0), query.text(1), query.text(2) == "data" ? What::data : What::name,
-          query.text(3) == "file"        ? Flushed::file
-          : query.text(3) == "directory" ? Flushed::directory
-                                         : Flushed::absent};
-}
+enum class Company { none, others, nobody };
 
-std::optional<Row> find_row(Database& database, const fs::path& path, What what) {
-  Query query =
-      database.query("SELECT id, path, what, flushed FROM unflushed WHERE path = ? AND what = ?");
-  query.bind(path.native()).bind(what == What::data ? "data" : "name");
-  if (!query.step()) return std::nullopt;
-  return row_of(query);
-}
-
-std::vector<Row> all_rows(Database& database) {
-  std::vector<Row> rows;
-  Query query = database.query("SELECT id, path, what, flushed FROM unflushed ORDER BY path");
-  while (query.step()) rows.push_back(row_of(query));
-  return rows;
-}
-
-int64_t add_row(Database& database, const fs::path& path, What what, Flushed flushed) {
-  constexpr const char* kFlushed[] = {"absent", "file", "directory"};
-  database.query("INSERT INTO unflushed(path, what, flushed) VALUES(?, ?, ?)")
-      .bind(path.native())
-      .bind(what == What::data ? "data" : "name")
-      .bind(kFlushed[static_cast<size_t>(flushed)])
-      .run();
-  return database.last_id();
-}
-
-void remove_row(const Phone& phone, Database& database, const Row& row) {
-  database.query("DELETE FROM unflushed WHERE id = ?").bind(row.id).run();
-  std::error_code ignored;  // one that stays is written over
-  fs::remove(kept_file(phone, row.id), ignored);
-}
-
-/// Copies what there is of `from`; nothing where there is no such file.
-void copy_content(const fs::path& from, const fs::path& to) {
-  const unique_fd out(open(to.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0600));
-  if (!out.ok()) fail(to);
-  const unique_fd in(open(from.c_str(), O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC));
-  if (!in.ok() && errno == ENOENT) return;
-  if (!in.ok()) fail(from);
-  constexpr size_t kPiece = 1 << 20;
-  for (ssize_t sent = 1; sent > 0;) {
-    sent = sendfile(out.get(), in.get(), nullptr, kPiece);
-    if (sent < 0) fail(from);
+/// Whom an operation on a file can have beside it.
+Company company_of(const FileAccess& access) {
+  switch (access.operation) {
+    case FileOperation::open:
+      return (access.flags & (O_CREAT | O_TRUNC)) == 0 ? Company::none : Company::others;
+    case FileOperation::write:
+    case FileOperation::mkdir:
+      return Company::others;
+    case FileOperation::sync:
+    case FileOperation::sync_directory:
+    case FileOperation::rename:
+    case FileOperation::remove:
+      return Company::nobody;
+    default:
+      return Company::none;
   }
 }
 
@@ -130,156 +80,237 @@ void keep_link(const fs::path& from, const fs::path& to) {
   std::error_code error;
   fs::remove(to, error);
   fs::create_hard_link(from, to, error);
-  if (error) fs::copy_file(from, to, fs::copy_options::overwrite_existing);
+  if (error) copy_content(from, to);
 }
 
-/// Keeps the data of a file before they are changed for the first time since they were flushed.
-void keep_data(const Phone& phone, Database& database, const fs::path& path) {
-  if (find_row(database, path, What::data).has_value()) return;
-  const int64_t id = add_row(database, path, What::data, Flushed::file);
-  copy_content(phone.directory() / path, kept_file(phone, id));
-}
+/// Keeps things, all that belongs to one operation at once.
+class Keeper {
+ public:
+  Keeper(const Phone& phone, Database& database) : phone_(phone), database_(database) {}
 
-/// Keeps what has a name before that is changed for the first time since its directory was flushed.
-void keep_name(const Phone& phone, Database& database, const fs::path& path) {
-  if (find_row(database, path, What::name).has_value()) return;
-  const fs::path place = phone.directory() / path;
-  const auto found = found_at(place);
-  if (!found.has_value()) {
-    add_row(database, path, What::name, Flushed::absent);
-  } else if (S_ISDIR(found->st_mode)) {
-    add_row(database, path, What::name, Flushed::directory);
-  } else if (S_ISREG(found->st_mode)) {
-    const auto data = find_row(database, path, What::data);
-    const int64_t id = add_row(database, path, What::name, Flushed::file);
-    keep_link(data.has_value() ? kept_file(phone, data->id) : place, kept_file(phone, id));
+  /// The data of a file before they are changed for the first time since they were flushed.
+  void keep_data(const fs::path& path) {
+    if (find_row(database_, path, What::data).has_value()) return;
+    copy_content(phone_.directory() / path, kept_file(phone_, add(path, What::data, "file")));
   }
+
+  /// What has a name before that is changed for the first time since its directory was flushed.
+  void keep_name(const fs::path& path) {
+    if (find_row(database_, path, What::name).has_value()) return;
+    const fs::path place = phone_.directory() / path;
+    const auto found = found_at(place);
+    if (!found.has_value()) {
+      add(path, What::name, "absent");
+    } else if (S_ISDIR(found->st_mode)) {
+      const fs::path kept = kept_file(phone_, add(path, What::name, "directory"));
+      fs::remove(kept);
+      fs::create_directory(kept);
+      fs::permissions(kept, fs::perms(found->st_mode & 07777));
+    } else if (S_ISREG(found->st_mode)) {
+      const auto data = find_row(database_, path, What::data);
+      const int64_t id = add(path, What::name, "file");
+      keep_link(data.has_value() ? kept_file(phone_, data->id) : place, kept_file(phone_, id));
+    }
+  }
+
+  /// Where a directory is before it is moved for the first time since then.
+  void keep_place(const fs::path& path, const fs::path& to) {
+    // What is not flushed of one that this takes the place of goes with it.
+    std::vector<UnflushedRow> gone;
+    for (UnflushedRow& row : unflushed_rows(database_)) {
+      if (is_within(row.path, to) && row.path != to) gone.push_back(std::move(row));
+    }
+    remove_rows(phone_, database_, gone);
+    if (find_row(database_, path, What::moved).has_value()) return;
+    add(path, What::moved, path.native());
+  }
+
+  /// What is kept under other names of the file that has this one stays as it was flushed, when
+  /// its data are not looked after any longer: `data`; without it they are flushed.
+  void detach(const std::optional<struct stat>& file, const fs::path& data) {
+    if (!file.has_value() || file->st_nlink < 2) return;
+    for (const UnflushedRow& row : unflushed_rows(database_)) {
+      const fs::path kept = kept_file(phone_, row.id);
+      if (row.what != What::name || !is_same_file(file, found_at(kept))) continue;
+      const fs::path copy = kept.string() + ".new";
+      copy_content(data.empty() ? kept : data, copy);
+      fs::rename(copy, kept);
+    }
+  }
+  void detach_before_removal(const fs::path& path) {
+    const auto data = find_row(database_, path, What::data);
+    if (!data.has_value()) return;
+    detach(found_at(phone_.directory() / path), kept_file(phone_, data->id));
+  }
+
+  /// That of another file, which had this path.
+  void forget_data(const fs::path& path) {
+    if (const auto row = find_row(database_, path, What::data)) {
+      remove_rows(phone_, database_, {*row});
+    }
+  }
+
+  void commit() {
+    if (transaction_.has_value()) transaction_->commit();
+  }
+
+ private:
+  int64_t add(const fs::path& path, What what, const std::string& flushed) {
+    if (!transaction_.has_value()) transaction_.emplace(database_);
+    return add_row(database_, path, what, flushed);
+  }
+
+  const Phone& phone_;
+  Database& database_;
+  std::optional<Transaction> transaction_;
+};
+
+bool keep_before_opening(const Phone& phone, Keeper& keeper, const FileAccess& access) {
+  const auto path = within_when_open(phone, access);
+  if (!path.has_value()) return false;
+  const auto found = found_at(phone.directory() / *path);
+  const bool is_made = !found.has_value() && (access.flags & O_CREAT) != 0;
+  const bool is_emptied = found.has_value() && S_ISREG(found->st_mode) && found->st_size > 0 &&
+                          (access.flags & O_TRUNC) != 0;
+  if (is_made) {
+    keeper.forget_data(*path);
+    keeper.keep_name(*path);
+  }
+  if (is_made || is_emptied) keeper.keep_data(*path);
+  return is_made || is_emptied;
+}
+
+bool keep_before_writing(const Phone& phone, Keeper& keeper, const FileAccess& access) {
+  const auto path = within_when_open(phone, access);
+  if (!path.has_value()) return false;
+  struct stat open {};
+  const bool is_named = found_at(phone.directory() / *path).has_value();
+  if (is_named || access.fd < 0) {
+    keeper.keep_data(*path);
+  } else if (fstat(access.fd, &open) == 0) {
+    // It has no name any more, unless a power cut gives it back.
+    open.st_nlink = 2;
+    keeper.detach(open, {});
+  }
+  return is_named;
+}
+
+bool keep_before_renaming(const Phone& phone, Keeper& keeper, const FileAccess& access) {
+  const auto from = within(phone, access.path);
+  const auto to = within(phone, access.new_path);
+  const auto found = from.has_value() ? found_at(phone.directory() / *from) : found_at(access.path);
+  if (!found.has_value()) return false;
+  if (to.has_value()) keeper.detach_before_removal(*to);
+  if (S_ISDIR(found->st_mode) && from.has_value() && to.has_value()) keeper.keep_place(*from, *to);
+  if (from.has_value()) keeper.keep_name(*from);
+  if (to.has_value()) keeper.keep_name(*to);
+  return from.has_value() || to.has_value();
 }
 
 /// What the operation would change, kept.
-bool keep(const Phone& phone, Database& database, const FileAccess& access) {
-  switch (access.operation) {
-    case FileOperation::open: {
-      if ((access.flags & (O_CREAT | O_TRUNC)) == 0) return false;
-      const auto path = within_when_open(phone, access);
-      if (!path.has_value()) return false;
-      const auto found = found_at(phone.directory() / *path);
-      const bool is_made = !found.has_value() && (access.flags & O_CREAT) != 0;
-      const bool is_emptied = found.has_value() && S_ISREG(found->st_mode) && found->st_size > 0 &&
-                              (access.flags & O_TRUNC) != 0;
-      if (is_made) keep_name(phone, database, *path);
-      if (is_made || is_emptied) keep_data(phone, database, *path);
-      return is_made || is_emptied;
-    }
-    case FileOperation::write: {
-      const auto path = within_when_open(phone, access);
-      if (path.has_value()) keep_data(phone, database, *path);
-      return path.has_value();
-    }
-    case FileOperation::rename: {
-      const auto from = within(phone, access.path);
-      const auto to = within(phone, access.new_path);
-      if (from.has_value()) keep_name(phone, database, *from);
-      if (to.has_value()) keep_name(phone, database, *to);
-      return from.has_value() || to.has_value();
-    }
-    case FileOperation::remove:
-    case FileOperation::mkdir: {
-      const auto path = within(phone, access.path);
-      if (path.has_value()) keep_name(phone, database, *path);
-      return path.has_value();
-    }
-    default:
-      return false;
-  }
+bool keep(const Phone& phone, Keeper& keeper, const FileAccess& access) {
+  if (access.operation == FileOperation::open) return keep_before_opening(phone, keeper, access);
+  if (access.operation == FileOperation::write) return keep_before_writing(phone, keeper, access);
+  if (access.operation == FileOperation::rename) return keep_before_renaming(phone, keeper, access);
+  const auto path = within(phone, access.path);
+  const bool removes = access.operation == FileOperation::remove;
+  const bool makes = access.operation == FileOperation::mkdir;
+  if ((!removes && !makes) || !path.has_value()) return false;
+  if (found_at(phone.directory() / *path).has_value() != removes) return false;
+  if (removes) keeper.detach_before_removal(*path);
+  keeper.keep_name(*path);
+  return true;
 }
 
-bool can_change(FileOperation operation) {
-  return operation == FileOperation::open || operation == FileOperation::write ||
-         operation == FileOperation::rename || operation == FileOperation::remove ||
-         operation == FileOperation::mkdir;
-}
+/// A node's has neither.
+bool has_place(const FileAccess& access) { return access.path != nullptr || access.fd >= 0; }
 
 void forget(const Phone& phone, Database& database, const std::optional<fs::path>& path,
-            What what) {
+            std::initializer_list<What> whats) {
   if (!path.has_value()) return;
-  if (const auto row = find_row(database, *path, what)) remove_row(phone, database, *row);
+  std::vector<UnflushedRow> rows;
+  for (const What what : whats) {
+    if (auto row = find_row(database, *path, what)) rows.push_back(std::move(*row));
+  }
+  remove_rows(phone, database, rows);
 }
 
-/// What is not flushed of a file, or of a directory's files, goes with it to its new name.
+/// A directory's names are flushed. Data of a file that is not there are nobody's.
+void forget_names_in(Phone& phone, Database& database, const fs::path& directory) {
+  std::error_code error;
+  const fs::path real = fs::canonical(directory, error);
+  if (error) return;
+  std::vector<UnflushedRow> rows;
+  std::vector<fs::path> gone;  // directories that were removed, with all that is below them
+  for (UnflushedRow& row : unflushed_rows(database)) {
+    const fs::path place = phone.real_directory() / row.path;
+    const bool is_in = place.parent_path() == real;
+    const bool is_there = found_at(place).has_value();
+    if (is_in && row.what == What::name && !is_there) gone.push_back(row.path);
+    const bool is_below_gone = std::any_of(
+        gone.begin(), gone.end(), [&](const fs::path& each) { return is_within(row.path, each); });
+    if (is_below_gone || (is_in && (row.what == What::name || !is_there))) {
+      rows.push_back(std::move(row));
+    }
+  }
+  remove_rows(phone, database, rows);
+}
+
+/// What is not flushed of a file, or of a directory and its files, goes with it to its new name.
 void move_rows(const Phone& phone, Database& database, const FileAccess& access) {
   const auto from = within(phone, access.path);
   const auto to = within(phone, access.new_path);
-  forget(phone, database, to, What::data);
-  if (!from.has_value() || !to.has_value()) return;
-  const std::string below = from->native() + "/";
-  for (const Row& row : all_rows(database)) {
-    const bool is_itself = row.path == *from && row.what == What::data;
-    const bool is_below = row.path.native().compare(0, below.size(), below) == 0;
-    if (!is_itself && !is_below) continue;
+  forget(phone, database, to, {What::data, What::moved});
+  if (!from.has_value()) return;
+  std::vector<UnflushedRow> rows;
+  for (UnflushedRow& row : unflushed_rows(database)) {
+    const bool stays = row.path == *from && row.what == What::name;
+    if (is_within(row.path, *from) && !stays) rows.push_back(std::move(row));
+  }
+  if (rows.empty()) return;
+  if (!to.has_value()) return remove_rows(phone, database, rows);
+  Transaction transaction(database);
+  for (const UnflushedRow& row : rows) {
     const std::string now = to->native() + row.path.native().substr(from->native().size());
     database.query("UPDATE unflushed SET path = ? WHERE id = ?").bind(now).bind(row.id).run();
   }
+  transaction.commit();
 }
 
-/// Puts content into a file that stays the same file, whatever its names are.
-void put_content(const fs::path& from, const fs::path& to) {
-  std::error_code error;
-  if (!fs::is_regular_file(fs::symlink_status(to, error))) return;
-  copy_content(from, to);
-}
-
-/// Leaves of what was written the blocks before the last one, and of what was there the rest.
-void tear(const fs::path& flushed, const fs::path& written) {
-  constexpr uintmax_t kBlock = 4096;
-  std::error_code error;
-  if (!fs::is_regular_file(fs::symlink_status(written, error))) return;
-  const uintmax_t size = fs::file_size(written);
-  const uintmax_t whole = size == 0 ? 0 : (size - 1) / kBlock * kBlock;
-  const uintmax_t old_size = fs::file_size(flushed);
-  fs::resize_file(written, std::max(whole, old_size));
-  const unique_fd in(open(flushed.c_str(), O_RDONLY | O_CLOEXEC));
-  const unique_fd out(open(written.c_str(), O_WRONLY | O_NOFOLLOW | O_CLOEXEC));
-  if (!in.ok() || !out.ok()) fail(written);
-  auto offset = static_cast<off_t>(whole);
-  if (lseek(out.get(), offset, SEEK_SET) < 0) fail(written);
-  while (static_cast<uintmax_t>(offset) < old_size) {
-    const ssize_t sent = sendfile(out.get(), in.get(), &offset, old_size);
-    if (sent <= 0) fail(written);
+unique_fd turn_at(const Phone& phone, int how) {
+  const fs::path directory = phone.directory() / kUnflushedName;
+  constexpr int kFlags = O_RDONLY | O_DIRECTORY | O_CLOEXEC;
+  unique_fd fd(open(directory.c_str(), kFlags));
+  if (!fd.ok() && errno == ENOENT) {
+    std::error_code ignored;  // then there is nothing that could be kept
+    fs::create_directory(directory, ignored);
+    fd.reset(open(directory.c_str(), kFlags));
   }
-}
-
-void put_names_back(const Phone& phone, const std::vector<Row>& rows) {
-  for (const Row& row : rows) {
-    if (row.what != What::name) continue;
-    const fs::path place = phone.directory() / row.path;
-    if (row.flushed != Flushed::directory || !fs::is_directory(place)) fs::remove_all(place);
-  }
-  // In the order of their paths: a directory before what is in it.
-  for (const Row& row : rows) {
-    if (row.what != What::name || row.flushed == Flushed::absent) continue;
-    const fs::path place = phone.directory() / row.path;
-    fs::create_directories(row.flushed == Flushed::directory ? place : place.parent_path());
-    if (row.flushed == Flushed::file) fs::rename(kept_file(phone, row.id), place);
-  }
+  // Without a turn it goes on: it is no failure of the phone's.
+  if (fd.ok()) static_cast<void>(TEMP_FAILURE_RETRY(flock(fd.get(), how)));
+  return fd;
 }
 
 }  // namespace
 
+FileTurn::FileTurn(const Phone& phone, const FileAccess& access) {
+  const Company company = has_place(access) ? company_of(access) : Company::none;
+  if (company == Company::none) return;
+  fd_ = turn_at(phone, company == Company::others ? LOCK_SH : LOCK_EX);
+}
+
+FileTurn::FileTurn(const Phone& phone) : fd_(turn_at(phone, LOCK_EX)) {}
+
 bool keep_flushed(Phone& phone, const FileAccess& access) {
-  // A node's has neither.
-  const bool has_place = access.path != nullptr || access.fd >= 0;
-  if (!has_place || !can_change(access.operation)) return false;
-  // Most openings change nothing.
-  const bool reads =
-      access.operation == FileOperation::open && (access.flags & (O_CREAT | O_TRUNC)) == 0;
-  if (reads) return false;
+  const Company company = company_of(access);
+  const bool only_flushes =
+      access.operation == FileOperation::sync || access.operation == FileOperation::sync_directory;
+  if (!has_place(access) || company == Company::none || only_flushes) return false;
   const std::lock_guard lock(phone.mutex());
   try {
-    fs::create_directories(phone.directory() / kUnflushedName);
-    Transaction transaction(phone.fleeting());
-    const bool changes = keep(phone, phone.fleeting(), access);
-    transaction.commit();
+    Keeper keeper(phone, phone.fleeting());
+    const bool changes = keep(phone, keeper, access);
+    keeper.commit();
     return changes;
   } catch (const fs::filesystem_error& error) {
     throw Error(error.path1().string() + ": " + error.code().message());
@@ -287,55 +318,28 @@ bool keep_flushed(Phone& phone, const FileAccess& access) {
 }
 
 void note_flushed(Phone& phone, const FileAccess& access) {
-  if (access.path == nullptr && access.fd < 0) return;
+  if (!has_place(access) || company_of(access) != Company::nobody) return;
   const std::lock_guard lock(phone.mutex());
   Database& database = phone.fleeting();
   switch (access.operation) {
     case FileOperation::sync:
-      return forget(phone, database, within_when_open(phone, access), What::data);
-    case FileOperation::sync_directory: {
-      std::error_code error;
-      const fs::path directory = fs::canonical(access.path, error);
-      for (const Row& row : all_rows(database)) {
-        if (row.what != What::name) continue;
-        if (phone.real_directory() / row.path.parent_path() == directory) {
-          remove_row(phone, database, row);
-        }
-      }
-      return;
-    }
+      return forget(phone, database, within_when_open(phone, access), {What::data});
+    case FileOperation::sync_directory:
+      return forget_names_in(phone, database, access.path);
     case FileOperation::rename:
       return move_rows(phone, database, access);
-    case FileOperation::remove:
-      return forget(phone, database, within(phone, access.path), What::data);
     default:
-      return;
+      return forget(phone, database, within(phone, access.path), {What::data, What::moved});
   }
 }
 
-void note_all_flushed(Phone& phone, std::string_view tree) {
+void note_tree_flushed(Phone& phone, const fs::path& tree) {
   const std::lock_guard lock(phone.mutex());
-  for (const Row& row : all_rows(phone.fleeting())) {
-    if (row.path.begin()->native() == tree) remove_row(phone, phone.fleeting(), row);
+  std::vector<UnflushedRow> rows;
+  for (UnflushedRow& row : unflushed_rows(phone.fleeting())) {
+    if (is_within(row.path, tree)) rows.push_back(std::move(row));
   }
-}
-
-void lose_unflushed(Phone& phone, Unflushed unflushed) {
-  const std::lock_guard lock(phone.mutex());
-  Database& database = phone.fleeting();
-  try {
-    const std::vector<Row> rows = all_rows(database);
-    for (const Row& row : rows) {
-      if (row.what != What::data || unflushed == Unflushed::kept) continue;
-      const fs::path written = phone.directory() / row.path;
-      const fs::path flushed = kept_file(phone, row.id);
-      unflushed == Unflushed::torn ? tear(flushed, written) : put_content(flushed, written);
-    }
-    if (unflushed == Unflushed::dropped) put_names_back(phone, rows);
-    for (const Row& row : rows) remove_row(phone, database, row);
-  } catch (const fs::filesystem_error& error) {
-    throw Error(error.path1().string() + ": " + error.code().message());
-  }
+  remove_rows(phone, phone.fleeting(), rows);
 }
 
 }  // namespace virtual_phone

@@ -4,6 +4,8 @@
 //
 // It goes to FILE, or to standard output: with -p a PNG file, else the raw form: its header
 // and the pixels. Exit status 1: there is none, and standard error says why.
+#include <fcntl.h>
+
 #include <cerrno>
 #include <cstdio>
 #include <cstring>
@@ -15,6 +17,7 @@
 
 #include "virtual_phone/core/display.h"
 #include "virtual_phone/core/png.h"
+#include "virtual_phone/power/unflushed.h"
 
 namespace {
 
@@ -45,9 +48,12 @@ void run(const std::vector<std::string_view>& words) {
       file = word;
     }
   }
-  const vp::Phone phone(vp::default_directory());
+  vp::Phone phone(vp::default_directory());
   const std::string bytes = is_png ? vp::encode_png(vp::shown_picture(phone)) : raw_form(phone);
   if (file.empty()) return write_to(stdout, "standard output", bytes);
+  const vp::FileTurn turn(phone);
+  vp::keep_flushed(phone, {"", fcx::FileOperation::open, file.c_str(), -1, O_CREAT});
+  vp::keep_flushed(phone, {"", fcx::FileOperation::write, file.c_str()});
   const std::unique_ptr<FILE, int (*)(FILE*)> out(fopen(file.c_str(), "we"), fclose);
   if (out == nullptr) fail(file);
   write_to(out.get(), file, bytes);

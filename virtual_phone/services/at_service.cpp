@@ -22,6 +22,7 @@
 #include "virtual_phone/modem/exchange.h"
 #include "virtual_phone/modem/modem.h"
 #include "virtual_phone/modem/sim.h"
+#include "virtual_phone/power/unflushed.h"
 #include "virtual_phone/services/base64.h"
 
 namespace virtual_phone {
@@ -66,11 +67,12 @@ bool is_folder_name(std::string_view name) {
 }
 
 /// Copies a file to a device path, where a link is replaced and not followed.
-void copy_to(const Phone& phone, const fs::path& file, const fs::path& device_path) {
+void copy_to(Phone& phone, const fs::path& file, const fs::path& device_path) {
   const fs::path target =
       make_own_directory(phone, device_path.parent_path().string()) / device_path.filename();
   if (fs::is_symlink(target)) fs::remove(target);
   fs::copy_file(file, target, fs::copy_options::overwrite_existing);
+  note_tree_flushed(phone, "root" + device_path.lexically_normal().string());
 }
 
 ModemAnswer copy_logs(const Call& call) {
@@ -96,6 +98,7 @@ ModemAnswer erase_logs(const Call& call) {
   for (const fs::directory_entry& entry : fs::directory_iterator(*logs)) {
     fs::remove_all(entry.path());
   }
+  note_tree_flushed(call.phone, std::string("root") + kLogs);
   return answer_of("");
 }
 
