@@ -130,7 +130,7 @@ UsageError unknown_name(const std::string& kind, const std::string& word,
 
 UsageError unknown_verb(const std::string& word, const std::vector<std::string>& names,
                         const std::string& typed) {
-  constexpr size_t kFew = 10;
+  constexpr size_t kFew = 12;
   NameList near = nearest(word, names);
   for (const auto& [other, name] : kOtherWords) {
     if (other != in_lower_case(word)) continue;

@@ -421,6 +421,43 @@ faults)
   expect 0 'service +atservice +find +late 60000 +1 +1$' fcx fault service atservice late 60000 --on find
   expect 0 'power_off, cable_wait or screencap$' fcx fault thread --help
   ;;
+power_cut)
+  fcx init >/dev/null
+  expect 0 '^nothing was lost$' fcx power-cut
+  fcx logs crash >/dev/null # whose files nobody flushes
+  expect 0 '^not flushed +/data/logger/crash_info/crash_log0.txt: data and name$' fcx power
+  also '^not flushed +/data/logger/crash_info: name$'
+  expect 0 '^unflushed 3 files; ' fcx status
+  expect 0 '^/data/logger/crash_info/crash_log0.txt  back to 4096 bytes$' fcx power-cut torn
+  expect 0 '^last end +power_cut: what was not flushed is torn' fcx power
+  also '^not flushed +nothing$'
+  fcx logs crash >/dev/null
+  expect 0 '^nothing was lost$' fcx power-cut kept
+  expect 2 'dropped, torn or kept, not "all"' fcx power-cut all
+  expect 2 'the daemon: dies$' fcx fault daemon cut
+  expect 2 'not "all"' fcx fault power cut all
+
+  expect 0 'power +- +any +cut torn +3 +1$' fcx fault power cut torn --after 3
+  expect 3 '^fcx: the power was cut after change 3: file rename /mnt/vendor/persist-qv/agree_factory$' \
+    fcx send 4419 agreed
+  also '^nothing was lost$'
+  expect 0 '^data +agreed$' fcx send 4418
+  expect 0 '"lost": \[\],' fcx power-cut --json
+  fcx fault power cut --after 4 >/dev/null
+  expect 0 '^result +0$' fcx send 4419 other
+  expect 3 '"change": 1,' fcx send 4018 123456789012345 --json
+  also '"part": "item"' '"access": "write"' '"target": "37"' '"unflushed": "dropped"' '"complaints": \[\]'
+  expect 0 '^data +123456789012345$' fcx send 4018
+  expect 0 '^no fault is set$' fcx fault list
+
+  expect 0 'daemon +- +any +dies +2 +1$' fcx fault daemon dies --after 2
+  expect 137 '^$' fcx send 4419 killed
+  expect 0 '^data +other$' fcx send 4418
+  expect 0 '^not flushed +/mnt/vendor/persist-qv/.temp[^ ]*: data and name$' fcx power
+  expect 0 '^result +0$' fcx send 4419 again
+  expect 0 '^nothing was lost$' fcx power-cut
+  expect 0 '^data +again$' fcx send 4418
+  ;;
 modem)
   fcx init >/dev/null
   expect 0 '^imei1 +\*{11}7518 +IMEI of the first' fcx modem
@@ -997,7 +1034,7 @@ docs)
   fcx demo | diff <(sed -n '/^Factory commands, answered/,/^```$/p' "$here/README.md" | sed '$d') - ||
     failures=1
   # docs/virtual_phone.md has every fault, and every node of a phone.
-  for part in item property file request service thread; do
+  for part in item property file request service thread power daemon; do
     for effect in $(fcx fault "$part" --help | sed -n '/^Effects:/,/^$/s/^  \([a-z]\{1,\}\).*/\1/p'); do
       state="$part $effect"
       expect 0 "^\\| $part \\| .*\`$effect[ \`]" cat "$here/docs/virtual_phone.md"

@@ -255,6 +255,7 @@ TEST_F(PowerCut, WhatOthersDoToFilesIsFlushed) {
        "hand"},
       {"and nobody", "/data/b", [] {}, "(none)"}};
   vp::insert_card(phone());
+  fs::remove_all(directory() / vp::kUnflushedName);
   for (const auto& [who, path, does, expected] : cases) {
     fs::create_directories(file(path).parent_path());
     make_unflushed(path);

@@ -1,5 +1,6 @@
 #include "virtual_phone/power/unflushed.h"
 
+#include <android/log.h>
 #include <fcntl.h>
 #include <sys/file.h>
 #include <unistd.h>
@@ -156,7 +157,10 @@ class Keeper {
 
  private:
   int64_t add(const fs::path& path, What what, const std::string& flushed) {
-    if (!transaction_.has_value()) transaction_.emplace(database_);
+    if (!transaction_.has_value()) {
+      fs::create_directory(phone_.directory() / kUnflushedName);
+      transaction_.emplace(database_);
+    }
     return add_row(database_, path, what, flushed);
   }
 
@@ -312,8 +316,11 @@ bool keep_flushed(Phone& phone, const FileAccess& access) {
     const bool changes = keep(phone, keeper, access);
     keeper.commit();
     return changes;
-  } catch (const fs::filesystem_error& error) {
-    throw Error(error.path1().string() + ": " + error.code().message());
+  } catch (const std::exception& error) {
+    // The phone goes on: it has lost nothing.
+    __android_log_print(ANDROID_LOG_WARN, "VirtualPhone", "a power cut will not undo this: %s",
+                        error.what());
+    return true;
   }
 }
 

@@ -34,7 +34,7 @@ class FileTurn {
 };
 
 /// Before an operation on a file: keeps what a power cut would leave in place of what it changes.
-/// Throws Error when that cannot be kept; what it changes counts as flushed then.
+/// Where that cannot be kept, what it changes counts as flushed, and the log says so.
 /// @return whether the operation can change a file or a name that outlives a restart
 bool keep_flushed(Phone& phone, const fcx::FileAccess& access);
 /// After it has succeeded: what it has flushed is lost no more.
