@@ -1,6 +1,9 @@
 // Starts in which something fails: what could not be read, kept or published is made up for by the
 // next ones, and nothing is taken for absent because it could not be read.
+#include <fcntl.h>
+
 #include "tests/carrier/fixture.h"
+#include "virtual_phone/faults/accesses.h"
 
 namespace fcx_test {
 namespace {
@@ -127,6 +130,46 @@ TEST_F(StartFaults, AnyFileThatFailsInAFirstStartIsMadeUpForByTheNext) {
         }
       }
     }
+  }
+}
+
+/// What is done to the names in a directory.
+class Names : public vp::AccessObserver {
+ public:
+  explicit Names(std::string directory) : directory_(std::move(directory)) {
+    vp::observe_accesses(this);
+  }
+  ~Names() override { vp::observe_accesses(nullptr); }
+
+  std::string told;
+
+ private:
+  std::optional<vp::Fault> begins(const vp::PlatformAccess&) override { return {}; }
+  void ended(size_t, const vp::PlatformAccess& access) override {
+    const bool is_in = access.target.compare(0, directory_.size(), directory_) == 0;
+    const bool makes = access.access == Access::open && (access.size & O_CREAT) != 0;
+    const bool changes = access.access == Access::rename || access.access == Access::remove ||
+                         access.access == Access::sync_directory || makes;
+    if (!is_in || !changes || access.result != 0) return;
+    told += (told.empty() ? "" : ", ") + std::string(vp::name_of(access.access)) +
+            access.target.substr(directory_.size());
+  }
+
+  std::string directory_;
+};
+
+TEST_F(StartFaults, AStoredFileIsAsideOnDiskBeforeACopyHasItsNameAndBackWhenTheStartEnds) {
+  for (const bool is_stored : {true, false}) {
+    use_profile("overlay");
+    if (is_stored) write_file(file(kStoredCodes), kNewerCodes);
+    Names names(kKelp);
+    boot();
+    EXPECT_THAT(names.told,
+                HasSubstr(is_stored ? "rename/carrier_code.xml, syncdir, open/carrier_code.xml"
+                                    : "syncdir, open/carrier_code.xml"));
+    const auto kept_before = kept();
+    vp::cut_power(phone(), vp::Unflushed::dropped);
+    EXPECT_EQ("", difference(kept_before, kept())) << names.told;
   }
 }
 

@@ -442,7 +442,7 @@ power_cut)
     fcx send 4419 agreed
   also '^nothing was lost$'
   expect 0 '^data +agreed$' fcx send 4418
-  expect 0 '"lost": \[\],' fcx power-cut --json
+  expect 0 '"lost": \[\]$' fcx power-cut --json
   fcx fault power cut --after 4 >/dev/null
   expect 0 '^result +0$' fcx send 4419 other
   expect 3 '"change": 1,' fcx send 4018 123456789012345 --json

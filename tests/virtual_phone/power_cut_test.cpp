@@ -313,8 +313,12 @@ TEST_F(PowerCut, TakesNothingBackThatWasAnswered) {
   const Case cases[] = {
       {"write_agree_factory", [&] { return number(send(4419, "agreed").result); }, "0",
        [&] { return content(kAgree); }, "agreed"},
-      {"set_factory_status", [&] { return number(set_factory_status(3)); }, "0",
-       [&] { return content(kAgree); }, "(none)"},
+      {"set_factory_status",
+       [&] {
+         write_file(file(kAgree), "agreed");
+         return number(set_factory_status(3));
+       },
+       "0", [&] { return content(kAgree); }, "(none)"},
       {"set_startday", [&] { return data(send(4295, "2020/06/01 09:30:00")); }, "OK",
        [&] {
          return content((kStartday + "date"s).c_str()) + content((kStartday + "isValid"s).c_str());
@@ -332,16 +336,23 @@ TEST_F(PowerCut, TakesNothingBackThatWasAnswered) {
        },
        "0", [&] { return content(kOffset); }, "600"},
       {"scan_auto_touch_result: the last piece",
-       [&] { return number(scan_auto_touch_result(piece.data())); }, "0",
-       [&] { return content(kOffset); }, "(none)"},
+       [&] {
+         write_file(file(kOffset), "600");
+         return number(scan_auto_touch_result(piece.data()));
+       },
+       "0", [&] { return content(kOffset); }, "(none)"},
       {"logsave",
        [&] {
          write_file(file("/data/vendor/factory/dbdump/a"), "1");
          return number(logsave("/data/vendor/factory/logsave/"));
        },
        "0", [&] { return content("/data/vendor/factory/logsave.zip").substr(0, 2); }, "PK"},
-      {"logsave_erase", [&] { return logsave_erase(), ""; }, "",
-       [&] { return content("/data/vendor/factory/logsave.zip"); }, "(none)"},
+      {"logsave_erase",
+       [&] {
+         write_file(file("/data/vendor/factory/logsave.zip"), "PK");
+         return logsave_erase(), "";
+       },
+       "", [&] { return content("/data/vendor/factory/logsave.zip"); }, "(none)"},
       {"restart_with_reason",
        [&] {
          stays_on();
