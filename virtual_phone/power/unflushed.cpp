@@ -31,12 +31,18 @@ std::optional<fs::path> below(const Phone& phone, const fs::path& place) {
   return path;
 }
 
+/// Where an open file lies, as the kernel names it.
+std::optional<fs::path> place_of(int fd) {
+  std::error_code error;
+  const fs::path place = fs::read_symlink("/proc/self/fd/" + std::to_string(fd), error);
+  return error ? std::nullopt : std::optional(place);
+}
+
 /// The same of a path that may have links on the way to its last part.
 std::optional<fs::path> within(const Phone& phone, const fs::path& path) {
-  std::error_code error;
-  const fs::path parent = fs::canonical(path.parent_path(), error);
-  if (error) return std::nullopt;
-  return below(phone, parent / path.filename());
+  const unique_fd parent(open(path.parent_path().c_str(), O_PATH | O_DIRECTORY | O_CLOEXEC));
+  const auto place = parent.ok() ? place_of(parent.get()) : std::nullopt;
+  return place.has_value() ? below(phone, *place / path.filename()) : std::nullopt;
 }
 
 /// The same of a file that is opened, or open: where links lead, also one to what is not there yet.
@@ -44,8 +50,8 @@ std::optional<fs::path> within_when_open(const Phone& phone, const FileAccess& a
   constexpr int kMostLinks = 40;  // as the kernel follows
   std::error_code error;
   if (access.fd >= 0) {
-    const fs::path open = fs::read_symlink("/proc/self/fd/" + std::to_string(access.fd), error);
-    return error ? std::nullopt : below(phone, open);
+    const auto place = place_of(access.fd);
+    return place.has_value() ? below(phone, *place) : std::nullopt;
   }
   fs::path path = access.path;
   for (int i = 0; i < kMostLinks && fs::is_symlink(fs::symlink_status(path, error)); ++i) {
@@ -92,7 +98,8 @@ class Keeper {
   /// The data of a file before they are changed for the first time since they were flushed.
   void keep_data(const fs::path& path) {
     if (find_row(database_, path, What::data).has_value()) return;
-    copy_content(phone_.directory() / path, kept_file(phone_, add(path, What::data, "file")));
+    const auto id = add(path, What::data, "file");
+    if (id.has_value()) copy_content(phone_.directory() / path, kept_file(phone_, *id));
   }
 
   /// What has a name before that is changed for the first time since its directory was flushed.
@@ -103,14 +110,17 @@ class Keeper {
     if (!found.has_value()) {
       add(path, What::name, "absent");
     } else if (S_ISDIR(found->st_mode)) {
-      const fs::path kept = kept_file(phone_, add(path, What::name, "directory"));
+      const auto id = add(path, What::name, "directory");
+      if (!id.has_value()) return;
+      const fs::path kept = kept_file(phone_, *id);
       fs::remove(kept);
       fs::create_directory(kept);
       fs::permissions(kept, fs::perms(found->st_mode & 07777));
     } else if (S_ISREG(found->st_mode)) {
       const auto data = find_row(database_, path, What::data);
-      const int64_t id = add(path, What::name, "file");
-      keep_link(data.has_value() ? kept_file(phone_, data->id) : place, kept_file(phone_, id));
+      const auto id = add(path, What::name, "file");
+      if (!id.has_value()) return;
+      keep_link(data.has_value() ? kept_file(phone_, data->id) : place, kept_file(phone_, *id));
     }
   }
 
@@ -145,22 +155,22 @@ class Keeper {
   }
 
   /// That of another file, which had this path.
-  void forget_data(const fs::path& path) {
-    if (const auto row = find_row(database_, path, What::data)) {
-      remove_rows(phone_, database_, {*row});
-    }
-  }
+  void forget_data(const fs::path& path) { forget_rows(phone_, database_, path, {What::data}); }
 
+  /// What is looked at from now on holds until commit().
+  void begin() {
+    if (transaction_.has_value()) return;
+    fs::create_directory(phone_.directory() / kUnflushedName);
+    transaction_.emplace(database_);
+  }
   void commit() {
     if (transaction_.has_value()) transaction_->commit();
   }
 
  private:
-  int64_t add(const fs::path& path, What what, const std::string& flushed) {
-    if (!transaction_.has_value()) {
-      fs::create_directory(phone_.directory() / kUnflushedName);
-      transaction_.emplace(database_);
-    }
+  /// @return the row's number; none where another process was quicker
+  std::optional<int64_t> add(const fs::path& path, What what, const std::string& flushed) {
+    begin();
     return add_row(database_, path, what, flushed);
   }
 
@@ -178,6 +188,7 @@ bool keep_before_opening(const Phone& phone, Keeper& keeper, const FileAccess& a
                           (access.flags & O_TRUNC) != 0;
   if (is_made) {
     keeper.forget_data(*path);
+    keeper.begin();
     keeper.keep_name(*path);
   }
   if (is_made || is_emptied) keeper.keep_data(*path);
@@ -206,6 +217,7 @@ bool keep_before_renaming(const Phone& phone, Keeper& keeper, const FileAccess& 
   if (!found.has_value()) return false;
   if (to.has_value()) keeper.detach_before_removal(*to);
   if (S_ISDIR(found->st_mode) && from.has_value() && to.has_value()) keeper.keep_place(*from, *to);
+  keeper.begin();
   if (from.has_value()) keeper.keep_name(*from);
   if (to.has_value()) keeper.keep_name(*to);
   return from.has_value() || to.has_value();
@@ -228,16 +240,6 @@ bool keep(const Phone& phone, Keeper& keeper, const FileAccess& access) {
 
 /// A node's has neither.
 bool has_place(const FileAccess& access) { return access.path != nullptr || access.fd >= 0; }
-
-void forget(const Phone& phone, Database& database, const std::optional<fs::path>& path,
-            std::initializer_list<What> whats) {
-  if (!path.has_value()) return;
-  std::vector<UnflushedRow> rows;
-  for (const What what : whats) {
-    if (auto row = find_row(database, *path, what)) rows.push_back(std::move(*row));
-  }
-  remove_rows(phone, database, rows);
-}
 
 /// A directory's names are flushed. Data of a file that is not there are nobody's.
 void forget_names_in(Phone& phone, Database& database, const fs::path& directory) {
@@ -264,13 +266,18 @@ void forget_names_in(Phone& phone, Database& database, const fs::path& directory
 void move_rows(const Phone& phone, Database& database, const FileAccess& access) {
   const auto from = within(phone, access.path);
   const auto to = within(phone, access.new_path);
-  forget(phone, database, to, {What::data, What::moved});
-  if (!from.has_value()) return;
   std::vector<UnflushedRow> rows;
+  std::vector<UnflushedRow> replaced;
   for (UnflushedRow& row : unflushed_rows(database)) {
+    if (to.has_value() && row.path == *to && row.what != What::name) {
+      replaced.push_back(std::move(row));
+      continue;
+    }
+    if (!from.has_value()) continue;
     const bool stays = row.path == *from && row.what == What::name;
     if (is_within(row.path, *from) && !stays) rows.push_back(std::move(row));
   }
+  remove_rows(phone, database, replaced);
   if (rows.empty()) return;
   if (!to.has_value()) return remove_rows(phone, database, rows);
   Transaction transaction(database);
@@ -330,13 +337,18 @@ void note_flushed(Phone& phone, const FileAccess& access) {
   Database& database = phone.fleeting();
   switch (access.operation) {
     case FileOperation::sync:
-      return forget(phone, database, within_when_open(phone, access), {What::data});
+      if (const auto path = within_when_open(phone, access)) {
+        forget_rows(phone, database, *path, {What::data});
+      }
+      return;
     case FileOperation::sync_directory:
       return forget_names_in(phone, database, access.path);
     case FileOperation::rename:
       return move_rows(phone, database, access);
     default:
-      return forget(phone, database, within(phone, access.path), {What::data, What::moved});
+      if (const auto path = within(phone, access.path)) {
+        forget_rows(phone, database, *path, {What::data, What::moved});
+      }
   }
 }
 

@@ -71,12 +71,14 @@ std::vector<UnflushedRow> unflushed_rows(Database& database) {
   return rows;
 }
 
-int64_t add_row(Database& database, const fs::path& path, What what, const std::string& flushed) {
-  database.query("INSERT INTO unflushed(path, what, flushed) VALUES(?, ?, ?)")
+std::optional<int64_t> add_row(Database& database, const fs::path& path, What what,
+                               const std::string& flushed) {
+  database.query("INSERT OR IGNORE INTO unflushed(path, what, flushed) VALUES(?, ?, ?)")
       .bind(path.native())
       .bind(name_of(what))
       .bind(flushed)
       .run();
+  if (database.changes() == 0) return std::nullopt;
   return database.last_id();
 }
 
@@ -90,6 +92,18 @@ void remove_rows(const Phone& phone, Database& database, const std::vector<Unflu
   // After that: a row without its file would lose what is flushed.
   std::error_code ignored;  // one that stays is in nobody's way
   for (const UnflushedRow& row : rows) fs::remove(kept_file(phone, row.id), ignored);
+}
+
+void forget_rows(const Phone& phone, Database& database, const fs::path& path,
+                 std::initializer_list<What> whats) {
+  std::error_code ignored;  // one that stays is in nobody's way
+  for (const What what : whats) {
+    Query query = database.query("DELETE FROM unflushed WHERE path = ? AND what = ? RETURNING id");
+    query.bind(path.native()).bind(name_of(what));
+    std::optional<int64_t> id;
+    while (query.step()) id = query.number(0);
+    if (id.has_value()) fs::remove(kept_file(phone, *id), ignored);
+  }
 }
 
 void copy_content(const fs::path& from, const fs::path& to) {

@@ -4,6 +4,7 @@
 #include <sys/stat.h>
 
 #include <filesystem>
+#include <initializer_list>
 #include <optional>
 #include <string>
 #include <vector>
@@ -41,10 +42,15 @@ std::optional<UnflushedRow> find_row(Database& database, const std::filesystem::
 /// All of them, by their paths.
 std::vector<UnflushedRow> unflushed_rows(Database& database);
 /// @param flushed of a directory that was moved its origin
-int64_t add_row(Database& database, const std::filesystem::path& path, What what,
-                const std::string& flushed);
+/// @return its number; none where there is such a row
+std::optional<int64_t> add_row(Database& database, const std::filesystem::path& path, What what,
+                               const std::string& flushed);
 /// Removes rows at once, and then what was kept for them.
 void remove_rows(const Phone& phone, Database& database, const std::vector<UnflushedRow>& rows);
+
+/// Removes those of one path likewise.
+void forget_rows(const Phone& phone, Database& database, const std::filesystem::path& path,
+                 std::initializer_list<What> whats);
 
 /// Gives `to` the content of `from`; none where there is no such file.
 void copy_content(const std::filesystem::path& from, const std::filesystem::path& to);
