@@ -39,7 +39,7 @@ std::string counted(const std::string& text) {
   return shown;
 }
 
-class PowerCut : public PhoneTest {
+class PowerCutOfFiles : public PhoneTest {
  protected:
   /// With a directory d where steps speak of one.
   void make_fresh(const std::string& steps) {
@@ -157,7 +157,7 @@ class PowerCut : public PhoneTest {
   std::map<std::string, android::base::unique_fd> open_;
 };
 
-TEST_F(PowerCut, LeavesOfFilesWhatWasFlushed) {
+TEST_F(PowerCutOfFiles, LeavesOfFilesWhatWasFlushed) {
   struct Case {
     const char* steps;
     const char* dropped;
@@ -230,7 +230,7 @@ TEST_F(PowerCut, LeavesOfFilesWhatWasFlushed) {
   }
 }
 
-TEST_F(PowerCut, WhatOthersDoToFilesIsFlushed) {
+TEST_F(PowerCutOfFiles, WhatOthersDoToFilesIsFlushed) {
   const std::tuple<const char*, const char*, std::function<void()>, std::string> cases[] = {
       {"a node of the kernel", "/sys/a", [] {}, "new"},
       {"an orderly end", "/data/a", [&] { restart(); }, "new"},
@@ -266,7 +266,7 @@ TEST_F(PowerCut, WhatOthersDoToFilesIsFlushed) {
   EXPECT_EQ("power_cut: what was not flushed is dropped", events().back());
 }
 
-TEST_F(PowerCut, IsOfThePhoneWhateverProcessHasWritten) {
+TEST_F(PowerCutOfFiles, IsOfThePhoneWhateverProcessHasWritten) {
   // Opened a second time, behind a link.
   const fs::path link = directory().string() + ".link";
   fs::create_directory_symlink(directory(), link);
@@ -295,7 +295,7 @@ TEST_F(PowerCut, IsOfThePhoneWhateverProcessHasWritten) {
   EXPECT_EQ("a=old d/ d/x=x", left());
 }
 
-TEST_F(PowerCut, TakesNothingBackThatWasAnswered) {
+TEST_F(PowerCutOfFiles, TakesNothingBackThatWasAnswered) {
   constexpr char kStartday[] = "/mnt/vendor/persist-qv/startday/";
   constexpr char kAgree[] = "/mnt/vendor/persist-qv/agree_factory";
   constexpr char kOffset[] = "/data/auto_touch_offset";
