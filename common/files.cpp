@@ -122,10 +122,15 @@ Result write_all(const char* device_path, const unique_fd& fd, std::string_view 
 
 /// Gives a new file the access that the old one has. The owner is kept where that is allowed.
 Result keep_access(const char* device_path, const unique_fd& fd, const struct stat& old) {
-  return operate_on(device_path, fd, FileOperation::chmod, [&] {
+  const mode_t mode = old.st_mode & 07777;
+  const FileAccess access{device_path, FileOperation::chmod, nullptr, fd.get(),
+                          static_cast<int>(mode)};
+  return operate(access, [&](const FileFault&) {
     // Only a privileged process may; the others' new files are their own.
-    if (fchown(fd.get(), old.st_uid, old.st_gid) != 0 && errno != EPERM) return -1;
-    return fchmod(fd.get(), old.st_mode & 07777);
+    if (fchown(fd.get(), old.st_uid, old.st_gid) != 0 && errno != EPERM) {
+      return Result::failed(errno);
+    }
+    return Result::of(fchmod(fd.get(), mode));
   });
 }
 
@@ -239,8 +244,11 @@ Result DeviceFile::size_by_seeking(int64_t& size) {
 
 Result DeviceFile::seek(int64_t position) {
   if (!is_open()) return Result::failed(error_);
-  return operate_on(device_path_, fd_, FileOperation::seek,
-                    [&] { return lseek64(fd_.get(), position, SEEK_SET) < 0 ? -1 : 0; });
+  FileAccess access{device_path_, FileOperation::seek, nullptr, fd_.get()};
+  access.size = position;
+  return operate(access, [&](const FileFault&) {
+    return Result::of(lseek64(fd_.get(), position, SEEK_SET) < 0 ? -1 : 0);
+  });
 }
 
 Result DeviceFile::control(unsigned long request, void* argument) {
@@ -251,18 +259,21 @@ Result DeviceFile::control(unsigned long request, void* argument) {
 
 Result DeviceFile::map(size_t size, DeviceMapping& mapping) {
   if (!is_open()) return Result::failed(error_);
-  return operate_on(device_path_, fd_, FileOperation::mmap, [&] {
+  FileAccess access{device_path_, FileOperation::mmap, nullptr, fd_.get()};
+  access.size = static_cast<int64_t>(size);
+  return operate(access, [&](const FileFault&) {
     void* const start = mmap(nullptr, size, PROT_READ, MAP_SHARED, fd_.get(), 0);
-    if (start == MAP_FAILED) return -1;
+    if (start == MAP_FAILED) return Result::failed(errno);
     mapping = DeviceMapping(start, size);
-    return 0;
+    return Result();
   });
 }
 
 ReadResult DeviceFile::read(char* buffer, size_t size) {
   if (!is_open()) return ReadResult::failed(error_);
   if (read_limit_.has_value()) return read_on(buffer, size);
-  const FileAccess access{device_path_, FileOperation::read, nullptr, fd_.get()};
+  FileAccess access{device_path_, FileOperation::read, nullptr, fd_.get()};
+  access.size = static_cast<int64_t>(size);
   const FileFault fault = platform_file_begins(access);
   read_limit_ = fault.limit;
   read_error_ = fault.error;
@@ -410,7 +421,8 @@ Result rename_device_file(const char* from, const char* to) {
 }
 
 Result make_device_directory(const char* device_path, mode_t mode) {
-  return operate_at(device_path, FileOperation::mkdir,
+  return operate_at({device_path, FileOperation::mkdir, nullptr, -1, static_cast<int>(mode)},
+                    DevicePath(device_path),
                     [&](const char* path) { return platform_mkdir(path, mode); });
 }
 
@@ -426,8 +438,9 @@ Result give_mode_of(const char* model, const char* device_path) {
   struct stat found {};
   const Result looked_up = look_up(model, found);
   if (!looked_up.ok()) return looked_up;
-  return operate_at(device_path, FileOperation::chmod,
-                    [&](const char* path) { return chmod(path, found.st_mode & 07777); });
+  const mode_t mode = found.st_mode & 07777;
+  return operate_at({device_path, FileOperation::chmod, nullptr, -1, static_cast<int>(mode)},
+                    DevicePath(device_path), [&](const char* path) { return chmod(path, mode); });
 }
 
 void clear_temporaries(const char* directory) { clear_temporaries_in(DevicePath(directory)); }

@@ -90,7 +90,7 @@ struct FileAccess {
   const char* path = nullptr;
   /// The open file, of an operation that takes one.
   int fd = -1;
-  /// Of open().
+  /// Of open(); of what is made, or given another mode, that mode.
   int flags = 0;
   /// What is to be written.
   std::string_view content = {};
@@ -98,6 +98,9 @@ struct FileAccess {
   /// name that `device_path` is.
   const char* new_device_path = nullptr;
   const char* new_path = nullptr;
+  /// Bytes that are wanted, of a read or a mapping, -1 for all there is; of a seek where it leads
+  /// to, -1 for the end.
+  int64_t size = -1;
 };
 
 /// What a file operation meets before it reaches the file system.

@@ -4,6 +4,7 @@
 #include <hardware_legacy/power.h>
 #include <hidl/HidlTransportSupport.h>
 #include <selinux/android.h>
+#include <sys/stat.h>
 
 #include <filesystem>
 #include <optional>
@@ -183,6 +184,17 @@ std::optional<vp::Fault> strike_file(vp::Phone& phone, const std::string& new_pa
   return vp::strike(phone, vp::Part::file, new_path, vp::Access::rename);
 }
 
+/// What stands where somebody has looked; a link is told as such, also by who has followed it.
+std::string found_at(const FileAccess& access) {
+  struct stat found {};
+  const bool is_seen = access.fd >= 0 ? fstat(access.fd, &found) == 0
+                                      : access.path != nullptr && lstat(access.path, &found) == 0;
+  if (!is_seen) return "";
+  if (S_ISLNK(found.st_mode)) return "link";
+  if (S_ISDIR(found.st_mode)) return "directory";
+  return S_ISREG(found.st_mode) ? "file of " + std::to_string(found.st_size) + " bytes" : "device";
+}
+
 }  // namespace
 
 FileFault platform_file_begins(const FileAccess& access) {
@@ -191,7 +203,7 @@ FileFault platform_file_begins(const FileAccess& access) {
     const std::string path = normal_path(access.device_path);
     vp::PlatformAccess told{vp::Part::file, path, access_of(access.operation)};
     told.given = access.content;
-    if (access.operation == FileOperation::open) told.size = access.flags;
+    told.size = access.flags != 0 ? access.flags : access.size;
     if (access.new_device_path != nullptr) told.new_target = normal_path(access.new_device_path);
     const std::string new_path = told.new_target;
     file_access.emplace(phone, std::move(told));
@@ -208,7 +220,9 @@ FileFault platform_file_begins(const FileAccess& access) {
 void platform_file_ends(const FileAccess& access, int error, std::string_view bytes) {
   if (!file_access.has_value()) return;
   vp::platform_call("platform_file_ends", 0, [&](vp::Phone& phone) {
-    file_access->accessing.ends(error, bytes);
+    const bool tells = access.operation == FileOperation::stat && error == 0 &&
+                       file_access->accessing.is_observed();
+    file_access->accessing.ends(error, tells ? found_at(access) : bytes);
     if (error != 0) return 0;
     vp::note_flushed(phone, access);
     if (file_access->changes) file_access->accessing.changes();

@@ -134,7 +134,9 @@ namespace vp = virtual_phone;
 int property_get(const char* key, char* value, const char* default_value) {
   std::string found;
   vp::platform_call("property_get", -1, [&](vp::Phone& phone) {
-    vp::Accessing accessing(phone, {vp::Part::property, key, vp::Access::read});
+    vp::PlatformAccess told{vp::Part::property, key, vp::Access::read};
+    if (default_value != nullptr) told.given = default_value;
+    vp::Accessing accessing(phone, std::move(told));
     const auto fault = accessing.strike();
     if (!fault.has_value()) {
       found = vp::found_property(phone, key).value_or("");

@@ -139,6 +139,12 @@ std::string change_text(const PowerCut& cut) {
          name_of(cut.last.access) + " " + cut.last.target;
 }
 
+void Accessing::is_answered(const std::string& bytes, int64_t claimed, int32_t status) {
+  access_.claimed = claimed;
+  access_.status = status;
+  ends(0, bytes);
+}
+
 void when_power_is_cut(WhenPowerIsCut end) { power_is_cut = end; }
 
 }  // namespace virtual_phone

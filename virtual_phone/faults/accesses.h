@@ -18,9 +18,14 @@ struct PlatformAccess {
   Part part = Part::file;
   std::string target = {};  ///< as a fault on it has it; of a sleep nothing
   Access access = Access::any;
-  std::string given = {};  ///< what the library gives: bytes to be written, a request's payload
-  std::string new_target = {};  ///< of a rename
-  int64_t size = 0;  ///< bytes that are asked for, microseconds of a sleep, or open()'s flags
+  /// What the library gives: bytes to be written, a request's payload, what stands in for a
+  /// property that has no value.
+  std::string given = {};
+  std::string new_target =
+      {};  ///< of a rename; empty when a temporary file takes the target's name
+  /// Bytes that are asked for; of a file that is read -1 for all there is. Microseconds of a sleep;
+  /// open()'s flags; the mode of what is made or changed; where a seek leads to, -1 for the end.
+  int64_t size = 0;
 
   // When it begins.
   int64_t time_us = 0;  ///< on the phone's clock
@@ -30,7 +35,10 @@ struct PlatformAccess {
   /// What was returned: of a file's operation, and of a thread that is started, an errno value; of
   /// a service that is called or looked up 0 or -1.
   int64_t result = 0;
-  std::string got = {};               ///< what the library got: bytes that were read, an answer
+  /// What the library got: bytes that were read, an answer; of a stat what stands there.
+  std::string got = {};
+  int32_t status = 0;                 ///< of an answer: its status word
+  int64_t claimed = 0;                ///< of an answer: how many bytes it claims to have
   std::optional<Effect> struck = {};  ///< by which a fault has struck it
   bool is_change = false;             ///< it has changed what the phone keeps over a restart
 };
@@ -66,9 +74,12 @@ class Accessing {
   std::optional<Fault> strike(WhenLate when_late = WhenLate::waits);
   /// What it comes to.
   void ends(int64_t result, std::string_view got = {});
+  /// The same of a request that was answered.
+  void is_answered(const std::string& bytes, int64_t claimed, int32_t status);
   /// It has changed what the phone keeps over a restart.
   void changes() { access_.is_change = true; }
   const PlatformAccess& access() const { return access_; }
+  bool is_observed() const { return serial_.has_value(); }
 
  private:
   Phone& phone_;

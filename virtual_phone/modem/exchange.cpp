@@ -82,7 +82,11 @@ ModemAnswer answer_request(Phone& phone, int32_t number, std::string_view payloa
       phone, {Part::request, std::to_string(number), Access::request, std::string(payload)});
   const int64_t changes = phone.changes();
   const ModemAnswer answer = answer_as(accessing.strike(), answering);
-  accessing.ends(answer.code, answer.bytes);
+  if (answer.code == 0) {
+    accessing.is_answered(answer.bytes, answer.length, answer.status);
+  } else {
+    accessing.ends(answer.code);
+  }
   if (phone.changes() != changes) accessing.changes();
   return answer;
 }

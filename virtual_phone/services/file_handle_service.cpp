@@ -81,11 +81,12 @@ Answer read_for_others(Phone& phone, const std::string& asked) {
   // A path ends at its NUL, for the file system as for the check.
   const std::string path = fs::path(asked.c_str()).lexically_normal();
   if (!is_readable_for_others(path)) return failure(Error::DENIED);
-  const fcx::FileAccess opening{path.c_str(), fcx::FileOperation::open};
+  constexpr int kFlags = O_RDONLY | O_NONBLOCK | O_CLOEXEC;
+  const fcx::FileAccess opening{path.c_str(), fcx::FileOperation::open, nullptr, -1, kFlags};
   int error = fcx::platform_file_begins(opening).error;
   unique_fd file;
   if (error == 0) {
-    file.reset(open(place_of(phone, path).c_str(), O_RDONLY | O_NONBLOCK | O_CLOEXEC));
+    file.reset(open(place_of(phone, path).c_str(), kFlags));
     error = file.ok() ? 0 : errno;
   }
   fcx::platform_file_ends(opening, error);
