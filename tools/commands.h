@@ -21,6 +21,7 @@ void add_sim(Verb& tool, Invocation& invocation);
 void add_ntcode(Verb& tool, Invocation& invocation);
 void add_card(Verb& tool, Invocation& invocation);
 void add_boot(Verb& tool, Invocation& invocation);
+void add_trace(Verb& tool, Invocation& invocation);
 void add_version(Verb& tool, Invocation& invocation);
 void add_events(Verb& tool, Invocation& invocation);
 void add_log(Verb& tool, Invocation& invocation);

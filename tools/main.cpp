@@ -39,6 +39,7 @@ constexpr char kFooter[] =
     "  fcx card                       its SD card, in or out\n"
     "  fcx ntcode get                 the carriers that it may belong to\n"
     "  fcx boot                       start it, and see which carrier it finds\n"
+    "  fcx trace send 4010            what the library does to its platform for that\n"
     "  fcx version                    its versions, and where each piece is from\n"
     "  fcx usb                        its cable; `fcx power` says if it is on\n"
     "  fcx capture shot.png           the screen, as the library captures it\n"
@@ -68,7 +69,8 @@ constexpr char kFooter[] =
     "  3  the factory command was delivered, and its result is not 0 or its opcode unknown; or\n"
     "     an AT line was answered ERROR; or carrier set-up could not be started; or the phone\n"
     "     was not switched off; or logs were not collected, handed out or erased; or an archive\n"
-    "     is damaged, or none, and was not unpacked; or a fault has cut the phone's power";
+    "     is damaged, or none, and was not unpacked; or a trace is another than it must be; or\n"
+    "     a verdict is bad; or a fault has cut the phone's power";
 
 /// Says that there is no memory, without taking any.
 int report_no_memory(bool json) {
@@ -165,6 +167,7 @@ int run(int argc, char** argv, cli::Invocation& invocation) {
     cli::add_ntcode(tool, invocation);
     cli::add_card(tool, invocation);
     cli::add_boot(tool, invocation);
+    cli::add_trace(tool, invocation);
     cli::add_version(tool, invocation);
     cli::add_events(tool, invocation);
     cli::add_log(tool, invocation);

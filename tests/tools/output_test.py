@@ -20,7 +20,7 @@ ROOT = Path(__file__).resolve().parents[2]
 TOOL = shlex.split(os.environ["FCX_TOOL"])
 SHAPES = json.loads((ROOT / "docs/json.schema.json").read_text(encoding="utf-8"))["$defs"]
 
-# How each command is run, in this order, on one phone: PNG, ZIP and OUT are files. One after "!" ends in an error.
+# How each command is run, in this order, on one phone: PNG, ZIP, ANY, NONE and OUT are files. One after "!" ends in an error.
 RUNS = {
     "init": ["", "!", "--force --profile open"],
     "help": ["", "modem nv"],
@@ -49,6 +49,10 @@ RUNS = {
     "card": [""],
     "card remove": [""],
     "boot": ["", "--full", "--daemon"],
+    "trace send": ["4010", "4293 490154203237518", "4402 --full", "4010 --compare ANY", "4999 --compare NONE", "!none", "!4010 --compare /none"],
+    "trace at": ["AT%BTAD?"],
+    "trace boot": ["", "--daemon"],
+    "trace reboot": ["", "hand"],
     "version": [""],
     "reboot": ["", "hand"],
     "events": [""],
@@ -173,6 +177,9 @@ class Schema(Case):
         files |= {"PNG": str(self.work / "a.png"), "PBM": str(self.work / "a.pbm"),
                   "ZIP": str(self.work / "phone/root/data/vendor/factory/logsave.zip")}
         Path(files["PNG"]).touch()
+        for name, pattern in ("ANY", "...\n"), ("NONE", "sleep 1 ms\n"):
+            files[name] = str(self.work / name)
+            Path(files[name]).write_text(pattern, encoding="utf-8")
         runs = {name: list(lines) for name, lines in RUNS.items()}
         for name, lines in runs.items():
             for line in lines:
@@ -250,6 +257,9 @@ class Terminal(Case):
 COMPLETIONS = [
     ("se", ["send"], ["sim"]),
     ("send get_ser", ["get_serial_number"], ["get_csn"]),
+    ("trace bo", ["boot"], ["at"]),
+    ("trace send get_ser", ["get_serial_number"], ["get_csn"]),
+    ("trace send 4010 --compare pic", ["picture.png"], ["phone"]),
     ("send 401", ["4010", "4018"], ["get_csn"]),
     ("send 4018 --he", ["--hex", "--help"], []),
     ("item get seri", ["serial_number"], []),
