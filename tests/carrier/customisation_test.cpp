@@ -77,7 +77,9 @@ TEST_F(Customisation, AnOverlaysXmlIsCopiedToBeParsedAndACopyThatIsNoXmlStays) {
   EXPECT_FALSE(fs::exists(directory() / "outside")) << "nor is a link followed";
   fs::remove(file(kCopy));
   fs::create_directory(file(kCopy));  // nothing can be copied there
+  told();
   EXPECT_EQ(0, get_hal_copied_file("/product/x/a.xml", copy));
+  EXPECT_EQ(std::string(kCopy) + " cannot be opened: Is a directory\\n\n", told());
   EXPECT_EQ("untouched", copy);
   EXPECT_FALSE(parses("/product/x/a.xml")) << "and it cannot be opened itself";
   place("/oem/b.xml", "<plain/>");

@@ -173,6 +173,15 @@ TEST_F(StartFaults, AStoredFileIsAsideOnDiskBeforeACopyHasItsNameAndBackWhenTheS
   }
 }
 
+TEST_F(StartFaults, TheCopyOfAnInterruptedStartIsNotTakenForAStoredFile) {
+  use_profile("overlay");
+  write_file(file(kStoredCodes), kNewerCodes);
+  write_file(file(kStoredCodes).string() + ".none", "");
+  boot();
+  EXPECT_EQ("CR2 CR2_GB GB", carrier());
+  EXPECT_EQ("(none)", content(kStoredCodes));
+}
+
 TEST_F(StartFaults, TheFileHandleServiceMayDieInAnyCall) {
   constexpr int64_t kCalls = 16;  // and more than a first start makes
   use_profile("overlay");

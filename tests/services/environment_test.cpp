@@ -111,6 +111,10 @@ $given; ${cpu}2/$cur=123456789012345678901\n -> => out=before0,000,0000,0,2,1234
   std::string full(2048, 'x');
   EXPECT_EQ(0, get_cpu_freq(full.data(), &length));
   EXPECT_EQ(2047, length) << "no room";
+  full = "before" + std::string(1, '\0') + std::string(2041, 'x');
+  give("/sys/devices/system/cpu/cpu0/cpufreq/scaling_cur_freq=1\n");
+  EXPECT_EQ(0, get_cpu_freq(full.data(), &length));
+  EXPECT_EQ(strlen(full.c_str()), static_cast<size_t>(length)) << "what stood behind it is none";
   EXPECT_EQ(1, get_cpu_freq(nullptr, &length));
   EXPECT_EQ(1, get_cpu_freq(full.data(), nullptr));
   EXPECT_EQ("E get_cpu_freq: no buffer\n|E get_cpu_freq: no buffer\n", told());
