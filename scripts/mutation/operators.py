@@ -87,7 +87,7 @@ class Mutant:
 
     @property
     def identity(self):
-        """By which it is known when lines above it have changed."""
+        """What names it in a list."""
         return self.path, self.shown, self.change
 
 
@@ -487,8 +487,9 @@ def mutants(path, source, enums):
         if (mutant.start, mutant.end, mutant.replacement) in places:
             continue
         places.add((mutant.start, mutant.end, mutant.replacement))
-        seen[mutant.line, mutant.change] += 1
-        count = seen[mutant.line, mutant.change]
+        # By its line's text it is known when lines above it have changed.
+        seen[mutant.shown, mutant.change] += 1
+        count = seen[mutant.shown, mutant.change]
         change = mutant.change if count == 1 else f"{mutant.change} ({count})"
         numbered.append(Mutant(**{**mutant.__dict__, "change": change}))
     return numbered
