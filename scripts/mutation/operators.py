@@ -495,6 +495,16 @@ def mutants(path, source, enums):
     return numbered
 
 
+def _announced(text, call, i):
+    """The operation that a call names in its arguments, apart from the one that i is in."""
+    for first, last in text.split(call):
+        if not first <= i <= last:
+            for k in range(first, last - 1):
+                if text.is_at(k, "FileOperation") and text.is_at(k + 1, "::"):
+                    return text.tokens[k + 2].text
+    return None
+
+
 def syncs(path, source):
     """A mutant for each place at which something is made to outlive a power cut."""
     text = Text(path, source)
@@ -510,10 +520,9 @@ def syncs(path, source):
             first -= 2 if first >= 2 and text.tokens[first - 2].kind == "word" else 1
         around = text.around[i]
         while around is not None:
-            announced = [text.tokens[k + 2].text for k in range(around, text.partner[around])
-                         if text.around[k] == around and text.is_at(k, "FileOperation") and text.is_at(k + 1, "::")]
-            if announced and announced[0] in SYNC_OPERATIONS and text.tokens[around - 1].kind == "word":
-                first, last, result = around - 1, text.partner[around], SYNC_OPERATIONS[announced[0]]
+            told = _announced(text, around, i) if text.is_at(around, "(") and text.tokens[around - 1].kind == "word" else None
+            if told in SYNC_OPERATIONS:
+                first, last, result = around - 1, text.partner[around], SYNC_OPERATIONS[told]
                 break
             around = text.around[around]
         found[first, last] = _mutant(text, "sync", first, last, result, f"{one_line(text.between(first, last))} does nothing")
