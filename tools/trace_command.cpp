@@ -166,12 +166,12 @@ void show(Trace& trace) {
 Trace* running = nullptr;
 const Tracer* running_tracer = nullptr;
 
-[[noreturn]] void show_until_cut(const vp::PlatformAccess&, vp::Unflushed unflushed) {
+[[noreturn]] void show_until_cut(const vp::PowerCut& cut) {
   // No thread writes anything down any more.
   vp::observe_accesses(nullptr);
   running->accesses = running_tracer->accesses();
-  running->outcome = {
-      false, std::string("the power was cut; what was not flushed is ") + vp::name_of(unflushed)};
+  running->outcome = {false, std::string("the power was cut; what was not flushed is ") +
+                                 vp::name_of(cut.unflushed)};
   show(*running);
   const bool is_written = fflush(stdout) == 0;
   _exit(is_written ? running->invocation.exit_status : kPhoneUnusable);
