@@ -122,10 +122,13 @@ bool is_for(const xmlNode* element, const fcx::SimProfile& profile) {
          (sub.view().empty() || sub.view() == profile.sub_carrier.view());
 }
 
-}  // namespace
+/// The newer one of the stored and the package's file, and whether its date is published.
+struct LatestCodes {
+  XmlDocument document;
+  bool is_dated = true;
+};
 
-_xmlDoc* get_latest_carrier_code_file(const char* package_file) {
-  if (package_file == nullptr) return nullptr;
+LatestCodes latest_carrier_codes(const char* package_file) {
   std::optional<BothFiles> both;
   if (fcx::passes_as_copy(package_file)) {
     both = read_through_stored_name(package_file);
@@ -133,19 +136,25 @@ _xmlDoc* get_latest_carrier_code_file(const char* package_file) {
     both = BothFiles{read_stored(fcx::kStoredCarrierCodes), fcx::read_package_xml(package_file)};
   }
   // Which is the newer one nobody knows unless both could be read: the next start may.
-  if (!both.has_value() || both->stored.has_failed() || both->package.has_failed()) return nullptr;
+  if (!both.has_value() || both->stored.has_failed() || both->package.has_failed()) return {};
   XmlDocument& stored = both->stored.document;
   XmlDocument& package = both->package.document;
   const bool takes_stored =
       profiles_of(stored) != nullptr && is_newer(profiles_of(stored), profiles_of(package));
-  XmlDocument latest = std::move(takes_stored ? stored : package);
-  const xmlNode* profiles = profiles_of(latest);
-  if (profiles == nullptr) return nullptr;
+  LatestCodes latest{std::move(takes_stored ? stored : package)};
+  const xmlNode* profiles = profiles_of(latest.document);
+  if (profiles == nullptr) return {};
   PropertyText date;
   if (XmlAttribute(profiles, "date").fits(date)) {
-    fcx::publish("persist.vendor.qve.carriercode.date", date);
+    latest.is_dated = fcx::set_property("persist.vendor.qve.carriercode.date", date);
   }
-  return latest.release();
+  return latest;
+}
+
+}  // namespace
+
+_xmlDoc* get_latest_carrier_code_file(const char* package_file) {
+  return package_file == nullptr ? nullptr : latest_carrier_codes(package_file).document.release();
 }
 
 namespace fcx {
@@ -173,16 +182,17 @@ bool qve_parse_sim_auto_profile(const char* iccid, SimProfile& profile) {
     case Presence::present:
       break;
   }
-  const XmlDocument document(get_latest_carrier_code_file(file.c_str()));
-  if (document == nullptr) return false;  // the next start may be able to read it
-  const xmlNode* element = find_profile(profiles_of(document), iccid);
+  const LatestCodes latest = latest_carrier_codes(file.c_str());
+  if (latest.document == nullptr) return false;  // the next start may be able to read it
+  const xmlNode* element = find_profile(profiles_of(latest.document), iccid);
   const auto found = element == nullptr ? std::nullopt : read_profile(element, iccid);
   profile = found.value_or(SimProfile());
   StoredProperties lines;
   const bool is_set = !found.has_value() || set_and_keep(profile, lines);
   const bool is_kept = lines.store(kCarrierProperties) && is_set;
   carrier_state().is_stored_profile_stale = !is_kept;
-  if (is_kept) return true;
+  // The next start publishes a date that could not be.
+  if (is_kept) return latest.is_dated;
   // What it holds is an earlier SIM's.
   if (const Result removed = remove_device_file(kCarrierProperties); !removed.ok()) {
     SBP_LOG("[QVE][SBP] %s cannot be removed: %s\n", kCarrierProperties, removed.reason());

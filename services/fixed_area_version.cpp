@@ -89,6 +89,7 @@ void read_user_data(Version& version) {
 /// Copies the fields that differ.
 void take_over(const char* function, const Version& phone, Version& stored) {
   const bool has_new_user_data = differ(phone, stored, kUserData);
+  const Version before = stored;
   for (const Field& field : kFields) {
     if (!differ(phone, stored, field)) continue;
     copy_field(field, phone, stored);
@@ -98,6 +99,9 @@ void take_over(const char* function, const Version& phone, Version& stored) {
     DOMAIN_INFO("op ubid is exist");
   } else if (fcx::set_property(function, kCarrierSetUp, "0")) {
     DOMAIN_INFO("%s set to 0\n", kCarrierSetUp);
+  } else {
+    // The next start finds the difference again, and tries again to say so.
+    copy_field(kUserData, before, stored);
   }
 }
 
