@@ -6,7 +6,6 @@
 #include "common/log.h"
 #include "common/text.h"
 #include "fcx/customisation.h"
-#include "fcx/system_control.h"
 #include "fcx/version_info.h"
 
 namespace {
@@ -27,6 +26,7 @@ static_assert(kWhole == 3 * (kIdentifier + 1) + kCarrierIdentifier);
 
 constexpr char kApplicationFile[] = "/vendor/etc/ap.ubid";
 constexpr char kCustomisationFile[] = "/cust/cust.ubid";
+constexpr char kOperatorImage[] = "/oem/OP";
 constexpr char kOperatorFile[] = "/oem/OP/_COMMON/op.ubid";
 constexpr char kUserDataFile[] = "/data/.OP/userdata.ubid";
 constexpr char kProductFile[] = "/product/etc/op.ubid";
@@ -66,7 +66,9 @@ void set_field(FixedAreaField& field, std::string_view text, size_t width, const
 
 IdentifierFile carrier_identifier_file() {
   if (e_is_overlayfs) return {kProductFile, true};
-  return {is_op_image_support() != 0 ? kOperatorFile : kUserDataFile, false};
+  // Where the image may be there, its file tells whether it can be read.
+  const bool has_none = fcx::presence_of(kOperatorImage) == fcx::Presence::absent;
+  return {has_none ? kUserDataFile : kOperatorFile, false};
 }
 
 ReadResult read_carrier_identifier(const char*& path, Line& line) {
