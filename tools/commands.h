@@ -26,6 +26,7 @@ void add_version(Verb& tool, Invocation& invocation);
 void add_events(Verb& tool, Invocation& invocation);
 void add_log(Verb& tool, Invocation& invocation);
 void add_logs(Verb& tool, Invocation& invocation);
+void add_explore(Verb& tool, Invocation& invocation);
 void add_fault(Verb& tool, Invocation& invocation);
 void add_reboot(Verb& tool, Invocation& invocation);
 void add_power(Verb& tool, Invocation& invocation);

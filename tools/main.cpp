@@ -173,6 +173,7 @@ int run(int argc, char** argv, cli::Invocation& invocation) {
     cli::add_log(tool, invocation);
     cli::add_logs(tool, invocation);
     cli::add_fault(tool, invocation);
+    cli::add_explore(tool, invocation);
     cli::add_reboot(tool, invocation);
     cli::add_power(tool, invocation);
     cli::add_power_cut(tool, invocation);
