@@ -76,6 +76,7 @@ int add_identifier_files(Crc& crc) {
   for (const Identifier identifier :
        {Identifier::application, Identifier::customisation, Identifier::carrier}) {
     const fcx::IdentifierFile file = fcx::identifier_file(identifier);
+    if (file.path == nullptr) return fail("the carrier's identifier", "nobody knows where it is");
     const ReadResult read = file.is_behind_service ? add_through_service(file.path, crc)
                                                    : crc.add_file(DeviceFile(file.path, O_RDONLY));
     const bool may_be_absent = identifier != Identifier::application;

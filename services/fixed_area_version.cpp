@@ -138,9 +138,9 @@ void userdata_tamra_version_update() {
   read_user_data(candidate);
   if (!differ(candidate, stored, 0, kCompared)) return;
   if (differ(candidate, stored, kUserData)) {
-    copy_field(kUserData, candidate, stored);
     DOMAIN_INFO("userdata id is updated\n");
-    fcx::set_property_or_log(__func__, kCarrierSetUp, "0");
+    // The next start finds the difference again, and tries again to say so.
+    if (fcx::set_property(__func__, kCarrierSetUp, "0")) copy_field(kUserData, candidate, stored);
   }
   // Also where that field is the same. The candidate knows no other, so that an item which does is
   // written at every start, on purpose.

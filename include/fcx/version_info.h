@@ -123,7 +123,7 @@ enum class Identifier { application, customisation, carrier };
 
 /// Where a build identifier is.
 struct IdentifierFile {
-  const char* path;        ///< device path; owned by the library
+  const char* path;        ///< device path, owned by the library; null where it cannot be found out
   bool is_behind_service;  ///< only the file-handle service can read it
 };
 

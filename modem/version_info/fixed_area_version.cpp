@@ -66,14 +66,21 @@ void set_field(FixedAreaField& field, std::string_view text, size_t width, const
 
 IdentifierFile carrier_identifier_file() {
   if (e_is_overlayfs) return {kProductFile, true};
-  // Where the image may be there, its file tells whether it can be read.
-  const bool has_none = fcx::presence_of(kOperatorImage) == fcx::Presence::absent;
-  return {has_none ? kUserDataFile : kOperatorFile, false};
+  switch (fcx::presence_of(kOperatorImage)) {
+    case fcx::Presence::present:
+      return {kOperatorFile, false};
+    case fcx::Presence::absent:
+      return {kUserDataFile, false};
+    case fcx::Presence::unknown:
+      break;
+  }
+  return {nullptr, false};
 }
 
 ReadResult read_carrier_identifier(const char*& path, Line& line) {
   const IdentifierFile file = carrier_identifier_file();
   path = file.path;
+  if (path == nullptr) return ReadResult::failed(EIO);
   if (file.is_behind_service) {
     DOMAIN_INFO("get_swfv : Read op.ubid  from product %s\n", path);
     return read_identifier_through_service(path, line);
