@@ -161,7 +161,7 @@ $given=$user -> $ftm$user$own|I userdata ubid updated\n$set$end$phone\n
 $given=$user; /oem/OP/_COMMON/op.ubid=UUUUUUUUUUU-U -> $ftm$user$own|I userdata ubid updated\n$kept$end$phone\n
   => item 31=$phone; sbp.update=(not set)
 $given=$user; sbp.update!write -> $ftm$user$own|I userdata ubid updated\n|
-  E @: persist.vendor.qve.data.sbp.update cannot be set\n|$end$phone\n => item 31=$phone
+  E @: persist.vendor.qve.data.sbp.update cannot be set\n|$end$user\n => item 31=$user
 $given=$phone; /vendor/etc/ap.ubid=AAA\n -> $ftm$phone\n|I SWFV PHONE: AAA\n|I ap ubid updated\n|
   I cp ubid updated\n$kept${end}AAA\n => item 31=AAA
 )");
