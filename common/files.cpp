@@ -394,7 +394,7 @@ Result flush_directory_of(const char* device_path) {
   return operate_at({directory.data(), FileOperation::sync_directory}, DevicePath(parent),
                     [](const char* opened) {
                       const unique_fd fd(open(opened, O_RDONLY | O_DIRECTORY | kAlways));
-                      if (fd.ok()) return fsync(fd.get());
+                      if (fd.ok()) return platform_flush(fd.get());
                       return errno == EACCES ? 0 : -1;
                     });
 }
@@ -492,7 +492,7 @@ Result FileReplacement::write(std::string_view content) {
   const Result written = write_all(device_path_, fd_, content);
   if (!written.ok()) return written;
   return operate({device_path_, FileOperation::sync, temporary_.c_str(), fd_.get()},
-                 [&](const FileFault&) { return Result::of(fsync(fd_.get())); });
+                 [&](const FileFault&) { return Result::of(platform_flush(fd_.get())); });
 }
 
 Result FileReplacement::put_in_place() {

@@ -52,14 +52,15 @@ void be_quiet() {
   }
   // A crash is told of here, and need not be kept.
   const rlimit none{};
+  // Where it is, it is in nobody's way.
   static_cast<void>(setrlimit(RLIMIT_CORE, &none));
 }
 
 [[noreturn]] void work_here(const Bounds& bounds, const std::function<std::string()>& work) {
   be_quiet();
-  // The whole group goes with a process that hangs.
+  // The whole group goes with a process that hangs; without one it goes alone.
   static_cast<void>(setpgid(0, 0));
-  static_cast<void>(setenv("TZ", "UTC", 1));
+  static_cast<void>(setenv("TZ", "UTC", 1));  // without room for it the times are local ones
   vp::simulate_time(kBeginUs);
   const std::chrono::microseconds limit = bounds.virtual_time;
   vp::limit_simulated_time(kBeginUs + limit.count(), [] {

@@ -38,6 +38,10 @@ void platform_unmount(const char* device_path);
 /// mkdir(), with a path of this home's. On the bench the owner may always use what is made.
 int platform_mkdir(const char* path, mode_t mode);
 
+/// fsync(): what was written to an open file, or the names in an open directory, outlives a power
+/// cut.
+int platform_flush(int fd);
+
 /// ioctl(), on the open framebuffer.
 int platform_ioctl(int fd, unsigned long request, void* argument);
 

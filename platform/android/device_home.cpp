@@ -39,6 +39,8 @@ void platform_unmount(const char* device_path) {
 
 int platform_mkdir(const char* path, mode_t mode) { return mkdir(path, mode); }
 
+int platform_flush(int fd) { return fsync(fd); }
+
 int platform_ioctl(int fd, unsigned long request, void* argument) {
   return ioctl(fd, request, argument);
 }

@@ -36,11 +36,9 @@ BOUND_WAITS = {"wait": ("wait", 1), "pthread_cond_timedwait": ("pthread_cond_wai
 
 # Calls that make something outlive a power cut, and what such a call comes to when it does nothing and reports success.
 SYNCS = {
-    "fsync": "0", "fdatasync": "0", "syncfs": "0", "sync": "static_cast<void>(0)",
+    "platform_flush": "0", "fsync": "0", "fdatasync": "0", "syncfs": "0", "sync": "static_cast<void>(0)",
     "flush_directory_of": "fcx::Result()", "platform_sync": "static_cast<void>(0)", "system_efs_sync": "0",
 }
-# The operations as which a sync is announced to the home: there, the whole operation is taken out.
-SYNC_OPERATIONS = {"sync": "fcx::Result()", "sync_directory": "fcx::Result()"}
 
 _TOKEN = re.compile(
     r"""(?P<skip>[ \t\n]+|\\\n|//(?:\\\n|[^\n])*|/\*.*?\*/"""
@@ -495,16 +493,6 @@ def mutants(path, source, enums):
     return numbered
 
 
-def _announced(text, call, i):
-    """The operation that a call names in its arguments, apart from the one that i is in."""
-    for first, last in text.split(call):
-        if not first <= i <= last:
-            for k in range(first, last - 1):
-                if text.is_at(k, "FileOperation") and text.is_at(k + 1, "::"):
-                    return text.tokens[k + 2].text
-    return None
-
-
 def syncs(path, source):
     """A mutant for each place at which something is made to outlive a power cut."""
     text = Text(path, source)
@@ -518,12 +506,5 @@ def syncs(path, source):
         first, last, result = i, text.partner[i + 1], SYNCS[token.text]
         while text.is_at(first - 1, "::"):
             first -= 2 if first >= 2 and text.tokens[first - 2].kind == "word" else 1
-        around = text.around[i]
-        while around is not None:
-            told = _announced(text, around, i) if text.is_at(around, "(") and text.tokens[around - 1].kind == "word" else None
-            if told in SYNC_OPERATIONS:
-                first, last, result = around - 1, text.partner[around], SYNC_OPERATIONS[told]
-                break
-            around = text.around[around]
         found[first, last] = _mutant(text, "sync", first, last, result, f"{one_line(text.between(first, last))} does nothing")
     return list(found.values())

@@ -1,6 +1,7 @@
 // What a power cut leaves of files: of what was done to them, and of what commands have answered.
 #include "virtual_phone/power/power_cut.h"
 
+#include <android-base/unique_fd.h>
 #include <fcntl.h>
 #include <unistd.h>
 
@@ -110,7 +111,7 @@ class PowerCutOfFiles : public PhoneTest {
     }
     if (verb == "sync") {
       open_file(name, O_RDONLY);
-      return on_open(Operation::sync, open_[name], [](int fd) { return fsync(fd); });
+      return on_open(Operation::sync, open_[name], [](int fd) { return fcx::platform_flush(fd); });
     }
     const std::string path = file("/data/t/") / name;
     const std::string new_path = file("/data/t/") / other;
@@ -121,7 +122,12 @@ class PowerCutOfFiles : public PhoneTest {
     if (verb == "rmdir") return does(Operation::remove, rmdir);
     if (verb == "mkdir")
       return does(Operation::mkdir, [](const char* each) { return mkdir(each, 0750); });
-    if (verb == "syncdir") return does(Operation::sync_directory, [](const char*) { return 0; });
+    if (verb == "syncdir") {
+      return does(Operation::sync_directory, [](const char* directory) {
+        return fcx::platform_flush(
+            android::base::unique_fd(open(directory, O_RDONLY | O_DIRECTORY)).get());
+      });
+    }
     return told(
         {name.c_str(), Operation::rename, path.c_str(), -1, 0, {}, other.c_str(), new_path.c_str()},
         [&] { return rename(path.c_str(), new_path.c_str()); });

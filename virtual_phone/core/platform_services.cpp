@@ -6,6 +6,8 @@
 #include <selinux/android.h>
 #include <sys/stat.h>
 
+#include <unistd.h>
+
 #include <filesystem>
 #include <optional>
 #include <string>
@@ -159,6 +161,7 @@ std::string normal_path(const char* device_path) {
 struct AccessOfFile {
   vp::Accessing accessing;
   bool changes = false;
+  bool is_flushed = false;                ///< by platform_flush()
   std::optional<vp::FileTurn> turn = {};  ///< over before the access is, which may cut the power
 
   AccessOfFile(vp::Phone& phone, vp::PlatformAccess access) : accessing(phone, std::move(access)) {}
@@ -217,6 +220,12 @@ FileFault platform_file_begins(const FileAccess& access) {
   return met;
 }
 
+int platform_flush(int fd) {
+  const int result = fsync(fd);
+  if (file_access.has_value()) file_access->is_flushed = result == 0;
+  return result;
+}
+
 void platform_file_ends(const FileAccess& access, int error, std::string_view bytes) {
   if (!file_access.has_value()) return;
   vp::platform_call("platform_file_ends", 0, [&](vp::Phone& phone) {
@@ -224,7 +233,10 @@ void platform_file_ends(const FileAccess& access, int error, std::string_view by
                        file_access->accessing.is_observed();
     file_access->accessing.ends(error, tells ? found_at(access) : bytes);
     if (error != 0) return 0;
-    vp::note_flushed(phone, access);
+    // What says that it flushes, and does not, has flushed nothing.
+    const bool flushes = access.operation == FileOperation::sync ||
+                         access.operation == FileOperation::sync_directory;
+    if (!flushes || file_access->is_flushed) vp::note_flushed(phone, access);
     if (file_access->changes) file_access->accessing.changes();
     return 0;
   });
