@@ -180,6 +180,7 @@ int run(int argc, char** argv, cli::Invocation& invocation) {
     cli::add_usb(tool, invocation);
     cli::add_screen(tool, invocation);
     cli::add_capture(tool, invocation);
+    cli::add_simulate(tool, invocation);
     cli::add_completion(tool, invocation);
   });
 }

@@ -27,6 +27,7 @@ ROOMS = {
     "virtual_phone": ("*.h",),
     "daemon": ("*.h",),
     "exploration": ("*.h",),
+    "simulation": ("*.h",),
     "tools": (),
     "examples": (),
     "tests": (),
@@ -86,7 +87,10 @@ ARROWS = [
     (("daemon",), ("platform",), "what its mutexes guard says so"),
     (("exploration",), ("daemon", "include/fcx", "virtual_phone"), "it lets a daemon work on copies of a phone, and disturbs what it does"),
     (("tools",), ("exploration",), "the tool shows what was tried"),
+    (("simulation",), ("daemon", "virtual_phone"), "a life is what a daemon is asked to do, and what the phone holds then"),
+    (("simulation",), ("modem/link/requests",), "faults stand on the requests that commands make"),
     (("tools",), ("daemon",), "only the daemon opens a phone"),
+    (("tools",), ("simulation",), "a life is drawn by the simulation, and printed by the tool"),
     (("tools",), ("include/fcx", "modem/link/requests", "virtual_phone"), "the tool shows what the library and the bench have"),
     (("examples",), ("include/fcx",), "what another daemon has: the installed headers"),
     (("tests", "benchmarks", "fuzz"), ("include/fcx", "modem/link/requests", "platform", "virtual_phone"),
@@ -94,6 +98,7 @@ ARROWS = [
     (("tests",), ("common",), "what has no public header is tested where it is"),
     (("tests", "fuzz"), ("services/screen",), "each processor's conversions are compared, and image files read without a program"),
     (("tests", "fuzz"), ("daemon",), "AT lines are the daemon's"),
+    (("tests",), ("simulation",), "lives are lived by phones that are tampered with"),
     (("fuzz",), ("benchmarks",), "targets run on the same quick modem and properties"),
 ]
 

@@ -1,0 +1,33 @@
+// What a start that nothing disturbs makes of a phone.
+#pragma once
+
+#include <string>
+#include <vector>
+
+#include "simulation/state.h"
+#include "simulation/universe.h"
+
+namespace simulation {
+
+/// The phone is switched off and on.
+/// @param fresh what the phone was when it was made
+State restarted(const State& before, const State& fresh, const Product& product);
+
+/// Its daemon starts, in the uptime that is.
+State started(const State& before, const Product& product);
+
+/// What later starts go by, in the parts that a start which is interrupted settles one by one, each
+/// whole or not at all: the MCC, and the SIM's carrier.
+const std::vector<std::vector<std::string>>& decided_parts();
+
+/// What a first start begins with: values that somebody finds whom an interruption lets look
+/// between.
+State first_start_defaults(const Product& product);
+
+/// What a start sets again of what earlier ones have kept in files, where it finds nothing else.
+State replayed(const State& before, const Product& product);
+
+/// Whether a start of this phone is a first one.
+bool is_first_start(const State& state);
+
+}  // namespace simulation
