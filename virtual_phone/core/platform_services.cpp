@@ -101,7 +101,8 @@ const char* device_root() {
 }
 
 void platform_sleep_us(uint64_t microseconds) {
-  vp::platform_call("platform_sleep_us", 0, [&](vp::Phone& phone) {
+  constexpr int kNoPhone = -1;
+  const int slept = vp::platform_call("platform_sleep_us", kNoPhone, [&](vp::Phone& phone) {
     vp::PlatformAccess sleep{vp::Part::clock, "", vp::Access::sleep};
     sleep.size = static_cast<int64_t>(microseconds);
     vp::Accessing accessing(phone, std::move(sleep));
@@ -109,6 +110,7 @@ void platform_sleep_us(uint64_t microseconds) {
     accessing.ends(0);
     return 0;
   });
+  if (slept == kNoPhone) vp::sleep_us(microseconds);
 }
 
 int64_t platform_time() { return vp::now_us() / 1'000'000; }
