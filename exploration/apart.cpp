@@ -3,6 +3,7 @@
 #include <android-base/unique_fd.h>
 #include <fcntl.h>
 #include <poll.h>
+#include <sys/prctl.h>
 #include <sys/resource.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -50,7 +51,6 @@ void be_quiet() {
   for (const int fd : {STDIN_FILENO, STDOUT_FILENO, STDERR_FILENO}) {
     if (dup2(nowhere.get(), fd) < 0) _exit(1);
   }
-  // A crash is told of here, and need not be kept.
   const rlimit none{};
   // Where it is, it is in nobody's way.
   static_cast<void>(setrlimit(RLIMIT_CORE, &none));
@@ -58,6 +58,8 @@ void be_quiet() {
 
 [[noreturn]] void work_here(const Bounds& bounds, const std::function<std::string()>& work) {
   be_quiet();
+  // Nobody is told any more once who waits is gone.
+  static_cast<void>(prctl(PR_SET_PDEATHSIG, SIGKILL));
   // The whole group goes with a process that hangs; without one it goes alone.
   static_cast<void>(setpgid(0, 0));
   static_cast<void>(setenv("TZ", "UTC", 1));  // without room for it the times are local ones

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cerrno>
 #include <cstring>
+#include <iterator>
 
 namespace exploration {
 namespace {
@@ -41,8 +42,23 @@ int64_t value_for(const vp::EffectRow& row, const PlatformAccess& access) {
   }
 }
 
+/// The service that is accessed; null for another access.
+const vp::FaultService* service_of(const PlatformAccess& access) {
+  const auto* row =
+      std::find_if(std::begin(vp::kServices), std::end(vp::kServices),
+                   [&](const vp::FaultService& each) { return access.target == each.name; });
+  return access.part == Part::service && row != std::end(vp::kServices) ? row : nullptr;
+}
+
 bool strikes(const vp::EffectRow& row, const PlatformAccess& access) {
   if (row.part != access.part) return false;
+  const vp::FaultService* service = service_of(access);
+  const bool is_lookup = access.access == Access::find;
+  if (service != nullptr && row.effect == Effect::dies && !service->can_die) return false;
+  // One that nobody waits for is over at once.
+  if (service != nullptr && row.effect == Effect::late && is_lookup && !service->is_awaited) {
+    return false;
+  }
   return row.strikes.empty() ||
          std::find(row.strikes.begin(), row.strikes.end(), access.access) != row.strikes.end();
 }

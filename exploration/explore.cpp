@@ -3,6 +3,7 @@
 #include <android-base/unique_fd.h>
 #include <fcntl.h>
 #include <poll.h>
+#include <sys/file.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -25,16 +26,19 @@ using android::base::unique_fd;
 using factory_daemon::Action;
 
 /// A directory of this process's, in memory where that can be had, which is gone with this object.
+/// It is held (flock) meanwhile: those of a killed process, which nobody holds, go first.
 class Workplace {
  public:
   Workplace() {
     constexpr char kMemory[] = "/dev/shm";
     const fs::path in = access(kMemory, W_OK) == 0 ? fs::path(kMemory) : fs::temp_directory_path();
-    std::string name = (in / "fcx-explore-XXXXXX").string();
+    remove_abandoned(in);
+    std::string name = (in / (kName + std::string("XXXXXX"))).string();
     if (mkdtemp(name.data()) == nullptr) {
       throw std::system_error(errno, std::generic_category(), name);
     }
     path_ = name;
+    held_ = held(path_);
   }
   ~Workplace() {
     std::error_code ignored;
@@ -47,7 +51,25 @@ class Workplace {
   fs::path original() const { return path_ / "original"; }
 
  private:
+  static constexpr char kName[] = "fcx-explore-";
+
+  /// Nothing when somebody else holds it.
+  static unique_fd held(const fs::path& path) {
+    unique_fd fd(open(path.c_str(), O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC));
+    if (!fd.ok() || flock(fd.get(), LOCK_EX | LOCK_NB) != 0) fd.reset();
+    return fd;
+  }
+  static void remove_abandoned(const fs::path& in) {
+    std::error_code ignored;  // it is for the next process then
+    for (const fs::directory_entry& entry : fs::directory_iterator(in, ignored)) {
+      if (entry.path().filename().string().rfind(kName, 0) != 0) continue;
+      const unique_fd fd = held(entry.path());
+      if (fd.ok()) fs::remove_all(entry.path(), ignored);
+    }
+  }
+
   fs::path path_;
+  unique_fd held_;
 };
 
 /// What is tried: one disturbance, or two.
@@ -149,6 +171,8 @@ std::string try_one(const fs::path& original, const fs::path& copy, const Action
   writer.add(came_out(run));
   writer.add(static_cast<int64_t>(judgement.verdict));
   writer.add(judgement.why);
+  writer.add(judgement.is);
+  writer.add(judgement.should_be);
   return writer.bytes();
 }
 
@@ -160,6 +184,8 @@ void note(const Apart& told, Try& tried) {
     tried.came_out = reader.text();
     tried.judgement.verdict = static_cast<Verdict>(reader.number());
     tried.judgement.why = reader.text();
+    tried.judgement.is = reader.text();
+    tried.judgement.should_be = reader.text();
     return;
   }
   tried.came_out = "the undisturbed one after it: " + told.bytes;
@@ -316,12 +342,21 @@ Try named_try(const Request& request, const Plan& plan,
   for (size_t i = 0; i < plan.disturbances.size(); ++i) {
     const auto& trace = i == 0 ? first_trace : second_trace;
     const Disturbance& each = plan.disturbances[i];
-    named.access += (i == 0 ? "" : " + ") + access_name(trace, each.access);
-    named.effect += (i == 0 ? "" : " + ") + effect_name(each);
+    named.struck.emplace_back(access_name(trace, each.access), effect_name(each));
+    named.access += (i == 0 ? "" : " + ") + named.struck.back().first;
+    named.effect += (i == 0 ? "" : " + ") + named.struck.back().second;
     named.shown_by.push_back(fault_command(trace, each));
   }
   named.shown_by.push_back("fcx " + request.name);
   return named;
+}
+
+/// Of two failures one that fits is enough: what is accepted of it comes with another one, too.
+bool is_accepted_by(const Acceptance& acceptance, const Try& tried) {
+  return acceptance.verdict == tried.judgement.verdict &&
+         std::any_of(tried.struck.begin(), tried.struck.end(), [&](const auto& each) {
+           return fits(acceptance.access, each.first) && fits(acceptance.effect, each.second);
+         });
 }
 
 /// Marks what is accepted. @return the acceptances of this action that nothing fits any more
@@ -331,10 +366,7 @@ std::vector<Acceptance> accept(const Request& request, std::vector<Try>& tries) 
     if (!fits(each.action, request.name)) continue;
     bool is_seen = false;
     for (Try& tried : tries) {
-      if (tried.judgement.verdict != each.verdict || !fits(each.access, tried.access) ||
-          !fits(each.effect, tried.effect)) {
-        continue;
-      }
+      if (!is_accepted_by(each, tried)) continue;
       is_seen = true;
       if (tried.accepted.empty()) tried.accepted = each.reason;
     }
@@ -370,11 +402,12 @@ Report explore(const Request& request, const std::function<void(size_t, size_t)>
         named_try(request, plans[i], report.trace, traces.empty() ? report.trace : traces[i]));
   }
   plans.push_back({});
-  report.tries.push_back({"none", "nothing", "", {}, "", {"fcx " + request.name}});
+  report.tries.push_back(
+      {"none", "nothing", {{"none", "nothing"}}, "", {}, "", {"fcx " + request.name}});
   try_all(place, request.action, reference, plans, report.tries, progress);
   report.unseen = accept(request, report.tries);
-  // A share of the tries says nothing of what it has left out.
-  if (request.share < 100) report.unseen.clear();
+  // A share of the tries, and two at a time, say nothing of what they leave out.
+  if (request.share < 100 || request.pairs) report.unseen.clear();
   return report;
 }
 

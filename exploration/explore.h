@@ -7,6 +7,7 @@
 #include <functional>
 #include <optional>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "exploration/accepted.h"
@@ -26,9 +27,10 @@ struct Request {
 
 /// One try.
 struct Try {
-  std::string access;    ///< that was disturbed; of two both
-  std::string effect;    ///< that it was disturbed with
-  std::string came_out;  ///< in a few words
+  std::string access;                                       ///< that was disturbed; of two both
+  std::string effect;                                       ///< that it was disturbed with
+  std::vector<std::pair<std::string, std::string>> struck;  ///< each access, with its effect
+  std::string came_out;                                     ///< in a few words
   Judgement judgement;
   std::string accepted;               ///< the reason of a bad verdict that is accepted
   std::vector<std::string> shown_by;  ///< `fcx` command lines that do the same

@@ -8,18 +8,20 @@ namespace {
 
 namespace vp = virtual_phone;
 
-/// A place's value for people: short, and in printable characters.
-std::string shown(const std::string& value) {
-  constexpr size_t kLongest = 60;
-  std::string text;
-  for (const char each : value.substr(0, kLongest)) {
-    text += each >= ' ' && each <= '~' ? each : '.';
-  }
-  return text + (value.size() > kLongest ? "..." : "");
+/// What is told of a value: more than anybody shows.
+std::string beginning(const std::string& value) {
+  constexpr size_t kLongest = 128;
+  return value.substr(0, kLongest);
 }
 
-std::string difference(const std::string& name, const Places& is, const Places& should_be) {
-  return name + ": " + shown(value_at(is, name)) + ", not " + shown(value_at(should_be, name));
+Judgement other(Verdict verdict, const std::string& what, const std::string& is,
+                const std::string& should_be) {
+  return {verdict, what, beginning(is), beginning(should_be)};
+}
+
+Judgement difference(Verdict verdict, const std::string& place, const Places& is,
+                     const Places& should_be) {
+  return other(verdict, place, value_at(is, place), value_at(should_be, place));
 }
 
 bool is_property(const std::string& place) {
@@ -65,9 +67,9 @@ Judgement judge_changes(const Reference& reference, const Places& now, const Pla
     if (is_for_now || is_temporary_file(place)) continue;
     if (is_on_its_way(reference, place, value)) continue;
     if (value_at(before, place) == value_at(changed, place)) {
-      return {Verdict::unnamed_change, difference(place, now, before)};
+      return difference(Verdict::unnamed_change, place, now, before);
     }
-    return {Verdict::wrong_value, difference(place, now, changed)};
+    return difference(Verdict::wrong_value, place, now, changed);
   }
   return {};
 }
@@ -76,11 +78,12 @@ Judgement judge_changes(const Reference& reference, const Places& now, const Pla
 Judgement judge_done(const Reference& reference, const Aftermath& after) {
   const auto others = differing(after.running, reference.after.running);
   if (!others.empty()) {
-    return {Verdict::not_kept, difference(others.front(), after.running, reference.after.running)};
+    return difference(Verdict::not_kept, others.front(), after.running, reference.after.running);
   }
   for (const std::string& place : differing(after.cut, after.running)) {
     if (!outlives_restart(place)) continue;
-    return {Verdict::not_kept, "after a power cut " + difference(place, after.cut, after.running)};
+    return other(Verdict::not_kept, "after a power cut " + place, value_at(after.cut, place),
+                 value_at(after.running, place));
   }
   return {};
 }
@@ -101,9 +104,11 @@ Judgement judge_recovery(const Reference& reference, const Aftermath& after) {
                                after.outcomes.back() == ever->outcomes.back();
     if (others.empty() && answers_alike) return {};
     if (bad.has_value()) continue;
-    bad = {Verdict::not_recovered,
-           others.empty() ? shown(after.outcomes.back()) + ", not " + shown(ever->outcomes.back())
-                          : "afterwards " + difference(others.front(), after.later, ever->later)};
+    bad = others.empty()
+              ? other(Verdict::not_recovered, "afterwards", after.outcomes.back(),
+                      ever->outcomes.back())
+              : other(Verdict::not_recovered, "afterwards " + others.front(),
+                      value_at(after.later, others.front()), value_at(ever->later, others.front()));
   }
   return *bad;
 }
@@ -118,8 +123,8 @@ Judgement judge(const Reference& reference, const Run& run, const Aftermath& aft
       is_as_ever ? judge_done(reference, after) : judge_part(reference, run, after);
   if (judgement.verdict == Verdict::good) judgement = judge_recovery(reference, after);
   if (judgement.verdict == Verdict::good && is_done && !is_as_ever) {
-    judgement = {Verdict::other_answer,
-                 shown(run.outcome.text) + ", not " + shown(reference.run.outcome.text)};
+    judgement =
+        other(Verdict::other_answer, "the answer", run.outcome.text, reference.run.outcome.text);
   }
   // Nobody can tell it from the content that there is: it is answered and kept as it came.
   if (run.is_spoilt && judgement.is_bad()) judgement.verdict = Verdict::as_delivered;

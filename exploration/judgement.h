@@ -51,7 +51,10 @@ struct Reference {
 
 struct Judgement {
   Verdict verdict = Verdict::good;
-  std::string why;  ///< unless it is good: which place, with its values
+  std::string why;  ///< unless it is good: which place, or what else
+  // Of a place, or an answer: the first bytes of both values.
+  std::string is = {};
+  std::string should_be = {};
 
   bool is_bad() const { return verdict != Verdict::good && verdict != Verdict::as_delivered; }
 };

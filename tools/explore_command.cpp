@@ -2,22 +2,28 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <cerrno>
 #include <chrono>
 #include <cstdio>
+#include <cstdlib>
 #include <fstream>
 #include <iterator>
 #include <map>
 #include <memory>
+#include <system_error>
 
 #include "exploration/explore.h"
 #include "fcx/command_table.h"
 #include "tools/action_verbs.h"
 #include "tools/commands.h"
+#include "tools/identities.h"
 #include "tools/json.h"
 #include "tools/output_file.h"
+#include "tools/shown_action.h"
 #include "tools/table.h"
 #include "tools/terminal.h"
 #include "tools/text.h"
+#include "tools/trace_text.h"
 #include "tools/words.h"
 #include "virtual_phone/profiles/profiles.h"
 
@@ -39,59 +45,87 @@ struct Options {
   std::optional<std::string> seed;
   bool pairs = false;
   bool all = false;
+  bool full = false;
 };
 
 /// A fresh phone of a profile, or the one that was chosen.
 class Original {
  public:
-  Original(const Invocation& invocation, const std::optional<std::string>& profile)
-      : directory_(invocation.directory()) {
-    if (!profile.has_value()) return;
-    fresh_ = fs::temp_directory_path() / ("fcx-explored-" + std::to_string(getpid()));
-    vp::create(*fresh_, *profile, true);
-    directory_ = *fresh_;
+  Original(const Invocation& invocation, const std::optional<std::string>& profile) {
+    if (!profile.has_value()) {
+      directory_ = invocation.directory();
+      return;
+    }
+    std::string name = (fs::temp_directory_path() / "fcx-explored-XXXXXX").string();
+    if (mkdtemp(name.data()) == nullptr) {
+      throw std::system_error(errno, std::generic_category(), name);
+    }
+    made_.path = name;
+    directory_ = made_.path / "phone";
+    vp::create(directory_, *profile, false);
   }
-  ~Original() {
-    std::error_code ignored;
-    if (fresh_.has_value()) fs::remove_all(*fresh_, ignored);
-  }
-  Original(const Original&) = delete;
-  Original& operator=(const Original&) = delete;
 
   const fs::path& directory() const { return directory_; }
 
  private:
+  /// Gone also when no phone came of it.
+  struct Directory {
+    fs::path path;
+    Directory() = default;
+    Directory(const Directory&) = delete;
+    Directory& operator=(const Directory&) = delete;
+    ~Directory() {
+      std::error_code ignored;
+      if (!path.empty()) fs::remove_all(path, ignored);
+    }
+  };
   fs::path directory_;
-  std::optional<fs::path> fresh_;
+  Directory made_;
 };
 
 /// How far it is, in one line of a terminal; nothing anywhere else. Without a thread: others would
 /// not be in the processes that try.
 class Counter {
  public:
-  explicit Counter(std::string what) : what_(std::move(what)) {}
-  ~Counter() {
-    if (is_shown_) fputs("\r\033[K", stderr);
-  }
+  /// @param count how many actions there are
+  explicit Counter(size_t count) : count_(count) {}
+  ~Counter() { clear(); }
   Counter(const Counter&) = delete;
   Counter& operator=(const Counter&) = delete;
 
+  /// The next action.
+  void begin(const std::string& what) {
+    ++current_;
+    what_ = what;
+    if (count_ > 1) what_ += ", " + std::to_string(current_) + " of " + std::to_string(count_);
+  }
+  /// So many of its tries are done.
   void show(size_t done, size_t all) {
-    using std::chrono::steady_clock;
-    const auto now = steady_clock::now();
+    const auto now = Clock::now();
     if (isatty(STDERR_FILENO) == 0 || now - shown_ < std::chrono::milliseconds(200)) return;
     shown_ = now;
     is_shown_ = true;
     const std::chrono::duration<double> spent = now - began_;
-    const double left = spent.count() / static_cast<double>(done) * static_cast<double>(all - done);
+    const double actions =
+        static_cast<double>(current_ - 1) + static_cast<double>(done) / static_cast<double>(all);
+    const double left = spent.count() / actions * (static_cast<double>(count_) - actions);
     fprintf(stderr, "\r\033[K%s: %zu of %zu tries, about %.0f s left", what_.c_str(), done, all,
             left);
   }
+  /// Makes room for other lines.
+  void clear() {
+    if (is_shown_) fputs("\r\033[K", stderr);
+    is_shown_ = false;
+  }
 
  private:
+  using Clock = std::chrono::steady_clock;
+
+  size_t count_;
+  size_t current_ = 0;
   std::string what_;
-  std::chrono::steady_clock::time_point began_ = std::chrono::steady_clock::now();
-  std::chrono::steady_clock::time_point shown_{};
+  Clock::time_point began_ = Clock::now();
+  Clock::time_point shown_ = began_;
   bool is_shown_ = false;
 };
 
@@ -123,11 +157,83 @@ uint64_t seed_of(const Options& options) {
          kShort;
 }
 
-/// What was explored.
+/// What is shown of a try. Of identities it is a part only.
+struct ShownTry {
+  std::string came_out;
+  std::string why;  ///< a bad verdict; nothing else
+  bool is_masked = false;
+};
+
+/// What was explored, as it is shown.
 struct Explored {
   std::string name;
+  std::string outcome;
+  bool is_masked = false;
   Report report;
+  std::vector<ShownTry> tries;  ///< those of the report
 };
+
+/// Makes of what was found what is shown.
+class Shower {
+ public:
+  Shower(const fs::path& phone, const Action& action, bool full) : action_(action), full_(full) {
+    vp::Phone opened(phone);
+    identities_.add_those_of(opened);
+    add_typed_numbers(action, identities_);
+  }
+
+  /// What the library has read and written, which the phone may not have had before.
+  void add(const std::vector<vp::PlatformAccess>& trace) {
+    std::vector<TracedAccess> traced;
+    for (const vp::PlatformAccess& each : trace) traced.push_back({each, 0, 0});
+    add_identities(traced, identities_);
+  }
+
+  std::string name() const {
+    return full_ ? typed_words(action_) : shown_words(action_, identities_);
+  }
+
+  std::string text(const std::string& text) const {
+    return full_ ? text : identities_.hidden_in(text);
+  }
+  ShownTry shown_try(const Try& tried) const {
+    const exploration::Judgement& judgement = tried.judgement;
+    ShownTry made;
+    made.came_out = text(tried.came_out);
+    made.why = text(judgement.why);
+    made.is_masked = made.came_out != tried.came_out || made.why != judgement.why ||
+                     text(judgement.is) != judgement.is ||
+                     text(judgement.should_be) != judgement.should_be;
+    if (!judgement.is.empty() || !judgement.should_be.empty()) {
+      made.why += ": " + value(judgement.is) + ", not " + value(judgement.should_be);
+    }
+    return made;
+  }
+
+ private:
+  /// The beginning of a value, without the zeros at its end.
+  std::string value(const std::string& bytes) const {
+    constexpr size_t kLongest = 60;
+    const std::string hidden = text(bytes.substr(0, bytes.find_last_not_of('\0') + 1));
+    return shown(hidden.substr(0, kLongest)) + (hidden.size() > kLongest ? "..." : "");
+  }
+
+  const Action& action_;
+  bool full_;
+  Identities identities_;
+};
+
+Explored shown_report(Shower& shower, const std::string& typed, Report report) {
+  shower.add(report.trace);
+  const std::string& outcome = report.outcome.text;
+  Explored explored;
+  explored.name = shower.name();
+  explored.outcome = shower.text(outcome);
+  explored.is_masked = explored.name != typed || explored.outcome != outcome;
+  for (const Try& tried : report.tries) explored.tries.push_back(shower.shown_try(tried));
+  explored.report = std::move(report);
+  return explored;
+}
 
 std::string verdict_text(const Try& tried) {
   const std::string verdict = vp::name_of(tried.judgement.verdict);
@@ -136,38 +242,37 @@ std::string verdict_text(const Try& tried) {
 
 bool is_bad(const Try& tried) { return tried.judgement.is_bad() && tried.accepted.empty(); }
 
-/// What is wrong with it, or why that is accepted.
-std::string reason_of(const Try& tried) {
-  return tried.accepted.empty() ? tried.judgement.why : tried.accepted;
-}
-
-Json try_json(const Try& tried) {
-  return {{"access", tried.access},
-          {"effect", tried.effect},
-          {"came_out", tried.came_out},
-          {"verdict", vp::name_of(tried.judgement.verdict)},
-          {"why", tried.judgement.why.empty() ? Json() : Json(tried.judgement.why)},
-          {"accepted", tried.accepted.empty() ? Json() : Json(tried.accepted)},
-          {"shown_by", tried.shown_by}};
+Json try_json(const Try& tried, const ShownTry& shown) {
+  Json object = {{"access", tried.access},
+                 {"effect", tried.effect},
+                 {"came_out", shown.came_out},
+                 {"verdict", vp::name_of(tried.judgement.verdict)},
+                 {"why", shown.why.empty() ? Json() : Json(shown.why)},
+                 {"accepted", tried.accepted.empty() ? Json() : Json(tried.accepted)},
+                 {"shown_by", tried.shown_by}};
+  if (shown.is_masked) object["masked"] = true;
+  return object;
 }
 
 Json report_json(const Explored& explored) {
+  const Report& report = explored.report;
   Json tries = Json::array();
-  for (const Try& tried : explored.report.tries) tries.push_back(try_json(tried));
+  for (size_t i = 0; i < report.tries.size(); ++i) {
+    tries.push_back(try_json(report.tries[i], explored.tries[i]));
+  }
   Json unseen = Json::array();
-  for (const auto& each : explored.report.unseen) {
+  for (const auto& each : report.unseen) {
     unseen.push_back({{"line", each.line},
                       {"access", each.access},
                       {"effect", each.effect},
                       {"verdict", vp::name_of(each.verdict)},
                       {"reason", each.reason}});
   }
-  return {{"action", explored.name},
-          {"outcome", explored.report.outcome.text},
-          {"accesses", explored.report.trace.size()},
-          {"bad", explored.report.bad()},
-          {"tries", std::move(tries)},
-          {"accepted_and_not_seen", std::move(unseen)}};
+  Json object = {{"action", explored.name},         {"outcome", explored.outcome},
+                 {"accesses", report.trace.size()}, {"bad", report.bad()},
+                 {"tries", std::move(tries)},       {"accepted_and_not_seen", std::move(unseen)}};
+  if (explored.is_masked) object["masked"] = true;
+  return object;
 }
 
 void print_report(const Explored& explored, const Options& options) {
@@ -175,13 +280,15 @@ void print_report(const Explored& explored, const Options& options) {
   std::map<std::string, int> counts;
   for (const Try& tried : report.tries) ++counts[verdict_text(tried)];
   TextTable table({"ACCESS", "EFFECT", "WHAT CAME OUT", "VERDICT", "WHY"});
-  for (const Try& tried : report.tries) {
+  for (size_t i = 0; i < report.tries.size(); ++i) {
+    const Try& tried = report.tries[i];
+    const ShownTry& shown = explored.tries[i];
     if (!options.all && !tried.judgement.is_bad()) continue;
-    table.add({tried.access, tried.effect, harmless(tried.came_out), verdict_text(tried),
-               harmless(reason_of(tried))});
+    table.add({tried.access, tried.effect, harmless(shown.came_out), verdict_text(tried),
+               tried.accepted.empty() ? harmless(shown.why) : tried.accepted});
   }
-  printf("%s\n", heading(explored.name).c_str());
-  printf("undisturbed  %s, %zu accesses\n", shown(report.outcome.text).c_str(),
+  printf("%s\n", heading(harmless(explored.name)).c_str());
+  printf("undisturbed  %s, accesses: %zu\n", harmless(explored.outcome).c_str(),
          report.trace.size());
   std::string line;
   for (const auto& [verdict, count] : counts) {
@@ -232,15 +339,16 @@ std::string junit_of(const std::vector<Explored>& all) {
     text += "  <testsuite name=\"" + xml(explored.name) + "\" tests=\"" +
             std::to_string(explored.report.tries.size()) + "\" failures=\"" +
             std::to_string(explored.report.bad()) + "\">\n";
-    for (const Try& tried : explored.report.tries) {
+    for (size_t i = 0; i < explored.tries.size(); ++i) {
+      const Try& tried = explored.report.tries[i];
       text += "    <testcase classname=\"" + xml(explored.name) + "\" name=\"" +
               xml(tried.access + ": " + tried.effect) + "\"";
       if (!is_bad(tried)) {
         text += "/>\n";
         continue;
       }
-      text += "><failure message=\"" + xml(verdict_text(tried)) + "\">" + xml(tried.judgement.why) +
-              "</failure></testcase>\n";
+      text += "><failure message=\"" + xml(verdict_text(tried)) + "\">" +
+              xml(explored.tries[i].why) + "</failure></testcase>\n";
     }
     text += "  </testsuite>\n";
   }
@@ -255,15 +363,17 @@ void explore_all(Invocation& invocation, const Options& options,
   const Original original(invocation, options.profile);
   std::vector<Explored> all;
   size_t bad = 0;
+  Counter counter(actions.size());
   for (const Action& action : actions) {
     const std::string name = typed_words(action);
     exploration::Request request{
         original.directory(), action, name, options.pairs, share, seed, accepted};
-    {
-      Counter counter(name);
-      all.push_back({name, exploration::explore(
-                               request, [&](size_t done, size_t of) { counter.show(done, of); })});
-    }
+    Shower shower(original.directory(), action, options.full);
+    counter.begin(harmless(shower.name()));
+    Report report =
+        exploration::explore(request, [&](size_t done, size_t of) { counter.show(done, of); });
+    counter.clear();
+    all.push_back(shown_report(shower, name, std::move(report)));
     bad += all.back().report.bad();
     if (!invocation.json) print_report(all.back(), options);
     // What was found so far is worth seeing while the rest goes on.
@@ -305,6 +415,7 @@ void add_explore(Verb& tool, Invocation& invocation) {
       "  fcx explore send 4018 123456789012345    a command, in every way disturbed\n"
       "  fcx explore boot                         a start\n"
       "  fcx explore at 'AT%BTAD=02FC0A123456'    an AT line\n"
+      "  fcx explore reboot                       switching it off and on\n"
       "  fcx explore commands                     every command, as its example sends it\n"
       "  fcx explore --profile mtk boot           on a fresh phone of that profile\n"
       "  fcx explore --all --json boot            all tries, for a program\n"
@@ -343,6 +454,7 @@ void add_explore(Verb& tool, Invocation& invocation) {
   group.add_option("--seed", options->seed, "Of the share; another each time when not given")
       .type_name("S");
   group.add_flag("--pairs", options->pairs, "Two failures at a time");
+  group.add_flag("--full", options->full, "Show identities whole");
   group.add_flag("--all", options->all, "Show tries with a good verdict, too");
   add_action_verbs(group, invocation, [&invocation, options](const Action& action) {
     explore_all(invocation, *options, {action});

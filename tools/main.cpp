@@ -47,6 +47,7 @@ constexpr char kFooter[] =
     "  fcx log                        what the library wrote to the log\n"
     "  fcx logs collect               collect its logs into an archive\n"
     "  fcx fault item 9 fail          let every access to item 9 fail\n"
+    "  fcx explore boot               try all that can go wrong with a start\n"
     "  fcx power-cut                  cut its power, and see what it has lost\n"
     "\n"
     "Environment:\n"

@@ -1,17 +1,16 @@
 // trace: what the library does to its platform while it carries something out.
 #include <unistd.h>
 
-#include <cctype>
 #include <cstdio>
 #include <cstdlib>
 #include <memory>
 #include <optional>
 #include <string_view>
 
-#include "fcx/command_table.h"
 #include "tools/action_verbs.h"
 #include "tools/commands.h"
 #include "tools/json.h"
+#include "tools/shown_action.h"
 #include "tools/text.h"
 #include "tools/trace.h"
 #include "tools/trace_pattern.h"
@@ -46,36 +45,10 @@ struct Trace {
   TraceView view() const { return {identities, options.full}; }
 };
 
-/// Numbers among what was typed that are as long as an identity: nobody knows yet whether the phone
-/// has it, or takes it for one.
-void add_typed_numbers(std::string_view bytes, Identities& identities) {
-  constexpr size_t kShortest = 12;  // digits of an address
-  for (size_t begin = 0; begin < bytes.size();) {
-    size_t end = begin;
-    while (end < bytes.size() && isxdigit(bytes[end])) ++end;
-    if (end - begin >= kShortest) identities.add(bytes.substr(begin, end - begin));
-    begin = end + 1;
-  }
-}
-
-/// What an AT line assigns is hidden whole: its digits may stand apart.
-std::string hidden_line(const std::string& line) {
-  const size_t begin = line.find('=');
-  if (begin == std::string::npos || line.find('?', begin) == begin + 1) return line;
-  return line.substr(0, begin + 1) + std::string(line.size() - begin - 1, '*');
-}
-
 /// The words that were typed, of an identity a part only.
-std::string shown_words(const Trace& trace) {
-  Action shown = trace.action;
-  if (!trace.options.full) {
-    const fcx::Command* row =
-        shown.kind == Action::Kind::command ? fcx::find_command(shown.opcode) : nullptr;
-    const bool is_imei = row != nullptr && row->content == fcx::Content::imei;
-    shown.bytes = is_imei ? masked(shown.bytes) : trace.identities.hidden_in(shown.bytes);
-    if (shown.kind == Action::Kind::at_line) shown.bytes = hidden_line(shown.bytes);
-  }
-  return typed_words(shown);
+std::string words_of(const Trace& trace) {
+  return trace.options.full ? typed_words(trace.action)
+                            : shown_words(trace.action, trace.identities);
 }
 
 std::string shown_outcome(const Trace& trace) {
@@ -139,13 +112,13 @@ Json json_of(const Trace& trace, const std::optional<Difference>& difference) {
   for (const TracedAccess& each : trace.accesses) {
     accesses.push_back(trace_json(each, trace.began_us, trace.view()));
   }
-  Json object = {{"action", shown_words(trace)},
+  Json object = {{"action", words_of(trace)},
                  {"done", trace.outcome.is_done},
                  {"outcome", shown_outcome(trace)},
                  {"accesses", accesses},
                  {"comparison", comparison_json(trace, difference)}};
   const bool is_masked =
-      shown_words(trace) != typed_words(trace.action) || shown_outcome(trace) != trace.outcome.text;
+      words_of(trace) != typed_words(trace.action) || shown_outcome(trace) != trace.outcome.text;
   if (is_masked) object["masked"] = true;
   return object;
 }
@@ -157,7 +130,7 @@ void show(Trace& trace) {
   trace.invocation.exit_status = is_good ? kDone : kCommandFailed;
   if (trace.invocation.json) return print(json_of(trace, found));
   if (trace.pattern.has_value()) return print_comparison(trace, found);
-  printf("# fcx trace %s\n", harmless(shown_words(trace)).c_str());
+  printf("# fcx trace %s\n", harmless(words_of(trace)).c_str());
   for (const TracedAccess& each : trace.accesses) puts(trace_line(each, trace.view()).c_str());
   printf("# %s\n", harmless(shown_outcome(trace)).c_str());
 }
@@ -180,7 +153,7 @@ const Tracer* running_tracer = nullptr;
 void make(Trace& trace) {
   vp::Phone& phone = trace.invocation.open_phone();
   trace.identities.add_those_of(phone);
-  add_typed_numbers(trace.action.bytes, trace.identities);
+  add_typed_numbers(trace.action, trace.identities);
   const char* clock = getenv("FCX_CLOCK");
   // Threads take turns then, and do the same in the same order each time.
   if (clock == nullptr || std::string_view(clock) != "real") vp::simulate_time(vp::now_us());

@@ -99,6 +99,7 @@ ARROWS = [
     (("tests", "fuzz"), ("services/screen",), "each processor's conversions are compared, and image files read without a program"),
     (("tests", "fuzz"), ("daemon",), "AT lines are the daemon's"),
     (("tests",), ("simulation",), "lives are lived by phones that are tampered with"),
+    (("tests",), ("exploration",), "verdicts are compared over made-up phones, and how processes end"),
     (("fuzz",), ("benchmarks",), "targets run on the same quick modem and properties"),
 ]
 
