@@ -356,10 +356,12 @@ Result look_up_type(const char* device_path, FileType& type) {
 }
 
 DeviceDirectory::DeviceDirectory(const char* device_path) : device_path_(device_path) {
-  const Result opened = operate_at(device_path, FileOperation::open, [&](const char* path) {
-    directory_.reset(opendir(path));
-    return directory_ == nullptr ? -1 : 0;
-  });
+  const Result opened =
+      operate_at({device_path, FileOperation::open, nullptr, -1, O_RDONLY | O_DIRECTORY},
+                 DevicePath(device_path), [&](const char* path) {
+                   directory_.reset(opendir(path));
+                   return directory_ == nullptr ? -1 : 0;
+                 });
   error_ = opened.error();
 }
 

@@ -118,7 +118,6 @@ std::string flags_text(int flags) {
                                  {O_TRUNC, "O_TRUNC"},       {O_APPEND, "O_APPEND"},
                                  {O_NOFOLLOW, "O_NOFOLLOW"}, {O_DIRECTORY, "O_DIRECTORY"},
                                  {O_SYNC, "O_SYNC"}};
-  if (flags < 0) return "O_RDONLY|O_DIRECTORY";
   const int way = flags & O_ACCMODE;
   std::string text = way == O_RDONLY ? "O_RDONLY" : way == O_WRONLY ? "O_WRONLY" : "O_RDWR";
   for (const FlagName& each : kFlags) {
@@ -131,6 +130,10 @@ std::string octal(int64_t mode) {
   std::array<char, 16> text{};
   snprintf(text.data(), text.size(), "%04o", static_cast<unsigned>(mode));
   return text.data();
+}
+
+std::string path_shown(const std::string& path, const TraceView& view) {
+  return view.full ? path : view.identities.hidden_in(path);
 }
 
 /// What is given to an operation on a file, after its path.
@@ -149,14 +152,14 @@ std::string file_arguments(const PlatformAccess& access, const TraceView& view) 
     case Access::chmod:
       return " " + octal(access.size);
     case Access::rename:
-      return " to " + access.new_target;
+      return " to " + path_shown(access.new_target, view);
     default:
       return "";
   }
 }
 
 std::string path_text(const PlatformAccess& access, const TraceView& view) {
-  const std::string path = view.full ? access.target : view.identities.hidden_in(access.target);
+  const std::string path = path_shown(access.target, view);
   // A temporary file takes its name.
   if (access.access == Access::rename && access.new_target.empty()) return "temporary to " + path;
   return path + file_arguments(access, view);
@@ -279,10 +282,10 @@ Json trace_json(const TracedAccess& traced, int64_t began_us, const TraceView& v
                  {"time_us", access.time_us - began_us},
                  {"part", words.part},
                  {"operation", words.operation.empty() ? Json() : Json(words.operation)},
-                 {"target", view.full ? access.target : view.identities.hidden_in(access.target)}};
+                 {"target", path_shown(access.target, view)}};
   const std::string name = name_of_target(access);
   object["name"] = name.empty() ? Json() : Json(name);
-  object["new_target"] = access.new_target.empty() ? Json() : Json(access.new_target);
+  object["new_target"] = access.new_target.empty() ? Json() : Json(path_shown(access.new_target, view));
   object["flags"] = access.part == Part::file && access.access == Access::open
                         ? Json(flags_text(static_cast<int>(access.size)))
                         : Json();

@@ -226,7 +226,7 @@ int Database::all_changes() const { return sqlite3_total_changes(database_.get()
 int64_t Database::last_id() const { return sqlite3_last_insert_rowid(database_.get()); }
 
 Transaction::Transaction(Database& database) : database_(database) {
-  database_.execute("BEGIN IMMEDIATE");
+  database_.query("BEGIN IMMEDIATE").run();
 }
 
 Transaction::~Transaction() {
@@ -239,7 +239,7 @@ Transaction::~Transaction() {
 }
 
 void Transaction::commit() {
-  database_.execute("COMMIT");
+  database_.query("COMMIT").run();
   open_ = false;
 }
 

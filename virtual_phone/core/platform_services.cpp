@@ -154,6 +154,12 @@ vp::Access access_of(FileOperation operation) {
   return kAccess[static_cast<size_t>(operation)];
 }
 
+/// Whether it is told of with its flags, or a mode.
+bool has_flags(FileOperation operation) {
+  return operation == FileOperation::open || operation == FileOperation::mkdir ||
+         operation == FileOperation::chmod;
+}
+
 std::string normal_path(const char* device_path) {
   return vp::normal(std::filesystem::path("/") / device_path);
 }
@@ -182,13 +188,6 @@ FileFault met_by(const vp::Fault& fault) {
   return met;
 }
 
-/// The fault that strikes it, under its new name, too.
-std::optional<vp::Fault> strike_file(vp::Phone& phone, const std::string& new_path) {
-  const auto fault = file_access->accessing.strike();
-  if (fault.has_value() || new_path.empty()) return fault;
-  return vp::strike(phone, vp::Part::file, new_path, vp::Access::rename);
-}
-
 /// What stands where somebody has looked; a link is told as such, also by who has followed it.
 std::string found_at(const FileAccess& access) {
   struct stat found {};
@@ -208,14 +207,14 @@ FileFault platform_file_begins(const FileAccess& access) {
     const std::string path = normal_path(access.device_path);
     vp::PlatformAccess told{vp::Part::file, path, access_of(access.operation)};
     told.given = access.content;
-    told.size = access.flags != 0 ? access.flags : access.size;
+    told.size = has_flags(access.operation) ? access.flags : access.size;
     if (access.new_device_path != nullptr) told.new_target = normal_path(access.new_device_path);
-    const std::string new_path = told.new_target;
     file_access.emplace(phone, std::move(told));
-    if (const auto fault = strike_file(phone, new_path)) met = met_by(*fault);
+    if (const auto fault = file_access->accessing.strike()) met = met_by(*fault);
     if (met.error != 0) return 0;
     if (access.operation == FileOperation::write) vp::tell_of_write(path);
     file_access->turn.emplace(phone, access);
+    vp::Accessing::stop_when_off();
     file_access->changes = vp::keep_flushed(phone, access);
     return 0;
   });

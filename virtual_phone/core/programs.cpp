@@ -79,6 +79,7 @@ std::vector<std::string> written_by(std::string_view command) {
 
 /// What the command writes is not flushed.
 void keep_flushed_before(Phone& phone, std::string_view command) {
+  const FileTurn turn(phone);
   for (const std::string& path : written_by(command)) {
     const std::string place = phone.root() + fs::path(path).lexically_normal().string();
     keep_flushed(phone, {path.c_str(), fcx::FileOperation::open, place.c_str(), -1, O_CREAT});

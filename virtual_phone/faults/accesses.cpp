@@ -60,6 +60,7 @@ std::atomic<WhenPowerIsCut> power_is_cut = tell_and_end;
 
 /// What somebody has set to happen after a change.
 void end_as_faults_have_it(Phone& phone, const PlatformAccess& last, int64_t change) {
+  if (!can_strike_after_changes(phone)) return;
   if (const auto fault = strike(phone, Part::power, "", Access::write)) {
     cut_now(phone, last, change, static_cast<Unflushed>(fault->value));
   }
@@ -79,7 +80,7 @@ void observe_accesses(AccessObserver* observer) {
 
 Accessing::Accessing(Phone& phone, PlatformAccess access)
     : phone_(phone), access_(std::move(access)) {
-  if (is_off) stop_this_thread();
+  stop_when_off();
   await_turn();
   access_.result = -1;
   Observed& all = observed();
@@ -124,8 +125,17 @@ std::optional<Fault> Accessing::strike(WhenLate when_late) {
   if (!fault.has_value()) {
     fault = virtual_phone::strike(phone_, access_.part, access_.target, access_.access, when_late);
   }
+  if (!fault.has_value() && !access_.new_target.empty()) {
+    fault =
+        virtual_phone::strike(phone_, access_.part, access_.new_target, access_.access, when_late);
+  }
   if (fault.has_value()) access_.struck = fault->effect;
+  stop_when_off();
   return fault;
+}
+
+void Accessing::stop_when_off() {
+  if (is_off) stop_this_thread();
 }
 
 void Accessing::ends(int64_t result, std::string_view got) {

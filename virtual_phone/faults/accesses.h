@@ -70,8 +70,10 @@ class Accessing {
   Accessing(const Accessing&) = delete;
   Accessing& operator=(const Accessing&) = delete;
 
-  /// The fault that strikes it, as strike() has it.
+  /// The fault that strikes it, as strike() has it; a rename is struck under its new name, too.
   std::optional<Fault> strike(WhenLate when_late = WhenLate::waits);
+  /// To be called after each wait: does not return when another thread has cut the power meanwhile.
+  static void stop_when_off();
   /// What it comes to.
   void ends(int64_t result, std::string_view got = {});
   /// The same of a request that was answered.

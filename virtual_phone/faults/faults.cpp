@@ -79,27 +79,20 @@ Fault fault_of(const Query& row) {
   return fault;
 }
 
-/// All faults on one target, oldest first.
-std::vector<Fault> faults_on(Database& database, Part part, std::string_view target) {
-  std::vector<Fault> found;
-  Query query = database.query(
-      "SELECT id, kind, target, operation, effect, value, remaining, strikes_from FROM fault"
-      " WHERE kind = ? AND target = ? ORDER BY id");
-  query.bind(name_of(part)).bind(target);
-  while (query.step()) found.push_back(fault_of(query));
-  return found;
-}
-
 /// All on the target, or on the command that runs, oldest first. What its run has counted down
 /// counts no more.
 std::vector<Fault> faults_on(Database& database, const Asked& asked, const Run& run)
     REQUIRES(run.mutex) {
-  std::vector<Fault> found = faults_on(database, asked.part, asked.target);
-  if (run.opcode.empty()) return found;
-  for (Fault& fault : faults_on(database, Part::command, run.opcode)) {
+  std::vector<Fault> found = run.striking;
+  // One statement, which every access costs. No fault is on the command "", which is none.
+  Query query = database.query(
+      "SELECT id, kind, target, operation, effect, value, remaining, strikes_from FROM fault"
+      " WHERE (kind = ? AND target = ?) OR (kind = 'command' AND target = ?)");
+  query.bind(name_of(asked.part)).bind(asked.target).bind(run.opcode);
+  while (query.step()) {
+    Fault fault = fault_of(query);
     if (!run.has_counted(fault.id)) found.push_back(std::move(fault));
   }
-  found.insert(found.end(), run.striking.begin(), run.striking.end());
   std::sort(found.begin(), found.end(), [](const Fault& a, const Fault& b) { return a.id < b.id; });
   return found;
 }
@@ -510,6 +503,11 @@ std::optional<Fault> strike(Phone& phone, Part part, std::string_view target, Ac
     sleep_us(static_cast<uint64_t>(fault.value) * 1000);
   }
   return std::nullopt;
+}
+
+bool can_strike_after_changes(Phone& phone) {
+  const std::lock_guard lock(phone.mutex());
+  return phone.fleeting().query("SELECT 1 FROM fault WHERE kind IN ('power', 'daemon')").step();
 }
 
 std::optional<Access> access_to(Part part) {

@@ -172,6 +172,9 @@ enum class WhenLate { waits, gives_up };
 std::optional<Fault> strike(Phone& phone, Part part, std::string_view target, Access access,
                             WhenLate when_late = WhenLate::waits);
 
+/// Whether there is a fault on the power, or on the daemon's process.
+bool can_strike_after_changes(Phone& phone);
+
 /// What faults on commands call an access to a part; nothing for a part that they cannot strike.
 std::optional<Access> access_to(Part part);
 

@@ -6,7 +6,9 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <array>
 #include <cerrno>
+#include <climits>
 
 #include "virtual_phone/power/unflushed_rows.h"
 
@@ -33,15 +35,22 @@ std::optional<fs::path> below(const Phone& phone, const fs::path& place) {
 
 /// Where an open file lies, as the kernel names it.
 std::optional<fs::path> place_of(int fd) {
-  std::error_code error;
-  const fs::path place = fs::read_symlink("/proc/self/fd/" + std::to_string(fd), error);
-  return error ? std::nullopt : std::optional(place);
+  std::array<char, PATH_MAX> place;
+  const std::string link = "/proc/self/fd/" + std::to_string(fd);
+  const ssize_t size = readlink(link.c_str(), place.data(), place.size());
+  if (size < 0 || static_cast<size_t>(size) == place.size()) return std::nullopt;
+  return std::string(place.data(), static_cast<size_t>(size));
+}
+
+/// Where a directory lies, whatever links lead to it.
+std::optional<fs::path> place_of_directory(const fs::path& path) {
+  const unique_fd directory(open(path.c_str(), O_PATH | O_DIRECTORY | O_CLOEXEC));
+  return directory.ok() ? place_of(directory.get()) : std::nullopt;
 }
 
 /// The same of a path that may have links on the way to its last part.
 std::optional<fs::path> within(const Phone& phone, const fs::path& path) {
-  const unique_fd parent(open(path.parent_path().c_str(), O_PATH | O_DIRECTORY | O_CLOEXEC));
-  const auto place = parent.ok() ? place_of(parent.get()) : std::nullopt;
+  const auto place = place_of_directory(path.parent_path());
   return place.has_value() ? below(phone, *place / path.filename()) : std::nullopt;
 }
 
@@ -159,9 +168,7 @@ class Keeper {
 
   /// What is looked at from now on holds until commit().
   void begin() {
-    if (transaction_.has_value()) return;
-    fs::create_directory(phone_.directory() / kUnflushedName);
-    transaction_.emplace(database_);
+    if (!transaction_.has_value()) transaction_.emplace(database_);
   }
   void commit() {
     if (transaction_.has_value()) transaction_->commit();
@@ -187,8 +194,8 @@ bool keep_before_opening(const Phone& phone, Keeper& keeper, const FileAccess& a
   const bool is_emptied = found.has_value() && S_ISREG(found->st_mode) && found->st_size > 0 &&
                           (access.flags & O_TRUNC) != 0;
   if (is_made) {
-    keeper.forget_data(*path);
     keeper.begin();
+    keeper.forget_data(*path);
     keeper.keep_name(*path);
   }
   if (is_made || is_emptied) keeper.keep_data(*path);
@@ -243,14 +250,13 @@ bool has_place(const FileAccess& access) { return access.path != nullptr || acce
 
 /// A directory's names are flushed. Data of a file that is not there are nobody's.
 void forget_names_in(Phone& phone, Database& database, const fs::path& directory) {
-  std::error_code error;
-  const fs::path real = fs::canonical(directory, error);
-  if (error) return;
+  const auto real = place_of_directory(directory);
+  if (!real.has_value()) return;
   std::vector<UnflushedRow> rows;
   std::vector<fs::path> gone;  // directories that were removed, with all that is below them
   for (UnflushedRow& row : unflushed_rows(database)) {
     const fs::path place = phone.real_directory() / row.path;
-    const bool is_in = place.parent_path() == real;
+    const bool is_in = place.parent_path() == *real;
     const bool is_there = found_at(place).has_value();
     if (is_in && row.what == What::name && !is_there) gone.push_back(row.path);
     const bool is_below_gone = std::any_of(
