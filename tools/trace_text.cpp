@@ -285,7 +285,8 @@ Json trace_json(const TracedAccess& traced, int64_t began_us, const TraceView& v
                  {"target", path_shown(access.target, view)}};
   const std::string name = name_of_target(access);
   object["name"] = name.empty() ? Json() : Json(name);
-  object["new_target"] = access.new_target.empty() ? Json() : Json(path_shown(access.new_target, view));
+  object["new_target"] =
+      access.new_target.empty() ? Json() : Json(path_shown(access.new_target, view));
   object["flags"] = access.part == Part::file && access.access == Access::open
                         ? Json(flags_text(static_cast<int>(access.size)))
                         : Json();

@@ -1,7 +1,8 @@
 // Faults: which are refused, which accesses they strike, and when.
-
+#include <android-base/unique_fd.h>
 #include <cutils/android_reboot.h>
 #include <cutils/properties.h>
+#include <fcntl.h>
 #include <hardware_legacy/power.h>
 #include <selinux/android.h>
 #include <vendor/qve/hardware/filehandle/1.0/IFileHandle.h>
@@ -15,7 +16,9 @@
 #include "platform/device_home.h"
 #include "platform/factory_item_library.h"
 #include "platform/modem_interface.h"
+#include "platform/unified_sysfs.h"
 #include "tests/phone_fixture.h"
+#include "virtual_phone/faults/accesses.h"
 
 namespace fcx_test {
 namespace {
@@ -308,6 +311,71 @@ TEST_F(Faults, OfRebootAndWakeLockLeaveNoTrace) {
     const int64_t before = vp::now_us();
     EXPECT_EQ(0, call()) << service;
     EXPECT_GE(vp::now_us() - before, 60'000'000);
+  }
+}
+
+/// Each access of files in one line when it has ended: its number, what it came to, and what of it
+/// is a fault's, or a change.
+class Told : public vp::AccessObserver {
+ public:
+  Told() { vp::observe_accesses(this); }
+  ~Told() override { vp::observe_accesses(nullptr); }
+  std::optional<Fault> begins(const vp::PlatformAccess&) override { return std::nullopt; }
+  void ended(size_t, const vp::PlatformAccess& access) override {
+    lines += vp::name_of(access.access) + (" " + std::to_string(access.size)) + ": " +
+             std::to_string(access.result) + (access.struck ? ", struck" : "") +
+             (access.is_change ? ", changes\n" : "\n");
+  }
+  std::string lines;
+};
+
+TEST_F(Faults, AreToldOfWithTheAccessThatTheyStrike) {
+  write_file(file("/data/a"), "a");
+  write_file(file("/sys/a"), "a");
+  const std::string path = file("/data/a");
+  const android::base::unique_fd open_one(open(path.c_str(), O_WRONLY | O_CLOEXEC));
+  const auto does = [](const fcx::FileAccess& access, int error = 0) {
+    const fcx::FileFault fault = fcx::platform_file_begins(access);
+    fcx::platform_file_ends(access, fault.error != 0 ? fault.error : error);
+  };
+  const auto renames = [&] {
+    does({"/data/a", Operation::rename, path.c_str(), -1, 0, {}, "/data/b", "/nowhere"});
+  };
+  set(Part::file, "/data/b", Access::rename, Effect::fail, EIO, 1);
+  set(Part::file, "/data/a", Access::write, Effect::shorter, 1, 2, 2);
+  const std::tuple<const char*, std::function<void()>, std::string> cases[] = {
+      {"a node that is only read",
+       [] {
+         char text[4];
+         EXPECT_EQ(1, unified_sysfs_read("/sys/a", text, sizeof text));
+       },
+       "open 0: 0\nread -1: 0\n"},
+      {"a mode of nothing",
+       [&] {
+         does({"/data/a", Operation::chmod, path.c_str()});
+       },
+       "chmod 0: 0\n"},
+      {"a rename, by its new name", renames, "rename -1: 5, struck\n"},
+      {"a write that fails of itself",
+       [&] {
+         does({"/data/a", Operation::write, nullptr, open_one.get()}, ENOSPC);
+       },
+       "write -1: 28, changes\n"},
+      {"a write that is cut",
+       [&] {
+         does({"/data/a", Operation::write, nullptr, open_one.get()}, ENOSPC);
+       },
+       "write -1: 28, struck, changes\n"},
+      {"an unlink that fails",
+       [&] {
+         does({"/data/a", Operation::remove, path.c_str()}, EACCES);
+       },
+       "remove -1: 13\n"},
+  };
+  for (const auto& [what, work, expected] : cases) {
+    const Told told;
+    work();
+    EXPECT_EQ(expected, told.lines) << what;
   }
 }
 

@@ -233,12 +233,14 @@ void platform_file_ends(const FileAccess& access, int error, std::string_view by
     const bool tells = access.operation == FileOperation::stat && error == 0 &&
                        file_access->accessing.is_observed();
     file_access->accessing.ends(error, tells ? found_at(access) : bytes);
+    // What a write has left that failed is another content, too.
+    const bool may_differ = error == 0 || access.operation == FileOperation::write;
+    if (file_access->changes && may_differ) file_access->accessing.changes();
     if (error != 0) return 0;
     // What says that it flushes, and does not, has flushed nothing.
     const bool flushes = access.operation == FileOperation::sync ||
                          access.operation == FileOperation::sync_directory;
     if (!flushes || file_access->is_flushed) vp::note_flushed(phone, access);
-    if (file_access->changes) file_access->accessing.changes();
     return 0;
   });
   file_access.reset();

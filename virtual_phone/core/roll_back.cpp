@@ -3,6 +3,8 @@
 #include <sqlite3.h>
 
 #include <algorithm>
+#include <cerrno>
+#include <cstring>
 #include <fstream>
 
 #include "virtual_phone/core/journal_note.h"
@@ -71,15 +73,15 @@ void copy(sqlite3_file* from, const fs::path& to, uint64_t most) {
   constexpr uint64_t kPiece = 1 << 20;
   std::ofstream out(to, std::ios::binary);
   const uint64_t end = std::min(static_cast<uint64_t>(size), most);
-  for (uint64_t offset = 0; offset < end; offset += piece.size()) {
+  for (uint64_t offset = 0; out && offset < end; offset += piece.size()) {
     piece.resize(std::min(end - offset, kPiece));
     check(from->pMethods->xRead(from, piece.data(), static_cast<int>(piece.size()),
                                 static_cast<sqlite3_int64>(offset)),
           to);
     out << piece;
   }
-  out.close();
-  if (!out) throw Error(to.string() + ": cannot be written");
+  if (out) out.close();
+  if (!out) throw Error(to.string() + ": " + strerror(errno));
 }
 
 /// How much of the log is left. A torn one ends within a frame.

@@ -94,7 +94,8 @@ Answer read_for_others(Phone& phone, const std::string& asked) {
   const fcx::FileAccess reading{path.c_str(), fcx::FileOperation::read};
   const fcx::FileFault fault = fcx::platform_file_begins(reading);
   const Answer answer = fault.error != 0 ? failure_of(fault.error) : read_whole(file, fault.limit);
-  fcx::platform_file_ends(reading, fault.error, answer.contents);
+  const bool has_own_error = fault.error == 0 && answer.error != Error::NONE;
+  fcx::platform_file_ends(reading, has_own_error ? EIO : fault.error, answer.contents);
   return answer;
 }
 
