@@ -236,6 +236,24 @@ TEST_F(PowerCutOfFiles, LeavesOfFilesWhatWasFlushed) {
   }
 }
 
+TEST_F(PowerCutOfFiles, WhatAKilledProcessHasBegunToKeepIsNoFileOfThePhone) {
+  make_fresh("");
+  play("write a new, sync a");
+  constexpr char kSequence[] = "SELECT seq FROM sqlite_sequence WHERE name = 'unflushed'";
+  const auto last = [&] {
+    const std::lock_guard lock(phone().mutex());
+    vp::Query query = phone().fleeting().query(kSequence);
+    return query.step() ? query.number(0) : 0;
+  }();
+  for (int64_t id = last + 1; id < last + 4; ++id) {
+    fs::create_hard_link(file("/data/t/a"), directory() / vp::kUnflushedName / std::to_string(id));
+  }
+  play("write b other");
+  EXPECT_EQ("a=new b=other", left());
+  vp::cut_power(phone(), Unflushed::dropped);
+  EXPECT_EQ("a=new", left());
+}
+
 TEST_F(PowerCutOfFiles, WhatOthersDoToFilesIsFlushed) {
   const std::tuple<const char*, const char*, std::function<void()>, std::string> cases[] = {
       {"a node of the kernel", "/sys/a", [] {}, "new"},

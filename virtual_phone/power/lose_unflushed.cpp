@@ -131,7 +131,10 @@ void put_name_back(const Phone& phone, const UnflushedRow& row,
   const bool stays =
       row.flushed == Flushed::directory && fs::is_directory(fs::symlink_status(place));
   if (stays) return fs::permissions(place, fs::status(kept).permissions());
-  fs::remove_all(place);
+  // A file takes the place of another at once: a process that is killed here leaves one of them.
+  const bool is_replaced =
+      row.flushed == Flushed::file && !fs::is_directory(fs::symlink_status(place));
+  if (!is_replaced) fs::remove_all(place);
   if (row.flushed == Flushed::absent) return;
   fs::create_directories(place.parent_path());
   fs::rename(kept, place);

@@ -108,7 +108,11 @@ class Keeper {
   void keep_data(const fs::path& path) {
     if (find_row(database_, path, What::data).has_value()) return;
     const auto id = add(path, What::data, "file");
-    if (id.has_value()) copy_content(phone_.directory() / path, kept_file(phone_, *id));
+    if (!id.has_value()) return;
+    const fs::path kept = kept_file(phone_, *id);
+    // What a killed process has left there may be another name of a file of the phone.
+    fs::remove(kept);
+    copy_content(phone_.directory() / path, kept);
   }
 
   /// What has a name before that is changed for the first time since its directory was flushed.
