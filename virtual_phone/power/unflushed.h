@@ -33,8 +33,8 @@ class FileTurn {
   android::base::unique_fd fd_;
 };
 
-/// Before an operation on a file, in its turn: keeps what a power cut would leave in place of what it changes.
-/// Where that cannot be kept, what it changes counts as flushed, and the log says so.
+/// Before an operation on a file, in its turn: keeps what a power cut would leave in place of what
+/// it changes. Where that cannot be kept, what it changes counts as flushed, and the log says so.
 /// @return whether the operation can change a file or a name that outlives a restart
 bool keep_flushed(Phone& phone, const fcx::FileAccess& access);
 /// After it has succeeded: what it has flushed is lost no more.
