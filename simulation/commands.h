@@ -25,7 +25,8 @@ struct Change {
 struct Effect {
   std::vector<Change> changes;  ///< in the order in which they are written
   std::string answer;
-  bool restarts = false;  ///< the phone, after all of them
+  bool restarts = false;       ///< the phone, after all of them
+  const char* reason = "fcx";  ///< of the restart
 };
 
 /// Draws a command and what is sent with it.
@@ -33,6 +34,10 @@ factory_daemon::Action draw_command(Random& random);
 
 /// The effect of a step that is no start and no restart.
 Effect effect_of(const Step& step, const State& before, const Product& product);
+
+/// Whether that may be said to be done where something has failed, although it is not the answer of
+/// a phone that is well. The library keeps these on purpose.
+bool is_excused(const Step& step, const std::string& answer);
 
 /// A fault on something that a command, or another step, uses; nothing where it uses nothing that
 /// can fail.

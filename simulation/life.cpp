@@ -70,6 +70,13 @@ Step rewrite(Random& random, const Product& product) {
   return step;
 }
 
+Step card(Random& random) {
+  Step step;
+  step.kind = Step::Kind::card;
+  step.name = random.chance(60) ? kInsert : kRemove;
+  return step;
+}
+
 Step modem_value(Random& random) {
   Step step;
   step.kind = Step::Kind::modem_value;
@@ -86,7 +93,8 @@ Step something(Random& random, const Product& product) {
   if (drawn < 8) return another_sim(random);
   if (drawn < 14) return rewrite(random, product);
   if (drawn < 20) return modem_value(random);
-  if (drawn < 25) return power_cut(random);
+  if (drawn < 24) return power_cut(random);
+  if (drawn < 26) return card(random);
   Step step;
   if (drawn < 29) {
     step.action = {Kind::restart, 0, "maintenance"};
@@ -115,7 +123,7 @@ class Days {
     time_us_ = kFirstDayUs + day * kDayUs + (kMorning + random_.below(60)) * kMinuteUs;
     add_disturbed(start(Kind::start), 40);
     const uint32_t count = 3 + random_.below(5);
-    for (uint32_t i = 0; i < count; ++i) add_disturbed(something(random_, *life_.product), 40);
+    for (uint32_t i = 0; i < count; ++i) add_disturbed(something(random_, *life_.product), 60);
   }
 
  private:

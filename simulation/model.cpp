@@ -15,6 +15,7 @@ using Kind = factory_daemon::Action::Kind;
 using End = Report::End;
 
 constexpr char kKelpDirectory[] = "file /mnt/vendor/persist-qv/kelp/";
+constexpr char kCacheDirectory[] = "file /mnt/vendor/persist-qv/property/";
 
 bool begins(const std::string& text, std::string_view with) {
   return text.compare(0, with.size(), with) == 0;
@@ -30,6 +31,41 @@ bool is_left_over(const std::string& key) {
   // Copies of the package's files.
   return begins(key, kKelpDirectory) &&
          (key.find(".xml") != std::string::npos || key.find(".cfg") != std::string::npos);
+}
+
+/// In directories that somebody has cleared who was not disturbed.
+std::optional<Failure> find_left_over(const std::set<std::string>& directories, const State& now) {
+  for (const auto& [key, value] : now) {
+    const std::string directory = key.substr(0, key.rfind('/') + 1);
+    if (!is_left_over(key) || directories.count(directory) == 0) continue;
+    return Failure{Failure::Kind::value, key, std::nullopt, value};
+  }
+  return std::nullopt;
+}
+
+/// Those in which it replaces files.
+std::set<std::string> directories_of(const Effect& effect) {
+  std::set<std::string> directories;
+  for (const Change& change : effect.changes) {
+    if (begins(change.key, "file /mnt/")) {
+      directories.insert(change.key.substr(0, change.key.rfind('/') + 1));
+    }
+  }
+  return directories;
+}
+
+/// An answer has a second to leave before the phone does.
+std::optional<Failure> check_reboot(const Step& step, const Report& report, const Effect& effect) {
+  constexpr int64_t kAnswerUs = 1'000'000;
+  const std::string expected =
+      effect.restarts ? std::string("restart, reason ") + effect.reason : "none";
+  const bool is_early = report.reboot.has_value() && report.reboot->after_us < kAnswerUs;
+  const std::string found = !report.reboot.has_value() ? "none"
+                            : is_early ? report.reboot->detail + ", before the answer has left"
+                                       : report.reboot->detail;
+  const bool may_lack = step.disturbance.has_value() && !report.reboot.has_value();
+  if (found == expected || may_lack) return std::nullopt;
+  return Failure{Failure::Kind::value, kReboot, expected, found};
 }
 
 /// What makes a difference to somebody.
@@ -305,10 +341,30 @@ std::optional<Failure> Model::check_start(const Step& step, const Report& report
   if (const auto failure = compare(allowed, now)) return failure;
   if (!report.is_done) return Failure{Failure::Kind::answer, "", "a start", report.answer};
   worlds_ = {decided_in(now)};
-  return std::nullopt;
+  return find_left_over({kKelpDirectory, kCacheDirectory}, now);
+}
+
+std::optional<Failure> Model::check_notes(const Step& step, const State& now) const {
+  const auto [note, stands_for] = carrier_note();
+  std::optional<Failure> first;
+  for (const State& world : worlds_) {
+    const State held = in_world(world);
+    const State before = step.is_action(Kind::start) ? restart(held) : held;
+    const State after = started(before, product_);
+    const auto noted = found_in(now, note);
+    const bool is_new = noted != found_in(before, note) && noted == value_in(now, "sim iccid");
+    if (!is_new || noted != found_in(after, note)) return std::nullopt;
+    const auto wrong = std::find_if(
+        stands_for.begin(), stands_for.end(),
+        [&](const std::string& key) { return found_in(now, key) != found_in(after, key); });
+    if (wrong == stands_for.end()) return std::nullopt;
+    first = Failure{Failure::Kind::value, *wrong, found_in(after, *wrong), found_in(now, *wrong)};
+  }
+  return first;
 }
 
 std::optional<Failure> Model::check_disturbed_start(const Step& step, const State& now) {
+  if (const auto failure = check_notes(step, now)) return failure;
   const bool begins_uptime = step.is_action(Kind::start);
   std::vector<State> possible;
   std::set<State> worlds;
@@ -316,6 +372,10 @@ std::optional<Failure> Model::check_disturbed_start(const Step& step, const Stat
     const State held = in_world(world);
     const State before = begins_uptime ? restart(held) : held;
     std::vector<State> sources = begun(step, before, product_);
+    if (const auto waiting = left_waiting(now)) {
+      sources.push_back(sources.front());
+      for (const auto& [key, value] : *waiting) sources.back()[key] = value;
+    }
     sources.push_back(before);
     sources.push_back(started(before, product_));
     worlds.merge(mixtures(parts_for(step), sources));
@@ -362,18 +422,26 @@ std::optional<Failure> Model::check_disturbed_start(const Step& step, const Stat
 std::optional<Failure> Model::check_other(const Step& step, const Report& report,
                                           const State& now) {
   const bool is_restart = step.is_action(Kind::restart) || step.kind == Step::Kind::power_cut;
-  Effect effect = is_restart ? Effect{{}, report.answer, true} : effect_of(step, last_, product_);
+  const Effect effect =
+      is_restart ? Effect{{}, report.answer, true} : effect_of(step, last_, product_);
   const State before = last_;
   std::vector<State> allowed;
   if (report.end != End::answered) {
     allowed = interrupted(before, effect);
   } else if (step.disturbance.has_value()) {
-    allowed = failed(before, effect, report.answer == effect.answer);
+    const bool is_answer = report.answer == effect.answer;
+    if (report.is_done && !is_answer && !is_excused(step, report.answer)) {
+      return Failure{Failure::Kind::answer, "", effect.answer, report.answer};
+    }
+    allowed = failed(before, effect, is_answer);
   } else {
     if (report.answer != effect.answer) {
       return Failure{Failure::Kind::answer, "", effect.answer, report.answer};
     }
     allowed = {interrupted(before, effect).back()};
+  }
+  if (!is_restart) {
+    if (const auto failure = check_reboot(step, report, effect)) return failure;
   }
   const bool is_cut = report.end == End::power_cut || step.kind == Step::Kind::power_cut;
   const bool restarts = effect.restarts || is_cut;
@@ -386,7 +454,8 @@ std::optional<Failure> Model::check_other(const Step& step, const Report& report
     }
     forget_what_was_reset(now);
   }
-  return compare(allowed, now);
+  if (const auto failure = compare(allowed, now)) return failure;
+  return step.disturbance.has_value() ? std::nullopt : find_left_over(directories_of(effect), now);
 }
 
 }  // namespace simulation

@@ -2,10 +2,11 @@
 // library, and asks it nothing.
 //
 // Nothing disturbed: the new values, letter for letter, the answer, and nothing else. Disturbed:
-// each value as before or as it would be, never a third; an answer that says "done" vouches for
-// what it promises. The model goes on with what is there, but for what a start decides: a start
-// that was interrupted may have settled each part of that or not, and the next start that nothing
-// disturbs must end where one of these would.
+// each value as before or as it would be, never a third; an answer that says "done" is the right
+// one, or one of a few that are kept on purpose, and vouches for what it promises. The model goes
+// on with what is there, but for what a start decides: a start that was interrupted may have
+// settled each part of that or not, and the next start that nothing disturbs must end where one of
+// these would.
 #pragma once
 
 #include <map>
@@ -25,7 +26,15 @@ struct Report {
   End end = End::answered;
   std::string answer = {};  ///< or, where it crashed or hung, how
   bool is_done = false;
+  struct Reboot {
+    int64_t after_us;  ///< since the step began
+    std::string detail;
+  };
+  std::optional<Reboot> reboot = {};  ///< that the library has asked for
 };
+
+/// The key of a failure that is about when the phone is rebooted, and for what reason.
+constexpr char kReboot[] = "reboot";
 
 struct Failure {
   enum class Kind { crash, hang, answer, value };
@@ -61,6 +70,8 @@ class Model {
   void note_changed_files(const State& now, bool are_flushed);
   /// Of these, what a power cut has taken away.
   void lose_unflushed(const State& now, State& state) const;
+  /// What an interrupted start must have done before it notes what later starts go by.
+  std::optional<Failure> check_notes(const Step& step, const State& now) const;
   /// A restart may have carried out a factory reset, which takes decisions away.
   void forget_what_was_reset(const State& now);
 

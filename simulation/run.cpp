@@ -16,6 +16,8 @@
 #include "daemon/network_code.h"
 #include "daemon/open.h"
 #include "virtual_phone/core/error.h"
+#include "virtual_phone/core/events.h"
+#include "virtual_phone/core/sd_card.h"
 #include "virtual_phone/core/simulated_time.h"
 #include "virtual_phone/faults/accesses.h"
 #include "virtual_phone/modem/modem.h"
@@ -56,6 +58,9 @@ factory_daemon::Outcome carry_out(vp::Phone& phone, const Step& step) {
     case Step::Kind::modem_value:
       vp::check_modem_value(step.name, step.text);
       vp::set_modem_value(phone, step.name, step.text);
+      break;
+    case Step::Kind::card:
+      step.name == kInsert ? vp::insert_card(phone) : vp::remove_card(phone);
       break;
     case Step::Kind::power_cut:
       vp::cut_power(phone, step.unflushed);
@@ -190,10 +195,14 @@ void use_utc() {
   tzset();
 }
 
-State fresh_state(const fs::path& directory, const Product& product) {
-  vp::create(directory, product.profile, true);
-  vp::Phone phone(directory);
-  return look(phone);
+/// The reboot that a step has asked for; nothing where it has not.
+std::optional<Report::Reboot> reboot_in(const std::vector<vp::Event>& events, const Step& step) {
+  for (const vp::Event& event : events) {
+    if (event.kind == vp::kRebootEvent) {
+      return Report::Reboot{event.time_us - step.time_us, event.detail};
+    }
+  }
+  return std::nullopt;
 }
 
 }  // namespace
@@ -201,12 +210,20 @@ State fresh_state(const fs::path& directory, const Product& product) {
 Lived live(const Life& life, const fs::path& directory, const Watch& watch) {
   use_utc();
   Lived lived;
-  Model model(*life.product, fresh_state(directory, *life.product));
+  vp::create(directory, life.product->profile, true);
+  const auto fresh = [&] {
+    vp::Phone phone(directory);
+    return std::pair(look(phone), vp::last_event(phone));
+  }();
+  Model model(*life.product, fresh.first);
+  int64_t last_event = fresh.second;
   for (size_t i = 0; i < life.steps.size(); ++i) {
     const Step& step = life.steps[i];
-    const Report report = take(directory, step);
+    Report report = take(directory, step);
     // Closed again before the next process begins: a database is not to be taken into one.
     vp::Phone phone(directory);
+    report.reboot = reboot_in(vp::events(phone, last_event), step);
+    last_event = vp::last_event(phone);
     if (step.disturbance.has_value()) vp::clear_faults(phone);
     if (watch.after) watch.after(i, phone);
     const State before = model.last();

@@ -62,6 +62,29 @@ class Shrinking {
   const Trial& trial_;
 };
 
+/// What stands for a file that is not there, and for one that nobody has cleared away.
+constexpr char kAbsent[] = "(absent)";
+constexpr char kLeftOver[] = "left over";
+
+/// The outcome of a command as the model has it: "result 0, DATA".
+constexpr char kShownAnswer[] =
+    " | sed -n 's/^result  */result /p; s/^data  *\\(..*\\)/, \\1/p' | tr -d '\\n'";
+
+/// Shows what the last step answers. Nothing where it is no command.
+std::string answer_script(const Shrunk& shrunk) {
+  const Step& last = shrunk.life.steps.back();
+  if (!last.is_action(factory_daemon::Action::Kind::command)) return "";
+  const std::vector<std::string> lines = command_lines(last);
+  std::string script;
+  const size_t place = last.disturbance.has_value() ? 1 : 0;
+  for (size_t i = 0; i < lines.size(); ++i) {
+    script += i == place ? "found=$(" + lines[i] + kShownAnswer + ")\n" : lines[i] + "\n";
+  }
+  return script + "expected=" + shell_word(shrunk.failure.expected.value_or("")) +
+         "\n[ \"$found\" = \"$expected\" ] && exit\n"
+         "echo \"the answer is '$found', and should be '$expected'\"\nexit 1\n";
+}
+
 std::string after(const std::string& key, size_t begin) { return key.substr(begin); }
 
 /// A shell's command that prints the value which is wrong.
@@ -75,7 +98,16 @@ std::string look_at(const std::string& key) {
   if (kind == "nv") return "fcx modem nv " + name;
   if (kind == "sim") return "fcx sim --full | awk '$1 == \"" + name + "\" {print $2}'";
   if (kind == "overlay" || kind == "efs") return "cat \"$FCX_PHONE/" + kind + name + "\"";
-  return "cat \"$FCX_PHONE/root" + name + "\" 2>/dev/null";
+  const std::string file = "\"$FCX_PHONE/root" + name + "\"";
+  constexpr std::string_view kTemporary = "/temporary";
+  if (name.size() > kTemporary.size() &&
+      name.compare(name.size() - kTemporary.size(), kTemporary.size(), kTemporary) == 0) {
+    const std::string directory = name.substr(0, name.size() - kTemporary.size());
+    return "ls -A \"$FCX_PHONE/root" + directory + "\" | sed -n 's/^\\.temp\\..*/" + kLeftOver +
+           "/p'";
+  }
+  // An empty file is there.
+  return "cat " + file + " 2>/dev/null || echo " + kAbsent;
 }
 
 }  // namespace
@@ -93,15 +125,22 @@ std::string script_of(const Shrunk& shrunk) {
                        "trap 'rm -r \"${FCX_PHONE%/phone}\"' EXIT\n"
                        "fcx init --profile " +
                        shrunk.life.product->profile + " || exit\n";
-  for (const Step& step : shrunk.life.steps) {
-    for (const std::string& line : command_lines(step)) script += line + "\n";
+  const std::string answer = failure.kind == Failure::Kind::answer ? answer_script(shrunk) : "";
+  const size_t count = shrunk.life.steps.size() - (answer.empty() ? 0 : 1);
+  for (size_t i = 0; i < count; ++i) {
+    for (const std::string& line : command_lines(shrunk.life.steps[i])) script += line + "\n";
   }
-  if (failure.kind != Failure::Kind::value) {
+  if (!answer.empty()) return script + answer;
+  // Of time, nothing can be seen on the clock of these commands.
+  if (failure.kind != Failure::Kind::value || failure.key == kReboot) {
     return script + "echo 'Of the last step: '" + shell_word(text_of(failure)) + "\n";
   }
   std::string expected = failure.expected.value_or("");
   const bool is_shown_as_word = failure.key.compare(0, 5, "item ") == 0;
   if (is_shown_as_word) expected = factory_daemon::as_word(expected);
+  const bool is_file = failure.key.compare(0, 5, "file ") == 0;
+  const bool is_left_over = is_file && failure.key.find("/temporary") != std::string::npos;
+  if (is_file && !is_left_over && !failure.expected.has_value()) expected = kAbsent;
   // A shell takes what a command prints without the line ends at its end.
   expected.resize(expected.find_last_not_of('\n') + 1);
   return script + "expected=" + shell_word(expected) + "\nfound=$(" + look_at(failure.key) + ")\n" +

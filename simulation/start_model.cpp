@@ -294,10 +294,24 @@ State first_start_defaults(const Product& product) {
   return defaults;
 }
 
+std::optional<State> left_waiting(const State& now) {
+  if (value_in(now, kUnfinished) != "1") return std::nullopt;
+  return State{{kFirstBoot, "1"}, {kFirstMcc, "FFF"}, {kFirstMccMnc, "FFFFF"}};
+}
+
 const std::vector<std::vector<std::string>>& decided_parts() {
   static const std::vector<std::vector<std::string>> parts = {
       {kFirstBoot, kFirstMcc, kFirstMccMnc}, {kCarrier, kSubCarrier, kCountry, kLastIccid, kKelp}};
   return parts;
+}
+
+const CarrierNote& carrier_note() {
+  static const CarrierNote note = {
+      kLastIccid,
+      {kCarrier, kSubCarrier, kCountry, kKelp, kFeatures, kPermanent,
+       std::string(kCache) + "sim.operator", std::string(kCache) + "sim.country",
+       std::string(kCache) + "sim.operator.sub"}};
+  return note;
 }
 
 State restarted(const State& before, const State& fresh, const Product& product) {

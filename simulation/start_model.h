@@ -1,6 +1,7 @@
 // What a start that nothing disturbs makes of a phone.
 #pragma once
 
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -24,8 +25,19 @@ const std::vector<std::vector<std::string>>& decided_parts();
 /// between.
 State first_start_defaults(const Product& product);
 
+/// What a first start publishes as done while it waits for the SIM: only together with the mark
+/// that lets a later start go on. Nothing where that mark is not there.
+std::optional<State> left_waiting(const State& now);
+
 /// What a start sets again of what earlier ones have kept in files, where it finds nothing else.
 State replayed(const State& before, const Product& product);
+
+/// What a start has done before it notes which SIM's carrier that is: the note, and the carrier.
+struct CarrierNote {
+  const char* note;
+  std::vector<std::string> stands_for;
+};
+const CarrierNote& carrier_note();
 
 /// Whether a start of this phone is a first one.
 bool is_first_start(const State& state);

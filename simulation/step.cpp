@@ -46,6 +46,8 @@ std::string line_of(const Step& step) {
       return "fcx ntcode set " + word(step.text);
     case Step::Kind::modem_value:
       return "fcx modem set " + step.name + " " + word(step.text);
+    case Step::Kind::card:
+      return "fcx card " + step.name;
     case Step::Kind::power_cut:
       return std::string("fcx power-cut ") + vp::name_of(step.unflushed);
   }

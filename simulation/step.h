@@ -19,6 +19,7 @@ struct Step {
     sim,           ///< the SIM is another
     network_code,  ///< the list is rewritten with `text`
     modem_value,   ///< the modem keeps `text` as its value `name`
+    card,          ///< the SD card is put in, or taken out: `name`
     power_cut,     ///< of a phone at rest
   };
   Kind kind = Kind::action;
@@ -42,6 +43,10 @@ struct Step {
     return disturbance.has_value() && disturbance->part == part;
   }
 };
+
+/// The card is put in by a step of this name, and taken out by any other.
+constexpr char kInsert[] = "insert";
+constexpr char kRemove[] = "remove";
 
 /// A day's beginning, and that of every life.
 constexpr int64_t kDayUs = int64_t{86'400} * 1'000'000;
