@@ -2,6 +2,7 @@
 
 #include <cstdlib>
 #include <filesystem>
+#include <fstream>
 
 #include "simulation/run.h"
 #include "simulation/shrink.h"
@@ -97,6 +98,52 @@ TEST_F(Simulation, FindsWhatNobodyShouldHaveChanged) {
     EXPECT_EQ(each.said, text_of(*lived.failure));
     EXPECT_EQ(1u, lived.failure->step) << each.what;
   }
+}
+
+TEST_F(Simulation, FindsWhatIsLeftOverByWhoeverClearsThere) {
+  const Life life{1, 1, simulation::find_product("open"), {start(), command(4419, "A")}};
+  struct Case {
+    size_t step;
+    const char* directory;
+    const char* said;  ///< null: nobody clears there
+  };
+  const Case cases[] = {
+      {0, "kelp/", "file /mnt/vendor/persist-qv/kelp/temporary is \"\", and should be nothing"},
+      {0, "camera/", nullptr},
+      {1, "", "file /mnt/vendor/persist-qv/temporary is \"\", and should be nothing"},
+      {1, "kelp/", nullptr},
+  };
+  for (const Case& each : cases) {
+    const auto leave = [&](size_t step, vp::Phone& phone) {
+      const fs::path directory = phone.root() + "/mnt/vendor/persist-qv/" + each.directory;
+      fs::create_directories(directory);
+      if (step == each.step) std::ofstream(directory / ".temp.1").flush();
+    };
+    const auto failure = simulation::live(life, phone(), {{}, leave}).failure;
+    EXPECT_EQ(each.said != nullptr, failure.has_value()) << each.step << each.directory;
+    if (failure.has_value()) EXPECT_EQ(each.said, text_of(*failure));
+  }
+}
+
+TEST_F(Simulation, ShowsAWrongAnswerInItsScript) {
+  Life life{7, 1, simulation::find_product("mtk"), {command(4010, "")}};
+  life.steps[0].disturbance = dies(2);
+  const Failure failure{Failure::Kind::answer, "", "result 0, it's", "result 0", 0};
+  EXPECT_EQ(R"(#!/bin/sh
+# Seed 7: the answer is "result 0", and should be "result 0, it's"
+FCX_PHONE=$(mktemp -d)/phone
+export FCX_PHONE TZ=UTC FCX_CLOCK=fast
+trap 'rm -r "${FCX_PHONE%/phone}"' EXIT
+fcx init --profile mtk || exit
+fcx fault daemon dies --after 2 --times 1
+found=$(fcx send 4010 | sed -n 's/^result  */result /p; s/^data  *\(..*\)/, \1/p' | tr -d '\n')
+fcx fault clear
+expected='result 0, it'\''s'
+[ "$found" = "$expected" ] && exit
+echo "the answer is '$found', and should be '$expected'"
+exit 1
+)",
+            simulation::script_of({life, failure}));
 }
 
 TEST_F(Simulation, FindsADaemonThatSleepsForEver) {
