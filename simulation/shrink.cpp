@@ -80,9 +80,12 @@ std::string answer_script(const Shrunk& shrunk) {
   for (size_t i = 0; i < lines.size(); ++i) {
     script += i == place ? "found=$(" + lines[i] + kShownAnswer + ")\n" : lines[i] + "\n";
   }
-  return script + "expected=" + shell_word(shrunk.failure.expected.value_or("")) +
-         "\n[ \"$found\" = \"$expected\" ] && exit\n"
-         "echo \"the answer is '$found', and should be '$expected'\"\nexit 1\n";
+  // Where something has failed, more than one answer is right: then it is the wrong one that shows.
+  const bool is_disturbed = last.disturbance.has_value();
+  const auto& known = is_disturbed ? shrunk.failure.found : shrunk.failure.expected;
+  return script + "known=" + shell_word(known.value_or("")) + "\n[ \"$found\" " +
+         (is_disturbed ? "!=" : "=") + " \"$known\" ] && exit\necho " +
+         shell_word(text_of(shrunk.failure)) + "\nexit 1\n";
 }
 
 std::string after(const std::string& key, size_t begin) { return key.substr(begin); }
@@ -107,7 +110,7 @@ std::string look_at(const std::string& key) {
            "/p'";
   }
   // An empty file is there.
-  return "cat " + file + " 2>/dev/null || echo " + kAbsent;
+  return "cat " + file + " 2>/dev/null || echo '" + kAbsent + "'";
 }
 
 }  // namespace

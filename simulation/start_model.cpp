@@ -294,8 +294,8 @@ State first_start_defaults(const Product& product) {
   return defaults;
 }
 
-std::optional<State> left_waiting(const State& now) {
-  if (value_in(now, kUnfinished) != "1") return std::nullopt;
+std::optional<State> left_waiting(const State& now, bool is_sim_unread) {
+  if (value_in(now, kUnfinished) != "1" && !is_sim_unread) return std::nullopt;
   return State{{kFirstBoot, "1"}, {kFirstMcc, "FFF"}, {kFirstMccMnc, "FFFFF"}};
 }
 
