@@ -121,7 +121,9 @@ TEST_F(Simulation, FindsWhatIsLeftOverByWhoeverClearsThere) {
     };
     const auto failure = simulation::live(life, phone(), {{}, leave}).failure;
     EXPECT_EQ(each.said != nullptr, failure.has_value()) << each.step << each.directory;
-    if (failure.has_value()) EXPECT_EQ(each.said, text_of(*failure));
+    if (failure.has_value()) {
+      EXPECT_EQ(each.said, text_of(*failure));
+    }
   }
 }
 
