@@ -1,5 +1,8 @@
 // Lives are drawn as they were, what is wrong in one is found, and what is left of it shows that.
 
+#include <gtest/gtest.h>
+#include <unistd.h>
+
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
