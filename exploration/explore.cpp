@@ -14,7 +14,7 @@
 #include <random>
 #include <thread>
 
-#include "exploration/copy.h"
+#include "exploration/image.h"
 #include "exploration/message.h"
 
 namespace exploration {
@@ -48,7 +48,6 @@ class Workplace {
   Workplace& operator=(const Workplace&) = delete;
 
   const fs::path& path() const { return path_; }
-  fs::path original() const { return path_ / "original"; }
 
  private:
   static constexpr char kName[] = "fcx-explore-";
@@ -130,13 +129,13 @@ Aftermath undisturbed_aftermath(const fs::path& phone, const Action& action) {
   return aftermath_from(told.bytes);
 }
 
-Reference reference_of(const Workplace& place, const Action& action) {
+Reference reference_of(const Workplace& place, const PhoneImage& original, const Action& action) {
   Reference reference;
   reference.answers_for_all = !is_start(action);
   const fs::path once = place.path() / "once";
   const fs::path never = place.path() / "never";
-  copy_phone(place.original(), once);
-  copy_phone(place.original(), never);
+  original.write_to(once);
+  original.write_to(never);
   reference.run = run_apart(once, action, {}, Bounds());
   if (reference.run.ending != Ending::ended) {
     throw vp::Error("it does not end well when nobody disturbs it: " + reference.run.what);
@@ -159,9 +158,9 @@ std::string came_out(const Run& run) {
 
 /// One try, on a copy that is removed again.
 /// @return what came out, the verdict, and why
-std::string try_one(const fs::path& original, const fs::path& copy, const Action& action,
+std::string try_one(const PhoneImage& original, const fs::path& copy, const Action& action,
                     const Reference& reference, const Plan& plan) {
-  copy_phone(original, copy);
+  original.write_to(copy);
   const Run run = run_apart(copy, action, plan.disturbances, Bounds());
   Judgement judgement = judge_ending(run);
   if (run.ending == Ending::ended || run.ending == Ending::cut) {
@@ -193,13 +192,14 @@ void note(const Apart& told, Try& tried) {
 }
 
 /// Tries every `step`th from the `first` on, and tells each as it is done.
-void work_through(const Workplace& place, const Action& action, const Reference& reference,
-                  const std::vector<Plan>& plans, size_t first, size_t step, int told_to) {
+void work_through(const Workplace& place, const PhoneImage& original, const Action& action,
+                  const Reference& reference, const std::vector<Plan>& plans, size_t first,
+                  size_t step, int told_to) {
   const fs::path copy = place.path() / ("copy-" + std::to_string(first));
   for (size_t i = first; i < plans.size(); i += step) {
     const Bounds whole{std::chrono::hours(1), std::chrono::seconds(60)};
     const Apart told =
-        apart(whole, [&] { return try_one(place.original(), copy, action, reference, plans[i]); });
+        apart(whole, [&] { return try_one(original, copy, action, reference, plans[i]); });
     fs::remove_all(copy);
     Writer writer;
     writer.add(static_cast<int64_t>(i));
@@ -264,14 +264,15 @@ bool take_up(Worker& worker, const std::function<void(size_t, const Apart&)>& ta
 }
 
 /// Tries them all, on all processors. Throws Error when some are missing in the end.
-void try_all(const Workplace& place, const Action& action, const Reference& reference,
-             const std::vector<Plan>& plans, std::vector<Try>& tries,
+void try_all(const Workplace& place, const PhoneImage& original, const Action& action,
+             const Reference& reference, const std::vector<Plan>& plans, std::vector<Try>& tries,
              const std::function<void(size_t, size_t)>& progress) {
   const size_t count = std::max(1U, std::thread::hardware_concurrency());
   std::vector<Worker> workers;
   for (size_t i = 0; i < count; ++i) {
-    workers.push_back(start_worker(
-        [&](int told_to) { work_through(place, action, reference, plans, i, count, told_to); }));
+    workers.push_back(start_worker([&](int told_to) {
+      work_through(place, original, action, reference, plans, i, count, told_to);
+    }));
   }
   size_t done = 0;
   const auto take = [&](size_t number, const Apart& told) {
@@ -301,12 +302,13 @@ void try_all(const Workplace& place, const Action& action, const Reference& refe
 }
 
 /// What is tried two at a time: after each usual failure every later one, of what is accessed then.
-std::vector<Plan> pairs_of(const Workplace& place, const Action& action, const Reference& reference,
+std::vector<Plan> pairs_of(const Workplace& place, const PhoneImage& original, const Action& action,
+                           const Reference& reference,
                            std::vector<std::vector<vp::PlatformAccess>>& traces) {
   std::vector<Plan> plans;
   const fs::path copy = place.path() / "first";
   for (const Disturbance& first : failures_of(reference.run.trace)) {
-    copy_phone(place.original(), copy);
+    original.write_to(copy);
     const Run run = run_apart(copy, action, {first}, Bounds());
     fs::remove_all(copy);
     for (const Disturbance& second : failures_of(run.trace)) {
@@ -385,14 +387,14 @@ size_t Report::bad() const {
 
 Report explore(const Request& request, const std::function<void(size_t, size_t)>& progress) {
   const Workplace place;
-  copy_phone_in_use(request.phone, place.original());
-  const Reference reference = reference_of(place, request.action);
+  const PhoneImage original(request.phone);
+  const Reference reference = reference_of(place, original, request.action);
   Report report{reference.run.outcome, reference.run.trace, {}, {}};
   // Nothing in its way is a try, too: what it says to be done must be kept.
   std::vector<Plan> plans;
   std::vector<std::vector<vp::PlatformAccess>> traces;
   if (request.pairs) {
-    plans = pairs_of(place, request.action, reference, traces);
+    plans = pairs_of(place, original, request.action, reference, traces);
   } else {
     for (const Disturbance& each : disturbances_of(report.trace)) plans.push_back({{each}});
   }
@@ -404,7 +406,7 @@ Report explore(const Request& request, const std::function<void(size_t, size_t)>
   plans.push_back({});
   report.tries.push_back(
       {"none", "nothing", {{"none", "nothing"}}, "", {}, "", {"fcx " + request.name}});
-  try_all(place, request.action, reference, plans, report.tries, progress);
+  try_all(place, original, request.action, reference, plans, report.tries, progress);
   report.unseen = accept(request, report.tries);
   // A share of the tries, and two at a time, say nothing of what they leave out.
   if (request.share < 100 || request.pairs) report.unseen.clear();

@@ -8,7 +8,7 @@
 #include <csignal>
 #include <cstdlib>
 
-#include "exploration/copy.h"
+#include "exploration/image.h"
 #include "tests/phone_fixture.h"
 
 namespace fcx_test {
@@ -84,7 +84,7 @@ TEST_F(CopiedPhone, HasAllButItsLog) {
   fs::create_directories(file("/data/a/b"));
   set_item(9, "serial");
   const fs::path copy = directory().string() + "-copy";
-  exploration::copy_phone_in_use(directory(), copy);
+  exploration::PhoneImage(directory()).write_to(copy);
 
   const fs::path root = copy / "root/data";
   EXPECT_EQ(read_file(file("/data/f")), read_file(root / "f"));

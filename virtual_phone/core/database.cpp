@@ -66,7 +66,8 @@ const char* not_null(std::string_view bytes) { return bytes.data() == nullptr ? 
 void check_are_regular(const std::filesystem::path& file) {
   const auto check = [&](const char* suffix) {
     const std::filesystem::path each = file.string() + suffix;
-    if (!std::filesystem::exists(each) || std::filesystem::is_regular_file(each)) return;
+    const std::filesystem::file_status found = std::filesystem::status(each);
+    if (!std::filesystem::exists(found) || std::filesystem::is_regular_file(found)) return;
     throw Error(each.string() + " is no regular file, as a database's must be. Remove it.");
   };
   for (const char* suffix : kDatabaseSuffixes) check(suffix);

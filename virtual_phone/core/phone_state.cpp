@@ -1,7 +1,9 @@
 #include "virtual_phone/core/phone_state.h"
 
 #include <android-base/unique_fd.h>
+#include <dirent.h>
 #include <fcntl.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include <array>
@@ -9,7 +11,9 @@
 #include <cinttypes>
 #include <cstdint>
 #include <cstdio>
+#include <memory>
 
+#include "virtual_phone/core/content_hash.h"
 #include "virtual_phone/core/item_store.h"
 #include "virtual_phone/core/properties.h"
 #include "virtual_phone/core/sd_card.h"
@@ -29,42 +33,81 @@ std::map<int, std::string> items_of(Phone& phone) {
   return items;
 }
 
-/// FNV-1a.
-void add_to_hash(uint64_t& hash, std::string_view bytes) {
-  for (const char byte : bytes) hash = (hash ^ static_cast<uint8_t>(byte)) * 0x100000001b3;
+struct CloseDirectory {
+  // Of a directory that is only read, nothing can be lost.
+  void operator()(DIR* directory) const { static_cast<void>(closedir(directory)); }
+};
+
+std::string content_of_link(const std::string& path) {
+  return "link to " + fs::read_symlink(path).string();
 }
 
-std::string content_of(const fs::directory_entry& entry) {
-  if (entry.is_symlink()) return "link to " + fs::read_symlink(entry.path()).string();
-  if (!entry.is_regular_file()) return "no file";
-  const unique_fd file(open(entry.path().c_str(), O_RDONLY | O_NOFOLLOW | O_CLOEXEC));
-  const auto size = static_cast<off_t>(entry.file_size());
-  uint64_t hash = 0xcbf29ce484222325;
+std::string content_of_file(const std::string& path) {
+  const unique_fd file(open(path.c_str(), O_RDONLY | O_NOFOLLOW | O_CLOEXEC));
+  struct stat found {};
+  if (!file.ok() || fstat(file.get(), &found) != 0) return "cannot be read";
+  ContentHash hash;
   // What is not written is left out: the partition of the items is nearly all of that.
-  for (off_t data = 0; data < size;) {
+  for (off_t data = 0; data < found.st_size;) {
     data = lseek(file.get(), data, SEEK_DATA);
     if (data < 0 && errno == ENXIO) break;
     const off_t hole = lseek(file.get(), data, SEEK_HOLE);
-    if (!file.ok() || data < 0 || hole < 0) return "cannot be read";
-    add_to_hash(hash, std::to_string(data));
+    if (data < 0 || hole < 0) return "cannot be read";
+    hash.add(std::to_string(data));
     std::string bytes(static_cast<size_t>(hole - data), '\0');
     if (pread(file.get(), bytes.data(), bytes.size(), data) != hole - data) return "cannot be read";
-    add_to_hash(hash, bytes);
+    hash.add(bytes);
     data = hole;
   }
   std::array<char, 17> digits;
-  snprintf(digits.data(), digits.size(), "%016" PRIx64, hash);
-  return std::to_string(size) + " bytes, " + digits.data();
+  snprintf(digits.data(), digits.size(), "%016" PRIx64, hash.value());
+  return std::to_string(found.st_size) + " bytes, " + digits.data();
+}
+
+unsigned char type_of(const std::string& directory, const dirent& entry) {
+  // Not every file system says it with the name.
+  if (entry.d_type != DT_UNKNOWN) return entry.d_type;
+  struct stat found {};
+  const std::string path = directory + "/" + entry.d_name;
+  if (lstat(path.c_str(), &found) != 0) return DT_UNKNOWN;
+  return static_cast<unsigned char>(IFTODT(found.st_mode));
+}
+
+/// All that is below `top` and no directory. A look at a phone takes as long as this: so it is
+/// written with what the system has at hand.
+void add_tree(const std::string& top, const std::string& name, const std::string& path,
+              PhoneState& state) {
+  const std::string at = top + path;
+  const std::unique_ptr<DIR, CloseDirectory> directory(opendir(at.c_str()));
+  if (directory == nullptr) {
+    throw fs::filesystem_error("list", at, std::error_code(errno, std::generic_category()));
+  }
+  while (const dirent* entry = readdir(directory.get())) {
+    const std::string_view last = entry->d_name;
+    if (last == "." || last == "..") continue;
+    const std::string inner = path + "/" + entry->d_name;
+    const auto keep = [&](std::string content) {
+      state.files.emplace(std::pair(name, inner), std::move(content));
+    };
+    switch (type_of(at, *entry)) {
+      case DT_DIR:
+        add_tree(top, name, inner, state);
+        break;
+      case DT_REG:
+        keep(content_of_file(top + inner));
+        break;
+      case DT_LNK:
+        keep(content_of_link(top + inner));
+        break;
+      default:
+        keep("no file");
+    }
+  }
 }
 
 void add_tree(const Phone& phone, const std::string& name, PhoneState& state) {
   const fs::path top = phone.directory() / name;
-  if (!fs::is_directory(top)) return;
-  for (const auto& entry : fs::recursive_directory_iterator(top)) {
-    if (entry.is_directory() && !entry.is_symlink()) continue;
-    const std::string path = "/" + entry.path().lexically_relative(top).string();
-    state.files.emplace(std::pair(name, path), content_of(entry));
-  }
+  if (fs::is_directory(top)) add_tree(top.string(), name, "", state);
 }
 
 }  // namespace

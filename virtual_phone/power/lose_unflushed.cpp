@@ -8,6 +8,7 @@
 #include <array>
 #include <map>
 
+#include "virtual_phone/core/content_hash.h"
 #include "virtual_phone/power/unflushed.h"
 #include "virtual_phone/power/unflushed_rows.h"
 
@@ -31,21 +32,19 @@ struct Seen {
 };
 
 Seen seen_at(const fs::path& place) {
-  constexpr uint64_t kOffset = 14695981039346656037U;
-  constexpr uint64_t kPrime = 1099511628211U;
   const auto found = found_at(place);
   if (!found.has_value()) return {};
-  Seen seen{true, S_ISREG(found->st_mode), 0, kOffset};
+  Seen seen{true, S_ISREG(found->st_mode), 0, 0};
   if (!seen.is_file) return seen;
   const unique_fd in(open(place.c_str(), O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC));
+  ContentHash hash;
   std::array<char, 65536> piece;
   for (ssize_t size = 1; in.ok() && size > 0; seen.bytes += static_cast<uint64_t>(size)) {
     size = read(in.get(), piece.data(), piece.size());
     if (size < 0) fail_at(place);
-    for (ssize_t i = 0; i < size; ++i) {
-      seen.hash = (seen.hash ^ static_cast<uint8_t>(piece[static_cast<size_t>(i)])) * kPrime;
-    }
+    hash.add({piece.data(), static_cast<size_t>(size)});
   }
+  seen.hash = hash.value();
   return seen;
 }
 
