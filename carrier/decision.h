@@ -34,7 +34,54 @@ class DecidedProperty {
   bool is_pending_ = false;
 };
 
+/// One that a first start begins with, and the SIM's carrier replaces. No later start sets it.
+class DefaultProperty {
+ public:
+  explicit DefaultProperty(const char* name) : name_(name) {}
+
+  void set(const PropertyText& value) {
+    before_ = read_property(name_);
+    wanted_ = value;
+    is_refused_ = !set_property(name_, value);
+  }
+  /// Tries again what was refused.
+  void publish() {
+    if (is_pending()) is_refused_ = !set_property(name_, wanted_);
+  }
+  /// Not where it has been replaced since.
+  bool is_pending() const { return is_refused_ && read_property(name_).view() == before_.view(); }
+
+ private:
+  const char* name_;
+  PropertyText before_;
+  PropertyText wanted_;
+  bool is_refused_ = false;
+};
+
+struct Defaults {
+  DefaultProperty sim_changed{kSimChangedProperty};
+  DefaultProperty sim_operator{kSimOperatorProperty};
+  DefaultProperty sim_country{kSimCountryProperty};
+  DefaultProperty second_operator{"persist.vendor.qve.sim2.operator"};
+  DefaultProperty second_country{"persist.vendor.qve.sim2.country"};
+  DefaultProperty iccid{kIccidProperty};
+  DefaultProperty last_iccid{kLastIccidProperty};
+
+  void publish() {
+    for (DefaultProperty* each : {&sim_changed, &sim_operator, &sim_country, &second_operator,
+                                  &second_country, &iccid, &last_iccid}) {
+      each->publish();
+    }
+  }
+  bool are_pending() const {
+    return sim_changed.is_pending() || sim_operator.is_pending() || sim_country.is_pending() ||
+           second_operator.is_pending() || second_country.is_pending() || iccid.is_pending() ||
+           last_iccid.is_pending();
+  }
+};
+
 struct Decision {
+  Defaults defaults;
   DecidedProperty mcc_list{kMccListProperty};
   DecidedProperty first_mcc{kFirstMccProperty};
   DecidedProperty first_mccmnc{kFirstMccMncProperty};
@@ -46,6 +93,7 @@ struct Decision {
   }
   /// Tries again what was refused. @return whether all of it is published now
   bool publish() {
+    defaults.publish();
     for (DecidedProperty* each : {&mcc_list, &first_mcc, &first_mccmnc}) each->publish();
     if (!has_pending_value()) first_boot.publish();
     return is_published();
@@ -54,7 +102,8 @@ struct Decision {
 
  private:
   bool has_pending_value() const {
-    return mcc_list.is_pending() || first_mcc.is_pending() || first_mccmnc.is_pending();
+    return defaults.are_pending() || mcc_list.is_pending() || first_mcc.is_pending() ||
+           first_mccmnc.is_pending();
   }
 };
 

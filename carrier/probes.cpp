@@ -122,7 +122,9 @@ void qve_check_nao_feature() {
   if (features == fcx::Presence::present) state.has_feature_codes = true;
   state.is_feature_file_unknown = features == fcx::Presence::unknown;
   if (!state.is_kelp && region.c_str()[0] == '1') state.is_nao = true;
-  if (find_below(root, fcx::kCarrierCodes) == fcx::Presence::present) {
+  const fcx::Presence carriers = find_below(root, fcx::kCarrierCodes);
+  state.is_carrier_file_unknown = carriers == fcx::Presence::unknown;
+  if (carriers == fcx::Presence::present) {
     if (state.is_kelp) {
       state.has_fast_profile = true;
       state.has_late_profile = true;

@@ -65,28 +65,33 @@ void check_laot_mode_enabled(CarrierState& state) REQUIRES(state.pass) {
   publish(fcx::kSimChangedProperty, "F");
 }
 
-void qve_set_sap_default_property(const CarrierState& state) REQUIRES(state.pass) {
+void qve_set_sap_default_property(CarrierState& state) REQUIRES(state.pass) {
   SBP_LOG("[QVE][SBP] qve_set_sap_default_property");
-  publish(fcx::kSimOperatorProperty, state.default_operator);
-  publish(fcx::kIccidProperty, state.default_iccid);
-  publish(fcx::kLastIccidProperty, state.default_iccid);
+  fcx::Defaults& defaults = state.decision.defaults;
+  defaults.sim_operator.set(state.default_operator);
+  defaults.iccid.set(state.default_iccid);
+  defaults.last_iccid.set(state.default_iccid);
   if (!state.has_late_profile) return;
-  publish(fcx::kSimCountryProperty, state.default_country);
+  defaults.sim_country.set(state.default_country);
   if (qve_get_dualsim_appendix() == 0) return;
-  publish("persist.vendor.qve.sim2.operator", state.default_operator);
-  publish("persist.vendor.qve.sim2.country", state.default_country);
+  defaults.second_operator.set(state.default_operator);
+  defaults.second_country.set(state.default_country);
 }
 
 /// Step 1: what earlier starts left, and what the device is.
-void prepare(CarrierState& state) REQUIRES(state.pass) {
+/// @return false when nobody can tell yet
+[[nodiscard]] bool prepare(CarrierState& state) REQUIRES(state.pass) {
   state.first_boot = static_cast<FirstBoot>(qve_check_fboot_status());
   state.is_left_waiting = state.is_left_waiting || is_set(kLeftWaitingProperty);
   state.sim_profile_permission = fcx::read_sim_profile_permission();
   qve_sbp_verion();
   qve_check_nao_feature();
+  // A package without carriers would let the SIM settle, for ever, what the build does.
+  if (state.is_carrier_file_unknown) return false;
   qve_save_profile_type();
   if (!state.is_test_mode) state.is_test_mode = is_set("persist.vendor.qve.kelp.test.enable");
   check_laot_mode_enabled(state);
+  return true;
 }
 
 /// Step 2: a device that has never completed a start gets the defaults.
@@ -96,7 +101,7 @@ void set_defaults(CarrierState& state) REQUIRES(state.pass) {
   state.decision.first_mcc.set(kUnknownMcc);
   state.decision.first_boot.set("0");
   state.decision.mcc_list.set(kUnknownMcc);
-  publish(fcx::kSimChangedProperty, "F");
+  state.decision.defaults.sim_changed.set(PropertyText("F"));
   if (state.has_fast_profile || state.has_late_profile) qve_set_sap_default_property(state);
 }
 
@@ -208,17 +213,19 @@ void read_saved_iccid(CarrierState& state) REQUIRES(state.pass) {
 }
 
 /// Step 6: steps 1 to 5 are done until the first read of the SIM that fails.
-void prepare_for_the_sim(CarrierState& state) REQUIRES(state.pass) {
+/// @return false when nobody can decide anything yet
+[[nodiscard]] bool prepare_for_the_sim(CarrierState& state) REQUIRES(state.pass) {
   if (state.sim_read != SimRead::none_failed) {
     state.decision.publish();
-    return;
+    return true;
   }
   Lists lists;
-  prepare(state);
+  if (!prepare(state)) return false;
   set_defaults(state);
   settle_mcc_list(state, lists);
   decide_by_network_code(state, lists);
   read_saved_iccid(state);
+  return true;
 }
 
 /// Publishes the country that an earlier SIM has settled. @return the country; empty when none has
@@ -342,7 +349,7 @@ int qve_single_binary_init() {
   if (state.default_iccid.empty()) fcx::read_defaults(state);
   SBP_LOG("[QVE][SBP] qve_single_binary_init");
   if (!state.is_decided) {
-    prepare_for_the_sim(state);
+    if (!prepare_for_the_sim(state)) return 1;
     fcx::IccidText read;
     const Next next = read_the_sim(state, read);
     if (next == Next::poll_again) return 1;

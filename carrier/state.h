@@ -38,7 +38,9 @@ struct CarrierState {
   std::atomic<bool> has_feature_codes = false;  ///< GCID
   std::atomic<bool> has_fast_profile = false;   ///< SIM auto profile at the first read of the SIM
   std::atomic<bool> has_late_profile = false;   ///< SIM auto profile later
-  /// Nobody could find out whether there is a file with features.
+  /// Nobody could find out whether there is a file with carrier codes, which both profiles need.
+  std::atomic<bool> is_carrier_file_unknown = false;
+  /// The same of the file with features.
   std::atomic<bool> is_feature_file_unknown = false;
   /// Whether kelp.prop is of an earlier SIM, since it could not be replaced.
   std::atomic<bool> is_stored_profile_stale = false;

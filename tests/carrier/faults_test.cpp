@@ -229,6 +229,58 @@ TEST_F(StartFaults, ADecisionThatCouldNotBePublishedIsNotDone) {
   }
 }
 
+TEST_F(StartFaults, AFirstStartIsNotDoneWithoutItsDefaults) {
+  constexpr const char* kDefaults[] = {
+      "persist.vendor.qve.sim-changed", "persist.vendor.qve.iccid", "persist.vendor.qve.last-iccid",
+      "persist.vendor.qve.sim.operator", "persist.vendor.qve.sim.country"};
+  const vp::Sim sims[] = {
+      {vp::SimState::absent, "", 0},
+      {vp::SimState::error, "", 0},
+      {vp::SimState::inserted, "8949020000000000045", 0}};  // of a carrier that no package knows
+  for (const vp::Sim& sim : sims) {
+    const auto begin = [&] {
+      use_profile("open");
+      vp::set_sim(phone(), sim);
+    };
+    begin();
+    boot();
+    boot();
+    boot();
+    const auto undisturbed = kept();
+    ASSERT_EQ("EU", property("persist.vendor.qve.sim.country"));
+    for (const char* name : kDefaults) {
+      begin();
+      EXPECT_EQ("", difference(undisturbed, kept_after(Part::property, name, Access::write)))
+          << name << ", SIM " << vp::name_of(sim.state);
+      // Without an operator the network code settles nothing until the next start.
+      if (std::string_view(name) == "persist.vendor.qve.sim.operator") continue;
+      begin();
+      fault(Part::property, name, Effect::fail, 0, Access::write, 1);
+      boot();
+      EXPECT_EQ("1", property("persist.vendor.qve.first-boot"))
+          << name << ", SIM " << vp::name_of(sim.state) << ": the same start made up for it";
+    }
+  }
+}
+
+TEST_F(StartFaults, APackageThatNobodyCanLookIntoDecidesNothing) {
+  use_profile("mtk");
+  insert_sim("8949020000000000045");
+  const std::string codes = "/oem/OP/NAO/config/carrier_code.xml";
+  fault(Part::file, codes, Effect::fail, EIO, Access::stat);
+  boot();
+  EXPECT_EQ("(not set)", property("persist.vendor.qve.sim_country_fixed"));
+  EXPECT_EQ("(not set)", property("persist.vendor.qve.first-boot"));
+  EXPECT_EQ("(not set)", property("persist.vendor.qve.iccid"));
+  // The next poll sees what the first could not.
+  clear_faults();
+  fault(Part::file, codes, Effect::fail, EIO, Access::stat, 1);
+  boot();
+  EXPECT_EQ("US", property("persist.vendor.qve.sim_country_fixed"));
+  EXPECT_EQ("310", property("persist.vendor.qve.iccid-mcc"));
+  EXPECT_EQ("1", property("persist.vendor.qve.first-boot"));
+}
+
 TEST_F(StartFaults, ARefusedDecisionIsTriedAtEveryPollAndTellsNoLie) {
   use_profile("open");
   fault(Part::property, "persist.vendor.qve.first-mcc", Effect::fail, 0, Access::write);
