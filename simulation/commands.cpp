@@ -541,7 +541,18 @@ void add_property_faults(const char* name, Faults& faults) {
   }
 }
 
-Faults faults_of_start() {
+/// What is there may not be readable: once, at first or later.
+void add_unreadable(const std::string& path, Faults& faults) {
+  constexpr int kBroken = 5;
+  for (const vp::Access access : {vp::Access::stat, vp::Access::open, vp::Access::read}) {
+    for (int64_t after = 1; after <= 3; ++after) {
+      faults.push_back(once(vp::Part::file, path, vp::Effect::fail, kBroken, access));
+      faults.back().after = after;
+    }
+  }
+}
+
+Faults faults_of_start(const Product& product) {
   constexpr int kAgain = 11;
   Faults faults;
   for (const char* property :
@@ -558,6 +569,12 @@ Faults faults_of_start() {
         "/mnt/vendor/persist-qv/kelp/feature.prop",
         "/mnt/vendor/persist-qv/property/persist.vendor.qve.sim.operator"}) {
     add_file_faults(file, faults);
+    add_unreadable(file, faults);
+  }
+  if (product.carrier != nullptr) {
+    for (const char* file : {"carrier_code.xml", "feature_code.xml", "client_id.xml"}) {
+      add_unreadable(std::string(product.package) + file, faults);
+    }
   }
   // Not the network code's, which others publish before set-up reads it: where they cannot, set-up
   // settles what it finds.
@@ -572,9 +589,9 @@ Faults faults_of_start() {
   return faults;
 }
 
-Faults faults_of(const Step& step) {
+Faults faults_of(const Step& step, const Product& product) {
   Faults faults;
-  if (step.is_start()) return faults_of_start();
+  if (step.is_start()) return faults_of_start(product);
   if (step.kind == Step::Kind::network_code) {
     add_item_faults(421, faults);
     add_property_faults("ntcode-changed", faults);
@@ -587,7 +604,7 @@ Faults faults_of(const Step& step) {
   for (const char* path : row.files) add_file_faults(path, faults);
   if (row.item != 0) add_item_faults(row.item, faults);
   const State any_phone;
-  if (row.effect({any_phone, products().front(), row, step.action.bytes}).restarts) {
+  if (row.effect({any_phone, product, row, step.action.bytes}).restarts) {
     faults.push_back(once(vp::Part::service, "reboot", vp::Effect::absent, 0));
     faults.push_back(once(vp::Part::thread, "reboot", vp::Effect::fail, 11));
   }
@@ -653,6 +670,7 @@ bool is_excused(const Step& step, const std::string& answer) {
   struct Excuse {
     int32_t opcode;
     const char* answer;
+    bool is_only_of_a_refusal = false;
   };
   static constexpr Excuse kAll[] = {
       {3171, "result 0, off"},
@@ -662,23 +680,26 @@ bool is_excused(const Step& step, const std::string& answer) {
       {4294, "result 0, IMEI READ ERROR :("},
       {4295, "result 0, ERROR"},
       {4400, "result 0"},
-      {4401, "result 0"},
+      {4401, "result 0", true},
       {4404, "result 0"},
       {4413, "result 0, IMEI READ ERROR :("},
       {4418, "result 0"},
   };
+  // A modem that answers that it has none has not failed.
+  const bool is_refused =
+      step.disturbance.has_value() && step.disturbance->effect == vp::Effect::refuse;
   // An address that cannot be read, as each of the lines has it.
   const std::string_view unread =
       step.is_action(Kind::at_line) ? line_called(step.action.bytes).unread : "";
   return (!unread.empty() && answer == unread) ||
          std::any_of(std::begin(kAll), std::end(kAll), [&](const Excuse& each) {
            return step.is_action(Kind::command) && step.action.opcode == each.opcode &&
-                  answer == each.answer;
+                  answer == each.answer && (is_refused || !each.is_only_of_a_refusal);
          });
 }
 
-std::optional<vp::Fault> draw_fault(Random& random, const Step& step) {
-  const Faults faults = faults_of(step);
+std::optional<vp::Fault> draw_fault(Random& random, const Step& step, const Product& product) {
+  const Faults faults = faults_of(step, product);
   if (faults.empty()) return std::nullopt;
   return random.pick(faults);
 }

@@ -41,7 +41,8 @@ bool is_excused(const Step& step, const std::string& answer);
 
 /// A fault on something that a command, or another step, uses; nothing where it uses nothing that
 /// can fail.
-std::optional<virtual_phone::Fault> draw_fault(Random& random, const Step& step);
+std::optional<virtual_phone::Fault> draw_fault(Random& random, const Step& step,
+                                               const Product& product);
 
 /// About as many changes as it makes: the creation of a file, its content and its name are three.
 uint32_t most_changes(const Step& step);

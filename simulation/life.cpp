@@ -18,10 +18,11 @@ vp::Unflushed draw_unflushed(Random& random) {
   return random.pick(kAll);
 }
 
-void disturb(Random& random, Step& step) {
+/// @param changes about as many as the step makes
+void disturb(Random& random, const Product& product, uint32_t changes, Step& step) {
   const uint32_t drawn = random.below(10);
   if (drawn < 4) {
-    step.disturbance = draw_fault(random, step);
+    step.disturbance = draw_fault(random, step, product);
     return;
   }
   const bool is_killed = drawn < 7;
@@ -32,7 +33,7 @@ void disturb(Random& random, Step& step) {
                   is_killed ? vp::Effect::dies : vp::Effect::cut,
                   0,
                   1};
-  fault.after = 1 + random.below(most_changes(step));
+  fault.after = 1 + random.below(changes);
   if (!is_killed) fault.value = static_cast<int64_t>(draw_unflushed(random));
   step.disturbance = fault;
 }
@@ -121,7 +122,7 @@ class Days {
   void add_day(int day) {
     constexpr int64_t kMorning = 360;
     time_us_ = kFirstDayUs + day * kDayUs + (kMorning + random_.below(60)) * kMinuteUs;
-    add_disturbed(start(Kind::start), 40);
+    add_disturbed(start(Kind::start), is_much_new_ ? 70 : 40);
     const uint32_t count = 3 + random_.below(5);
     for (uint32_t i = 0; i < count; ++i) add_disturbed(something(random_, *life_.product), 60);
   }
@@ -133,9 +134,24 @@ class Days {
     time_us_ += (5 + random_.below(60)) * kMinuteUs;
   }
 
+  uint32_t changes_of(const Step& step) const {
+    constexpr uint32_t kOfLongStart = 75;
+    return step.is_start() && is_much_new_ ? kOfLongStart : most_changes(step);
+  }
+
+  void note_what_is_new(const Step& step) {
+    const bool is_reset = step.is_action(Kind::command) && step.action.opcode == kFactoryReset;
+    const bool is_new = step.kind == Step::Kind::sim || step.kind == Step::Kind::network_code;
+    if (is_new || is_reset) is_much_new_ = true;
+    if (step.is_start() && !step.disturbance.has_value()) is_much_new_ = false;
+  }
+
   /// So often of a hundred times something is in its way. What was done must outlive a power cut.
   void add_disturbed(Step step, uint32_t percent) {
-    if (is_daemons(step) && random_.chance(percent)) disturb(random_, step);
+    if (is_daemons(step) && random_.chance(percent)) {
+      disturb(random_, *life_.product, changes_of(step), step);
+    }
+    note_what_is_new(step);
     add(step);
     if (is_daemons(step) && random_.chance(15)) add(power_cut(random_));
     if (step.is_start() && step.disturbance.has_value() && random_.chance(50)) {
@@ -146,6 +162,8 @@ class Days {
   Random& random_;
   Life& life_;
   int64_t time_us_ = 0;
+  /// What the next start finds, which decides anew then.
+  bool is_much_new_ = true;
 };
 
 }  // namespace

@@ -211,7 +211,8 @@ std::vector<State> begun(const Step& step, const State& before, const Product& p
       if (begins(key, kKelpDirectory)) without_file.erase(key);
     }
   }
-  std::vector<State> all = {first, without_file, replayed(before, product)};
+  std::vector<State> all = {first, without_file, replayed(before, product),
+                            without_profile(before, product)};
   if (!step.is_struck_by(vp::Part::property)) return all;
   // Nobody can tell a property that cannot be read from one that is not there.
   const std::string unread = property_key(step.disturbance->target);
@@ -344,27 +345,32 @@ std::optional<Failure> Model::check_start(const Step& step, const Report& report
   return find_left_over({kKelpDirectory, kCacheDirectory}, now);
 }
 
-std::optional<Failure> Model::check_notes(const Step& step, const State& now) const {
-  const auto [note, stands_for] = carrier_note();
+std::optional<Failure> Model::check_note(const Note& note, const Step& step,
+                                         const State& now) const {
+  if (note.is_made_where_that_was_refused && step.is_struck_by(vp::Part::property)) {
+    return std::nullopt;
+  }
   std::optional<Failure> first;
   for (const State& world : worlds_) {
     const State held = in_world(world);
     const State before = step.is_action(Kind::start) ? restart(held) : held;
     const State after = started(before, product_);
-    const auto noted = found_in(now, note);
-    const bool is_new = noted != found_in(before, note) && noted == value_in(now, "sim iccid");
-    if (!is_new || noted != found_in(after, note)) return std::nullopt;
+    const auto noted = found_in(now, note.key);
+    const bool is_new = noted != found_in(before, note.key) && noted == value_in(now, "sim iccid");
+    if (!is_new || noted != found_in(after, note.key)) return std::nullopt;
     const auto wrong = std::find_if(
-        stands_for.begin(), stands_for.end(),
+        note.stands_for.begin(), note.stands_for.end(),
         [&](const std::string& key) { return found_in(now, key) != found_in(after, key); });
-    if (wrong == stands_for.end()) return std::nullopt;
+    if (wrong == note.stands_for.end()) return std::nullopt;
     first = Failure{Failure::Kind::value, *wrong, found_in(after, *wrong), found_in(now, *wrong)};
   }
   return first;
 }
 
 std::optional<Failure> Model::check_disturbed_start(const Step& step, const State& now) {
-  if (const auto failure = check_notes(step, now)) return failure;
+  for (const Note& note : notes()) {
+    if (const auto failure = check_note(note, step, now)) return failure;
+  }
   const bool begins_uptime = step.is_action(Kind::start);
   std::vector<State> possible;
   std::set<State> worlds;

@@ -14,6 +14,7 @@
 #include <string>
 #include <vector>
 
+#include "simulation/start_model.h"
 #include "simulation/state.h"
 #include "simulation/step.h"
 #include "simulation/universe.h"
@@ -71,7 +72,7 @@ class Model {
   /// Of these, what a power cut has taken away.
   void lose_unflushed(const State& now, State& state) const;
   /// What an interrupted start must have done before it notes what later starts go by.
-  std::optional<Failure> check_notes(const Step& step, const State& now) const;
+  std::optional<Failure> check_note(const Note& note, const Step& step, const State& now) const;
   /// A restart may have carried out a factory reset, which takes decisions away.
   void forget_what_was_reset(const State& now);
 

@@ -85,6 +85,11 @@ class SetUp {
     replay_files();
   }
 
+  void identify_by_sim(const std::string& iccid) {
+    const bool is_american = product_.is_sim_base && begins(iccid, "8901");
+    if (is_american && state_.count(kPermanent) == 0) set_once(kClient, "android-qve-us");
+  }
+
   void replay_files() {
     if (!product_.has_fast_profile) return;
     replay(kKelp, ' ');
@@ -213,8 +218,7 @@ class SetUp {
     if (product_.is_sim_base) {
       if (value_in(state_, kFixedCountry).empty()) state_[kFixedCountry] = product_.target_country;
       publish_country(value_in(state_, kFixedCountry));
-      const bool is_american = begins(sim.iccid, "8901");
-      if (is_american && state_.count(kPermanent) == 0) set_once(kClient, "android-qve-us");
+      identify_by_sim(sim.iccid);
     }
     state_[kIccidMcc] = mcc;
     const bool is_decided = status_ == Status::settled && !is_code_changed_ && !is_waiting_;
@@ -284,6 +288,12 @@ State replayed(const State& before, const Product& product) {
   return state;
 }
 
+State without_profile(const State& before, const Product& product) {
+  State state = before;
+  SetUp(state, product).identify_by_sim(value_in(before, "sim iccid"));
+  return state;
+}
+
 State first_start_defaults(const Product& product) {
   State defaults = {{kFirstMcc, "FFF"}, {kFirstBoot, "0"}, {kMccList, "FFF"}, {kSimChanged, "F"}};
   if (!product.has_fast_profile) return defaults;
@@ -305,13 +315,15 @@ const std::vector<std::vector<std::string>>& decided_parts() {
   return parts;
 }
 
-const CarrierNote& carrier_note() {
-  static const CarrierNote note = {
-      kLastIccid,
-      {kCarrier, kSubCarrier, kCountry, kKelp, kFeatures, kPermanent,
-       std::string(kCache) + "sim.operator", std::string(kCache) + "sim.country",
-       std::string(kCache) + "sim.operator.sub"}};
-  return note;
+const std::vector<Note>& notes() {
+  static const std::vector<Note> all = {
+      {kLastIccid,
+       {kCarrier, kSubCarrier, kCountry, kKelp, kFeatures, kPermanent,
+        std::string(kCache) + "sim.operator", std::string(kCache) + "sim.country",
+        std::string(kCache) + "sim.operator.sub"},
+       false},
+      {kIccid, {kSimChanged}, true}};
+  return all;
 }
 
 State restarted(const State& before, const State& fresh, const Product& product) {

@@ -33,12 +33,17 @@ std::optional<State> left_waiting(const State& now, bool is_sim_unread);
 /// What a start sets again of what earlier ones have kept in files, where it finds nothing else.
 State replayed(const State& before, const Product& product);
 
-/// What a start has done before it notes which SIM's carrier that is: the note, and the carrier.
-struct CarrierNote {
-  const char* note;
+/// What a start publishes of a SIM whose profile it could not keep.
+State without_profile(const State& before, const Product& product);
+
+/// What a start notes of the SIM that it has found, and what it has done before: the carrier before
+/// it notes whose that is, and that the SIM is another before it notes which.
+struct Note {
+  const char* key;
   std::vector<std::string> stands_for;
+  bool is_made_where_that_was_refused;
 };
-const CarrierNote& carrier_note();
+const std::vector<Note>& notes();
 
 /// Whether a start of this phone is a first one.
 bool is_first_start(const State& state);

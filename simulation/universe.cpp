@@ -41,13 +41,13 @@ constexpr char kDate[] = "-JUN-01-2020+0";
 
 const std::vector<Product> kProducts = {
     {"open",    true,  true,  false, false, "EU", "both", "QV 100 EU", "",    kEuropeanVersion, kV10a, kDate, false,
-     &SimCard::in_europe,  {&kEurope, &kTurned, &kBritain, &kAny}},
+     &SimCard::in_europe,  "/oem/OP/OPEN_EU/config/", {&kEurope, &kTurned, &kBritain, &kAny}},
     {"mtk",     true,  false, true,  true,  "US", "fast", "QV 100 Go", "310", kAmericanVersion, kV10b, kDate, false,
-     &SimCard::in_america, {&kAmerica, &kCanada, &kStates, &kAny}},
+     &SimCard::in_america, "/oem/OP/NAO/config/", {&kAmerica, &kCanada, &kStates, &kAny}},
     {"overlay", true,  true,  false, false, "EU", "both", "QV 100 EU", "",    kEuropeanVersion, kV10a, kDate, true,
-     &SimCard::in_europe,  {&kEurope, &kTurned, &kBritain, &kAny}},
+     &SimCard::in_europe,  "/mnt/product/OP/OPEN_EU/config/", {&kEurope, &kTurned, &kBritain, &kAny}},
     {"single",  false, false, false, false, "",   "none", "",          "",    kEuropeanVersion, kV10a, kDate, true,
-     nullptr,              {&kStates, &kMexico, &kAny}},
+     nullptr,              "", {&kStates, &kMexico, &kAny}},
 };
 // clang-format on
 

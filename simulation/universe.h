@@ -51,6 +51,7 @@ struct Product {
   /// Without /oem/OP the operator's identifier is the user data's: a factory reset takes it away.
   bool has_user_data_identifier;
   const Carrier SimCard::*carrier;        ///< null: it has no package
+  const char* package;                    ///< where that has its files
   std::vector<const NetworkCode*> codes;  ///< the first is the factory's
 };
 
