@@ -391,7 +391,8 @@ void fcx::read_defaults(CarrierState& state) {
 }
 
 bool fcx::close_first_boot(CarrierState& state) {
-  if (!state.decision.publish()) return false;
+  // A start that could not look into the package has settled nothing.
+  if (state.is_carrier_file_unknown || !state.decision.publish()) return false;
   if (is_set(kLeftWaitingProperty)) publish(kLeftWaitingProperty, "0");
   state.is_left_waiting = false;
   state.is_decided = false;

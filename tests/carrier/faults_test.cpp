@@ -266,9 +266,11 @@ TEST_F(StartFaults, AFirstStartIsNotDoneWithoutItsDefaults) {
 TEST_F(StartFaults, APackageThatNobodyCanLookIntoDecidesNothing) {
   use_profile("mtk");
   insert_sim("8949020000000000045");
+  set_property(kMark, "1");
   const std::string codes = "/oem/OP/NAO/config/carrier_code.xml";
   fault(Part::file, codes, Effect::fail, EIO, Access::stat);
   boot();
+  EXPECT_EQ("1", property(kMark)) << "what was left waiting still waits";
   EXPECT_EQ("(not set)", property("persist.vendor.qve.sim_country_fixed"));
   EXPECT_EQ("(not set)", property("persist.vendor.qve.first-boot"));
   EXPECT_EQ("(not set)", property("persist.vendor.qve.iccid"));
@@ -277,7 +279,7 @@ TEST_F(StartFaults, APackageThatNobodyCanLookIntoDecidesNothing) {
   fault(Part::file, codes, Effect::fail, EIO, Access::stat, 1);
   boot();
   EXPECT_EQ("US", property("persist.vendor.qve.sim_country_fixed"));
-  EXPECT_EQ("310", property("persist.vendor.qve.iccid-mcc"));
+  EXPECT_EQ("310", property("persist.vendor.qve.first-mcc"));
   EXPECT_EQ("1", property("persist.vendor.qve.first-boot"));
 }
 
