@@ -134,9 +134,12 @@ class Days {
     time_us_ += (5 + random_.below(60)) * kMinuteUs;
   }
 
-  uint32_t changes_of(const Step& step) const {
+  /// Of a start that decides anew the decision comes in the first half.
+  uint32_t changes_of(const Step& step) {
+    constexpr uint32_t kUpToDecision = 30;
     constexpr uint32_t kOfLongStart = 75;
-    return step.is_start() && is_much_new_ ? kOfLongStart : most_changes(step);
+    if (!step.is_start() || !is_much_new_) return most_changes(step);
+    return random_.chance(60) ? kUpToDecision : kOfLongStart;
   }
 
   void note_what_is_new(const Step& step) {
