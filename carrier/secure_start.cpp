@@ -26,9 +26,10 @@ void restore_from_cache() {
 }
 
 /// Applies the SIM auto profile of the ICCID that was read.
-void apply_profile(const fcx::CarrierState& state) REQUIRES(state.pass) {
+void apply_profile(fcx::CarrierState& state) REQUIRES(state.pass) {
   qve_check_nao_feature();
   if (!state.has_fast_profile || fcx::read_sim_profile_permission() != 0) return;
+  fcx::forget_last_profile(state, state.restored_iccid.view());
   fcx::SimProfile profile;
   // One that could not be read or kept is tried again by set-up, after the encrypted start.
   static_cast<void>(fcx::qve_parse_sim_auto_profile(state.restored_iccid.c_str(), profile));

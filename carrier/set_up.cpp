@@ -294,10 +294,11 @@ fcx::IccidText accept(CarrierState& state, const fcx::IccidText& read) REQUIRES(
 }
 
 /// Step 8, its end: the carrier that the package has for this SIM.
-void profile_sim(const CarrierState& state, const fcx::IccidText& iccid) REQUIRES(state.pass) {
+void profile_sim(CarrierState& state, const fcx::IccidText& iccid) REQUIRES(state.pass) {
   if (!state.has_fast_profile || state.sim_profile_permission != 0) return;
   const PropertyText last = read_property(fcx::kLastIccidProperty, state.default_iccid.c_str());
   if (last.view() == iccid.view()) return;
+  fcx::forget_last_profile(state, iccid.view());
   // Noted last: a start that is interrupted before, or cannot keep the profile, is followed by one
   // that does it all again.
   if (fcx::apply_sim_profile(iccid.c_str())) publish(fcx::kLastIccidProperty, iccid.c_str());
@@ -388,6 +389,13 @@ void fcx::read_defaults(CarrierState& state) {
   state.default_iccid = read_property("ro.vendor.qve.kelp.default.iccid", "89000000000000000000");
   state.default_country = read_property("ro.vendor.qve.kelp.default.country",
                                         read_property(kTargetCountryProperty).c_str());
+}
+
+void fcx::forget_last_profile(CarrierState& state, std::string_view iccid) {
+  if (state.default_iccid.empty()) read_defaults(state);
+  const PropertyText last = read_property(kLastIccidProperty, state.default_iccid.c_str());
+  if (last.view() == iccid || last.view() == state.default_iccid.view()) return;
+  publish(kLastIccidProperty, state.default_iccid);
 }
 
 bool fcx::close_first_boot(CarrierState& state) {

@@ -211,8 +211,12 @@ std::vector<State> begun(const Step& step, const State& before, const Product& p
       if (begins(key, kKelpDirectory)) without_file.erase(key);
     }
   }
-  std::vector<State> all = {first, without_file, replayed(before, product),
-                            without_profile(before, product)};
+  std::vector<State> all = {first,
+                            without_file,
+                            replayed(before, product),
+                            without_profile(before, product),
+                            with_carrier_unnoted(before, product),
+                            with_carrier_unnoted(started(before, product), product)};
   if (!step.is_struck_by(vp::Part::property)) return all;
   // Nobody can tell a property that cannot be read from one that is not there.
   const std::string unread = property_key(step.disturbance->target);

@@ -288,6 +288,11 @@ State replayed(const State& before, const Product& product) {
   return state;
 }
 
+State with_carrier_unnoted(State state, const Product& product) {
+  if (product.has_fast_profile) state[kLastIccid] = kDefaultIccid;
+  return state;
+}
+
 State without_profile(const State& before, const Product& product) {
   State state = before;
   SetUp(state, product).identify_by_sim(value_in(before, "sim iccid"));

@@ -33,6 +33,9 @@ std::optional<State> left_waiting(const State& now, bool is_sim_unread);
 /// What a start sets again of what earlier ones have kept in files, where it finds nothing else.
 State replayed(const State& before, const Product& product);
 
+/// The carrier is nobody's: a start that applies another one was interrupted, early or late.
+State with_carrier_unnoted(State state, const Product& product);
+
 /// What a start publishes of a SIM whose profile it could not keep.
 State without_profile(const State& before, const Product& product);
 

@@ -263,6 +263,20 @@ TEST_F(StartFaults, AFirstStartIsNotDoneWithoutItsDefaults) {
   }
 }
 
+TEST_F(StartFaults, ASimThatComesBackAfterAStartThatWasNotWholeHasItsOwnCarrier) {
+  use_profile("open");
+  boot();
+  ASSERT_EQ("CR2 CR2_GB GB", carrier());
+  insert_sim("89499770000000008157");
+  fault(Part::property, "persist.vendor.qve.carriercode.date", Effect::fail, 0, Access::write);
+  boot();
+  clear_faults();
+  ASSERT_EQ("CR1 CR1_BIZ DE", carrier());
+  insert_sim("89449800000000012349");
+  boot();
+  EXPECT_EQ("CR2 CR2_GB GB", carrier());
+}
+
 TEST_F(StartFaults, APackageThatNobodyCanLookIntoDecidesNothing) {
   use_profile("mtk");
   insert_sim("8949020000000000045");

@@ -22,7 +22,7 @@ TEST_F(StoredProperties, AProfileThatCannotBeKeptIsTriedAgainAndNoneOfAnotherSim
     boot();
     EXPECT_EQ("VFB VFB GB", carrier());
     EXPECT_EQ("(none)", content(kKelpProp));
-    EXPECT_EQ(kGermanIccid, property("persist.vendor.qve.last-iccid"));
+    EXPECT_EQ("89000000000000000000", property("persist.vendor.qve.last-iccid"));
     clear_faults();
   }
   boot();
@@ -45,6 +45,23 @@ TEST_F(StoredProperties, WhatIsLeftOfTheSimBeforeIsNotRestored) {
   }
   boot();
   EXPECT_EQ("VFB VFB GB", carrier());
+}
+
+TEST_F(StoredProperties, TheCarrierOfAnEncryptedStartIsNotThatOfASimThatComesBack) {
+  use_package();
+  set_network_code(kTwoMccs);
+  insert_sim(kGermanIccid);
+  boot();
+  const std::string german = carrier();
+  set_build_property("ro.crypto.state", "encrypted");
+  set_build_property("vold.decrypt", "trigger_restart_min_framework");
+  insert_sim(kBritishIccid);
+  boot();
+  ASSERT_EQ("VFB VFB GB", carrier());
+  set_build_property("vold.decrypt", "trigger_restart_framework");
+  insert_sim(kGermanIccid);
+  boot();
+  EXPECT_EQ(german, carrier());
 }
 
 TEST_F(StoredProperties, WhatCannotBeReplacedInTheCacheStays) {
