@@ -98,20 +98,20 @@ std::optional<fcx::SimProfile> read_profile(const xmlNode* element, const char* 
   return profile;
 }
 
-/// Sets a carrier's properties, and keeps them here and in the cache. @return whether all of it
-/// worked
-bool set_and_keep(const fcx::SimProfile& profile, fcx::StoredProperties& kept) {
+/// Sets a carrier's properties, and keeps them in kelp.prop and in the cache. kelp.prop comes
+/// first: by it the next start sets them all, wherever this one is interrupted. @return whether all
+/// of it worked
+bool set_and_keep(const fcx::SimProfile& profile) {
   const std::initializer_list<fcx::CachedProperty> properties = {
       {fcx::kSimOperatorProperty, profile.carrier.c_str()},
       {fcx::kSimCountryProperty, profile.country.c_str()},
       {fcx::kSimSubOperatorProperty, profile.sub_carrier.c_str()},
   };
-  bool is_set = true;
-  for (const auto& [name, value] : properties) {
-    is_set = fcx::set_property(name, value) && is_set;
-    kept.add(name, ' ', value);
-  }
-  return fcx::cache_properties(properties) && is_set;
+  fcx::StoredProperties lines;
+  for (const auto& [name, value] : properties) lines.add(name, ' ', value);
+  bool is_kept = lines.store(fcx::kCarrierProperties);
+  for (const auto& [name, value] : properties) is_kept = fcx::set_property(name, value) && is_kept;
+  return fcx::cache_properties(properties) && is_kept;
 }
 
 /// Whether an element of feature_code.xml is for that carrier. One without a sub-carrier is for
@@ -187,9 +187,8 @@ bool qve_parse_sim_auto_profile(const char* iccid, SimProfile& profile) {
   const xmlNode* element = find_profile(profiles_of(latest.document), iccid);
   const auto found = element == nullptr ? std::nullopt : read_profile(element, iccid);
   profile = found.value_or(SimProfile());
-  StoredProperties lines;
-  const bool is_set = !found.has_value() || set_and_keep(profile, lines);
-  const bool is_kept = lines.store(kCarrierProperties) && is_set;
+  const bool is_kept =
+      found.has_value() ? set_and_keep(profile) : StoredProperties().store(kCarrierProperties);
   carrier_state().is_stored_profile_stale = !is_kept;
   // The next start publishes a date that could not be.
   if (is_kept) return latest.is_dated;
