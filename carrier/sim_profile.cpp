@@ -1,5 +1,6 @@
 #include "carrier/sim_profile.h"
 
+#include <initializer_list>
 #include <optional>
 
 #include "carrier/client_ids.h"
@@ -98,20 +99,37 @@ std::optional<fcx::SimProfile> read_profile(const xmlNode* element, const char* 
   return profile;
 }
 
-/// Sets a carrier's properties, and keeps them in kelp.prop and in the cache. kelp.prop comes
-/// first: by it the next start sets them all, wherever this one is interrupted. @return whether all
-/// of it worked
-bool set_and_keep(const fcx::SimProfile& profile) {
-  const std::initializer_list<fcx::CachedProperty> properties = {
-      {fcx::kSimOperatorProperty, profile.carrier.c_str()},
-      {fcx::kSimCountryProperty, profile.country.c_str()},
-      {fcx::kSimSubOperatorProperty, profile.sub_carrier.c_str()},
-  };
+using Properties = std::initializer_list<fcx::CachedProperty>;
+
+/// Lists a carrier's properties in kelp.prop, by which every start sets them again. @return false
+/// when it holds an earlier list, or could be none
+bool list(Properties properties) {
   fcx::StoredProperties lines;
   for (const auto& [name, value] : properties) lines.add(name, ' ', value);
-  bool is_kept = lines.store(fcx::kCarrierProperties);
-  for (const auto& [name, value] : properties) is_kept = fcx::set_property(name, value) && is_kept;
-  return fcx::cache_properties(properties) && is_kept;
+  const bool is_listed = lines.store(fcx::kCarrierProperties);
+  fcx::carrier_state().is_stored_profile_stale = !is_listed;
+  if (is_listed) return true;
+  // What it holds is an earlier SIM's.
+  if (const fcx::Result removed = fcx::remove_device_file(fcx::kCarrierProperties); !removed.ok()) {
+    SBP_LOG("[QVE][SBP] %s cannot be removed: %s\n", fcx::kCarrierProperties, removed.reason());
+  }
+  return false;
+}
+
+/// @return whether all of them are set, and in the cache
+bool set_and_cache(Properties properties) {
+  bool is_set = true;
+  for (const auto& [name, value] : properties) is_set = fcx::set_property(name, value) && is_set;
+  return fcx::cache_properties(properties) && is_set;
+}
+
+/// The list comes first: by it the next start sets them all, wherever this one is interrupted.
+bool keep(const fcx::SimProfile& profile) {
+  const Properties properties = {{fcx::kSimOperatorProperty, profile.carrier.c_str()},
+                                 {fcx::kSimCountryProperty, profile.country.c_str()},
+                                 {fcx::kSimSubOperatorProperty, profile.sub_carrier.c_str()}};
+  const bool is_listed = list(properties);
+  return set_and_cache(properties) && is_listed;
 }
 
 /// Whether an element of feature_code.xml is for that carrier. One without a sub-carrier is for
@@ -187,16 +205,9 @@ bool qve_parse_sim_auto_profile(const char* iccid, SimProfile& profile) {
   const xmlNode* element = find_profile(profiles_of(latest.document), iccid);
   const auto found = element == nullptr ? std::nullopt : read_profile(element, iccid);
   profile = found.value_or(SimProfile());
-  const bool is_kept =
-      found.has_value() ? set_and_keep(profile) : StoredProperties().store(kCarrierProperties);
-  carrier_state().is_stored_profile_stale = !is_kept;
+  const bool is_kept = found.has_value() ? keep(profile) : list({});
   // The next start publishes a date that could not be.
-  if (is_kept) return latest.is_dated;
-  // What it holds is an earlier SIM's.
-  if (const Result removed = remove_device_file(kCarrierProperties); !removed.ok()) {
-    SBP_LOG("[QVE][SBP] %s cannot be removed: %s\n", kCarrierProperties, removed.reason());
-  }
-  return false;
+  return is_kept && latest.is_dated;
 }
 
 bool qve_parse_sim_auto_feature_profile(const SimProfile& profile) {
