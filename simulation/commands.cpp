@@ -267,7 +267,9 @@ Effect start_device_test(const Given& given) {
   const bool is_started = value_in(given.before, item_key(2)) == "\x06";
   if (!is_on && is_started) return {{}, answered(1)};
   Effect effect{{}, answered(0), true};
-  if (is_on) effect.changes.push_back({item_key(3), "\1", false, false, ""});
+  // A restart that fails takes it back, whoever has set it.
+  const std::string flag = is_on ? "\1" : value_in(given.before, item_key(3));
+  effect.changes.push_back({item_key(3), flag, false, false, ""});
   if (is_started) return effect;
   const std::string trace = value_in(given.before, item_key(79)) + "6";
   effect.changes.push_back({property_key("persist.vendor.qve.factory.status"), "6", false, false});

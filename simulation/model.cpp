@@ -215,6 +215,7 @@ std::vector<State> begun(const Step& step, const State& before, const Product& p
                             without_file,
                             replayed(before, product),
                             without_profile(before, product),
+                            identified_by_carrier(before, product),
                             with_carrier_unnoted(before, product),
                             with_carrier_unnoted(started(before, product), product)};
   if (!step.is_struck_by(vp::Part::property)) return all;

@@ -278,6 +278,15 @@ void set_property_of_user_data(State& state) {
 
 }  // namespace
 
+State identified_by_carrier(const State& before, const Product& product) {
+  State state = started(before, product);
+  const SimCard* sim = find_sim_card(value_in(before, "sim iccid"));
+  if (sim == nullptr || product.carrier == nullptr) return state;
+  const Carrier& carrier = sim->*product.carrier;
+  if (carrier.client[0] != '\0') state[kClient] = carrier.client;
+  return state;
+}
+
 bool is_first_start(const State& state) {
   return value_in(state, kFirstBoot) != "1" || value_in(state, kCodeChanged) == "1";
 }

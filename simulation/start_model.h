@@ -39,6 +39,9 @@ State with_carrier_unnoted(State state, const Product& product);
 /// What a start publishes of a SIM whose profile it could not keep.
 State without_profile(const State& before, const Product& product);
 
+/// What a start makes of a phone when the network code's client identifier could not be read.
+State identified_by_carrier(const State& before, const Product& product);
+
 /// What a start notes of the SIM that it has found, and what it has done before: the carrier before
 /// it notes whose that is, and that the SIM is another before it notes which.
 struct Note {
