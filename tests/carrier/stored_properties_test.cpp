@@ -47,6 +47,16 @@ TEST_F(StoredProperties, WhatIsLeftOfTheSimBeforeIsNotRestored) {
   EXPECT_EQ("VFB VFB GB", carrier());
 }
 
+TEST_F(StoredProperties, WhatIsListedIsSetAgainByTheSameStart) {
+  use_package();
+  set_network_code(kTwoMccs);
+  insert_sim(kBritishIccid);
+  fault(Part::property, "persist.vendor.qve.sim.country", Effect::fail, 0, Access::write, 2);
+  boot();
+  EXPECT_EQ("VFB VFB GB", carrier());
+  EXPECT_EQ("89000000000000000000", property("persist.vendor.qve.last-iccid")) << "to be sure";
+}
+
 TEST_F(StoredProperties, TheCarrierOfAnEncryptedStartIsNotThatOfASimThatComesBack) {
   use_package();
   set_network_code(kTwoMccs);
