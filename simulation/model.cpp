@@ -379,13 +379,15 @@ std::optional<Failure> Model::check_disturbed_start(const Step& step, const Stat
   const bool begins_uptime = step.is_action(Kind::start);
   std::vector<State> possible;
   std::set<State> worlds;
-  const bool is_sim_unread =
-      step.is_struck_by(vp::Part::request) || step.is_struck_by(vp::Part::service);
+  // It is not read, or not found in a list that is not.
+  const bool is_sim_unheard =
+      step.is_struck_by(vp::Part::request) || step.is_struck_by(vp::Part::service) ||
+      (step.is_struck_by(vp::Part::property) && step.disturbance->access == vp::Access::read);
   for (const State& world : worlds_) {
     const State held = in_world(world);
     const State before = begins_uptime ? restart(held) : held;
     std::vector<State> sources = begun(step, before, product_);
-    if (const auto waiting = left_waiting(now, is_sim_unread)) {
+    if (const auto waiting = left_waiting(now, is_sim_unheard)) {
       sources.push_back(sources.front());
       for (const auto& [key, value] : *waiting) sources.back()[key] = value;
     }

@@ -318,8 +318,8 @@ State first_start_defaults(const Product& product) {
   return defaults;
 }
 
-std::optional<State> left_waiting(const State& now, bool is_sim_unread) {
-  if (value_in(now, kUnfinished) != "1" && !is_sim_unread) return std::nullopt;
+std::optional<State> left_waiting(const State& now, bool is_sim_unheard) {
+  if (value_in(now, kUnfinished) != "1" && !is_sim_unheard) return std::nullopt;
   return State{{kFirstBoot, "1"}, {kFirstMcc, "FFF"}, {kFirstMccMnc, "FFFFF"}};
 }
 

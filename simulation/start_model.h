@@ -26,9 +26,9 @@ const std::vector<std::vector<std::string>>& decided_parts();
 State first_start_defaults(const Product& product);
 
 /// What a first start publishes as done while it waits for the SIM: only together with the mark
-/// that lets a later start go on, or where the SIM did not answer: that completes a first start.
+/// that lets a later start go on, or where the SIM was not heard: that completes a first start.
 /// Nothing where neither is so.
-std::optional<State> left_waiting(const State& now, bool is_sim_unread);
+std::optional<State> left_waiting(const State& now, bool is_sim_unheard);
 
 /// What a start sets again of what earlier ones have kept in files, where it finds nothing else.
 State replayed(const State& before, const Product& product);
