@@ -336,7 +336,8 @@ std::string version_in(const Given& given) {
 
 /// It is stored, too.
 Effect read_version(const Given& given) {
-  return {{{item_key(14), version_in(given)}}, answered(0, version_in(given))};
+  // What is answered is right; that it is stored, too, no reader is promised.
+  return {{{item_key(14), version_in(given), false, false}}, answered(0, version_in(given))};
 }
 
 Effect read_built_version(const Given& given) { return {{}, answered(0, given.product.version)}; }
