@@ -3,7 +3,6 @@
 #include <android-base/unique_fd.h>
 #include <fcntl.h>
 #include <poll.h>
-#include <sys/file.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -16,6 +15,7 @@
 
 #include "exploration/image.h"
 #include "exploration/message.h"
+#include "virtual_phone/core/scratch.h"
 
 namespace exploration {
 namespace {
@@ -24,52 +24,6 @@ namespace fs = std::filesystem;
 namespace vp = virtual_phone;
 using android::base::unique_fd;
 using factory_daemon::Action;
-
-/// A directory of this process's, in memory where that can be had, which is gone with this object.
-/// It is held (flock) meanwhile: those of a killed process, which nobody holds, go first.
-class Workplace {
- public:
-  Workplace() {
-    constexpr char kMemory[] = "/dev/shm";
-    const fs::path in = access(kMemory, W_OK) == 0 ? fs::path(kMemory) : fs::temp_directory_path();
-    remove_abandoned(in);
-    std::string name = (in / (kName + std::string("XXXXXX"))).string();
-    if (mkdtemp(name.data()) == nullptr) {
-      throw std::system_error(errno, std::generic_category(), name);
-    }
-    path_ = name;
-    held_ = held(path_);
-  }
-  ~Workplace() {
-    std::error_code ignored;
-    fs::remove_all(path_, ignored);
-  }
-  Workplace(const Workplace&) = delete;
-  Workplace& operator=(const Workplace&) = delete;
-
-  const fs::path& path() const { return path_; }
-
- private:
-  static constexpr char kName[] = "fcx-explore-";
-
-  /// Nothing when somebody else holds it.
-  static unique_fd held(const fs::path& path) {
-    unique_fd fd(open(path.c_str(), O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC));
-    if (!fd.ok() || flock(fd.get(), LOCK_EX | LOCK_NB) != 0) fd.reset();
-    return fd;
-  }
-  static void remove_abandoned(const fs::path& in) {
-    std::error_code ignored;  // it is for the next process then
-    for (const fs::directory_entry& entry : fs::directory_iterator(in, ignored)) {
-      if (entry.path().filename().string().rfind(kName, 0) != 0) continue;
-      const unique_fd fd = held(entry.path());
-      if (fd.ok()) fs::remove_all(entry.path(), ignored);
-    }
-  }
-
-  fs::path path_;
-  unique_fd held_;
-};
 
 /// What is tried: one disturbance, or two.
 struct Plan {
@@ -129,11 +83,11 @@ Aftermath undisturbed_aftermath(const fs::path& phone, const Action& action) {
   return aftermath_from(told.bytes);
 }
 
-Reference reference_of(const Workplace& place, const PhoneImage& original, const Action& action) {
+Reference reference_of(const fs::path& place, const PhoneImage& original, const Action& action) {
   Reference reference;
   reference.answers_for_all = !is_start(action);
-  const fs::path once = place.path() / "once";
-  const fs::path never = place.path() / "never";
+  const fs::path once = place / "once";
+  const fs::path never = place / "never";
   original.write_to(once);
   original.write_to(never);
   reference.run = run_apart(once, action, {}, Bounds());
@@ -192,10 +146,10 @@ void note(const Apart& told, Try& tried) {
 }
 
 /// Tries every `step`th from the `first` on, and tells each as it is done.
-void work_through(const Workplace& place, const PhoneImage& original, const Action& action,
+void work_through(const fs::path& place, const PhoneImage& original, const Action& action,
                   const Reference& reference, const std::vector<Plan>& plans, size_t first,
                   size_t step, int told_to) {
-  const fs::path copy = place.path() / ("copy-" + std::to_string(first));
+  const fs::path copy = place / ("copy-" + std::to_string(first));
   for (size_t i = first; i < plans.size(); i += step) {
     const Bounds whole{std::chrono::hours(1), std::chrono::seconds(60)};
     const Apart told =
@@ -264,7 +218,7 @@ bool take_up(Worker& worker, const std::function<void(size_t, const Apart&)>& ta
 }
 
 /// Tries them all, on all processors. Throws Error when some are missing in the end.
-void try_all(const Workplace& place, const PhoneImage& original, const Action& action,
+void try_all(const fs::path& place, const PhoneImage& original, const Action& action,
              const Reference& reference, const std::vector<Plan>& plans, std::vector<Try>& tries,
              const std::function<void(size_t, size_t)>& progress) {
   const size_t count = std::max(1U, std::thread::hardware_concurrency());
@@ -302,11 +256,11 @@ void try_all(const Workplace& place, const PhoneImage& original, const Action& a
 }
 
 /// What is tried two at a time: after each usual failure every later one, of what is accessed then.
-std::vector<Plan> pairs_of(const Workplace& place, const PhoneImage& original, const Action& action,
+std::vector<Plan> pairs_of(const fs::path& place, const PhoneImage& original, const Action& action,
                            const Reference& reference,
                            std::vector<std::vector<vp::PlatformAccess>>& traces) {
   std::vector<Plan> plans;
-  const fs::path copy = place.path() / "first";
+  const fs::path copy = place / "first";
   for (const Disturbance& first : failures_of(reference.run.trace)) {
     original.write_to(copy);
     const Run run = run_apart(copy, action, {first}, Bounds());
@@ -386,7 +340,8 @@ size_t Report::bad() const {
 }
 
 Report explore(const Request& request, const std::function<void(size_t, size_t)>& progress) {
-  const Workplace place;
+  const vp::Scratch scratch(vp::quick_directory(), "explore", vp::Scratch::Kind::folder);
+  const fs::path& place = scratch.path();
   const PhoneImage original(request.phone);
   const Reference reference = reference_of(place, original, request.action);
   Report report{reference.run.outcome, reference.run.trace, {}, {}};

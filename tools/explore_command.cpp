@@ -25,6 +25,7 @@
 #include "tools/text.h"
 #include "tools/trace_text.h"
 #include "tools/words.h"
+#include "virtual_phone/core/scratch.h"
 #include "virtual_phone/profiles/profiles.h"
 
 namespace cli {
@@ -56,31 +57,16 @@ class Original {
       directory_ = invocation.directory();
       return;
     }
-    std::string name = (fs::temp_directory_path() / "fcx-explored-XXXXXX").string();
-    if (mkdtemp(name.data()) == nullptr) {
-      throw std::system_error(errno, std::generic_category(), name);
-    }
-    made_.path = name;
-    directory_ = made_.path / "phone";
+    made_.emplace(vp::quick_directory(), "explored", vp::Scratch::Kind::folder);
+    directory_ = made_->phones() / "phone";
     vp::create(directory_, *profile, false);
   }
 
   const fs::path& directory() const { return directory_; }
 
  private:
-  /// Gone also when no phone came of it.
-  struct Directory {
-    fs::path path;
-    Directory() = default;
-    Directory(const Directory&) = delete;
-    Directory& operator=(const Directory&) = delete;
-    ~Directory() {
-      std::error_code ignored;
-      if (!path.empty()) fs::remove_all(path, ignored);
-    }
-  };
   fs::path directory_;
-  Directory made_;
+  std::optional<vp::Scratch> made_;
 };
 
 /// How far it is, in one line of a terminal; nothing anywhere else. Without a thread: others would

@@ -15,8 +15,8 @@
 #include <vector>
 
 #include "fcx/make_zip_file.h"
-#include "tools/scratch.h"
 #include "tools/temporary_phone.h"
+#include "virtual_phone/core/scratch.h"
 
 namespace cli {
 namespace {
@@ -79,7 +79,7 @@ class Directory {
 class Target {
  public:
   explicit Target(const fs::path& directory)
-      : directory_(directory), work_(directory_.path(), "extract", Scratch::Kind::folder) {
+      : directory_(directory), work_(directory_.path(), "extract", vp::Scratch::Kind::folder) {
     std::vector<fs::path> others = entries_of(directory_.path());
     others.erase(std::remove(others.begin(), others.end(), work_.path()), others.end());
     if (others.empty()) return;
@@ -96,7 +96,7 @@ class Target {
   Target& operator=(const Target&) = delete;
 
   /// In the directory's own file system, from where the result needs not be copied.
-  fs::path work() const { return work_.path() / "phones"; }
+  fs::path work() const { return work_.phones(); }
   void take(const fs::path& entry) {
     const fs::path to = directory_.path() / entry.filename();
     move_to(to, entry);
@@ -109,7 +109,7 @@ class Target {
 
  private:
   Directory directory_;
-  Scratch work_;
+  vp::Scratch work_;
   std::vector<fs::path> moved_;
 };
 

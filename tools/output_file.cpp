@@ -7,8 +7,8 @@
 #include <cstdio>
 #include <system_error>
 
-#include "tools/scratch.h"
 #include "virtual_phone/core/error.h"
+#include "virtual_phone/core/scratch.h"
 
 namespace cli {
 namespace {
@@ -55,7 +55,8 @@ void write_all(int fd, std::string_view content) {
 void write_output_file(const fs::path& file, std::string_view content) {
   try {
     const fs::path place = place_of(file);
-    const Scratch made(place.parent_path(), "output", Scratch::Kind::file);
+    const virtual_phone::Scratch made(place.parent_path(), "output",
+                                      virtual_phone::Scratch::Kind::file);
     write_all(made.fd(), content);
     if (fchmod(made.fd(), mode_for(place)) != 0 || fsync(made.fd()) != 0) fail(errno);
     if (rename(made.path().c_str(), place.c_str()) != 0) fail(errno);

@@ -13,11 +13,13 @@
 #include "tools/json.h"
 #include "tools/output_file.h"
 #include "tools/words.h"
+#include "virtual_phone/core/scratch.h"
 
 namespace cli {
 namespace {
 
 namespace fs = std::filesystem;
+namespace vp = virtual_phone;
 using simulation::Life;
 using simulation::Lived;
 
@@ -27,26 +29,6 @@ struct Options {
   std::optional<std::string> profile;
   std::optional<std::string> log;
   std::optional<std::string> script;
-};
-
-/// Where lives are lived: in memory where that can be had, and gone with this object.
-class Place {
- public:
-  Place() {
-    constexpr char kMemory[] = "/dev/shm";
-    const fs::path in = access(kMemory, W_OK) == 0 ? kMemory : fs::temp_directory_path();
-    path_ = in / ("fcx-simulate-" + std::to_string(getpid()));
-  }
-  ~Place() {
-    std::error_code ignored;  // nobody is there to be told
-    fs::remove_all(path_, ignored);
-  }
-  Place(const Place&) = delete;
-  Place& operator=(const Place&) = delete;
-  const fs::path& path() const { return path_; }
-
- private:
-  fs::path path_;
 };
 
 Choices product_choices() {
@@ -145,12 +127,13 @@ void print_summary(const Life& life, const Lived& lived, const std::optional<Fou
 
 void run(Invocation& invocation, const Options& options) {
   const Life life = life_of(options);
-  const Place place;
+  const vp::Scratch scratch(vp::quick_directory(), "simulate", vp::Scratch::Kind::folder);
+  const fs::path place = scratch.phones() / "phone";
   const bool is_shown = !options.log.has_value() && !invocation.json;
-  const Lived lived = live_and_log(life, place.path(), options, is_shown);
+  const Lived lived = live_and_log(life, place, options, is_shown);
   std::optional<Found> found;
   if (lived.failure.has_value()) {
-    found = find_shortest(life, *lived.failure, place.path(), options);
+    found = find_shortest(life, *lived.failure, place, options);
     invocation.exit_status = kCommandFailed;
   }
   invocation.json ? print(summary_json(life, lived, found))

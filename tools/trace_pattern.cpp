@@ -112,7 +112,7 @@ std::string mistake_in(std::string_view line, bool has_open_quotes) {
     }
   }
   if (row->has_result && whole.find(" -> ") == std::string_view::npos && !is_open(whole)) {
-    return "it says not what came of it, after \" -> \"";
+    return "it does not say what came of it, after \" -> \"";
   }
   return "";
 }

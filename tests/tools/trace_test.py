@@ -161,7 +161,7 @@ COMPARED = [
 MISTAKES = [
     ("# a\n\nitme read 9 -> 0", 'line 3: no access begins with "itme": property, item, file, service, thread, request, sleep'),
     ("...\nitem rename 9 -> 0", 'line 2: "item" has no operation "rename"'),
-    ("[1] file open /a O_RDONLY", 'line 1: it says not what came of it, after " -> "'),
+    ("[1] file open /a O_RDONLY", 'line 1: it does not say what came of it, after " -> "'),
     ('file write /a "b -> ok', "line 1: its quotes have no end"),
     ("sleep", 'line 1: "sleep" is not all of an access'),
 ]

@@ -1,4 +1,4 @@
-#include "tools/scratch.h"
+#include "virtual_phone/core/scratch.h"
 
 #include <fcntl.h>
 #include <sys/file.h>
@@ -11,7 +11,7 @@
 #include <system_error>
 #include <vector>
 
-namespace cli {
+namespace virtual_phone {
 namespace {
 
 namespace fs = std::filesystem;
@@ -81,4 +81,9 @@ Scratch::~Scratch() {
   fs::remove_all(path_, ignored);
 }
 
-}  // namespace cli
+fs::path quick_directory() {
+  constexpr char kMemory[] = "/dev/shm";
+  return access(kMemory, W_OK) == 0 ? fs::path(kMemory) : fs::temp_directory_path();
+}
+
+}  // namespace virtual_phone
