@@ -57,7 +57,7 @@ void qve_secure_sim_profile_from_iccid() {
 }
 
 void qve_set_carrier_from_file() {
-  // A profile that could not be kept left the cache as an earlier SIM had it, too.
+  // Where the list is an earlier SIM's, what is in the cache may be, too.
   if (fcx::read_sim_profile_permission() != 1 && !fcx::carrier_state().is_stored_profile_stale) {
     restore_from_cache();
   }

@@ -96,7 +96,7 @@ class Target {
   Target& operator=(const Target&) = delete;
 
   /// In the directory's own file system, from where the result needs not be copied.
-  fs::path work() const { return work_.phones(); }
+  fs::path work() const { return work_.path(); }
   void take(const fs::path& entry) {
     const fs::path to = directory_.path() / entry.filename();
     move_to(to, entry);
@@ -156,6 +156,8 @@ TemporaryPhone phone_in(const Target& target, const fs::path& directory) {
     const size_t end = why.rfind(": ");
     throw vp::Error(directory.string() + ": " +
                     (end == std::string::npos ? why : why.substr(end + 2)));
+  } catch (const std::system_error& error) {
+    throw vp::Error(directory.string() + ": " + error.code().message());
   }
 }
 

@@ -997,7 +997,7 @@ for name, entries in ("bare", 0), ("slow", 5000):
   for signal in KILL CONT; do
     "${tool[@]}" logs extract slow.zip shared >/dev/null 2>stopped &
     for ((i = 0; i < 1500; i++)); do
-      ! compgen -G 'shared/.fcx-extract-*/phones' | grep -qv "^$left/" || break
+      ! compgen -G 'shared/.fcx-extract-*/.fcx-phone-*/phones' | grep -qv "^$left/" || break
       sleep 0.01
     done
     kill -STOP $!
