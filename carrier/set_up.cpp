@@ -9,6 +9,7 @@
 #include "carrier/properties.h"
 #include "carrier/sim.h"
 #include "carrier/sim_profile.h"
+#include "carrier/stored_properties.h"
 #include "fcx/customisation.h"
 #include "fcx/mcc_lookup.h"
 #include "fcx/network_code.h"
@@ -299,6 +300,10 @@ void profile_sim(CarrierState& state, const fcx::IccidText& iccid) REQUIRES(stat
   const PropertyText last = read_property(fcx::kLastIccidProperty, state.default_iccid.c_str());
   if (last.view() == iccid.view()) return;
   fcx::forget_last_profile(state, iccid.view());
+  // Without a profile for this SIM the carrier stays, and must be whole.
+  const bool was_interrupted =
+      state.first_boot == FirstBoot::settled && last.view() == state.default_iccid.view();
+  if (was_interrupted) fcx::complete_listed_carrier();
   // Noted last: a start that is interrupted before, or cannot keep the profile, is followed by one
   // that does it all again.
   if (fcx::apply_sim_profile(iccid.c_str())) publish(fcx::kLastIccidProperty, iccid.c_str());

@@ -46,6 +46,17 @@ bool StoredProperties::store(const char* device_path) const {
   return false;
 }
 
+void complete_listed_carrier() {
+  bool is_first = true;
+  bool is_begun = false;
+  for_each_pair([&](const char* name, const char* value) {
+    const bool is_set = read_property(name).view() == value;
+    if (is_first) is_begun = is_set;
+    is_first = false;
+    if (is_begun && !is_set) publish(name, value);
+  });
+}
+
 void restore_sap_feature() {
   for_each_pair([](const char* name, const char* value) {
     publish(name, value);

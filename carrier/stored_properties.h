@@ -20,7 +20,10 @@ class StoredProperties {
 
 /// Sets the carrier's properties again, from kelp.prop.
 void restore_sap_feature();
-/// The same during an encrypted start.
+/// Sets what is left of a carrier whose first property, in kelp.prop, is set: a start was
+/// interrupted among them.
+void complete_listed_carrier();
+/// As restore_sap_feature(), during an encrypted start.
 void restore_carrier_properties();
 
 /// Sets the properties of perm.prop and of feature.prop.

@@ -57,6 +57,30 @@ TEST_F(StoredProperties, WhatIsListedIsSetAgainByTheSameStart) {
   EXPECT_EQ("89000000000000000000", property("persist.vendor.qve.last-iccid")) << "to be sure";
 }
 
+TEST_F(StoredProperties, ACarrierThatWasSetInPartIsWholeForASimWithoutAProfile) {
+  use_package();
+  set_network_code(kTwoMccs);
+  insert_sim(kBritishIccid);
+  boot();
+  const std::string whole = carrier();
+  insert_sim("8933100000000000033");  // of no carrier in the package
+  const auto leave_in_part = [&](const char* carrier_set) {
+    write_file(file(kKelpProp),
+               "persist.vendor.qve.sim.operator VFB\n"
+               "persist.vendor.qve.sim.country GB\n"
+               "persist.vendor.qve.sim.operator.sub VFB\n");
+    set_property("persist.vendor.qve.last-iccid", "89000000000000000000");
+    set_property("persist.vendor.qve.sim.operator", carrier_set);
+    set_property("persist.vendor.qve.sim.country", "DE");
+    boot();
+  };
+  leave_in_part("VFB");
+  EXPECT_EQ(whole, carrier());
+  EXPECT_EQ("", content(kKelpProp));
+  leave_in_part("DTM");
+  EXPECT_EQ("DTM VFB DE", carrier()) << "another's stays as it is";
+}
+
 TEST_F(StoredProperties, TheCarrierOfAnEncryptedStartIsNotThatOfASimThatComesBack) {
   use_package();
   set_network_code(kTwoMccs);
