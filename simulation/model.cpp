@@ -352,9 +352,11 @@ std::optional<Failure> Model::check_start(const Step& step, const Report& report
 
 std::optional<Failure> Model::check_note(const Note& note, const Step& step,
                                          const State& now) const {
-  if (note.is_made_where_that_was_refused && step.is_struck_by(vp::Part::property)) {
-    return std::nullopt;
-  }
+  // A property that cannot be read makes it another start.
+  const bool is_excused =
+      step.is_struck_by(vp::Part::property) &&
+      (note.is_made_where_that_was_refused || step.disturbance->access == vp::Access::read);
+  if (is_excused) return std::nullopt;
   std::optional<Failure> first;
   for (const State& world : worlds_) {
     const State held = in_world(world);
