@@ -318,20 +318,15 @@ void Model::note_changed_files(const State& now, bool are_flushed) {
       if (are_flushed) {
         unflushed_.erase(key);
       } else {
-        unflushed_.emplace(key, found_in(last_, key));
+        unflushed_[key].insert(found_in(last_, key));
       }
     }
   }
 }
 
 void Model::lose_unflushed(const State& now, State& state) const {
-  for (const auto& [key, flushed] : unflushed_) {
-    if (found_in(now, key) != flushed) continue;
-    if (flushed.has_value()) {
-      state[key] = *flushed;
-    } else {
-      state.erase(key);
-    }
+  for (const auto& [key, earlier] : unflushed_) {
+    if (earlier.count(found_in(now, key)) > 0) take({key}, now, state);
   }
 }
 

@@ -11,6 +11,7 @@
 
 #include <map>
 #include <optional>
+#include <set>
 #include <string>
 #include <vector>
 
@@ -82,8 +83,8 @@ class Model {
   /// What may have been decided so far: the values of decided_parts(). One, unless a start was
   /// disturbed.
   std::vector<State> worlds_;
-  /// Files that a power cut may bring back to this.
-  std::map<std::string, std::optional<std::string>> unflushed_;
+  /// Files that a power cut may bring back to one of these.
+  std::map<std::string, std::set<std::optional<std::string>>> unflushed_;
 };
 
 /// Both sides of the first difference; nothing where there is none.
