@@ -102,7 +102,7 @@ std::optional<fcx::SimProfile> read_profile(const xmlNode* element, const char* 
 using Properties = std::initializer_list<fcx::CachedProperty>;
 
 /// Lists a carrier's properties in kelp.prop, by which every start sets them again. @return false
-/// when it holds an earlier list, or could be none
+/// when that failed: then there is no list, or still an earlier SIM's
 bool list(Properties properties) {
   fcx::StoredProperties lines;
   for (const auto& [name, value] : properties) lines.add(name, ' ', value);

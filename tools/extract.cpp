@@ -156,8 +156,6 @@ TemporaryPhone phone_in(const Target& target, const fs::path& directory) {
     const size_t end = why.rfind(": ");
     throw vp::Error(directory.string() + ": " +
                     (end == std::string::npos ? why : why.substr(end + 2)));
-  } catch (const std::system_error& error) {
-    throw vp::Error(directory.string() + ": " + error.code().message());
   }
 }
 

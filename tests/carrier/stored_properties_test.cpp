@@ -92,6 +92,7 @@ TEST_F(StoredProperties, TheCarrierOfAnEncryptedStartIsNotThatOfASimThatComesBac
   insert_sim(kBritishIccid);
   boot();
   ASSERT_EQ("VFB VFB GB", carrier());
+  EXPECT_EQ("89000000000000000000", property("persist.vendor.qve.last-iccid"));
   set_build_property("vold.decrypt", "trigger_restart_framework");
   insert_sim(kGermanIccid);
   boot();

@@ -64,12 +64,24 @@ std::string content_of_file(const std::string& path) {
   return std::to_string(found.st_size) + " bytes, " + digits.data();
 }
 
+[[noreturn]] void fail(const std::string& path) {
+  throw fs::filesystem_error("look at", path, std::error_code(errno, std::generic_category()));
+}
+
+/// Null after the last one. One that cannot be read must not pass for that.
+const dirent* next_entry(DIR* directory, const std::string& path) {
+  errno = 0;
+  const dirent* entry = readdir(directory);
+  if (entry == nullptr && errno != 0) fail(path);
+  return entry;
+}
+
 unsigned char type_of(const std::string& directory, const dirent& entry) {
   // Not every file system says it with the name.
   if (entry.d_type != DT_UNKNOWN) return entry.d_type;
   struct stat found {};
   const std::string path = directory + "/" + entry.d_name;
-  if (lstat(path.c_str(), &found) != 0) return DT_UNKNOWN;
+  if (lstat(path.c_str(), &found) != 0) fail(path);
   return static_cast<unsigned char>(IFTODT(found.st_mode));
 }
 
@@ -79,10 +91,8 @@ void add_tree(const std::string& top, const std::string& name, const std::string
               PhoneState& state) {
   const std::string at = top + path;
   const std::unique_ptr<DIR, CloseDirectory> directory(opendir(at.c_str()));
-  if (directory == nullptr) {
-    throw fs::filesystem_error("list", at, std::error_code(errno, std::generic_category()));
-  }
-  while (const dirent* entry = readdir(directory.get())) {
+  if (directory == nullptr) fail(at);
+  while (const dirent* entry = next_entry(directory.get(), at)) {
     const std::string_view last = entry->d_name;
     if (last == "." || last == "..") continue;
     const std::string inner = path + "/" + entry->d_name;

@@ -73,7 +73,7 @@ Scratch::Scratch(const fs::path& directory, const std::string& use, Kind kind) {
     if (is_at(path_, fd_)) return;
     errno = EAGAIN;
   }
-  throw std::system_error(errno, std::generic_category());
+  throw std::system_error(errno, std::generic_category(), in.string());
 }
 
 Scratch::~Scratch() {
