@@ -30,6 +30,7 @@ std::map<std::string, std::string> texts_of(const vp::Sim& sim) {
   std::map<std::string, std::string> texts = {{"state", vp::name_of(sim.state)},
                                               {"delay", std::to_string(sim.not_yet)}};
   if (!sim.iccid.empty()) texts["iccid"] = sim.iccid;
+  if (!sim.imsi.empty()) texts["imsi"] = sim.imsi;
   return texts;
 }
 

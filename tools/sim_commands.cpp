@@ -17,10 +17,12 @@ void show_sim(const Invocation& invocation, vp::Phone& phone, bool full) {
   const vp::Sim sim = vp::sim(phone);
   const int64_t wait = vp::polls_to_wait(phone);
   const bool has_iccid = sim.state == vp::SimState::inserted || !sim.iccid.empty();
-  const std::string iccid = full ? shown(sim.iccid) : masked(shown(sim.iccid));
+  const auto as_asked = [full](const std::string& text) { return full ? text : masked(text); };
+  const std::string iccid = as_asked(shown(sim.iccid));
   if (invocation.json) {
     Json object = {{"state", vp::name_of(sim.state)},
                    {"iccid", has_iccid ? Json(iccid) : Json()},
+                   {"imsi", sim.imsi.empty() ? Json() : Json(as_asked(sim.imsi))},
                    {"delay", sim.not_yet},
                    {"polls_to_wait", wait}};
     if (has_iccid && !full) object["masked"] = true;
@@ -28,6 +30,7 @@ void show_sim(const Invocation& invocation, vp::Phone& phone, bool full) {
   }
   printf("state          %s\n", vp::name_of(sim.state));
   if (has_iccid) printf("iccid          %s\n", iccid.c_str());
+  if (!sim.imsi.empty()) printf("imsi           %s\n", as_asked(sim.imsi).c_str());
   printf("polls to wait  %lld\n", static_cast<long long>(wait));
   printf("delay          %lld polls after each restart\n", static_cast<long long>(sim.not_yet));
 }
@@ -45,6 +48,7 @@ void change_sim(const Invocation& invocation, bool full, Change change) {
 void add_insert(Verb& group, Invocation& invocation) {
   struct Options {
     std::string iccid;
+    std::string imsi;
     bool any = false;
   };
   auto options = std::make_shared<Options>();
@@ -52,7 +56,10 @@ void add_insert(Verb& group, Invocation& invocation) {
       group, "insert", "Put a SIM in, in place of one that is there",
       "  fcx sim insert 8901410000000000001      18 to 20 digits, f after them up to 20\n"
       "  fcx sim insert --any 8901               as from a SIM that was written badly\n"
-      "  fcx sim insert --any hex:00ff",
+      "  fcx sim insert --any hex:00ff\n"
+      "  fcx sim insert 8901410000000000001 --imsi 310410123456789\n"
+      "\n"
+      "Without an IMSI the SIM does not tell one: AT+CIMI is answered ERROR.",
       [&invocation, options] {
         std::string iccid = options->iccid;
         if (options->any) {
@@ -60,12 +67,15 @@ void add_insert(Verb& group, Invocation& invocation) {
         } else {
           vp::check_iccid(iccid);
         }
+        if (!options->imsi.empty()) vp::check_imsi(options->imsi);
         change_sim(invocation, true, [&](vp::Sim& sim) {
           sim.state = vp::SimState::inserted;
           sim.iccid = iccid;
+          sim.imsi = options->imsi;
         });
       });
   insert.add_option("iccid", options->iccid, "Its ICCID").required();
+  insert.add_option("--imsi", options->imsi, "Its IMSI, 6 to 15 digits").type_name("DIGITS");
   insert.add_flag("--any", options->any, "Take any text, or hex:BYTES, of at most 2048 bytes");
 }
 
@@ -90,6 +100,7 @@ void add_sim(Verb& tool, Invocation& invocation) {
     change_sim(invocation, *full, [](vp::Sim& sim) {
       sim.state = vp::SimState::absent;
       sim.iccid.clear();
+      sim.imsi.clear();
     });
   });
   add_command(group, "error", "Let the SIM be there, and reading it fail", "  fcx sim error",

@@ -113,6 +113,7 @@ INSERT INTO event VALUES(1, 1, 'restart', 'boot'), (2, 2, 'reboot', 'restart fcx
   (3, 3, 'restart', 'restart fcx'), (4, 4, 'reboot', 'restart'), (5, 5, 'restart', 'restart'),
   (6, 6, 'restart', 'restart'), (7, 7, 'reboot', 'power off'), (8, 8, 'restart', 'power off');
 DROP TABLE unflushed;
+ALTER TABLE sim DROP COLUMN imsi;
 PRAGMA user_version=4;
 )");
   database.execute(more_sql);

@@ -277,6 +277,7 @@ TEST_F(PowerCutOfFiles, WhatOthersDoToFilesIsFlushed) {
          write_file(file("/data/logger/a"), "hand");
        },
        "hand"},
+      {"whoever makes all durable", "/data/c", [&] { vp::make_durable(phone()); }, "new"},
       {"and nobody", "/data/b", [] {}, "(none)"}};
   vp::insert_card(phone());
   fs::remove_all(directory() / vp::kUnflushedName);

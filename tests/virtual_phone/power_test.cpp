@@ -11,6 +11,7 @@
 #include "platform/factory_item_library.h"
 #include "tests/phone_fixture.h"
 #include "virtual_phone/core/roll_back.h"
+#include "virtual_phone/power/unflushed.h"
 
 namespace fcx_test {
 namespace {
@@ -72,6 +73,13 @@ TEST_F(PowerCut, WhatThePhoneIsToKeepIsThereAfterEach) {
       [&] {
         vp::set_nv_item(phone(), 1, {NvState::active, "nv"});
       },
+      [&] {
+        {
+          const std::lock_guard lock(phone().mutex());
+          phone().fleeting().execute("INSERT INTO property VALUES('persist.b', '1')");
+        }
+        vp::make_durable(phone());
+      },
   };
   for (const Unflushed unflushed : {Unflushed::dropped, Unflushed::torn}) {
     for (const auto& write : writes) {
@@ -102,7 +110,7 @@ INSERT INTO modem_nv VALUES(1, 'active', x'01'); INSERT INTO modem_value VALUES(
       "INSERT INTO build_property VALUES('a', 'b')",
       "DELETE FROM modem_value",
       "UPDATE modem_nv SET state = 'inactive'",
-      "INSERT INTO sim VALUES(1, 'inserted', x'01', 2)",
+      "INSERT INTO sim VALUES(1, 'inserted', x'01', 2, '')",
   };
   /// What happens before the write that is lost.
   constexpr const char* kBefore[] = {

@@ -52,6 +52,11 @@ void set_clock(Clock wanted) {
   chosen().changed.notify_all();
 }
 
+Clock chosen_clock() {
+  const std::lock_guard lock(chosen().mutex);
+  return chosen().clock;
+}
+
 int64_t now_us() {
   if (const auto simulated = simulated_now_us()) return *simulated;
   const auto since_1970 = std::chrono::system_clock::now().time_since_epoch();

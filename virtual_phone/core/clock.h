@@ -13,6 +13,7 @@ enum class Clock { real, fast, stopped, simulated };
 /// What this process's sleeps use from now on; simulate_time() chooses the simulated one. At first:
 /// fast when $FCX_CLOCK is "fast", else real.
 void set_clock(Clock clock);
+Clock chosen_clock();
 
 /// Microseconds since 1970 on the phone's clock.
 int64_t now_us();

@@ -90,7 +90,8 @@ void make_database(const fs::path& file, const Profile& profile) {
         .run();
   }
   if (!profile.sim_iccid.empty()) {
-    store_sim(database, {SimState::inserted, std::string(profile.sim_iccid), 0});
+    store_sim(database, {SimState::inserted, std::string(profile.sim_iccid), 0,
+                         std::string(profile.sim_imsi)});
   }
   start_sim(database);
   transaction.commit();

@@ -5,7 +5,6 @@
 #include <chrono>
 #include <thread>
 
-#include "virtual_phone/core/error.h"
 #include "virtual_phone/core/journal_note.h"
 
 namespace virtual_phone {
@@ -52,8 +51,10 @@ std::string uri_of(const std::filesystem::path& file) {
       throw Error(name + " is locked by another process. Wait for it, or end it.");
     case SQLITE_CORRUPT:
     case SQLITE_NOTADB:
-      throw Error(name + " is damaged (" + reason +
-                  "). Keep a copy if its content matters; `fcx init --force` makes a new phone.");
+      throw DamagedDatabase(
+          name + " is damaged (" + reason +
+              "). Keep a copy if its content matters; `fcx init --force` makes a new phone.",
+          reason);
     default:
       throw Error(name + ": " + reason);
   }
@@ -188,6 +189,12 @@ Database Database::copied(const std::filesystem::path& file) {
   return database;
 }
 
+Database Database::not_of_a_phone(const std::filesystem::path& file, bool create) {
+  Database database(file, file.string(), SQLITE_OPEN_READWRITE | (create ? SQLITE_OPEN_CREATE : 0));
+  database.execute("PRAGMA synchronous=FULL");
+  return database;
+}
+
 Query Database::query(const char* sql) {
   auto& statement = statements_[sql];
   if (statement == nullptr) {
@@ -218,6 +225,13 @@ Database::OpenFiles Database::open_files() {
     return file == nullptr || file->pMethods == nullptr ? nullptr : file;
   };
   return {opened(SQLITE_FCNTL_FILE_POINTER), opened(SQLITE_FCNTL_JOURNAL_POINTER)};
+}
+
+void Database::flush_log() {
+  sqlite3_file* log = open_files().journal;
+  if (log == nullptr) return;
+  const int result = log->pMethods->xSync(log, SQLITE_SYNC_NORMAL);
+  if (result != SQLITE_OK) throw Error(std::string("the log: ") + sqlite3_errstr(result));
 }
 
 int Database::changes() const { return sqlite3_changes(database_.get()); }

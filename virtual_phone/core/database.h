@@ -10,11 +10,25 @@
 #include <string>
 #include <string_view>
 
+#include "virtual_phone/core/error.h"
+
 struct sqlite3;
 struct sqlite3_file;
 struct sqlite3_stmt;
 
 namespace virtual_phone {
+
+/// A database file that is damaged, or none. reason() says in which way; what() speaks of a
+/// phone's.
+class __attribute__((visibility("default"))) DamagedDatabase : public Error {
+ public:
+  DamagedDatabase(const std::string& what, std::string reason)
+      : Error(what), reason_(std::move(reason)) {}
+  const std::string& reason() const { return reason_; }
+
+ private:
+  std::string reason_;
+};
 
 /// A run of one prepared statement: bind, step, read, and it is ready for the next.
 class Query {
@@ -70,6 +84,9 @@ class Database {
   /// Opens a copy of a database's files that nobody else has open. The log is read, never copied
   /// back.
   static Database copied(const std::filesystem::path& file);
+  /// Opens a database that is not a phone's, or makes an empty file for one: nothing but SQLite's
+  /// own files stands beside it. What is written outlives a power cut.
+  static Database not_of_a_phone(const std::filesystem::path& file, bool create);
 
   /// A statement, prepared once for this connection. One run of it at a time.
   Query query(const char* sql);
@@ -80,6 +97,8 @@ class Database {
   /// Rows that were changed since it was opened.
   int all_changes() const;
   int64_t last_id() const;
+  /// Makes durable what was written to the database so far, over whichever connection.
+  void flush_log();
   /// Whether it has no table at all, as one whose making was interrupted.
   bool is_empty();
 

@@ -70,16 +70,28 @@ Phone::Phone(const std::filesystem::path& directory)
   if (stat((directory_ / kDatabaseName).c_str(), &database) == 0) inode_ = database.st_ino;
 }
 
-void Phone::check_is_there() const {
+bool Phone::is_there() const {
   struct stat database {};
-  const fs::path file = directory_ / kDatabaseName;
-  if (stat(file.c_str(), &database) == 0 && database.st_ino == inode_) return;
-  throw Error(file.string() + " was removed or replaced meanwhile: nothing was written.");
+  return stat((directory_ / kDatabaseName).c_str(), &database) == 0 && database.st_ino == inode_;
+}
+
+void Phone::check_is_there() const {
+  if (is_there()) return;
+  throw Error((directory_ / kDatabaseName).string() +
+              " was removed or replaced meanwhile: nothing was written.");
 }
 
 int64_t Phone::changes() {
   const std::lock_guard lock(mutex_);
   return durable_.all_changes() + changed_files_;
+}
+
+bool Phone::has_unflushed_changes() const { return fleeting_.all_changes() != flushed_changes_; }
+
+void Phone::flush_changes() {
+  const int changes = fleeting_.all_changes();
+  fleeting_.flush_log();
+  flushed_changes_ = changes;
 }
 
 std::string Phone::profile() {

@@ -49,8 +49,10 @@ class Phone {
   const std::string& root() const { return root_; }
   std::filesystem::path log_file() const { return directory_ / "log" / "system.log"; }
   std::string profile();
-  /// Throws Error when the phone's directory was removed or replaced since it was opened: what is
-  /// written now would be lost.
+  /// Whether the phone's directory is the one that was opened: in one that was removed or replaced
+  /// since then all would be lost that is written now.
+  bool is_there() const;
+  /// Throws Error when it is not.
   void check_is_there() const;
 
   /// Holds other threads off the two connections below.
@@ -67,6 +69,11 @@ class Phone {
   int64_t changes();
   void count_change() { ++changed_files_; }
 
+  /// Whether this process has written over the fleeting connection since the last call of
+  /// flush_changes(): that makes all of it durable. Throws Error.
+  bool has_unflushed_changes() const REQUIRES(mutex_);
+  void flush_changes() REQUIRES(mutex_);
+
   /// Whether this process has opened the factory item store.
   std::atomic<bool> items_open = false;
   /// Whether this process has opened the direct interface to the modem.
@@ -81,6 +88,7 @@ class Phone {
   Database fleeting_ GUARDED_BY(mutex_);
   LogFile log_;
   std::atomic<int64_t> changed_files_ = 0;
+  int flushed_changes_ GUARDED_BY(mutex_) = 0;
   uint64_t inode_ = 0;  ///< of phone.db
 };
 
@@ -110,5 +118,9 @@ void end_uptime(Phone& phone, std::string_view kind, std::string_view detail);
 
 /// The same by hand: an event of kind kRestartEvent.
 void restart(Phone& phone, std::string_view reason);
+
+/// What is called after android_reboot() has ended the uptime, by the thread that called it; it
+/// need not return. None at first.
+void when_rebooted(void (*ended)());
 
 }  // namespace virtual_phone

@@ -8,6 +8,7 @@
 
 #include <unistd.h>
 
+#include <atomic>
 #include <filesystem>
 #include <optional>
 #include <string>
@@ -56,8 +57,19 @@ std::string reboot_detail(unsigned command, const char* reason) {
 
 }  // namespace
 
+namespace virtual_phone {
+namespace {
+
+std::atomic<void (*)()> ended_by_reboot = nullptr;
+
+}  // namespace
+
+void when_rebooted(void (*ended)()) { ended_by_reboot = ended; }
+
+}  // namespace virtual_phone
+
 int android_reboot(unsigned command, int, const char* reason) {
-  return vp::platform_call("android_reboot", -1, [&](vp::Phone& phone) {
+  const int result = vp::platform_call("android_reboot", -1, [&](vp::Phone& phone) {
     const std::string detail = reboot_detail(command, reason);
     vp::Accessing accessing(phone, {vp::Part::service, "reboot", vp::Access::call, detail});
     if (accessing.strike().has_value()) return -1;
@@ -66,6 +78,9 @@ int android_reboot(unsigned command, int, const char* reason) {
     accessing.changes();
     return 0;
   });
+  const auto ended = vp::ended_by_reboot.load();
+  if (result == 0 && ended != nullptr) ended();
+  return result;
 }
 
 int acquire_wake_lock(int, const char* id) {

@@ -63,6 +63,10 @@ UPDATE event SET detail = 'restart, reason ' || substr(detail, 9)
 CREATE TABLE unflushed(id INTEGER PRIMARY KEY AUTOINCREMENT, path TEXT NOT NULL, what TEXT NOT NULL,
                        flushed TEXT NOT NULL, UNIQUE(path, what));
 )",
+    // The SIM's IMSI, and a build property of the maker, see raise.cpp.
+    R"(
+ALTER TABLE sim ADD COLUMN imsi TEXT NOT NULL DEFAULT '';
+)",
 };
 
 /// Raised with every change that older programs cannot read.

@@ -13,9 +13,10 @@ constexpr char kNoSim[] = "NODEF";
 constexpr size_t kPublishedDigits = 20;
 
 Sim load_sim(Database& database) {
-  Query query = database.query("SELECT state, iccid, not_yet FROM sim WHERE one = 1");
+  Query query = database.query("SELECT state, iccid, not_yet, imsi FROM sim WHERE one = 1");
   if (!query.step()) return {};
-  return {named<SimState>(query.text(0)).value_or(SimState::error), query.text(1), query.number(2)};
+  return {named<SimState>(query.text(0)).value_or(SimState::error), query.text(1), query.number(2),
+          query.text(3)};
 }
 
 int64_t polls(Database& database) {
@@ -89,6 +90,15 @@ void check_iccid(std::string_view iccid) {
   }
 }
 
+void check_imsi(std::string_view imsi) {
+  constexpr size_t kFewest = 6;
+  constexpr size_t kMost = 15;
+  const bool has_digits = imsi.find_first_not_of("0123456789") == std::string_view::npos;
+  if (!has_digits || imsi.size() < kFewest || imsi.size() > kMost) {
+    throw Refused("an IMSI has 6 to 15 digits");
+  }
+}
+
 int64_t polls_to_wait(Phone& phone) {
   const std::lock_guard lock(phone.mutex());
   const int64_t left = load_sim(phone.fleeting()).not_yet - polls(phone.fleeting());
@@ -115,10 +125,12 @@ bool radio_layer_answers(Phone& phone, std::string_view property) {
 }
 
 void store_sim(Database& database, const Sim& sim) {
-  database.query("INSERT OR REPLACE INTO sim(one, state, iccid, not_yet) VALUES(1, ?, ?, ?)")
+  database
+      .query("INSERT OR REPLACE INTO sim(one, state, iccid, not_yet, imsi) VALUES(1, ?, ?, ?, ?)")
       .bind(name_of(sim.state))
       .bind_blob(sim.iccid)
       .bind(sim.not_yet)
+      .bind(sim.imsi)
       .run();
 }
 

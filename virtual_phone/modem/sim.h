@@ -24,8 +24,9 @@ inline constexpr EnumName<SimState> kEnumNames<SimState>[] = {
 
 struct Sim {
   SimState state = SimState::absent;
-  std::string iccid;    ///< what is read from it when it is inserted; at most kLongestIccid bytes
-  int64_t not_yet = 0;  ///< polls after a start that find it not ready
+  std::string iccid;      ///< what is read from it when it is inserted; at most kLongestIccid bytes
+  int64_t not_yet = 0;    ///< polls after a start that find it not ready
+  std::string imsi = {};  ///< empty when nobody has said which
 };
 
 constexpr size_t kLongestIccid = 2048;
@@ -40,6 +41,9 @@ void set_sim(Phone& phone, const Sim& sim);
 /// Throws Refused, with the reason, for what is no ICCID: 18 to 20 digits, or less than 20 with "f"
 /// after them up to 20.
 void check_iccid(std::string_view iccid);
+
+/// Throws Refused, with the reason, for what is no IMSI: 6 to 15 digits.
+void check_imsi(std::string_view imsi);
 
 /// How many polls will still find the SIM not ready.
 int64_t polls_to_wait(Phone& phone);

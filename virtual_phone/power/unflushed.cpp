@@ -10,6 +10,7 @@
 #include <cerrno>
 #include <climits>
 
+#include "virtual_phone/core/flush.h"
 #include "virtual_phone/power/unflushed_rows.h"
 
 namespace virtual_phone {
@@ -369,6 +370,24 @@ void note_tree_flushed(Phone& phone, const fs::path& tree) {
     if (is_within(row.path, tree)) rows.push_back(std::move(row));
   }
   remove_rows(phone, phone.fleeting(), rows);
+}
+
+void make_durable(Phone& phone) {
+  bool has_unflushed_files = false;
+  {
+    const std::lock_guard lock(phone.mutex());
+    if (!phone.has_unflushed_changes()) return;
+    has_unflushed_files = !unflushed_rows(phone.fleeting()).empty();
+  }
+  if (has_unflushed_files) {
+    for (const char* tree : {"root", kEfsName}) {
+      const FileTurn turn(phone);
+      sync_tree(phone.directory() / tree);
+      note_tree_flushed(phone, tree);
+    }
+  }
+  const std::lock_guard lock(phone.mutex());
+  phone.flush_changes();
 }
 
 }  // namespace virtual_phone

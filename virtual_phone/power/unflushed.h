@@ -43,6 +43,11 @@ void note_flushed(Phone& phone, const fcx::FileAccess& access);
 /// or it was replaced by somebody who is no part of the phone's software.
 void note_tree_flushed(Phone& phone, const std::filesystem::path& tree);
 
+/// Flushes all that was written to the phone so far, as a phone's own software does before it says
+/// that something is done: a power cut loses none of it. Quick where nothing was written since the
+/// last time. Throws Error.
+void make_durable(Phone& phone);
+
 /// A file of which something is not flushed.
 struct UnflushedFile {
   std::string path;  ///< on the phone; of the modem's files "efs:" and theirs

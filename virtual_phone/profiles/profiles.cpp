@@ -39,6 +39,7 @@ const std::vector<ProfileProperty> kBuild = {
     {"ro.build.date", "Mon Jun  1 09:00:00 KST 2020"},
     {"ro.build.type", "userdebug"},
     {"ro.build.version.release", "10"},
+    {"ro.product.manufacturer", "QVE"},
     {"ro.product.model", "QV-100"},
     {"ro.vendor.qve.build.target_operator", "OPEN"},
     {"ro.vendor.qve.factoryversion", "QV100AT-00-V10a-OPEN-EU-JUN-01-2020+0"},
@@ -187,7 +188,7 @@ void set_versions(Profile& profile, std::string_view version, std::string_view o
 
 /// A phone that has left the factory.
 Profile written(const char* name, const char* meaning, std::string_view network_code,
-                std::string_view sim_iccid) {
+                std::string_view sim_iccid, std::string_view sim_imsi) {
   Profile profile = {name,
                      meaning,
                      kBuild,
@@ -197,7 +198,8 @@ Profile written(const char* name, const char* meaning, std::string_view network_
                      {{453, "\0\0\0\0"sv}},
                      kModemFiles,
                      {},
-                     sim_iccid};
+                     sim_iccid,
+                     sim_imsi};
   profile.items.push_back({item::network_code, network_code});
   append(profile.files, kFactoryFiles);
   append(profile.files, kIdentifierFiles);
@@ -209,8 +211,9 @@ Profile written(const char* name, const char* meaning, std::string_view network_
 }
 
 Profile single() {
-  Profile profile = written("single", "one carrier, all factory data written",
-                            R"("1","310,410,FFFFFFFF,FFFFFFFF,FF")", "8901410000000000001");
+  Profile profile =
+      written("single", "one carrier, all factory data written",
+              R"("1","310,410,FFFFFFFF,FFFFFFFF,FF")", "8901410000000000001", "310410000000001");
   set_versions(profile, "QV100AT-00-V10a-310-410-JUN-01-2020+0", kEuropeanVersion);
   profile.files.push_back({"/data/.OP/userdata.ubid", kOperatorIdentifier});
   profile.files.push_back({"/data/.userdataid", kOperatorIdentifier});
@@ -222,7 +225,7 @@ Profile european(const char* name, const char* meaning) {
   Profile profile = written(name, meaning,
                             R"("3","262,01F,FFFFFFFF,FFFFFFFF,11",)"
                             R"("234,15F,FFFFFFFF,FFFFFFFF,12","222,10F,FFFFFFFF,FFFFFFFF,13")",
-                            "89449800000000012349");
+                            "89449800000000012349", "234150000001234");
   set_properties(profile, {
                               {"ro.crypto.state", "encrypted"},
                               {"ro.crypto.type", "file"},
@@ -256,7 +259,7 @@ Profile overlay() {
 Profile mtk() {
   Profile profile = written("mtk", "two countries, a MediaTek chipset, a user build",
                             R"("2","310,410,FFFFFFFF,FFFFFFFF,31","302,720,FFFFFFFF,FFFFFFFF,32")",
-                            "8901970000000042421");
+                            "8901970000000042421", "310410000004242");
   set_properties(profile, {
                               {"ro.build.type", "user"},
                               {"ro.mediatek.platform", "MT6755"},

@@ -44,6 +44,7 @@ struct Profile {
   std::vector<ProfileFile> efs_files;
   std::vector<ProfileFile> overlay_files = {};  ///< which only the file-handle service reads
   std::string_view sim_iccid = {};              ///< of the SIM that is inserted; empty: none is
+  std::string_view sim_imsi = {};               ///< of the same SIM
   std::vector<ProfileFile> nodes = {};          ///< files that show what the kernel has to say
   std::vector<ProfileRecord> records = {};
 };
