@@ -19,19 +19,11 @@ Outcome send(vp::Phone& phone, const Action& action) {
           "result " + result + (data.empty() ? "" : ", " + as_word(data))};
 }
 
-/// The command of one line. Throws Refused.
-AtCommand read_line(const std::string& sent) {
-  const AtLine read = AtLineReader().next(sent);
-  if (read.state != AtLine::State::command || read.consumed < sent.size()) {
-    throw vp::Refused("\"" + sent.substr(0, sent.size() - 1) + "\" is no AT line");
-  }
-  return read.command;
-}
-
 Outcome send_line(vp::Phone& phone, const std::string& line) {
-  // The command's texts are in what was sent.
-  const std::string sent = line + "\r";
-  const AtAnswer answer = answer_at_command(phone, read_line(sent));
+  if (const char* reason = why_no_at_line(line)) {
+    throw vp::Refused("\"" + line + "\" is no AT line: " + reason);
+  }
+  const AtAnswer answer = answer_at_line(phone, line);
   std::string text;
   for (const std::string& each : answer.lines()) text += (text.empty() ? "" : " | ") + each;
   return {answer.is_ok, text};

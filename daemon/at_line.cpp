@@ -1,95 +1,153 @@
 #include "daemon/at_line.h"
 
+#include <strings.h>
+
 #include <algorithm>
 
 namespace factory_daemon {
 namespace {
 
-constexpr std::string_view kLineEnds = "\r\n";
+constexpr char kEscape = '\x1b';
+constexpr char kBackspace = '\b';
 constexpr std::string_view kBlanks = " \t";
-constexpr std::string_view kBlanksAndLineEnds = " \t\r\n";
+constexpr std::string_view kDigits = "0123456789";
 constexpr std::string_view kNameCharacters =
     "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789_";
+/// Its text is all that follows in the line.
+constexpr std::string_view kTakesTheRest = "%FCX";
+
+bool is_blank(char c) { return c == ' ' || c == '\t'; }
+
+bool is_letter(char c) { return (c >= 'A' && c <= 'Z') || (c >= 'a' && c <= 'z'); }
+
+std::string_view without_blanks_before(std::string_view text) {
+  return text.substr(std::min(text.find_first_not_of(kBlanks), text.size()));
+}
 
 std::string_view without_blanks_after(std::string_view text) {
   return text.substr(0, text.find_last_not_of(kBlanks) + 1);
 }
 
+/// Where `sought` stands outside of quotation marks, or the text's size.
+size_t find_unquoted(std::string_view text, char sought) {
+  bool is_quoted = false;
+  for (size_t i = 0; i < text.size(); ++i) {
+    if (text[i] == '"') is_quoted = !is_quoted;
+    if (text[i] == sought && !is_quoted) return i;
+  }
+  return text.size();
+}
+
 std::vector<std::string_view> split(std::string_view text) {
   std::vector<std::string_view> parts;
   for (;;) {
-    const size_t comma = text.find(',');
+    const size_t comma = find_unquoted(text, ',');
     parts.push_back(text.substr(0, comma));
-    if (comma == std::string_view::npos) return parts;
+    if (comma == text.size()) return parts;
     text.remove_prefix(comma + 1);
   }
 }
 
-bool begins_with_at(std::string_view line) {
-  return line.size() >= 2 && (line[0] == 'A' || line[0] == 'a') &&
-         (line[1] == 'T' || line[1] == 't');
-}
-
-/// Reads what follows a name. Whether it can follow one.
-bool read_form(std::string_view rest, AtCommand& command) {
-  if (rest.empty()) {
-    command.form = AtForm::execute;
-  } else if (rest == "?") {
-    command.form = AtForm::query;
-  } else if (rest == "=?") {
-    command.form = AtForm::range;
-  } else if (rest.front() == '=') {
-    command.form = AtForm::assign;
-    command.text = rest.substr(1);
-    command.parameters = split(command.text);
-  } else {
-    return false;
-  }
-  return true;
-}
-
-/// Reads a line without blanks around it. @return why it is no command, or null
-const char* read_command(std::string_view line, AtCommand& command) {
-  if (line.find('\0') != std::string_view::npos) return "it has a NUL inside";
-  if (!begins_with_at(line)) return "it does not begin with AT";
-  line.remove_prefix(2);
-  if (line.empty()) return nullptr;
-  if (line.front() != '%') return "after AT comes % and a name";
-  line.remove_prefix(1);
-  const size_t length = std::min(line.find_first_not_of(kNameCharacters), line.size());
-  if (length == 0) return "a name has letters, digits and _";
-  command.name = line.substr(0, length);
-  return read_form(line.substr(length), command)
-             ? nullptr
-             : "after a name comes ?, =?, = and values, or nothing";
-}
-
 }  // namespace
 
-AtLine AtLineReader::next(std::string_view bytes) {
-  AtLine found;
-  if (is_in_long_line_) {
-    found.consumed = std::min(bytes.find_first_of(kLineEnds), bytes.size());
-    if (found.consumed == bytes.size()) return found;
-    is_in_long_line_ = false;
+AtLineReader::Taken AtLineReader::take(std::string_view characters, std::string& echo) {
+  if (has_ended_) reset();
+  for (size_t i = 0; i < characters.size(); ++i) {
+    if (!is_end(characters[i])) {
+      add(characters[i], echo);
+      continue;
+    }
+    if (characters[i] == '\r') echo += '\r';
+    line_.resize(without_blanks_after(line_).size());
+    if (line_.empty()) continue;
+    has_ended_ = true;
+    return {is_too_long_ ? State::too_long : State::line, i + 1};
   }
-  found.consumed =
-      std::min(bytes.find_first_not_of(kBlanksAndLineEnds, found.consumed), bytes.size());
-  const std::string_view rest = bytes.substr(found.consumed);
-  const size_t length = std::min(rest.find_first_of(kLineEnds), rest.size());
-  const bool has_end = length < rest.size();
-  if (length > kLongestAtLine) {
-    is_in_long_line_ = !has_end;
-    found.reason = "it is too long";
-  } else if (has_end) {
-    found.reason = read_command(without_blanks_after(rest.substr(0, length)), found.command);
+  return {State::incomplete, characters.size()};
+}
+
+bool AtLineReader::is_end(char character) const { return character == '\r' || character == '\n'; }
+
+void AtLineReader::add(char character, std::string& echo) {
+  if (character == kEscape) return reset();
+  if (character == kBackspace) {
+    if (line_.empty() || is_too_long_) return;
+    line_.pop_back();
+    echo += "\b \b";
+    return;
+  }
+  echo += character;
+  if (line_.empty() && is_blank(character)) return;
+  if (line_.size() == kLongestAtLine) {
+    // Blanks at its end would not count.
+    is_too_long_ |= !is_blank(character);
   } else {
-    return found;
+    line_ += character;
   }
-  found.state = found.reason == nullptr ? AtLine::State::command : AtLine::State::invalid;
-  // Of "\r\n" the second byte is an empty line before the next: it may not have arrived yet.
-  found.consumed += has_end ? length + 1 : length;
-  return found;
+}
+
+void AtLineReader::reset() {
+  line_.clear();
+  has_ended_ = false;
+  is_too_long_ = false;
+}
+
+const char* why_no_at_line(std::string_view line) {
+  if (line.size() > kLongestAtLine) return "it has more than 2048 characters";
+  if (line.find_first_of("\r\n") != std::string_view::npos) return "it is more than one";
+  if (line.find('\0') != std::string_view::npos) return "it has a NUL inside";
+  const bool begins_with_at = line.size() >= 2 && strncasecmp(line.data(), "AT", 2) == 0;
+  return begins_with_at ? nullptr : "it does not begin with AT";
+}
+
+AtCommands::AtCommands(std::string_view line)
+    : rest_(without_blanks_before(without_blanks_after(line.substr(2)))) {}
+
+const char* AtCommands::next(AtCommand& command) {
+  command = {};
+  const bool is_extended = rest_.front() == '+' || rest_.front() == '%';
+  const char* reason = is_extended ? read_extended(command) : read_basic(command);
+  rest_ = reason == nullptr ? without_blanks_before(rest_) : std::string_view();
+  return reason;
+}
+
+const char* AtCommands::read_basic(AtCommand& command) {
+  const size_t sign = rest_.front() == '&' ? 1 : 0;
+  if (rest_.size() <= sign || !is_letter(rest_[sign])) {
+    return "a command begins with a letter, &, + or %";
+  }
+  command.name = rest_.substr(0, sign + 1);
+  rest_.remove_prefix(command.name.size());
+  const size_t digits = std::min(rest_.find_first_not_of(kDigits), rest_.size());
+  command.text = rest_.substr(0, digits);
+  if (digits > 0) command.form = AtForm::assign;
+  rest_.remove_prefix(digits);
+  // Not needed after a basic command, and common all the same.
+  rest_ = without_blanks_before(rest_);
+  if (!rest_.empty() && rest_.front() == ';') rest_.remove_prefix(1);
+  return nullptr;
+}
+
+const char* AtCommands::read_extended(AtCommand& command) {
+  const size_t length = std::min(rest_.find_first_not_of(kNameCharacters, 1), rest_.size());
+  if (length == 1) return "a name has letters, digits and _";
+  command.name = rest_.substr(0, length);
+  const bool takes_the_rest = length == kTakesTheRest.size() &&
+                              strncasecmp(command.name.data(), kTakesTheRest.data(), length) == 0;
+  const size_t end = takes_the_rest ? rest_.size() : find_unquoted(rest_, ';');
+  std::string_view form = rest_.substr(length, end - length);
+  rest_.remove_prefix(std::min(end + 1, rest_.size()));
+  if (!takes_the_rest) form = without_blanks_after(form);
+  if (form.empty()) return nullptr;
+  if (form == "?" || form == "=?") {
+    command.form = form == "?" ? AtForm::query : AtForm::range;
+    return nullptr;
+  }
+  if (form.front() != '=') return "after a name comes ?, =?, = and values, ; or nothing";
+  command.form = AtForm::assign;
+  command.text = form.substr(1);
+  command.parameters = split(command.text);
+  return nullptr;
 }
 
 }  // namespace factory_daemon

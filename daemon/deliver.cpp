@@ -32,14 +32,9 @@ const char* handler_for(const fcx::Command* row, std::string_view payload) {
   return writes ? row->writer : row->handler;
 }
 
-}  // namespace
-
-std::string_view Delivery::data() const {
-  const auto length = std::clamp<int32_t>(response.data_len, 0, sizeof response.data);
-  return {response.data, static_cast<size_t>(length)};
-}
-
-Delivery deliver(vp::Phone& phone, int32_t opcode, std::string_view payload) {
+/// Lets `call` have the request, and looks at what happens meanwhile.
+template <typename Call>
+Delivery deliver_as(vp::Phone& phone, int32_t opcode, std::string_view payload, Call call) {
   const fcx::Command* row = fcx::find_command(opcode);
   Delivery delivery{opcode, row, handler_for(row, payload), {}, {}, {}, {}};
   const int64_t last = vp::last_event(phone);
@@ -48,13 +43,35 @@ Delivery deliver(vp::Phone& phone, int32_t opcode, std::string_view payload) {
   request.data_len = static_cast<int32_t>(payload.copy(request.data, sizeof request.data));
   {
     const Complaints complaints(delivery.complaints);
+    call(delivery, request);
+  }
+  delivery.events = vp::events(phone, last);
+  return delivery;
+}
+
+}  // namespace
+
+std::string_view data_of(const qvcmd_response& response) {
+  const auto length = std::clamp<int32_t>(response.data_len, 0, sizeof response.data);
+  return {response.data, static_cast<size_t>(length)};
+}
+
+Delivery deliver(vp::Phone& phone, int32_t opcode, std::string_view payload) {
+  return deliver_as(phone, opcode, payload, [&](Delivery& delivery, qvcmd_request& request) {
     const vp::RunningCommand running(opcode);
     service_handler(&request, &delivery.response);
     await_background_work();
     delivery.accessed = running.accessed();
-  }
-  delivery.events = vp::events(phone, last);
-  return delivery;
+  });
+}
+
+Delivery Deliverer::deliver(vp::Phone& phone, int32_t opcode, std::string_view payload) {
+  return deliver_as(phone, opcode, payload, [&](Delivery& delivery, qvcmd_request& request) {
+    running_.reset();  // there is one at a time
+    running_.emplace(opcode);
+    service_handler(&request, &delivery.response);
+    delivery.accessed = running_->accessed();
+  });
 }
 
 }  // namespace factory_daemon

@@ -2,6 +2,8 @@
 #pragma once
 
 #include <cstdint>
+#include <functional>
+#include <optional>
 #include <set>
 #include <string_view>
 #include <vector>
@@ -14,6 +16,9 @@
 
 namespace factory_daemon {
 
+/// The bytes of an answer, within its record.
+std::string_view data_of(const qvcmd_response& response);
+
 struct Delivery {
   int32_t opcode;
   const fcx::Command* row;  ///< null for an unknown opcode
@@ -23,8 +28,7 @@ struct Delivery {
   std::vector<virtual_phone::LogEntry> complaints;  ///< what was logged as a warning or an error
   std::set<virtual_phone::Part> accessed;  ///< the parts of the phone that it was about to use
 
-  /// The answer's bytes, within its record.
-  std::string_view data() const;
+  std::string_view data() const { return data_of(response); }
 };
 
 /// Delivers one command to the library, with a cleared response, and waits for what it leaves on a
@@ -33,5 +37,19 @@ struct Delivery {
 /// @param payload at most QVCMD_DATA_SIZE bytes, which the request has from its first byte on
 /// Throws virtual_phone::Error.
 Delivery deliver(virtual_phone::Phone& phone, int32_t opcode, std::string_view payload);
+
+/// Whoever delivers commands.
+using Deliver = std::function<Delivery(virtual_phone::Phone&, int32_t, std::string_view)>;
+
+/// Delivers commands and waits for nothing: what one leaves on a thread goes on, as on a phone,
+/// and belongs to that command until the next one comes.
+class Deliverer {
+ public:
+  /// As deliver(), up to the answer.
+  Delivery deliver(virtual_phone::Phone& phone, int32_t opcode, std::string_view payload);
+
+ private:
+  std::optional<virtual_phone::RunningCommand> running_;
+};
 
 }  // namespace factory_daemon

@@ -1,7 +1,8 @@
 #include "daemon/hex.h"
 
 #include <algorithm>
-
+#include <cctype>
+#include <charconv>
 #include <cstdint>
 
 namespace factory_daemon {
@@ -15,6 +16,29 @@ std::string to_hex(std::string_view bytes) {
     text += kDigits[value & 15];
   }
   return text;
+}
+
+std::optional<std::string> from_hex(std::string_view digits, std::string& wrong) {
+  std::string packed;
+  for (const char c : digits) {
+    if (c == ' ' || c == ':' || c == ',') continue;
+    if (!isxdigit(c)) {
+      wrong = "\"" + std::string(digits) + "\": '" + c + "' is no hexadecimal digit";
+      return std::nullopt;
+    }
+    packed += c;
+  }
+  if (packed.size() % 2 != 0) {
+    wrong = "\"" + std::string(digits) + "\" has an odd number of hexadecimal digits";
+    return std::nullopt;
+  }
+  std::string bytes;
+  for (size_t i = 0; i < packed.size(); i += 2) {
+    unsigned value = 0;
+    std::from_chars(packed.data() + i, packed.data() + i + 2, value, 16);
+    bytes += static_cast<char>(value);
+  }
+  return bytes;
 }
 
 std::string as_word(std::string_view data) {

@@ -1,9 +1,11 @@
 #include "tools/action_verbs.h"
 
+#include <algorithm>
 #include <memory>
 #include <optional>
 #include <utility>
 
+#include "daemon/at_line.h"
 #include "fcx/command_table.h"
 #include "fcx/qvcmd.h"
 #include "tools/command_name.h"
@@ -13,8 +15,6 @@ namespace cli {
 namespace {
 
 using factory_daemon::Action;
-using factory_daemon::AtLine;
-using factory_daemon::AtLineReader;
 using Kind = Action::Kind;
 
 struct CommandWords {
@@ -104,22 +104,18 @@ ReadAction takes_command(Verb& verb) {
   };
 }
 
-factory_daemon::AtCommand read_at_line(std::string_view sent) {
-  const AtLine read = AtLineReader().next(sent);
-  if (read.state == AtLine::State::incomplete) throw UsageError("the AT line is empty");
-  if (read.state == AtLine::State::invalid) {
-    throw UsageError(std::string("this is no AT line: ") + read.reason);
-  }
-  if (read.consumed < sent.size()) throw UsageError("give one AT line, without its end");
-  return read.command;
-}
-
 ReadAction takes_at_line(Verb& verb) {
-  auto line = std::make_shared<std::string>();
-  verb.add_option("line", *line, "The line without its end").required();
-  return [line] {
-    static_cast<void>(read_at_line(*line + "\r"));  // for what it throws
-    return Action{Kind::at_line, 0, *line};
+  auto typed = std::make_shared<std::string>();
+  verb.add_option("line", *typed, "The line without its end").required();
+  return [typed] {
+    constexpr char kBlanks[] = " \t";
+    const size_t begin = std::min(typed->find_first_not_of(kBlanks), typed->size());
+    const std::string line = typed->substr(begin, typed->find_last_not_of(kBlanks) + 1 - begin);
+    if (line.empty()) throw UsageError("the AT line is empty");
+    if (const char* reason = factory_daemon::why_no_at_line(line)) {
+      throw UsageError(std::string("this is no AT line: ") + reason);
+    }
+    return Action{Kind::at_line, 0, line};
   };
 }
 

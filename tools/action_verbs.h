@@ -4,10 +4,8 @@
 
 #include <functional>
 #include <string>
-#include <string_view>
 
 #include "daemon/action.h"
-#include "daemon/at_line.h"
 #include "tools/cli.h"
 
 namespace cli {
@@ -26,10 +24,6 @@ ReadAction takes_at_line(Verb& verb);
 ReadAction takes_start(Verb& verb);
 /// The reason of a restart.
 ReadAction takes_restart(Verb& verb);
-
-/// The command of the one AT line that `sent`, with its end, is. Its texts are in `sent`. Throws
-/// UsageError.
-factory_daemon::AtCommand read_at_line(std::string_view sent);
 
 /// Gives a group the verbs `send`, `at`, `boot` and `reboot`, which take what those of the tool
 /// do; an option of the group may stand after them, too. Their examples are the group's.

@@ -1,11 +1,14 @@
 // boot: a start of the phone, and why it decided as it did.
+#include <cstdio>
 #include <memory>
 #include <string>
 
 #include "tools/action_verbs.h"
 #include "tools/boot_report.h"
 #include "tools/commands.h"
+#include "tools/connect.h"
 #include "tools/progress.h"
+#include "tools/text.h"
 #include "virtual_phone/core/clock.h"
 
 namespace cli {
@@ -29,6 +32,15 @@ factory_daemon::Boot boot_and_wait(const Invocation& invocation, Action::Kind ki
   return factory_daemon::boot(phone, uptime);
 }
 
+/// The same by a server, in its time, and what it prints.
+void boot_by_server(Invocation& invocation, const Connect& connect, Action::Kind kind,
+                    bool is_full) {
+  const auto answer = connect.client(invocation)
+                          .start({kind == Action::Kind::daemon_start, invocation.json, is_full});
+  if (!answer.is_started) invocation.exit_status = kCommandFailed;
+  printf("%s\n", harmless(answer.report).c_str());
+}
+
 }  // namespace
 
 void add_boot(Verb& tool, Invocation& invocation) {
@@ -39,6 +51,7 @@ void add_boot(Verb& tool, Invocation& invocation) {
       "  fcx boot --daemon       the daemon alone starts again; the phone stays on\n"
       "  fcx boot --real-time    with the waits of a phone, up to 25 seconds\n"
       "  fcx boot --full         ICCIDs whole\n"
+      "  fcx boot --connect S    by a running server, see `fcx serve`\n"
       "\n"
       "Shown are what set-up had to go by, what the start did, which properties are others than\n"
       "before it, and the decision. A power-off with its cable attached that was under way when "
@@ -47,7 +60,12 @@ void add_boot(Verb& tool, Invocation& invocation) {
       "is 0 when set-up came to its end or waited as long as it does for the SIM, and 3 when it\n"
       "could not be started.",
       {});
-  command.callback([&invocation, options, read = takes_start(command)] {
+  auto connect = takes_connection(command);
+  command.callback([&invocation, options, connect, read = takes_start(command)] {
+    if (connect->is_asked_for()) {
+      if (options->real_time) throw UsageError("a server has its own clock: no --real-time");
+      return boot_by_server(invocation, *connect, read().kind, options->full);
+    }
     const auto boot = boot_and_wait(invocation, read().kind, options->real_time);
     invocation.json ? print(boot_json(boot, options->full)) : print_boot(boot, options->full);
     if (boot.outcome == factory_daemon::BootOutcome::not_started)

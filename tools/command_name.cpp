@@ -8,12 +8,9 @@
 namespace cli {
 namespace {
 
-constexpr std::string_view kPrefix = "handle_";
-
-std::string without_prefix(std::string_view handler) {
-  if (handler.substr(0, kPrefix.size()) == kPrefix) handler.remove_prefix(kPrefix.size());
-  return std::string(handler);
-}
+using factory_daemon::all_command_names;
+using factory_daemon::rows_named;
+using factory_daemon::without_prefix;
 
 bool is_number(const std::string& word) {
   const size_t sign = !word.empty() && word[0] == '-' ? 1 : 0;
@@ -25,17 +22,6 @@ int32_t opcode_from(const std::string& digits) {
   const int64_t opcode = number_of(digits, "an opcode");
   if (opcode != static_cast<int32_t>(opcode)) throw UsageError("no opcode has more than 32 bits");
   return static_cast<int32_t>(opcode);
-}
-
-/// The rows that read or write as `name`.
-CommandRows rows_named(const std::string& name) {
-  CommandRows rows;
-  for (const fcx::Command& row : fcx::command_table()) {
-    const bool reads = row.handler != nullptr && command_name(row.handler) == name;
-    const bool writes = row.writer != nullptr && command_name(row.writer) == name;
-    if (reads || writes) rows.push_back(&row);
-  }
-  return rows;
 }
 
 /// In lower case, the words of a name apart.
@@ -58,13 +44,7 @@ CommandRows rows_about(const std::string& word) {
 }
 
 [[noreturn]] void fail_unknown(const std::string& name) {
-  std::vector<std::string> names;
-  for (const fcx::Command& row : fcx::command_table()) {
-    for (const char* handler : {row.handler, row.writer}) {
-      if (handler != nullptr) names.push_back(command_name(handler));
-    }
-  }
-  throw unknown_name("command", name, names, "fcx commands");
+  throw unknown_name("command", name, all_command_names(), "fcx commands");
 }
 
 [[noreturn]] void fail_ambiguous(const std::string& name, const CommandRows& rows) {
@@ -76,16 +56,6 @@ CommandRows rows_about(const std::string& word) {
 }
 
 }  // namespace
-
-std::string command_name(const char* handler) {
-  return handler == nullptr ? "" : without_prefix(handler);
-}
-
-std::string command_names(const fcx::Command& row) {
-  if (row.handler == nullptr) return "-";
-  const std::string name = command_name(row.handler);
-  return row.writer == nullptr ? name : name + ", " + command_name(row.writer);
-}
 
 const fcx::Command* command_called(const std::string& word) {
   for (const fcx::Command& row : fcx::command_table()) {

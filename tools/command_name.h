@@ -2,19 +2,15 @@
 #pragma once
 
 #include <string>
-#include <vector>
 
+#include "daemon/command_name.h"
 #include "fcx/command_table.h"
 
 namespace cli {
 
-using CommandRows = std::vector<const fcx::Command*>;
-
-/// The name of a handler, "" for none.
-std::string command_name(const char* handler);
-
-/// Both names of a row that reads or writes, else its one.
-std::string command_names(const fcx::Command& row);
+using factory_daemon::command_name;
+using factory_daemon::command_names;
+using factory_daemon::CommandRows;
 
 /// The first command that a word names by its opcode or by a name, or null.
 const fcx::Command* command_called(const std::string& word);

@@ -145,7 +145,7 @@ Json command_json(const fcx::Command& row) {
   Json example = Json::array();
   for (const Exchange& exchange : run_example(row, kProfile)) {
     Json step = {{"typed", typed(exchange)}};
-    step.update(delivery_json(exchange.delivery));
+    step.update(delivery_json(shown_delivery(exchange.delivery)));
     example.push_back(step);
   }
   return {{"opcode", row.opcode},

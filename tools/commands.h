@@ -34,6 +34,9 @@ void add_power_cut(Verb& tool, Invocation& invocation);
 void add_usb(Verb& tool, Invocation& invocation);
 void add_screen(Verb& tool, Invocation& invocation);
 void add_capture(Verb& tool, Invocation& invocation);
+void add_serve(Verb& tool, Invocation& invocation);
 void add_simulate(Verb& tool, Invocation& invocation);
+void add_station(Verb& tool, Invocation& invocation);
+void add_ledger(Verb& tool, Invocation& invocation);
 
 }  // namespace cli

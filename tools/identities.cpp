@@ -69,7 +69,9 @@ void Identities::add_those_of(vp::Phone& phone) {
   for (const auto& [name, value] : vp::properties(phone)) {
     if (names_sim(name)) add(value);
   }
-  add(vp::sim(phone).iccid);
+  const vp::Sim sim = vp::sim(phone);
+  add(sim.iccid);
+  add(sim.imsi);
 }
 
 std::string Identities::hidden_in(std::string_view bytes) const {

@@ -34,6 +34,30 @@ struct Json::Writer {
     }
     return nullptr;
   }
+
+  /// The other way round; nothing for what a Json cannot hold.
+  static std::optional<Json> read(const Value& value) {
+    if (value.is_null()) return Json();
+    if (value.is_boolean()) return Json(value.get<bool>());
+    if (value.is_number_integer()) return Json(value.get<int64_t>());
+    if (value.is_string()) return Json(value.get<std::string>());
+    if (!value.is_structured()) return {};
+    Json made = value.is_array() ? Json::array() : Json::object();
+    for (const auto& [key, member] : value.items()) {
+      auto each = read(member);
+      if (!each.has_value()) return {};
+      if (value.is_array()) {
+        made.push_back(std::move(*each));
+      } else {
+        made[key] = std::move(*each);
+      }
+    }
+    return made;
+  }
+
+  static std::string text(const Json& json, int indent) {
+    return made(json).dump(indent, ' ', false, Value::error_handler_t::replace);
+  }
 };
 
 Json::Json(std::initializer_list<Member> members) : kind_(Kind::object) {
@@ -77,10 +101,20 @@ void Json::update(const Json& other) {
   for (size_t i = 0; i < other.keys_.size(); ++i) (*this)[other.keys_[i]] = other.values_[i];
 }
 
-std::string Json::dump() const {
-  constexpr auto kReplace = Writer::Value::error_handler_t::replace;
-  return Writer::made(*this).dump(2, ' ', false, kReplace);
+const Json& Json::get(std::string_view key) const {
+  static const Json null;
+  const size_t place = place_of(key);
+  return place == keys_.size() ? null : values_[place];
 }
+
+std::optional<Json> Json::parsed(std::string_view text) {
+  const auto value = Writer::Value::parse(text, nullptr, false);
+  return value.is_discarded() ? std::nullopt : Writer::read(value);
+}
+
+std::string Json::dump() const { return Writer::text(*this, 2); }
+
+std::string Json::line() const { return Writer::text(*this, -1); }
 
 void print(const Json& value) { puts(value.dump().c_str()); }
 

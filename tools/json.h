@@ -52,7 +52,14 @@ class Json {
   /// Adds the members of another object, in place of those of the same names.
   void update(const Json& other);
 
+  /// What a text is that a program has printed; nothing where it is no JSON, or has a number that
+  /// is not whole.
+  static std::optional<Json> parsed(std::string_view text);
+
   bool is_null() const { return kind_ == Kind::null; }
+  bool is_true() const { return kind_ == Kind::boolean && number_ != 0; }
+  /// The member of that name, or null.
+  const Json& get(std::string_view key) const;
   /// The text that it is, else none.
   const std::string& text() const { return text_; }
   /// The values of an array, or an object; else none.
@@ -60,6 +67,8 @@ class Json {
 
   /// As text, indented by two. What is no UTF-8 is replaced: a phone's text may be any bytes.
   std::string dump() const;
+  /// The same in one line.
+  std::string line() const;
 
  private:
   enum class Kind { null, boolean, number, text, array, object };

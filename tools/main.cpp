@@ -49,10 +49,17 @@ constexpr char kFooter[] =
     "  fcx fault item 9 fail          let every access to item 9 fail\n"
     "  fcx explore boot               try all that can go wrong with a start\n"
     "  fcx power-cut                  cut its power, and see what it has lost\n"
+    "  fcx serve --socket /tmp/phone  serve it to station software\n"
+    "  fcx station plan.yaml          run a test plan, as at a production line\n"
+    "  fcx ledger find IMEI           the unit that has an identity\n"
     "\n"
     "Environment:\n"
     "  FCX_PHONE       the phone's directory; else it is fcx/phone in XDG_STATE_HOME, else\n"
     "                  in .local/state of HOME\n"
+    "  FCX_LEDGER      the ledger's file or URL; else it is fcx/ledger.db in XDG_STATE_HOME, else\n"
+    "                  in .local/state of HOME\n"
+    "  FCX_LEDGER_TIMEOUT  the seconds that a ledger's server may take; 10, when not given\n"
+    "  FCX_STATION     what this station is called there; the machine's name, when not given\n"
     "  FCX_CLOCK       fast: nobody waits for the phone, when not given; real: as on a phone\n"
     "  COLUMNS         how wide the terminal is, which says so itself when this is not given\n"
     "  NO_COLOR        when it is not empty, nothing is bold or red; the same with TERM=dumb\n"
@@ -64,14 +71,15 @@ constexpr char kFooter[] =
     "\n"
     "Exit status:\n"
     "  0  done\n"
-    "  1  the phone could not be used, or a file not be read or written; or what was asked for\n"
-    "     is not there; standard error says why\n"
-    "  2  the command line makes no sense\n"
+    "  1  the phone or the ledger could not be used, or a file not be read or written; or what\n"
+    "     was asked for is not there; standard error says why\n"
+    "  2  the command line makes no sense, or a test plan has errors\n"
     "  3  the factory command was delivered, and its result is not 0 or its opcode unknown; or\n"
     "     an AT line was answered ERROR; or carrier set-up could not be started; or the phone\n"
     "     was not switched off; or logs were not collected, handed out or erased; or an archive\n"
     "     is damaged, or none, and was not unpacked; or a trace is another than it must be; or\n"
-    "     a verdict is bad; or a fault has cut the phone's power";
+    "     a verdict is bad; or a fault has cut the phone's power; or an identity is another\n"
+    "     unit's; or a unit has not passed its test plan";
 
 /// Says that there is no memory, without taking any.
 int report_no_memory(bool json) {
@@ -182,6 +190,9 @@ int run(int argc, char** argv, cli::Invocation& invocation) {
     cli::add_screen(tool, invocation);
     cli::add_capture(tool, invocation);
     cli::add_simulate(tool, invocation);
+    cli::add_serve(tool, invocation);
+    cli::add_station(tool, invocation);
+    cli::add_ledger(tool, invocation);
     cli::add_completion(tool, invocation);
   });
 }

@@ -7,6 +7,7 @@
 #include "tools/action_verbs.h"
 #include "tools/boot_report.h"
 #include "tools/commands.h"
+#include "tools/connect.h"
 #include "tools/delivery.h"
 #include "tools/json.h"
 #include "tools/table.h"
@@ -19,29 +20,40 @@ namespace {
 
 namespace vp = virtual_phone;
 using factory_daemon::deliver;
-using factory_daemon::Delivery;
 
 /// What a person is told beside the answer; a program finds it in the object.
-void print_complaints(const Delivery& delivery) {
-  if (delivery.row == nullptr) {
+void print_complaints(const ShownDelivery& delivery) {
+  if (!delivery.is_known) {
     fprintf(stderr, "fcx: opcode %d is unknown; the response is as it was passed\n",
             delivery.opcode);
   }
-  for (const std::string& line : complaint_lines(delivery)) fprintf(stderr, "%s\n", line.c_str());
+  for (const std::string& line : delivery.complaints) {
+    fprintf(stderr, "%s\n", harmless(line).c_str());
+  }
   if (delivery.response.result != QVCMD_OK && delivery.complaints.empty()) {
     fprintf(stderr, "fcx: the result is not 0; `fcx log` shows what the library did\n");
   }
 }
 
-void print_text(const Delivery& delivery) {
-  const std::string name = name_of(delivery);
-  printf("%d%s%s\n", delivery.opcode, name.empty() ? "" : " ", name.c_str());
+void print_text(const ShownDelivery& delivery) {
+  const std::string& name = delivery.name;
+  printf("%d%s%s\n", delivery.opcode, name.empty() ? "" : " ", harmless(name).c_str());
   printf("result    %d\n", delivery.response.result);
   printf("data_len  %d\n", delivery.response.data_len);
   printf("data      %s\n", shown(delivery.data()).c_str());
-  for (const vp::Event& event : delivery.events) {
-    printf("event     %s: %s\n", event.kind.c_str(), event.detail.c_str());
+  for (const ShownDelivery::Event& event : delivery.events) {
+    printf("event     %s: %s\n", harmless(event.kind).c_str(), harmless(event.detail).c_str());
   }
+}
+
+/// Has a command carried out by the phone, or by the server that was asked for.
+ShownDelivery delivered(const Invocation& invocation, const Connect& connect,
+                        const factory_daemon::Action& action) {
+  if (!connect.is_asked_for()) {
+    return shown_delivery(deliver(invocation.open_phone(), action.opcode, action.bytes));
+  }
+  const auto answer = connect.client(invocation).command({action.opcode, action.bytes}, true);
+  return shown_delivery(action.opcode, answer);
 }
 
 struct DemoStep {
@@ -105,13 +117,13 @@ Json demonstrate_commands(bool as_json) {
   Json answers = Json::array();
   TextTable table({"ASKED", "COMMAND", "RESULT", "ANSWER"});
   for (const DemoStep& step : kDemo) {
-    const Delivery delivery = deliver(phone, step.opcode, step.payload);
-    const std::string name = name_of(delivery);
+    const ShownDelivery delivery = shown_delivery(deliver(phone, step.opcode, step.payload));
+    const std::string& name = delivery.name;
     const std::string command = std::to_string(step.opcode) + (name.empty() ? "" : " " + name);
     const std::string sent = step.payload.empty() ? "" : " " + shown(step.payload);
     answers.push_back(delivery_json(delivery));
     table.add({step.question, command + sent,
-               delivery.row == nullptr ? "unknown" : std::to_string(delivery.response.result),
+               delivery.is_known ? std::to_string(delivery.response.result) : "unknown",
                shown(delivery.data())});
   }
   if (as_json) return answers;
@@ -158,21 +170,22 @@ void add_send(Verb& tool, Invocation& invocation) {
       "  fcx send 4018 --text hex:02         with a text that begins with hex:\n"
       "  fcx send 4018 -- -X1                with a text that begins with a dash\n"
       "  fcx send 4999 --raw                 an opcode that may be unknown\n"
+      "  fcx send 4010 --connect /tmp/phone  to a running server, see `fcx serve`\n"
       "\n"
       "The exit status is 3 when the result is not 0, and for an unknown opcode, which leaves the\n"
       "response as it was; with --raw an unknown opcode is none. What a command leaves on a\n"
       "thread is awaited.",
       {});
-  command.callback([&invocation, is_raw, read = takes_command(command)] {
-    const factory_daemon::Action action = read();
-    const Delivery delivery = deliver(invocation.open_phone(), action.opcode, action.bytes);
+  auto connect = takes_connection(command);
+  command.callback([&invocation, is_raw, connect, read = takes_command(command)] {
+    const ShownDelivery delivery = delivered(invocation, *connect, read());
     if (invocation.json) {
       print(delivery_json(delivery));
     } else {
       print_complaints(delivery);
       print_text(delivery);
     }
-    const bool is_known = delivery.row != nullptr || *is_raw;
+    const bool is_known = delivery.is_known || *is_raw;
     invocation.exit_status =
         is_known && delivery.response.result == QVCMD_OK ? kDone : kCommandFailed;
   });

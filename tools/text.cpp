@@ -2,8 +2,6 @@
 
 #include <algorithm>
 #include <array>
-#include <cctype>
-#include <charconv>
 #include <ctime>
 
 #include "tools/errors.h"
@@ -16,24 +14,10 @@ constexpr std::string_view kHex = "hex:";
 }  // namespace
 
 std::string from_hex(std::string_view digits) {
-  std::string packed;
-  for (const char c : digits) {
-    if (c == ' ' || c == ':' || c == ',') continue;
-    if (!isxdigit(c)) {
-      throw UsageError("\"" + std::string(digits) + "\": '" + c + "' is no hexadecimal digit");
-    }
-    packed += c;
-  }
-  if (packed.size() % 2 != 0) {
-    throw UsageError("\"" + std::string(digits) + "\" has an odd number of hexadecimal digits");
-  }
-  std::string bytes;
-  for (size_t i = 0; i < packed.size(); i += 2) {
-    unsigned value = 0;
-    std::from_chars(packed.data() + i, packed.data() + i + 2, value, 16);
-    bytes += static_cast<char>(value);
-  }
-  return bytes;
+  std::string wrong;
+  const auto bytes = factory_daemon::from_hex(digits, wrong);
+  if (!bytes.has_value()) throw UsageError(wrong);
+  return *bytes;
 }
 
 bool is_hex_word(const std::string& word) { return word.compare(0, kHex.size(), kHex) == 0; }

@@ -5,6 +5,7 @@
 #include <string>
 #include <vector>
 
+#include "daemon/words.h"
 #include "tools/definition.h"
 #include "tools/errors.h"
 
@@ -19,8 +20,7 @@ size_t count_of(const std::string& text, const std::string& what);
 int bits_of(const std::string& text);
 Choices bits_choices();
 
-/// Whether `part` is in `text`, in whatever case.
-bool contains(const std::string& text, const std::string& part);
+using factory_daemon::contains;
 
 /// What to say to a word that is none of `names`: "no KIND is called "WORD"", the names nearest to
 /// it, and which command lists all of them.

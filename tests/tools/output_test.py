@@ -20,7 +20,7 @@ ROOT = Path(__file__).resolve().parents[2]
 TOOL = shlex.split(os.environ["FCX_TOOL"])
 SHAPES = json.loads((ROOT / "docs/json.schema.json").read_text(encoding="utf-8"))["$defs"]
 
-# How each command is run, in this order, on one phone: PNG, ZIP, ANY, NONE and OUT are files. One after "!" ends in an error.
+# How each command is run, in this order, on one phone: PNG, ZIP, ANY, NONE, BAD, PLAN, CSV, XML and OUT are files. One after "!" ends in an error.
 RUNS = {
     "init": ["", "!", "--force --profile open"],
     "help": ["", "modem nv"],
@@ -38,7 +38,7 @@ RUNS = {
     "modem set": ["idde hex:00ff"],
     "modem clear": ["idde"],
     "modem nv": ["453", "7 01", "7 failing", "7 none"],
-    "sim insert": ["89490200001234567890", "--any hex:00ff"],
+    "sim insert": ["89490200001234567890 --imsi 262010123456789", "--any hex:00ff"],
     "sim delay": ["1"],
     "sim error": [""],
     "sim remove": [""],
@@ -87,7 +87,20 @@ RUNS = {
     "fault service": ["dmi absent"],
     "fault thread": ["reboot fail"],
     "fault command": ["4010 fail --times 1"],
+    "serve": ["!", "!--tcp 0 --bind 192.0.2.1"],
     "simulate": ["--seed 1 --days 1", "!--seed x"],
+    "station": ["--check PLAN", "!--check BAD", "!--check OUT", "PLAN", "PLAN --mask --junit XML --json-file OUT3", "!PLAN --units 9"],
+    "ledger pool add": ["serials QV2006A00100 10 --kind serial", "!serials", "!new S1 1"],
+    "ledger pool draw": ["serials --unit BOARD-17", "serials --count 2", "!none", "!serials --count 20"],
+    "ledger pool list": ["serials --mask", "serials --state all", "!none", "!serials --state none"],
+    "ledger pool return": ["serials QV2006A00101", "!serials QV2006A00999"],
+    "ledger pool": [""],
+    "ledger claim": ["BOARD-17 serial QV2006A00100", "BOARD-18 serial QV2006A00100", "!BOARD-18 hat x"],
+    "ledger find": ["QV2006A00100", "BOARD-17 --mask", "!none"],
+    "ledger units": ["", "!--ledger /none/ledger.db"],
+    "ledger runs": [""],
+    "ledger results": ["--unit BOARD-17"],
+    "ledger export": ["units", "results --output CSV", "!none"],
     "status": ["", "--full"],
     "fault power": ["cut torn --after 9"],
     "fault daemon": ["dies --after 9"],
@@ -140,7 +153,8 @@ class Case(unittest.TestCase):
         directory = tempfile.TemporaryDirectory()
         self.addCleanup(directory.cleanup)
         self.work = Path(directory.name)
-        os.environ.update({"HOME": str(self.work), "FCX_PHONE": str(self.work / "phone"), "LC_ALL": "C.UTF-8"})
+        os.environ.update({"HOME": str(self.work), "FCX_PHONE": str(self.work / "phone"), "LC_ALL": "C.UTF-8",
+                           "FCX_LEDGER": str(self.work / "ledger.db")})
 
 
 class Verbs(Case):
@@ -179,11 +193,12 @@ class Schema(Case):
 
     def test_each(self):
         from jsonschema import Draft202012Validator
-        files = {name: str(self.work / name) for name in ("OUT", "OUT2")}
+        files = {name: str(self.work / name) for name in ("OUT", "OUT2", "OUT3", "CSV", "XML")}
         files |= {"PNG": str(self.work / "a.png"), "PBM": str(self.work / "a.pbm"),
                   "ZIP": str(self.work / "phone/root/data/vendor/factory/logsave.zip")}
         Path(files["PNG"]).touch()
-        for name, pattern in ("ANY", "...\n"), ("NONE", "sleep 1 ms\n"):
+        files["PLAN"] = str(ROOT / "examples/plans/write-and-verify.yaml")
+        for name, pattern in ("ANY", "...\n"), ("NONE", "sleep 1 ms\n"), ("BAD", "plan: 1"):
             files[name] = str(self.work / name)
             Path(files[name]).write_text(pattern, encoding="utf-8")
         runs = {name: list(lines) for name, lines in RUNS.items()}
@@ -289,6 +304,9 @@ COMPLETIONS = [
     ("fault file /proc/memi", ["/proc/meminfo"], []),
     ("--json modem set ime", ["imei1"], ["idde"]),
     ("help modem c", ["clear"], ["commands"]),
+    ("ledger claim A bt", ["bt_address"], ["imei"]),
+    ("station --profile ov", ["overlay"], ["open"]),
+    ("ledger pool list serials --state re", ["returned"], ["free"]),
     ("screen show pic", ["picture.png"], ["phone"]),
     ("--phone pho", ["phone"], ["picture.png"]),
 ]

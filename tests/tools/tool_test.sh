@@ -79,7 +79,7 @@ at)
   expect 3 '"answer": \[\],' fcx at 'AT%NONE' --json
   expect 2 'no AT line: it does not begin with AT$' fcx at BTAD
   expect 2 'the AT line is empty$' fcx at ' '
-  expect 2 'one AT line, without its end$' fcx at $'AT\rAT'
+  expect 2 'no AT line: it is more than one$' fcx at $'AT\rAT'
   ;;
 usage)
   expect 0 'Exit status' fcx --help
@@ -497,7 +497,12 @@ sim)
   fcx init >/dev/null
   expect 0 '^iccid +\*{15}0001$' fcx sim
   expect 0 '"iccid": "8901410000000000001"' fcx sim --full --json
-  expect 0 '^iccid +89490200001234567890$' fcx sim insert 89490200001234567890
+  expect 0 '^imsi +262010123456789$' fcx sim insert 89490200001234567890 --imsi 262010123456789
+  also '^iccid +89490200001234567890$'
+  expect 0 '^imsi +\*{11}6789$' fcx sim
+  expect 0 '^262010123456789$' fcx at AT+CIMI
+  expect 0 '"imsi": null' fcx sim insert 89490200001234567890 --json
+  expect 2 'an IMSI has 6 to 15 digits' fcx sim insert 89490200001234567890 --imsi 26201x
   expect 0 '^polls to wait +3$' fcx sim delay 3
   expect 0 '"state": "error"' fcx sim error --json
   expect 0 '"iccid": null' fcx sim remove --json

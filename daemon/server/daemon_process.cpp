@@ -1,0 +1,313 @@
+#include "daemon/server/daemon_process.h"
+
+#include <signal.h>
+#include <sys/socket.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <android-base/unique_fd.h>
+
+#include <algorithm>
+#include <array>
+#include <cerrno>
+#include <charconv>
+#include <utility>
+#include <vector>
+
+namespace factory_daemon {
+namespace {
+
+namespace fs = std::filesystem;
+using android::base::unique_fd;
+
+constexpr int kMostFailedStarts = 3;
+/// Jobs that the process has at once, so that it need not be waited for between them.
+constexpr size_t kMostSent = 8;
+/// For what commands have left on threads, when the server ends.
+constexpr uint64_t kLastWaitMs = 10'000;
+
+const char kRestarting[] = "the phone starts; nothing was done";
+const char kInterrupted[] = "the phone or its daemon has ended before the answer";
+const char kSwitchedOff[] = "the phone is switched off; a start switches it on";
+const char kOutOfTime[] = "it took longer than the server waits; the daemon was started anew";
+const char kEnding[] = "the server ends; nothing was done";
+
+/// In a process that was just forked: all files but these two and `kept` are the server's.
+void close_all_but(int kept) {
+  std::vector<int> all;
+  for (const fs::directory_entry& entry : fs::directory_iterator("/proc/self/fd")) {
+    const std::string name = entry.path().filename().string();
+    int fd = -1;
+    std::from_chars(name.data(), name.data() + name.size(), fd);
+    if (fd > STDERR_FILENO && fd != kept) all.push_back(fd);
+  }
+  // That of the listing itself is closed already.
+  for (const int fd : all) static_cast<void>(close(fd));
+}
+
+/// What a program finds that nobody has prepared.
+void reset_signals() {
+  for (const int number : {SIGTERM, SIGINT, SIGPIPE, SIGCHLD}) {
+    // Of valid signals.
+    static_cast<void>(signal(number, SIG_DFL));
+  }
+  // What a terminal sends to the server's group is for the server. It may be a leader already.
+  static_cast<void>(setpgid(0, 0));
+}
+
+WorkerEnd end_of(int status) { return static_cast<WorkerEnd>(WEXITSTATUS(status)); }
+
+Frame error_frame(uint32_t tag, FrameError error, const std::string& message) {
+  return {FrameKind::error, 0, tag, body_of(ErrorAnswer{error, message})};
+}
+
+/// The start of a daemon that nobody has asked for: of a phone that has come up again.
+DaemonProcess::Job start_after_end() {
+  return {{FrameKind::start, 0, 0, body_of(StartRequest{true, true, false})},
+          [] { return false; },
+          [](const Frame&) {}};
+}
+
+}  // namespace
+
+DaemonProcess::DaemonProcess(Loop& loop, fs::path phone, const Reports& reports, uint64_t limit_ms,
+                             Events events)
+    : loop_(loop),
+      phone_(std::move(phone)),
+      reports_(reports),
+      limit_ms_(limit_ms),
+      events_(std::move(events)),
+      limit_(loop, [this] { out_of_time(); }),
+      ended_(loop, [this] { has_ended(); }) {
+  spawn();
+}
+
+DaemonProcess::~DaemonProcess() {
+  stream_.reset();
+  if (pid_ == kNoProcess) return;
+  end_process();
+  static_cast<void>(wait_for_end());  // however it ends
+}
+
+void DaemonProcess::spawn() {
+  try {
+    unread_.clear();
+    is_out_of_time_ = false;
+    fork_worker();
+    state_ = State::opening;
+    stream_->read(true);
+    limit_.start(limit_ms_);
+  } catch (const LoopError& error) {
+    cannot_open(error.what());
+  }
+}
+
+void DaemonProcess::fork_worker() {
+  std::array<int, 2> ends{};
+  if (socketpair(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0, ends.data()) != 0) {
+    throw loop_error("the daemon's socket", -errno);
+  }
+  unique_fd own(ends[0]);
+  unique_fd workers(ends[1]);
+  const pid_t pid = fork();
+  if (pid < 0) throw loop_error("the daemon's process", -errno);
+  if (pid == 0) {
+    close_all_but(workers.get());
+    reset_signals();
+    run_worker(workers.get(), phone_, reports_);
+  }
+  pid_ = pid;
+  stream_ = std::make_unique<Stream>(
+      loop_, own.release(),
+      Stream::Events{
+          [this](std::string_view bytes) { arrived(bytes); }, [this] { ended_.start(0); }, {}});
+}
+
+void DaemonProcess::end_process() {
+  // It may have ended already. Its end is an event.
+  static_cast<void>(kill(pid_, SIGKILL));
+}
+
+int DaemonProcess::wait_for_end() {
+  int status = 0;
+  const pid_t ended = TEMP_FAILURE_RETRY(waitpid(std::exchange(pid_, kNoProcess), &status, 0));
+  return ended < 0 ? -1 : status;
+}
+
+void DaemonProcess::submit(Job job) {
+  const auto refuse = [&](FrameError error, const std::string& message) {
+    job.answer(error_frame(job.request.tag, error, message));
+  };
+  if (is_finishing_) return refuse(FrameError::ending, kEnding);
+  if (state_ == State::starting) return refuse(FrameError::restarting, kRestarting);
+  if (is_off_ && job.request.kind != FrameKind::start) {
+    return refuse(FrameError::switched_off, kSwitchedOff);
+  }
+  waiting_.push_back(std::move(job));
+  if (state_ == State::none && !is_off_) {
+    // The phone may be there by now.
+    spawn();
+  }
+  pump();
+}
+
+void DaemonProcess::pump() {
+  while (!waiting_.empty() && sent_.size() < kMostSent) {
+    const bool is_start = waiting_.front().request.kind == FrameKind::start;
+    // A start needs a process of its own, and none that has come up.
+    const bool has_turn =
+        is_start ? sent_.empty() && (state_ == State::ready || is_off_) : state_ == State::ready;
+    if (!has_turn) return;
+    Job next = std::move(waiting_.front());
+    waiting_.pop_front();
+    if (!next.is_wanted()) continue;
+    if (is_start) return begin_start(std::move(next));
+    send(std::move(next));
+  }
+}
+
+void DaemonProcess::send(Job job) {
+  if (sent_.empty()) limit_.start(limit_ms_);
+  stream_->write(encoded(job.request));
+  sent_.push_back(std::move(job));
+}
+
+void DaemonProcess::begin_start(Job job) {
+  start_ = std::move(job);
+  if (pid_ == kNoProcess) {
+    is_off_ = false;
+    return spawn();
+  }
+  state_ = State::starting;
+  is_replaced_ = true;
+  end_process();
+}
+
+void DaemonProcess::arrived(std::string_view bytes) {
+  unread_ += bytes;
+  for (;;) {
+    FrameRead read = read_frame(unread_, kLongestAnswer);
+    unread_.erase(0, read.consumed);
+    if (read.state != FrameRead::State::frame) return;
+    take(std::move(read.frame));
+  }
+}
+
+void DaemonProcess::take(Frame frame) {
+  if (state_ == State::opening) return take_hello(frame);
+  if (sent_.empty()) return;
+  if (state_ == State::starting) failed_starts_ = 0;
+  state_ = State::ready;
+  const Job done = std::move(sent_.front());
+  sent_.pop_front();
+  sent_.empty() ? limit_.stop() : limit_.start(limit_ms_);
+  frame.tag = done.request.tag;
+  done.answer(frame);
+  if (is_finishing_) return finish();
+  pump();
+}
+
+void DaemonProcess::take_hello(const Frame& hello) {
+  limit_.stop();
+  if (hello.kind == FrameKind::error) {
+    problem_ = read_error(hello.body).value_or(ErrorAnswer{}).message;
+    return;  // it ends
+  }
+  if (is_finishing_) return finish();
+  if (start_.has_value()) {
+    state_ = State::starting;
+    return send(*std::exchange(start_, std::nullopt));
+  }
+  state_ = State::ready;
+  // From now on clients are told what goes wrong.
+  events_.cannot_open = nullptr;
+  if (events_.ready) std::exchange(events_.ready, nullptr)();
+  pump();
+}
+
+void DaemonProcess::out_of_time() {
+  is_out_of_time_ = true;
+  end_process();
+}
+
+void DaemonProcess::has_ended() {
+  const bool was_coming_up = state_ == State::opening || state_ == State::starting;
+  stream_.reset();
+  limit_.stop();
+  state_ = State::none;
+  const int status = wait_for_end();
+  if (is_finishing_) {
+    answer_sent(FrameError::interrupted, kInterrupted);
+    return events_.finished();
+  }
+  if (std::exchange(is_replaced_, false)) return spawn();
+  failed_starts_ = was_coming_up ? failed_starts_ + 1 : 0;
+  go_on_after(status);
+}
+
+void DaemonProcess::go_on_after(int status) {
+  const bool has_exited = WIFEXITED(status);
+  if (has_exited && end_of(status) == WorkerEnd::no_phone) return cannot_open(problem_);
+  if (std::exchange(is_out_of_time_, false)) {
+    answer_sent(FrameError::out_of_time, kOutOfTime);
+  } else if (has_exited && end_of(status) == WorkerEnd::ended_elsewhere) {
+    answer_sent(FrameError::restarting, kRestarting);
+  } else {
+    answer_sent(FrameError::interrupted, kInterrupted);
+  }
+  if (has_exited && end_of(status) == WorkerEnd::switched_off) {
+    is_off_ = true;
+    return answer_waiting(FrameError::switched_off, kSwitchedOff);
+  }
+  if (failed_starts_ >= kMostFailedStarts) {
+    failed_starts_ = 0;
+    return cannot_open("the daemon has ended " + std::to_string(kMostFailedStarts) +
+                       " times in a row while it started");
+  }
+  answer_waiting(FrameError::restarting, kRestarting);
+  start_ = start_after_end();
+  spawn();
+}
+
+void DaemonProcess::cannot_open(const std::string& why) {
+  state_ = State::none;
+  if (events_.cannot_open) return std::exchange(events_.cannot_open, nullptr)(why);
+  answer_sent(FrameError::unusable, why);
+  answer_waiting(FrameError::unusable, why);
+}
+
+/// Of what was sent only the first can have been begun.
+void DaemonProcess::answer_sent(FrameError first, const std::string& message) {
+  if (start_.has_value()) sent_.push_back(*std::exchange(start_, std::nullopt));
+  auto sent = std::exchange(sent_, {});
+  for (size_t i = 0; i < sent.size(); ++i) {
+    const uint32_t tag = sent[i].request.tag;
+    sent[i].answer(i == 0 ? error_frame(tag, first, message)
+                          : error_frame(tag, FrameError::restarting, kRestarting));
+  }
+}
+
+void DaemonProcess::answer_waiting(FrameError error, const std::string& message) {
+  for (const Job& job : std::exchange(waiting_, {})) {
+    job.answer(error_frame(job.request.tag, error, message));
+  }
+}
+
+void DaemonProcess::finish() {
+  is_finishing_ = true;
+  answer_waiting(FrameError::ending, kEnding);
+  if (pid_ == kNoProcess) return events_.finished();
+  const bool is_asked_for = !sent_.empty() && sent_.front().is_wanted();
+  if (state_ == State::opening || (state_ == State::starting && !is_asked_for)) {
+    return end_process();
+  }
+  // What comes after that which is in hand is not begun any more. It may have ended already.
+  static_cast<void>(kill(pid_, kNoMoreSignal));
+  // This comes again with each answer, or with the end of the process.
+  if (!sent_.empty()) return;
+  // It reads the end of its requests.
+  stream_->close_for_writing();
+  limit_.start(std::min(kLastWaitMs, limit_ms_));
+}
+
+}  // namespace factory_daemon

@@ -1,0 +1,134 @@
+#include "daemon/server/terminal.h"
+
+#include <fcntl.h>
+#include <sys/inotify.h>
+#include <sys/ioctl.h>
+#include <termios.h>
+#include <unistd.h>
+
+#include <array>
+#include <cerrno>
+#include <cstdlib>
+
+namespace factory_daemon {
+namespace {
+
+namespace fs = std::filesystem;
+using android::base::unique_fd;
+
+constexpr char kWhat[] = "the pseudo-terminal";
+
+void check(int result) {
+  if (result < 0) throw loop_error(kWhat, -errno);
+}
+
+bool is_number(const std::string& text) {
+  return !text.empty() && text.find_first_not_of("0123456789") == std::string::npos;
+}
+
+/// Whether a directory has such an entry. Processes end while they are looked at, and others' files
+/// may not be: what cannot be read has none.
+template <typename IsOne>
+bool has_entry(const fs::path& directory, IsOne is_one) {
+  std::error_code error;
+  fs::directory_iterator entry(directory, error);
+  for (; !error && entry != fs::directory_iterator(); entry.increment(error)) {
+    if (is_one(entry->path())) return true;
+  }
+  return false;
+}
+
+/// Makes a link at once, in place of another one.
+void make_link(const std::string& target, const fs::path& link) {
+  std::error_code error;
+  if (fs::exists(fs::symlink_status(link, error)) && !fs::is_symlink(link, error)) {
+    throw LoopError(link.string() + " is there, and no link: left alone");
+  }
+  const fs::path made = link.string() + "." + std::to_string(getpid());
+  fs::create_symlink(target, made, error);
+  if (!error) fs::rename(made, link, error);
+  if (!error) return;
+  std::error_code ignored;  // of what may not be there
+  fs::remove(made, ignored);
+  throw LoopError(link.string() + ": " + error.message());
+}
+
+}  // namespace
+
+Terminal::Terminal(Loop& loop, fs::path link, std::function<void(bool is_open)> left)
+    : link_(std::move(link)),
+      left_(std::move(left)),
+      master_(posix_openpt(O_RDWR | O_NOCTTY | O_CLOEXEC)) {
+  check(master_.get());
+  check(grantpt(master_.get()));
+  check(unlockpt(master_.get()));
+  std::array<char, 64> name{};
+  if (ptsname_r(master_.get(), name.data(), name.size()) != 0) check(-1);
+  name_ = name.data();
+  slave_.reset(open(name_.c_str(), O_RDWR | O_NOCTTY | O_CLOEXEC));
+  check(slave_.get());
+  prepare();
+  news_.reset(inotify_init1(IN_NONBLOCK | IN_CLOEXEC));
+  check(news_.get());
+  check(inotify_add_watch(news_.get(), name_.c_str(), IN_CLOSE));
+  watch_.emplace(loop, news_.get(), [this] { look_who_left(); });
+  if (!link_.empty()) make_link(name_, link_);
+}
+
+Terminal::~Terminal() {
+  std::error_code ignored;  // another server's may have its place
+  if (!link_.empty() && fs::read_symlink(link_, ignored) == name_) fs::remove(link_, ignored);
+}
+
+int Terminal::duplicate() const {
+  const int copy = fcntl(master_.get(), F_DUPFD_CLOEXEC, 0);
+  check(copy);
+  return copy;
+}
+
+/// Bytes as they are: no echo of the terminal's own, no line ends changed.
+void Terminal::prepare() {
+  termios settings{};
+  check(tcgetattr(slave_.get(), &settings));
+  cfmakeraw(&settings);
+  check(tcsetattr(slave_.get(), TCSANOW, &settings));
+}
+
+void Terminal::share() {
+  // A terminal that cannot do it takes nobody's exclusive use either.
+  static_cast<void>(ioctl(slave_.get(), TIOCNXCL));
+}
+
+void Terminal::drop_what_is_left() {
+  for (const int end : {slave_.get(), master_.get()}) {
+    // It can only fail for what is no terminal.
+    static_cast<void>(tcflush(end, TCIOFLUSH));
+  }
+}
+
+bool Terminal::is_open_elsewhere() const {
+  const std::string own = std::to_string(getpid());
+  return has_entry("/proc", [&](const fs::path& process) {
+    const std::string id = process.filename().string();
+    return is_number(id) && id != own && has_entry(process / "fd", [&](const fs::path& file) {
+             std::error_code ignored;  // it may be closed by now
+             return fs::read_symlink(file, ignored) == name_;
+           });
+  });
+}
+
+void Terminal::look_who_left() {
+  std::array<char, 4096> news{};
+  // What it says is known: somebody has closed it.
+  while (read(news_.get(), news.data(), news.size()) > 0) continue;
+  share();
+  if (is_open_elsewhere()) return left_(true);
+  try {
+    prepare();
+  } catch (const LoopError&) {
+    // The next client finds it as the last one has left it.
+  }
+  left_(false);
+}
+
+}  // namespace factory_daemon
