@@ -21,6 +21,11 @@ if(FCX_HOME STREQUAL bench)
       DESTINATION ${CMAKE_INSTALL_DATADIR}/${place} RENAME ${name} OPTIONAL)
   endforeach()
 endif()
+if(FCX_HOME STREQUAL bench)
+  # What an editor checks test plans with, and plans to begin with.
+  install(FILES docs/plan.schema.json docs/junit.xsd DESTINATION ${CMAKE_INSTALL_DATADIR}/fcx_common)
+  install(DIRECTORY examples/plans DESTINATION ${CMAKE_INSTALL_DATADIR}/fcx_common)
+endif()
 install(DIRECTORY include/fcx DESTINATION ${CMAKE_INSTALL_INCLUDEDIR})
 install(EXPORT fcx_common NAMESPACE fcx:: FILE fcx_common-targets.cmake DESTINATION ${package_dir})
 

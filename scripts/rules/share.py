@@ -4,6 +4,7 @@ from pathlib import Path
 
 AT_MOST = 1 / 3
 TESTS = {".cpp", ".h", ".sh", ".py"}
+PLACES = ("tests/", "python/tests/")
 CODE = {".cpp", ".h", ".def", ".hal"}
 NEITHER = ("benchmarks", "fuzz")
 
@@ -16,9 +17,10 @@ def _lines(tree, paths):
 
 def share(tree):
     """Lines of tests, and of tests and code."""
-    tests = [path for path in tree.files if path.startswith("tests/") and Path(path).suffix in TESTS]
+    tests = [path for path in tree.files if path.startswith(PLACES) and Path(path).suffix in TESTS]
     code = [path for path in tree.files
-            if not path.startswith(("tests/", *(f"{room}/" for room in NEITHER))) and Path(path).suffix in CODE]
+            if not path.startswith((*PLACES, *(f"{room}/" for room in NEITHER)))
+            and (Path(path).suffix in CODE or (path.startswith("python/fcx_station/") and path.endswith(".py")))]
     written = _lines(tree, tests)
     return written, written + _lines(tree, code)
 

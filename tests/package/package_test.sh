@@ -40,6 +40,12 @@ done
 grep -q 'the factory items cannot be opened' "$work/complaints"
 diff <(sed -n '/^```cpp$/,/^```$/{/^```/d;p}' "$root/README.md") <("$root/scripts/daemon-excerpt")
 
+for plan in incoming-check write-and-verify soak; do
+  fcx station --check "$work/moved/share/fcx_common/plans/$plan.yaml" >/dev/null || fail "the plan $plan"
+done
+cmp "$root/docs/plan.schema.json" "$work/moved/share/fcx_common/plan.schema.json"
+cmp "$root/docs/junit.xsd" "$work/moved/share/fcx_common/junit.xsd"
+
 # minizip's own functions are the library's, too, and Mutex is for everybody's lock_guard.
 printf '#include <%s>\n' fcx/make_zip_file.h fcx/sync.h mutex >"$work/zip.cpp"
 echo 'int main() { Mutex turn; const std::lock_guard lock(turn);
