@@ -4,8 +4,10 @@
 
 #include <android-base/unique_fd.h>
 
+#include <cerrno>
 #include <cstdio>
 #include <cstdlib>
+#include <cstring>
 #include <memory>
 
 #include "daemon/server/server.h"
@@ -17,6 +19,7 @@
 #include "tools/json.h"
 #include "tools/words.h"
 #include "virtual_phone/core/clock.h"
+#include "virtual_phone/core/error.h"
 #include "virtual_phone/core/phone.h"
 
 namespace cli {
@@ -43,12 +46,16 @@ struct Words {
 template <typename Print>
 std::string printed(Print print) {
   const android::base::unique_fd text(memfd_create("report", MFD_CLOEXEC));
-  if (!text.ok() || fflush(stdout) != 0 || dup2(text.get(), STDOUT_FILENO) < 0) return "";
+  const auto check = [](bool is_done) {
+    if (!is_done) throw vp::Error(std::string("the report: ") + strerror(errno));
+  };
+  check(text.ok() && fflush(stdout) == 0 && dup2(text.get(), STDOUT_FILENO) >= 0);
   print();
-  if (fflush(stdout) != 0) return "";
+  check(fflush(stdout) == 0);
   std::string all(static_cast<size_t>(lseek(text.get(), 0, SEEK_END)), '\0');
   const ssize_t count = pread(text.get(), all.data(), all.size(), 0);
-  all.resize(count < 0 ? 0 : static_cast<size_t>(count));
+  check(count >= 0);
+  all.resize(static_cast<size_t>(count));
   while (!all.empty() && all.back() == '\n') all.pop_back();
   return all;
 }

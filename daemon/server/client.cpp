@@ -48,9 +48,9 @@ unique_fd connected_to_file(const std::string& path, int64_t limit_ms) {
   if (path.size() >= sizeof address.sun_path) fail(path, ENAMETOOLONG);
   path.copy(address.sun_path, path.size());
   unique_fd fd(socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0));
+  if (!fd.ok()) fail(path, errno);
   limit_connecting(fd.get(), limit_ms);
-  if (!fd.ok() ||
-      connect(fd.get(), reinterpret_cast<const sockaddr*>(&address), sizeof address) != 0) {
+  if (connect(fd.get(), reinterpret_cast<const sockaddr*>(&address), sizeof address) != 0) {
     fail(path, errno);
   }
   return fd;
@@ -87,7 +87,7 @@ unique_fd connected_to_host(const std::string& address, const HostAndPort& place
   int failed = ENOENT;
   for (const addrinfo* each = list.get(); each != nullptr; each = each->ai_next) {
     unique_fd fd(socket(each->ai_family, SOCK_STREAM | SOCK_CLOEXEC, 0));
-    limit_connecting(fd.get(), limit_ms);
+    if (fd.ok()) limit_connecting(fd.get(), limit_ms);
     if (fd.ok() && connect(fd.get(), each->ai_addr, each->ai_addrlen) == 0) {
       const int yes = 1;
       // Of use where it can be set.

@@ -23,7 +23,10 @@ bool is_same_token(std::string_view a, std::string_view b) {
 
 Stream::Events Connection::events() {
   return {[this](std::string_view bytes) { arrived(bytes); }, [this] { end(); },
-          [this] { go_on(); }};
+          [this] {
+            unread_since_ms_ = 0;
+            go_on();
+          }};
 }
 
 void Connection::begin(std::unique_ptr<Stream> stream) {

@@ -18,7 +18,7 @@ namespace factory_daemon {
 /// Times that a client may take, in milliseconds.
 constexpr uint64_t kHelloLimitMs = 10'000;   ///< to say hello
 constexpr uint64_t kFrameLimitMs = 10'000;   ///< for a whole frame, once it has begun
-constexpr uint64_t kUnreadLimitMs = 30'000;  ///< to read what it is answered
+constexpr uint64_t kUnreadLimitMs = 30'000;  ///< to read the next of its answers
 constexpr uint64_t kGoodbyeLimitMs = 2'000;  ///< to end a connection that the server has ended
 
 /// It is given one request of the client at a time, so that clients have their turns one after
@@ -79,7 +79,7 @@ class Connection : public std::enable_shared_from_this<Connection> {
   uint64_t now_ms_ = 0;           ///< as of the last look
   uint64_t silent_since_ms_ = 0;  ///< 0 when it is not, or may be
   uint64_t closed_since_ms_ = 0;
-  uint64_t unread_since_ms_ = 0;  ///< since when it has not read its answers; 0 when it has
+  uint64_t unread_since_ms_ = 0;  ///< since when it has read no answer; 0 when none waits
 };
 
 /// A client that speaks in frames.

@@ -1,5 +1,6 @@
 #include "daemon/server/daemon_process.h"
 
+#include <fcntl.h>
 #include <signal.h>
 #include <sys/socket.h>
 #include <sys/wait.h>
@@ -10,9 +11,7 @@
 #include <algorithm>
 #include <array>
 #include <cerrno>
-#include <charconv>
 #include <utility>
-#include <vector>
 
 namespace factory_daemon {
 namespace {
@@ -32,17 +31,15 @@ const char kSwitchedOff[] = "the phone is switched off; a start switches it on";
 const char kOutOfTime[] = "it took longer than the server waits; the daemon was started anew";
 const char kEnding[] = "the server ends; nothing was done";
 
-/// In a process that was just forked: all files but these two and `kept` are the server's.
-void close_all_but(int kept) {
-  std::vector<int> all;
-  for (const fs::directory_entry& entry : fs::directory_iterator("/proc/self/fd")) {
-    const std::string name = entry.path().filename().string();
-    int fd = -1;
-    std::from_chars(name.data(), name.data() + name.size(), fd);
-    if (fd > STDERR_FILENO && fd != kept) all.push_back(fd);
+/// In a process that was just forked: all files but the first three and `kept` are the server's.
+/// @return what `kept` is then
+int close_all_but(int kept) {
+  constexpr int kOnly = STDERR_FILENO + 1;
+  if (kept != kOnly && dup3(kept, kOnly, O_CLOEXEC) < 0) {
+    _exit(static_cast<int>(WorkerEnd::no_phone));
   }
-  // That of the listing itself is closed already.
-  for (const int fd : all) static_cast<void>(close(fd));
+  closefrom(kOnly + 1);
+  return kOnly;
 }
 
 /// What a program finds that nobody has prepared.
@@ -112,9 +109,9 @@ void DaemonProcess::fork_worker() {
   const pid_t pid = fork();
   if (pid < 0) throw loop_error("the daemon's process", -errno);
   if (pid == 0) {
-    close_all_but(workers.get());
+    const int socket = close_all_but(workers.get());
     reset_signals();
-    run_worker(workers.get(), phone_, reports_);
+    run_worker(socket, phone_, reports_);
   }
   pid_ = pid;
   stream_ = std::make_unique<Stream>(
