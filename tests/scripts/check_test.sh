@@ -128,6 +128,8 @@ plant common '#ifdef __ANDROID__' 'only platform/ knows which home it is in: __A
 plant modem 'void a() { static_cast<void>(b()); }' "$dropped"
 plant modem '// Why.\n\nvoid a() { (void)b(); }' "$dropped" planted.cpp 3
 plant modem 'std\n    ::thread a;' "$threads: std::thread" planted_thread.cpp 2
+plant services 'namespace fcx {\nclass A;\nclass E(f) Planted final : public G {\n};\n}' \
+  'fcx::Planted is a type of carrier/planted_none.h, too' planted_type.cpp 3
 
 # What is like an offence and is none.
 cat >ftm/planted_none.cpp <<'END'
@@ -143,6 +145,21 @@ void e() {
   static_cast<void>(f());  // unreadable: none
   static_cast<void>(0);
 }
+END
+
+printf 'namespace fcx {\nenum class Planted : int { a };\n}\n' >carrier/planted_none.h
+cat >devices/planted_none.cpp <<'END'
+namespace fcx {
+class Planted;
+namespace {
+struct Planted {
+  class Store {};
+};
+}  // namespace
+void a(struct Planted& b) {
+  struct Planted {};
+}
+}  // namespace fcx
 END
 
 plant ftm 'int   a;' 'clang-format decides layout: scripts/check --fix' planted_layout.cpp
