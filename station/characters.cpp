@@ -1,5 +1,7 @@
 #include "station/characters.h"
 
+#include "daemon/hex.h"
+
 namespace station {
 namespace {
 
@@ -36,6 +38,13 @@ bool Characters::next() {
   bytes_ = rest_.substr(0, size);
   rest_.remove_prefix(size);
   return true;
+}
+
+std::string Characters::shown() const {
+  if (!is_control()) return std::string(bytes_);
+  std::string made;
+  for (const char byte : bytes_) made += "\\x" + factory_daemon::to_hex({&byte, 1});
+  return made;
 }
 
 bool has_controls(std::string_view text) {

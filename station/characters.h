@@ -25,6 +25,8 @@ class Characters {
   bool is_control() const {
     return code_ < 0x20 || (code_ >= 0x7F && code_ < 0xA0) || code_ == kNone;
   }
+  /// As it may be shown: what is_control() is, as \xNN a byte.
+  std::string shown() const;
 
  private:
   static constexpr uint32_t kNone = UINT32_MAX;

@@ -58,43 +58,69 @@ class Rows {
   size_t line_ = 1;
 };
 
+CsvColumn nothing_since(size_t line, std::string wrong) {
+  return {{}, std::move(wrong), {line, 1}};
+}
+
 }  // namespace
 
 CsvColumn read_csv_column(std::string_view text, const std::string& name) {
   CsvColumn column;
   Rows rows(text);
   std::vector<std::string> names;
-  const auto fail = [&column](size_t line, std::string wrong) {
-    column.values.clear();
-    column.wrong = std::move(wrong);
-    column.place = {line, 1};
-    return column;
-  };
-  if (const char* wrong = rows.next(names)) return fail(1, wrong);
+  if (const char* wrong = rows.next(names)) return nothing_since(1, wrong);
   const auto found = std::find(names.begin(), names.end(), name);
-  if (found == names.end()) return fail(1, unknown_name("column", name, names));
+  if (found == names.end()) return nothing_since(1, unknown_name("column", name, names));
   if (std::count(names.begin(), names.end(), name) > 1) {
-    return fail(1, "two columns are called " + in_quotes(name));
+    return nothing_since(1, "two columns are called " + in_quotes(name));
   }
   const auto place = static_cast<size_t>(found - names.begin());
   std::vector<std::string> fields;
   while (!rows.is_at_end()) {
     const size_t line = rows.line();
-    if (const char* wrong = rows.next(fields)) return fail(line, wrong);
+    if (const char* wrong = rows.next(fields)) return nothing_since(line, wrong);
     if (fields.size() != names.size()) {
-      return fail(line, "this row has " + std::to_string(fields.size()) +
-                            " fields, and the first line " + std::to_string(names.size()));
+      return nothing_since(line, "this row has " + std::to_string(fields.size()) +
+                                     " fields, and the first line " + std::to_string(names.size()));
     }
     std::string& value = fields[place];
-    if (value.empty()) return fail(line, "the value of " + in_quotes(name) + " is empty");
+    if (value.empty()) return nothing_since(line, "the value of " + in_quotes(name) + " is empty");
     if (has_controls(value)) {
-      return fail(line,
-                  "the value of " + in_quotes(name) + " has a control character, or no UTF-8");
+      return nothing_since(
+          line, "the value of " + in_quotes(name) + " has a control character, or no UTF-8");
     }
     column.values.push_back(std::move(value));
   }
-  if (column.values.empty()) return fail(1, "no row follows the names of the columns");
+  if (column.values.empty()) return nothing_since(1, "no row follows the names of the columns");
   return column;
+}
+
+CsvColumn read_first_csv_column(std::string_view text) {
+  CsvColumn column;
+  Rows rows(text);
+  std::vector<std::string> fields;
+  while (!rows.is_at_end()) {
+    const size_t line = rows.line();
+    if (const char* wrong = rows.next(fields)) return nothing_since(line, wrong);
+    const bool has_value = fields.front().find_first_not_of(" \t") != std::string::npos;
+    if (has_value || fields.size() > 1) column.values.push_back(std::move(fields.front()));
+  }
+  return column;
+}
+
+std::string csv_row(const std::vector<std::string>& fields) {
+  std::string row;
+  for (const std::string& field : fields) {
+    if (&field != &fields.front()) row += ',';
+    if (field.find_first_of(",\"\r\n") == std::string::npos) {
+      row += field;
+      continue;
+    }
+    row += '"';
+    for (const char c : field) row += c == '"' ? std::string("\"\"") : std::string(1, c);
+    row += '"';
+  }
+  return row + "\r\n";
 }
 
 }  // namespace station

@@ -3,7 +3,6 @@
 #include <algorithm>
 #include <tuple>
 
-#include "daemon/hex.h"
 #include "daemon/words.h"
 #include "station/characters.h"
 
@@ -37,11 +36,7 @@ std::string in_quotes(std::string_view text) {
       shown += "...";
       break;
     }
-    if (characters.is_control()) {
-      shown += "\\x" + factory_daemon::to_hex(characters.bytes());
-    } else {
-      shown += characters.bytes();
-    }
+    shown += characters.shown();
   }
   return shown + "\"";
 }

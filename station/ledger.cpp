@@ -117,13 +117,13 @@ constexpr char kReturn[] =
     "WHERE pool = $1 AND value = $2 AND state = 'drawn'";
 constexpr char kNumber[] = "SELECT state, unit FROM number WHERE pool = $1 AND value = $2";
 
-ClaimedIdentity claimed_of(const Values& row) { return {{row[0], row[1]}, row[2], row[3], row[4]}; }
+ClaimedIdentity claimed_of(const Row& row) { return {{row[0], row[1]}, row[2], row[3], row[4]}; }
 
-LedgerRun run_of(const Values& row, size_t at = 0) {
+LedgerRun run_of(const Row& row, size_t at = 0) {
   return {row[at], row[at + 1], row[at + 2], row[at + 3], row[at + 4], row[at + 5]};
 }
 
-PoolNumber number_of(const Values& row) { return {row[0], row[1], row[2], row[3], row[4]}; }
+PoolNumber number_of(const Row& row) { return {row[0], row[1], row[2], row[3], row[4]}; }
 
 /// The forms in which a value would be kept, one for each kind that it can be of.
 std::vector<Identity> readings_of(const std::string& value) {
@@ -165,11 +165,11 @@ class SqlLedger : public Ledger {
   void return_number(const std::string& pool, const std::string& value) override;
 
  private:
-  Rows run(const char* sql, const Values& values) { return database_->run(sql, values); }
+  Rows run(const char* sql, const Row& values) { return database_->run(sql, values); }
 
   /// The rows of one statement that reads.
-  std::vector<Values> rows(const char* sql, const Values& values) {
-    std::vector<Values> found;
+  std::vector<Row> rows(const char* sql, const Row& values) {
+    std::vector<Row> found;
     database_->look([&] { found = run(sql, values).rows; });
     return found;
   }
@@ -217,7 +217,7 @@ std::vector<ClaimConflict> SqlLedger::claim(const std::string& unit, const std::
 std::vector<ClaimedIdentity> SqlLedger::find(const std::string& value) {
   std::vector<ClaimedIdentity> found;
   for (const auto& [kind, normal] : readings_of(value)) {
-    for (const Values& row : rows(kWhose, {kind, normal})) found.push_back(claimed_of(row));
+    for (const Row& row : rows(kWhose, {kind, normal})) found.push_back(claimed_of(row));
   }
   return found;
 }
@@ -225,7 +225,7 @@ std::vector<ClaimedIdentity> SqlLedger::find(const std::string& value) {
 std::vector<std::pair<std::string, PoolNumber>> SqlLedger::find_number(const std::string& value) {
   std::vector<std::pair<std::string, PoolNumber>> found;
   for (const auto& [kind, normal] : readings_of(value)) {
-    for (const Values& row : rows(kNumbersOfValue, {kind, normal})) {
+    for (const Row& row : rows(kNumbersOfValue, {kind, normal})) {
       found.emplace_back(row[5], number_of(row));
     }
   }
@@ -235,8 +235,8 @@ std::vector<std::pair<std::string, PoolNumber>> SqlLedger::find_number(const std
 void SqlLedger::each_unit(const std::string& key,
                           const std::function<void(const LedgerUnit&)>& tell) {
   LedgerUnit unit;
-  const auto tell_rows = [&](const std::vector<Values>& found) {
-    for (const Values& row : found) {
+  const auto tell_rows = [&](const std::vector<Row>& found) {
+    for (const Row& row : found) {
       if (row[0] != unit.key) {
         if (!unit.key.empty()) tell(unit);
         unit = {row[0], row[1], row[2], {}};
@@ -286,7 +286,7 @@ void SqlLedger::end_run(const std::string& id, const std::string& verdict) {
 void SqlLedger::record(const std::vector<LedgerResult>& results, const std::string& station) {
   const std::string place = plain_name(station, "the name of a station");
   const std::string now = time_now();
-  std::vector<Values> wanted;
+  std::vector<Row> wanted;
   for (const LedgerResult& each : results) {
     wanted.push_back(
         {each.run, plain_name(each.unit, "the key of a unit"), std::to_string(each.position),
@@ -295,19 +295,18 @@ void SqlLedger::record(const std::vector<LedgerResult>& results, const std::stri
   }
   // As with claims.
   std::vector<std::string> units;
-  for (const Values& each : wanted) units.push_back(each[1]);
+  for (const Row& each : wanted) units.push_back(each[1]);
   std::sort(units.begin(), units.end());
   units.erase(std::unique(units.begin(), units.end()), units.end());
   database_->change([&] {
     for (const std::string& unit : units) run(kInsertUnit, {unit, place, now});
-    for (const Values& each : wanted) {
+    for (const Row& each : wanted) {
       if (run(kRun, {each[0]}).rows.empty()) {
         throw LedgerError("no run has the id \"" + plain_text(each[0]) + "\"");
       }
       if (run(kRecord, each).changed > 0) continue;
       const auto there = run(kRecorded, {each[0], each[1], each[2]}).rows;
-      if (there.size() == 1 && there.front() == Values(each.begin() + 3, each.begin() + 8))
-        continue;
+      if (there.size() == 1 && there.front() == Row(each.begin() + 3, each.begin() + 8)) continue;
       throw LedgerError("the run " + each[0] + " has another result of " + each[1] +
                         " at position " + each[2] + " already");
     }
@@ -321,7 +320,7 @@ void SqlLedger::each_result(
   for (std::string last = "0";;) {
     const auto found = rows(kResults, {last, filter.unit, filter.run});
     if (found.empty()) return;
-    for (const Values& row : found) {
+    for (const Row& row : found) {
       const LedgerRun run = {row[1], row[10], row[11], row[12], row[13], row[14]};
       tell(run,
            {row[1], row[2], std::stoi(row[3]), row[4], row[5], row[6], row[7], row[8], row[9]});
@@ -332,7 +331,7 @@ void SqlLedger::each_result(
 
 std::vector<LedgerRun> SqlLedger::runs(const std::string& id) {
   std::vector<LedgerRun> found;
-  for (const Values& row : id.empty() ? rows(kRuns, {}) : rows(kRun, {id})) {
+  for (const Row& row : id.empty() ? rows(kRuns, {}) : rows(kRun, {id})) {
     found.push_back(run_of(row));
   }
   return found;
@@ -380,7 +379,7 @@ AddedNumbers SqlLedger::add_numbers(const std::string& pool, const std::string& 
 
 std::vector<NumberPool> SqlLedger::pools() {
   std::vector<NumberPool> found;
-  for (const Values& row : rows(kPools, {})) {
+  for (const Row& row : rows(kPools, {})) {
     if (found.empty() || found.back().name != row[0]) {
       found.emplace_back();
       found.back().name = row[0];
@@ -401,7 +400,7 @@ std::vector<NumberPool> SqlLedger::pools() {
 std::vector<PoolNumber> SqlLedger::numbers(const std::string& pool, const std::string& state) {
   static_cast<void>(kind_of_pool(pool));  // throws where there is no such pool
   std::vector<PoolNumber> found;
-  for (const Values& row : rows(kNumbers, {pool, state})) found.push_back(number_of(row));
+  for (const Row& row : rows(kNumbers, {pool, state})) found.push_back(number_of(row));
   return found;
 }
 
@@ -422,7 +421,7 @@ std::vector<std::string> SqlLedger::draw(const std::string& pool, const std::str
     if (!key.empty()) run(kInsertUnit, {key, place, now});
     drawn.clear();
     const auto add = [&](const Rows& found) {
-      for (const Values& row : found.rows) drawn.emplace(std::stoll(row[0]), row[1]);
+      for (const Row& row : found.rows) drawn.emplace(std::stoll(row[0]), row[1]);
     };
     add(run(kHeld, {pool, key, token, place, std::to_string(count)}));
     for (const char* draw : kDraws) {

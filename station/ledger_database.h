@@ -14,10 +14,10 @@
 
 namespace station {
 
-using Values = std::vector<std::string>;
+using Row = std::vector<std::string>;
 
 struct Rows {
-  std::vector<Values> rows;
+  std::vector<Row> rows;
   int64_t changed = 0;  ///< of a statement that writes
 };
 
@@ -41,7 +41,7 @@ class LedgerDatabase {
 
   /// Runs a statement, inside of one of the two: `sql` lives as long as the program, its values are
   /// $1 and so on.
-  virtual Rows run(const char* sql, const Values& values) = 0;
+  virtual Rows run(const char* sql, const Row& values) = 0;
 };
 
 std::unique_ptr<LedgerDatabase> open_sqlite_ledger(const std::string& file, NoLedger otherwise);

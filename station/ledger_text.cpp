@@ -7,6 +7,7 @@
 #include <ctime>
 #include <random>
 
+#include "station/characters.h"
 #include "virtual_phone/core/error.h"
 
 namespace station {
@@ -18,45 +19,11 @@ std::string hex(uint32_t number, int digits) {
   return text.data();
 }
 
-bool goes_on(char c) { return (c & 0xC0) == 0x80; }
-
-/// The bytes of the character that a text begins with; 0 where it begins with none, or with one
-/// that steers a terminal.
-size_t shown_character(std::string_view text) {
-  struct Form {
-    uint8_t mask, mark;
-    size_t bytes;
-    uint32_t least;
-  };
-  static constexpr Form kForms[] = {{0x80, 0x00, 1, 0x20},
-                                    {0xE0, 0xC0, 2, 0xA0},
-                                    {0xF0, 0xE0, 3, 0x800},
-                                    {0xF8, 0xF0, 4, 0x10000}};
-  for (const Form& form : kForms) {
-    const auto first = static_cast<uint8_t>(text.front());
-    if ((first & form.mask) != form.mark) continue;
-    if (text.size() < form.bytes) return 0;
-    uint32_t code = first & static_cast<uint8_t>(~form.mask);
-    for (size_t i = 1; i < form.bytes; ++i) {
-      if (!goes_on(text[i])) return 0;
-      code = code << 6 | (text[i] & 0x3F);
-    }
-    const bool is_surrogate = code >= 0xD800 && code < 0xE000;
-    return code < form.least || code > 0x10FFFF || code == 0x7F || is_surrogate ? 0 : form.bytes;
-  }
-  return 0;
-}
-
 }  // namespace
 
 std::string plain_text(std::string_view text) {
   std::string made;
-  while (!text.empty()) {
-    const size_t bytes = shown_character(text);
-    made += bytes > 0 ? std::string(text.substr(0, bytes))
-                      : "\\x" + hex(static_cast<uint8_t>(text.front()), 2);
-    text.remove_prefix(bytes > 0 ? bytes : 1);
-  }
+  for (Characters characters(text); characters.next();) made += characters.shown();
   return made;
 }
 

@@ -120,7 +120,7 @@ class PostgresLedger : public LedgerDatabase {
     });
   }
 
-  Rows run(const char* sql, const Values& values) override {
+  Rows run(const char* sql, const Row& values) override {
     std::string& name = statements_[sql];
     if (name.empty()) {
       name = "ledger" + std::to_string(statements_.size());
@@ -130,7 +130,7 @@ class PostgresLedger : public LedgerDatabase {
         transaction_->exec_prepared(name, pqxx::prepare::make_dynamic_params(values));
     Rows found;
     for (const pqxx::row& row : result) {
-      Values& texts = found.rows.emplace_back();
+      Row& texts = found.rows.emplace_back();
       for (const pqxx::field& field : row) texts.emplace_back(field.c_str(), field.size());
     }
     found.changed = static_cast<int64_t>(result.affected_rows());

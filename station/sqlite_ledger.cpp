@@ -48,7 +48,7 @@ class SqliteLedger : public LedgerDatabase {
 
   void look(const std::function<void()>& work) override { told(work); }
 
-  Rows run(const char* sql, const Values& values) override {
+  Rows run(const char* sql, const Row& values) override {
     std::string& words = statements_[sql];
     if (words.empty()) words = with_words(sql, kWords);
     Query query = database_->query(words.c_str());
@@ -56,7 +56,7 @@ class SqliteLedger : public LedgerDatabase {
     const int before = database_->all_changes();
     Rows found;
     while (query.step()) {
-      Values& row = found.rows.emplace_back();
+      Row& row = found.rows.emplace_back();
       for (int column = 0; column < query.columns(); ++column) row.push_back(query.text(column));
     }
     found.changed = database_->all_changes() - before;

@@ -39,7 +39,6 @@ class UnitRun {
   void pause(int64_t ms);
   void claim(const Step& step, const std::string& value);
   void keep(const Step& step, const std::string& value);
-  void forget(const Step& step);
   void skip(const std::vector<Step>& steps, size_t first);
   void note(const StepResult& result);
   void do_or_end(const Step& step, StepResult& result);

@@ -1,12 +1,13 @@
 // ledger: which identity belongs to which unit, pools of numbers, and results.
+#include <algorithm>
 #include <cstdio>
-#include <fstream>
+#include <functional>
 #include <memory>
-#include <sstream>
 
+#include "station/csv.h"
+#include "station/input_file.h"
 #include "station/ledger.h"
 #include "tools/commands.h"
-#include "tools/csv.h"
 #include "tools/identities.h"
 #include "tools/json.h"
 #include "tools/output_file.h"
@@ -227,7 +228,7 @@ void export_csv(const Invocation& invocation, const Options& options) {
   size_t rows = 0;
   const auto add = [&](std::vector<std::string> fields) {
     for (std::string& field : fields) field = harmless(field);
-    const std::string line = csv_line(fields);
+    const std::string line = station::csv_row(fields);
     // What nobody keeps is printed as it comes.
     if (invocation.json || options.output.has_value()) {
       csv += line;
@@ -325,15 +326,27 @@ void list_numbers(const Invocation& invocation, const Options& options) {
   table.print();
 }
 
-std::string content_of(const std::string& file) {
-  std::ifstream in(file, std::ios::binary);
-  std::ostringstream content;
-  content << in.rdbuf();
-  // An empty file gives nothing, too: there is no number in it.
-  if (!in || !content || content.str().empty()) {
-    throw virtual_phone::Error(file + ": it cannot be read, or is empty");
+/// The values in a file, in their normal form.
+std::vector<std::string> values_in(const std::string& file, const station::IdentityKind& kind) {
+  constexpr size_t kLargest = size_t{128} << 20;
+  std::string wrong;
+  const auto text = station::read_input_file(file, kLargest, wrong);
+  if (!text.has_value()) throw virtual_phone::Error(file + " cannot be read: " + wrong);
+  if (text->size() > kLargest) throw UsageError(file + " has more than 128 MiB");
+  const station::CsvColumn column = station::read_first_csv_column(*text);
+  if (!column.wrong.empty()) {
+    throw UsageError(file + ":" + std::to_string(column.place.line) + ": " + column.wrong);
   }
-  return content.str();
+  if (column.values.empty()) throw UsageError(file + " has no numbers");
+  std::vector<std::string> values;
+  for (const std::string& value : column.values) {
+    try {
+      values.push_back(station::normal_value(kind, value));
+    } catch (const virtual_phone::Refused& error) {
+      throw UsageError(file + ", value " + std::to_string(values.size() + 1) + ": " + error.what());
+    }
+  }
+  return values;
 }
 
 /// The values that FIRST and COUNT, or --file, stand for.
@@ -341,17 +354,7 @@ std::vector<std::string> values_of(const Options& options, const station::Identi
   if (options.file.has_value() == options.first.has_value()) {
     throw UsageError("numbers come from FIRST and COUNT, or from --file");
   }
-  if (options.file.has_value()) {
-    auto values = first_fields(content_of(*options.file));
-    for (size_t i = 0; i < values.size(); ++i) {
-      try {
-        values[i] = station::normal_value(kind, values[i]);
-      } catch (const virtual_phone::Refused& error) {
-        throw UsageError(*options.file + ", value " + std::to_string(i + 1) + ": " + error.what());
-      }
-    }
-    return values;
-  }
+  if (options.file.has_value()) return values_in(*options.file, kind);
   const size_t count = count_of(options.count.value_or(""), "a count");
   if (count < 1 || count > station::kMostNumbers) {
     throw UsageError("a count is 1 to " + std::to_string(station::kMostNumbers) + ", not " +

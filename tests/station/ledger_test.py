@@ -244,6 +244,8 @@ class File(Case):
         numbers.write_text("02FC0A000003\nx\n", encoding="utf-8")
         status, _, err = run(*words)
         self.assertEqual((status, "value 2: bt_address \"x\"" in err), (2, True), err)
+        numbers.write_text('02FC0A000003\n"02FC0A000004\n', encoding="utf-8")
+        self.assertIn("numbers.csv:2: a field in quotes has no end", run(*words)[2])
         self.assertEqual(run(*words[:-1], str(self.work / "none"))[0], 1)
 
 

@@ -199,8 +199,8 @@ TEST(Plan, TellsWhatIsWrongWithAStep) {
        "3:3: \"name\" is missing here\n"
        "3:16: no field of a step is called \"agument\". Near it: argument, argument_hex\n"},
       {"- {name: \"a\\x9b\", at: AT}",
-       "3:10: step \"a\\xc29b\": \"name\" is a text of one line, 1 to 80 characters, not "
-       "\"a\\xc29b\"\n"},
+       "3:10: step \"a\\xc2\\x9b\": \"name\" is a text of one line, 1 to 80 characters, not "
+       "\"a\\xc2\\x9b\"\n"},
       {"- {name: a}",
        "3:3: step \"a\": a step has one of send, at, pause, boot and group, not 0\n"},
       {"- {name: a, at: AT, boot: true}",
