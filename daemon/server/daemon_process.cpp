@@ -19,7 +19,7 @@ namespace {
 namespace fs = std::filesystem;
 using android::base::unique_fd;
 
-constexpr int kMostFailedStarts = 3;
+constexpr int kMostFailedStarts = 3;  // as kDoesNotComeUp says
 /// Jobs that the process has at once, so that it need not be waited for between them.
 constexpr size_t kMostSent = 8;
 /// For what commands have left on threads, when the server ends.
@@ -29,6 +29,7 @@ const char kRestarting[] = "the phone starts; nothing was done";
 const char kInterrupted[] = "the phone or its daemon has ended before the answer";
 const char kSwitchedOff[] = "the phone is switched off; a start switches it on";
 const char kOutOfTime[] = "it took longer than the server waits; the daemon was started anew";
+const char kDoesNotComeUp[] = "the daemon has ended 3 times in a row while it started";
 const char kEnding[] = "the server ends; nothing was done";
 
 /// In a process that was just forked: all files but the first three and `kept` are the server's.
@@ -137,8 +138,12 @@ void DaemonProcess::submit(Job job) {
   };
   if (is_finishing_) return refuse(FrameError::ending, kEnding);
   if (state_ == State::starting) return refuse(FrameError::restarting, kRestarting);
-  if (is_off_ && job.request.kind != FrameKind::start) {
-    return refuse(FrameError::switched_off, kSwitchedOff);
+  const bool is_start = job.request.kind == FrameKind::start;
+  if (is_off_ && !is_start) return refuse(FrameError::switched_off, kSwitchedOff);
+  if (std::exchange(has_given_up_, false) && !is_start) {
+    start_ = start_after_end();
+    spawn();
+    return refuse(FrameError::unusable, kDoesNotComeUp);
   }
   waiting_.push_back(std::move(job));
   if (state_ == State::none && !is_off_) {
@@ -258,8 +263,8 @@ void DaemonProcess::go_on_after(int status) {
   }
   if (failed_starts_ >= kMostFailedStarts) {
     failed_starts_ = 0;
-    return cannot_open("the daemon has ended " + std::to_string(kMostFailedStarts) +
-                       " times in a row while it started");
+    has_given_up_ = true;
+    return answer_waiting(FrameError::unusable, kDoesNotComeUp);
   }
   answer_waiting(FrameError::restarting, kRestarting);
   start_ = start_after_end();

@@ -89,7 +89,8 @@ class DaemonProcess {
   bool is_out_of_time_ = false;
   bool is_replaced_ = false;  ///< by one that starts: its end is no surprise
   bool is_finishing_ = false;
-  int failed_starts_ = 0;  ///< in a row
+  int failed_starts_ = 0;      ///< in a row
+  bool has_given_up_ = false;  ///< to start, until the next request
   Timer limit_;
   Timer ended_;  ///< after the event that says so
 };

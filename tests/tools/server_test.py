@@ -257,6 +257,56 @@ class Uptime(Case):
                 second.command(4010)
                 second.close()
 
+    def test_while_it_starts(self):
+        phone = self.phone(clock="real")
+        phone.fault("item", "suffix", "late", 3000, on="read", times=1)
+        with station.Client(phone.served["socket"], timeout=60) as other:
+            start = threading.Thread(target=other.start)
+            start.start()
+            self.eventually(lambda: not phone.faults())
+            with self.assertRaisesRegex(station.Restarting, "the phone starts; nothing was done"):
+                phone.client.command(4010)
+            self.assertTrue(start.is_alive(), "it was told at once")
+            start.join()
+        self.assertEqual(phone.client.command(4010).result, 0)
+
+    def test_that_does_not_come_up(self):
+        phone = self.phone()
+        phone.fault("daemon dies --times 1000")
+
+        def strikes():
+            return 1000 - phone.faults()[0]["remaining"]
+        with self.assertRaises(station.Interrupted):
+            phone.client.command(CSN, b"a")
+        for times in 4, 7:
+            self.eventually(lambda times=times: strikes() == times)
+            time.sleep(0.5)
+            self.assertEqual(strikes(), times, "it rests until somebody asks")
+            with self.assertRaisesRegex(station.Unusable, "has ended 3 times in a row while it started"):
+                phone.client.command(4010)
+        phone.clear_faults()
+        phone.client.wait_until_ready()
+        self.assertEqual(phone.client.command(CSN).text, "a")
+
+    def test_limit_is_each_command_s(self):
+        phone = self.phone("--limit", "2", clock="real")
+        phone.fault("item", CSN_ITEM, "late", 1200, on="read", times=3)
+        clients = [Raw(phone.served["socket"], HELLO, command(CSN)) for _ in range(3)]
+        for each in clients:
+            self.assertEqual((each.answer()[0], each.answer()[0]), (0x8001, 0x8002))
+            each.close()
+
+    def test_killed_server(self):
+        """Its worker goes along, whatever that is doing."""
+        phone = self.phone(clock="real")
+        phone.fault("item", CSN_ITEM, "late", 600_000, on="read")
+        client, worker = Raw(phone.served["socket"], HELLO, command(CSN)), self.worker(phone)
+        client.answer()
+        time.sleep(0.5)  # it is at it now
+        os.kill(phone.served["pid"], signal.SIGKILL)
+        self.eventually(lambda: not os.path.exists(f"/proc/{worker}"))
+        client.close()
+
     def test_what_waits_was_not_begun(self):
         phone = self.phone("--limit", "1", clock="real")
         phone.fault("item", CSN_ITEM, "late", 60_000, on="write", times=1)
@@ -329,13 +379,15 @@ class Uptime(Case):
         first = threading.Thread(target=write, args=("a",))
         first.start()
         self.eventually(lambda: not phone.faults())
-        second = threading.Thread(target=write, args=("b",))
-        second.start()
+        # More than are with the worker at once.
+        others = [threading.Thread(target=write, args=(text,)) for text in "bcdefghijkl"]
+        for each in others:
+            each.start()
         time.sleep(0.2)
         os.kill(phone.served["pid"], signal.SIGTERM)
-        first.join()
-        second.join()
-        self.assertEqual(told, {"a": 0, "b": station.Ending})
+        for each in [first, *others]:
+            each.join()
+        self.assertEqual(told, {"a": 0, **dict.fromkeys("bcdefghijkl", station.Ending)})
         with self.assertRaises(station.FcxError):
             client.command(4010)
         for name in "socket", "at_socket", "link":
@@ -383,17 +435,12 @@ class Clients(Case):
         phone = self.phone()
         with Raw(phone.served["socket"], HELLO) as deaf:
             deaf.setblocking(False)
-            sent, request = 0, command(4010) * 100
-            try:
-                while sent < 100_000_000:
-                    sent += deaf.send(request)
-                    self.assertEqual(phone.client.command(4010).result, 0)
-            except BlockingIOError:
-                pass
-            self.assertLess(sent, 10_000_000, "it is asked for no more")
-            memory = Path(f"/proc/{phone.served['pid']}/status").read_text()
+            sent, most, request = 0, 1_000_000, command(4010) * 100
+            while sent < most and select.select([], [deaf], [], 1)[1]:
+                sent += deaf.send(request)
+                self.assertEqual(phone.client.command(4010).result, 0)
+            self.assertLess(sent, most, "it is asked for no more")
             self.assertEqual(phone.client.command(4010).result, 0)
-            self.assertIn("VmRSS", memory)
 
     def test_ones_that_vanish(self):
         """With a command under way, in the middle of a frame, and without a word."""
@@ -408,6 +455,30 @@ class Clients(Case):
                 client.setsockopt(socket.SOL_SOCKET, socket.SO_LINGER, struct.pack("ii", 1, 0))
                 client.close()
             self.assertEqual(phone.client.command(4010).text, "QV2006A00123")
+
+    def test_one_that_goes_on_sending(self):
+        """It finds why it has to go, although the server had stopped reading."""
+        client = Raw(self.phone().served["socket"], HELLO + command(4010) + b"\xff" * 300_000)
+        self.assertEqual([client.answer()[0] for _ in range(3)], [0x8001, 0x8002, 0xffff])
+        self.assertIsNone(client.answer())
+        client.close()
+
+    def test_one_that_waits_no_more(self):
+        """What it has asked for is not done when its turn comes after it has gone."""
+        phone = self.phone(clock="real")
+        phone.fault("item", CSN_ITEM, "late", 1500, on="write", times=1)
+        first = Raw(phone.served["socket"], HELLO, command(CSN, b"a"))
+        self.eventually(lambda: not phone.faults())
+        # As many as are with the worker at once.
+        others = [first, *(Raw(phone.served["socket"], HELLO, command(4010)) for _ in range(7))]
+        gone = Raw(phone.served["socket"], HELLO, command(CSN, b"gone"))
+        for each in [gone, *others]:
+            each.answer()
+        gone.close()
+        for each in others:
+            self.assertEqual(each.answer()[0], 0x8002)
+            each.close()
+        self.assertEqual(phone.client.command(CSN).text, "a")
 
     def test_too_slow(self):
         phone = self.phone()
@@ -432,6 +503,16 @@ class Clients(Case):
         self.assertTrue(json.loads(other.stdout.readline())["ready"], "what a killed one has left is replaced")
         self.assertEqual(os.stat(phone.served["socket"]).st_mode & 0o777, 0o600)
         self.assertEqual(phone.client.command(4010).result, 0)
+
+
+    def test_file_that_is_another_s_now(self):
+        phone = self.phone()
+        os.unlink(phone.served["socket"])
+        with socket.socket(socket.AF_UNIX) as other:
+            other.bind(phone.served["socket"])
+            os.kill(phone.served["pid"], signal.SIGTERM)
+            self.eventually(lambda: not os.path.lexists(phone.served["at_socket"]))
+            self.assertTrue(os.path.exists(phone.served["socket"]))
 
 
 class Serial(Case):
