@@ -5,6 +5,7 @@ import fcntl
 import json
 import os
 import random
+import resource
 import select
 import shlex
 import signal
@@ -211,6 +212,34 @@ class Connect(Case):
                 self.assertIn(text, self.run_tool(phone, *words, status=status)[1])
 
 
+    def test_no_server_of_a_phone(self):
+        phone = self.phone(serve=False)
+        path = str(phone.directory.with_name("other"))
+        hello = frame(0x8001, struct.pack("<HH", 1, 0) + b"{}", 1)
+        done = bytes(2060)
+        cases = [(b"", "the server has closed the connection"),
+                 (b"HTTP/1.1 200 OK\r\n", "what the server says is no frame"),
+                 (frame(0x8001, b"", 1), "the server's answer makes no sense"),
+                 (hello + frame(0x8002, done, 1), "the server has answered something else than was asked"),
+                 (hello + frame(0x8003, done, 2), "the server has answered something else than was asked"),
+                 (hello + frame(0x8002, done[1:], 2), "the server's answer makes no sense"),
+                 (hello + frame(0x8002, done, 2), "the server's details make no sense")]
+        with socket.socket(socket.AF_UNIX) as listener:
+            listener.bind(path)
+            listener.listen()
+            for said, text in cases:
+                with self.subTest(text):
+                    told = []
+                    tool = threading.Thread(target=lambda told=told: told.append(
+                        self.run_tool(phone, "send", "4010", "--connect", path, status=1)[1]))
+                    tool.start()
+                    with listener.accept()[0] as client:
+                        client.sendall(said)
+                        client.shutdown(socket.SHUT_WR)
+                        tool.join()
+                    self.assertIn(text, "".join(told))
+
+
 class Uptime(Case):
     """The library runs in a fresh process with each uptime; clients stay, and are told what became of a command."""
 
@@ -393,6 +422,18 @@ class Uptime(Case):
         for name in "socket", "at_socket", "link":
             self.eventually(lambda name=name: not os.path.lexists(phone.served[name]))
 
+    def test_second_signal(self):
+        phone = self.phone(clock="real")
+        phone.fault("item", CSN_ITEM, "late", 600_000, on="read")
+        client = Raw(phone.served["socket"], HELLO, command(CSN))
+        client.answer()
+        for _ in range(2):
+            self.assertIsNone(os.waitid(os.P_PID, phone.served["pid"], os.WEXITED | os.WNOHANG | os.WNOWAIT))
+            time.sleep(0.5)  # the command is in hand, and stays so
+            os.kill(phone.served["pid"], signal.SIGTERM)
+        self.eventually(lambda: os.waitid(os.P_PID, phone.served["pid"], os.WEXITED | os.WNOHANG | os.WNOWAIT))
+        client.close()
+
     def test_durable(self):
         """What was answered outlives a power cut that comes right after it, and a killed server."""
         phone = self.phone()
@@ -416,7 +457,12 @@ class Clients(Case):
 
     def test_many(self):
         phone = self.phone()
-        raw = [Raw(phone.served["socket"]) for _ in range(1000)]
+        _, most = resource.getrlimit(resource.RLIMIT_NOFILE)
+        resource.setrlimit(resource.RLIMIT_NOFILE, (min(4096, most), most))
+        self.assertEqual(phone.client.command(4010).result, 0)
+        raw = [Raw(phone.served["socket"]) for _ in range(1999)]
+        with Raw(phone.served["socket"]) as too_many:
+            self.assertEqual(too_many.answer(), error(4, "too many are connected", 0))
         for each in raw[:500]:
             each.sendall(HELLO + command(4010))
         for each in raw[500:750]:
@@ -510,9 +556,12 @@ class Clients(Case):
         os.unlink(phone.served["socket"])
         with socket.socket(socket.AF_UNIX) as other:
             other.bind(phone.served["socket"])
+            os.unlink(phone.served["link"])
+            os.symlink("other", phone.served["link"])
             os.kill(phone.served["pid"], signal.SIGTERM)
             self.eventually(lambda: not os.path.lexists(phone.served["at_socket"]))
             self.assertTrue(os.path.exists(phone.served["socket"]))
+            self.assertEqual(os.readlink(phone.served["link"]), "other")
 
 
 class Serial(Case):
@@ -553,6 +602,15 @@ class Serial(Case):
         os.close(tty)
         own.close()
         file.close()
+
+    def test_half_a_line(self):
+        """It goes with who has sent it, although another has the terminal open."""
+        one, other = (os.open(self.served.pty, os.O_RDWR | os.O_NOCTTY) for _ in range(2))
+        self.assertEqual(self.said(one, b"AT+X", b"AT+X"), b"AT+X")
+        os.close(one)
+        time.sleep(0.5)
+        self.assertEqual(self.said(other, b"AT\r"), b"AT\r\r\nOK\r\n")
+        os.close(other)
 
     def test_one_client_after_another(self):
         pty = self.served.pty
