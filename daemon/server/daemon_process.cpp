@@ -25,12 +25,17 @@ constexpr size_t kMostSent = 8;
 /// For what commands have left on threads, when the server ends.
 constexpr uint64_t kLastWaitMs = 10'000;
 
-const char kRestarting[] = "the phone starts; nothing was done";
-const char kInterrupted[] = "the phone or its daemon has ended before the answer";
-const char kSwitchedOff[] = "the phone is switched off; a start switches it on";
-const char kOutOfTime[] = "it took longer than the server waits; the daemon was started anew";
-const char kDoesNotComeUp[] = "the daemon has ended 3 times in a row while it started";
-const char kEnding[] = "the server ends; nothing was done";
+constexpr DaemonProcess::Why kRestarting = {FrameError::restarting,
+                                            "the phone starts; nothing was done"};
+constexpr DaemonProcess::Why kInterrupted = {FrameError::interrupted,
+                                             "the phone or its daemon has ended before the answer"};
+constexpr DaemonProcess::Why kSwitchedOff = {FrameError::switched_off,
+                                             "the phone is switched off; a start switches it on"};
+constexpr DaemonProcess::Why kOutOfTime = {
+    FrameError::out_of_time, "it took longer than the server waits; the daemon was started anew"};
+constexpr DaemonProcess::Why kEnding = {FrameError::ending, "the server ends; nothing was done"};
+constexpr DaemonProcess::Why kDoesNotComeUp = {
+    FrameError::unusable, "the daemon has ended 3 times in a row while it started"};
 
 /// In a process that was just forked: all files but the first three and `kept` are the server's.
 /// @return what `kept` is then
@@ -53,10 +58,13 @@ void reset_signals() {
   static_cast<void>(setpgid(0, 0));
 }
 
-WorkerEnd end_of(int status) { return static_cast<WorkerEnd>(WEXITSTATUS(status)); }
+/// Answers a job with an error.
+void refuse(const DaemonProcess::Job& job, const DaemonProcess::Why& why) {
+  job.answer({FrameKind::error, 0, job.request.tag, body_of(ErrorAnswer{why.error, why.message})});
+}
 
-Frame error_frame(uint32_t tag, FrameError error, const std::string& message) {
-  return {FrameKind::error, 0, tag, body_of(ErrorAnswer{error, message})};
+void refuse_all(std::deque<DaemonProcess::Job> jobs, const DaemonProcess::Why& why) {
+  for (const DaemonProcess::Job& job : jobs) refuse(job, why);
 }
 
 /// The start of a daemon that nobody has asked for: of a phone that has come up again.
@@ -133,17 +141,14 @@ int DaemonProcess::wait_for_end() {
 }
 
 void DaemonProcess::submit(Job job) {
-  const auto refuse = [&](FrameError error, const std::string& message) {
-    job.answer(error_frame(job.request.tag, error, message));
-  };
-  if (is_finishing_) return refuse(FrameError::ending, kEnding);
-  if (state_ == State::starting) return refuse(FrameError::restarting, kRestarting);
+  if (is_finishing_) return refuse(job, kEnding);
   const bool is_start = job.request.kind == FrameKind::start;
-  if (is_off_ && !is_start) return refuse(FrameError::switched_off, kSwitchedOff);
+  if (is_off_ && !is_start) return refuse(job, kSwitchedOff);
+  if (state_ == State::starting) return refuse(job, kRestarting);
   if (std::exchange(has_given_up_, false) && !is_start) {
     start_ = start_after_end();
     spawn();
-    return refuse(FrameError::unusable, kDoesNotComeUp);
+    return refuse(job, kDoesNotComeUp);
   }
   waiting_.push_back(std::move(job));
   if (state_ == State::none && !is_off_) {
@@ -239,7 +244,7 @@ void DaemonProcess::has_ended() {
   state_ = State::none;
   const int status = wait_for_end();
   if (is_finishing_) {
-    answer_sent(FrameError::interrupted, kInterrupted);
+    answer_sent(kInterrupted, kEnding);
     return events_.finished();
   }
   if (std::exchange(is_replaced_, false)) return spawn();
@@ -248,25 +253,29 @@ void DaemonProcess::has_ended() {
 }
 
 void DaemonProcess::go_on_after(int status) {
-  const bool has_exited = WIFEXITED(status);
-  if (has_exited && end_of(status) == WorkerEnd::no_phone) return cannot_open(problem_);
+  const auto has_said = [&](WorkerEnd end) {
+    return WIFEXITED(status) && static_cast<WorkerEnd>(WEXITSTATUS(status)) == end;
+  };
+  if (has_said(WorkerEnd::no_phone)) return cannot_open(problem_);
+  is_off_ = has_said(WorkerEnd::switched_off) || has_said(WorkerEnd::found_off);
+  // Who is told may ask for more at once.
+  state_ = State::starting;
+  const Why& not_begun = is_off_ ? kSwitchedOff : kRestarting;
   if (std::exchange(is_out_of_time_, false)) {
-    answer_sent(FrameError::out_of_time, kOutOfTime);
-  } else if (has_exited && end_of(status) == WorkerEnd::ended_elsewhere) {
-    answer_sent(FrameError::restarting, kRestarting);
+    answer_sent(kOutOfTime, not_begun);
+  } else if (has_said(WorkerEnd::ended_elsewhere) || has_said(WorkerEnd::found_off)) {
+    answer_sent(not_begun, not_begun);
   } else {
-    answer_sent(FrameError::interrupted, kInterrupted);
+    answer_sent(kInterrupted, not_begun);
   }
-  if (has_exited && end_of(status) == WorkerEnd::switched_off) {
-    is_off_ = true;
-    return answer_waiting(FrameError::switched_off, kSwitchedOff);
-  }
-  if (failed_starts_ >= kMostFailedStarts) {
+  has_given_up_ = !is_off_ && failed_starts_ >= kMostFailedStarts;
+  refuse_all(std::exchange(waiting_, {}), has_given_up_ ? kDoesNotComeUp : not_begun);
+  state_ = State::none;
+  if (is_off_) return;
+  if (has_given_up_) {
     failed_starts_ = 0;
-    has_given_up_ = true;
-    return answer_waiting(FrameError::unusable, kDoesNotComeUp);
+    return;
   }
-  answer_waiting(FrameError::restarting, kRestarting);
   start_ = start_after_end();
   spawn();
 }
@@ -274,30 +283,25 @@ void DaemonProcess::go_on_after(int status) {
 void DaemonProcess::cannot_open(const std::string& why) {
   state_ = State::none;
   if (events_.cannot_open) return std::exchange(events_.cannot_open, nullptr)(why);
-  answer_sent(FrameError::unusable, why);
-  answer_waiting(FrameError::unusable, why);
+  const Why unusable = {FrameError::unusable, why.c_str()};
+  answer_sent(unusable, unusable);
+  refuse_all(std::exchange(waiting_, {}), unusable);
 }
 
 /// Of what was sent only the first can have been begun.
-void DaemonProcess::answer_sent(FrameError first, const std::string& message) {
+void DaemonProcess::answer_sent(const Why& first, const Why& others) {
   if (start_.has_value()) sent_.push_back(*std::exchange(start_, std::nullopt));
   auto sent = std::exchange(sent_, {});
-  for (size_t i = 0; i < sent.size(); ++i) {
-    const uint32_t tag = sent[i].request.tag;
-    sent[i].answer(i == 0 ? error_frame(tag, first, message)
-                          : error_frame(tag, FrameError::restarting, kRestarting));
-  }
-}
-
-void DaemonProcess::answer_waiting(FrameError error, const std::string& message) {
-  for (const Job& job : std::exchange(waiting_, {})) {
-    job.answer(error_frame(job.request.tag, error, message));
-  }
+  if (sent.empty()) return;
+  const Job in_hand = std::move(sent.front());
+  sent.pop_front();
+  refuse(in_hand, first);
+  refuse_all(std::move(sent), others);
 }
 
 void DaemonProcess::finish() {
   is_finishing_ = true;
-  answer_waiting(FrameError::ending, kEnding);
+  refuse_all(std::exchange(waiting_, {}), kEnding);
   if (pid_ == kNoProcess) return events_.finished();
   const bool is_asked_for = !sent_.empty() && sent_.front().is_wanted();
   if (state_ == State::opening || (state_ == State::starting && !is_asked_for)) {

@@ -18,6 +18,11 @@ namespace factory_daemon {
 
 class DaemonProcess {
  public:
+  /// Why there is no other answer.
+  struct Why {
+    FrameError error;
+    const char* message;
+  };
   struct Job {
     Frame request;
     std::function<bool()> is_wanted;  ///< nobody may wait for it any more when its turn has come
@@ -66,8 +71,7 @@ class DaemonProcess {
   void take_hello(const Frame& hello);
   void has_ended();
   void go_on_after(int status);
-  void answer_sent(FrameError first, const std::string& message);
-  void answer_waiting(FrameError error, const std::string& message);
+  void answer_sent(const Why& first, const Why& others);
   void out_of_time();
   int wait_for_end();
 

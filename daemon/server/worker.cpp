@@ -123,7 +123,10 @@ class Worker {
     const int64_t last = vp::last_event(phone_);
     if (last == seen_) return;
     const auto news = vp::events(phone_, seen_);
-    if (std::any_of(news.begin(), news.end(), ends_uptime)) end(WorkerEnd::ended_elsewhere);
+    // This process's own end comes here, too, when its thread has not come that far.
+    if (std::any_of(news.begin(), news.end(), ends_uptime)) {
+      end(vp::power_state(phone_).is_off ? WorkerEnd::found_off : WorkerEnd::ended_elsewhere);
+    }
     seen_ = last;
   }
 

@@ -27,6 +27,7 @@ enum class WorkerEnd {
   power_cut = 43,        ///< a fault has cut the power
   ended_elsewhere = 44,  ///< another process has ended the uptime, or replaced the phone: what it
                          ///< was sent last was not begun
+  found_off = 45,        ///< likewise, and the phone is off
 };
 
 /// The signal after which a worker begins nothing any more, and answers that the server ends.

@@ -286,6 +286,17 @@ class Uptime(Case):
                 second.command(4010)
                 second.close()
 
+    def test_requests_ahead(self):
+        """Those that are there when the phone goes are answered, too, and one process takes the place of the other."""
+        phone = self.phone()
+        phone.fault("power cut --after 1")
+        client = Raw(phone.served["socket"], HELLO + command(CSN, b"a") + command(4010) * 50)
+        client.answer()
+        self.assertEqual([client.answer()[2][0] for _ in range(51)], [6] + [5] * 50)
+        client.close()
+        phone.client.wait_until_ready()
+        self.assertEqual(len(children(phone.served["pid"])), 1)
+
     def test_while_it_starts(self):
         phone = self.phone(clock="real")
         phone.fault("item", "suffix", "late", 3000, on="read", times=1)
@@ -313,7 +324,11 @@ class Uptime(Case):
             self.assertEqual(strikes(), times, "it rests until somebody asks")
             with self.assertRaisesRegex(station.Unusable, "has ended 3 times in a row while it started"):
                 phone.client.command(4010)
+        self.eventually(lambda: strikes() == 10)
+        time.sleep(0.5)
         phone.clear_faults()
+        with self.assertRaises(station.Unusable):
+            phone.client.command(4010)
         phone.client.wait_until_ready()
         self.assertEqual(phone.client.command(CSN).text, "a")
 
@@ -374,10 +389,12 @@ class Uptime(Case):
                 return True
             return False
         self.eventually(is_off)
-        with self.assertRaisesRegex(station.SwitchedOff, "a start switches it on"):
-            phone.client.command(4010)
-        phone.client.start()
-        self.assertEqual(phone.client.command(4010).result, 0)
+        for _ in range(2):
+            with self.assertRaisesRegex(station.SwitchedOff, "a start switches it on"):
+                phone.client.command(4010)
+            phone.client.start()
+            self.assertEqual(phone.client.command(4010).result, 0)
+            phone.tool("send", "4002", "5")  # by another
 
     def test_phone_that_goes(self):
         phone = self.phone()
