@@ -49,19 +49,21 @@ class Run {
 
   /// @param unit the first one: the phone at each place is tested before a second one at any
   void test_at(PhonePlace& place, uint64_t unit) {
-    bool has_phones = true;
-    for (; has_phones && unit < options_.units && !is_stopped(); unit = next_++) {
+    for (; unit < options_.units && !is_stopped(); unit = next_++) {
       UnitResult result;
       result.number = unit + 1;
       result.place = place.name();
       result.begun_at = time_now();
       const auto begun = steady_clock::now();
-      has_phones = test(place, result);
+      const bool has_phones = test(place, result);
       result.took_us = elapsed_us(begun);
       ++state_.done;
       state_.failed += result.verdict == Verdict::passed ? 0 : 1;
-      const std::lock_guard lock(mutex_);
-      units_.push_back(std::move(result));
+      {
+        const std::lock_guard lock(mutex_);
+        units_.push_back(std::move(result));
+      }
+      if (!has_phones) return;
     }
   }
 

@@ -175,6 +175,24 @@ class Verdicts(Case):
                     self.assertEqual([each for _, each in verdicts(unit)], ["passed", "timeout", "skipped"])
                     self.assertEqual((unit["verdict"], unit["steps"][1]["reason"]), ("timeout", "ended by " + whose))
 
+    def test_phone_that_goes_and_comes(self):
+        """A step that the phone's end has interrupted has failed, and so has a start that sets nothing up."""
+        plan = self.plan({"name": "write", "send": 4018, "argument": "x"}, AT, {"name": "start", "boot": True},
+                         {"name": "read", "send": 4018, "expect": {"text": "x"}})
+        with station.Phone(faults=["daemon dies", "thread carrier_set_up fail"]) as phone:
+            unit = self.report(plan, "--no-ledger", "--connect", phone.served["socket"])["units"][0]
+        self.assertEqual(verdicts(unit), [("write", "failed"), ("at", "passed"), ("start", "failed"), ("read", "passed")])
+        self.assertEqual([unit["steps"][i]["reason"] for i in (0, 2)],
+                         ["the phone or its daemon has ended before the answer", "carrier set-up could not be started"])
+
+    def test_place_without_a_phone(self):
+        """It is given up after one unit; the others are tested where there is one."""
+        with station.Phone() as phone:
+            places = f"{self.work}/none,{phone.served['socket']}"
+            report = self.report(self.plan({"name": "p", "pause": "200 s"}), "--no-ledger", "--units", "6", "--connect", places, FCX_CLOCK="fast")
+        self.assertEqual([unit["place"] for unit in report["units"]], [f"{self.work}/none"] + [phone.served["socket"]] * 5)
+        self.assertEqual(report["passed"], 5)
+
     def test_one_hangs(self):
         """What hangs, crashes or is not there costs the others nothing."""
         phones = [station.Phone(clock="real", serve=i < 7) for i in range(8)]
@@ -244,11 +262,30 @@ class Ledger(Case):
         self.assertIn("the pool csns has 1 of the 2 numbers", report["units"][2]["reason"])
         self.assertEqual(self.ledger("SELECT state FROM number ORDER BY id"), ["used", "drawn"] * 2 + ["free"])
 
+    def test_what_is_left(self):
+        """Units of a dead run are taken up as far as there are new ones, and those of nobody's run are not."""
+        self.pool(9)
+        subprocess.run([*TOOL, "ledger", "pool", "draw", "csns", "--unit", "BOARD-17"], check=True, stdout=subprocess.DEVNULL,
+                       env=self.environment)
+        steps = write_and_claim("${csn}", {"name": "wait", "pause": "1 h"}), write_and_claim("${csn}")
+        variables = {"csn": {"pool": "csns"}}
+        child = self.begin(self.plan(*steps[0], variables=variables), "--phones", "3", FCX_CLOCK="real")
+        self.eventually(lambda: self.ledger("SELECT count(*) FROM result WHERE step = 'write'") == [3])
+        child.kill()
+        child.communicate(timeout=60)
+        dead = self.ledger("SELECT id FROM run")[0]
+        for units, keys in (1, {f"{dead}.1"}), (2, {f"{dead}.2", f"{dead}.3"}):
+            report = self.report(self.plan(*steps[1], variables=variables), "--units", str(units), status=0)
+            self.assertEqual({unit["key"] for unit in report["units"]}, keys)
+        self.assertEqual(self.ledger("SELECT count(*) FROM number WHERE state = 'used'"), [3])
+        self.assertEqual(self.ledger("SELECT unit FROM number WHERE state = 'drawn'"), ["BOARD-17"])
+        self.assertEqual(self.ledger("SELECT verdict FROM run ORDER BY begun_at"), ["died", "passed", "passed"])
+
     def test_killed_stations(self):
         """Numbers that a dead station has drawn go to its next units, and nothing of it stays."""
         self.pool(8)
         waits = "SELECT count(*) FROM result WHERE step = 'write'"
-        for number, (end, between) in enumerate(((signal.SIGKILL, "60 s"), (signal.SIGTERM, "60 s"), (None, "1 ms")), 1):
+        for number, (end, between) in enumerate(((signal.SIGKILL, "1 h"), (signal.SIGTERM, "1 h"), (None, "1 ms")), 1):
             plan = self.plan(*write_and_claim("${csn}", {"name": "wait", "pause": between}), variables={"csn": {"pool": "csns"}},
                              on_failure="stop")
             child = self.begin(plan, "--phones", "4", "--units", "4" if end else "8", "--json", FCX_CLOCK="real")
@@ -272,7 +309,12 @@ class Reports(Case):
         checked = subprocess.run(["xmllint", "--noout", "--schema", ROOT / "docs/junit.xsd", junit], capture_output=True, text=True,
                                  check=False)
         self.assertEqual(checked.returncode, 0, checked.stderr)
-        return out, json.loads(file.read_text(encoding="utf-8")), JUnitXml.fromfile(str(junit))
+        suites = JUnitXml.fromfile(str(junit))
+        for each in suites:
+            results = [type(result).__name__ for case in each for result in case.result]
+            self.assertEqual((each.tests, each.failures, each.errors, each.skipped),
+                             (len(list(each)), *map(results.count, ("Failure", "Error", "Skipped"))))
+        return out, json.loads(file.read_text(encoding="utf-8")), suites
 
     def test_junit(self):
         steps = [{"name": "<&\">'ß", "send": 4018, "argument_hex": "3c26013eefbfbf"}, {"name": "odd", "send": 4018, "expect": {"text": "]]>"}},
@@ -300,24 +342,32 @@ class Reports(Case):
         self.assertRegex(out, r"(?s)^UNIT .*\n1 +phone 1  timeout  4 of 7 .*\nunit 2, step \"odd\": failed\n  expected  result 0, \"]]>\"\n"
                               r".*\n2 units: 0 passed, 2 not; in [\d.]+ s, \d+ an hour\n$")
 
+    def test_unit_with_an_error(self):
+        plan = self.plan(AT, variables={"label": {"list": ["B1", "B1"]}})
+        _, report, junit = self.report_files(plan, "--units", "2", "--unit-key", "label", status=3)
+        why = "another unit of this run has the key B1, too"
+        self.assertEqual((junit.tests, junit.errors, junit.skipped, report["units"][1]["reason"]), (3, 1, 1, why))
+        self.assertEqual([(case.name, case.result[0].message) for case in list(junit)[1]], [("the unit", why), ("at", "left out")])
+
     def test_mask(self):
         identities = {"serial": "QV2006A00123", "imei": IMEI, "bt_address": "02FC0A123456"}
-        plan = self.plan({"name": "s", "send": 4010, "identity": "serial", "expect": {"text": "${label}"}}, {"name": "i", "send": 4294, "identity": "imei"},
-                         {"name": "b", "at": "AT%BTAD?", "identity": "bt_address", "expect": {"save": "saved"}},
-                         {"name": "not named", "at": "AT+CGSN", "expect": {"text": IMEI[:14]}},
-                         {"name": "with colons", "send": 4018, "expect": {"text": "02:fc:0a:98:76:54"}},
-                         {"name": "sent", "send": 4018, "argument": "${saved}"}, {"name": "again", "send": 4018},
-                         variables={"label": {"list": ["BOARD-00017"]}})
+        steps = [{"name": "s", "send": 4010, "identity": "serial", "expect": {"text": "${label}"}}, {"name": "i", "send": 4294, "identity": "imei"},
+                 {"name": "b", "at": "AT%BTAD?", "identity": "bt_address", "expect": {"save": "saved"}},
+                 {"name": "not named", "at": "AT+CGSN", "expect": {"text": IMEI[:14]}},
+                 {"name": "with colons", "send": 4018, "expect": {"text": "02:fc:0a:98:76:54"}},
+                 {"name": "sent", "send": 4018, "argument": "${saved}"}, {"name": "again", "send": 4018}]
+        plan = self.plan(*steps, variables={"label": {"list": ["BOARD-17"]}})
         first = self.report_files(plan, "--unit-key", "label", status=3)
-        again = self.report_files(plan, "--mask", "--station", "two", status=3)
         masked = self.report_files(plan, "--mask", "--unit-key", "label", status=3)
-        secrets = [*identities.values(), "02:fc:0a:98:76:54", "BOARD-00017", IMEI[:14]]
+        again = self.report_files(self.plan(*steps, variables={"label": {"list": ["SHELF-18"]}}), "--mask", "--station", "two", status=3)
+        secrets = [*identities.values(), "02:fc:0a:98:76:54", "BOARD-17", IMEI[:14]]
         texts = [(out, json.dumps(report), junit.tostring().decode()) for out, report, junit in (first, again, masked)]
         for secret in secrets:
             self.assertIn(secret, "".join(texts[0]))
             self.assertNotIn(secret, "".join(texts[1] + texts[2]))
-        self.assertIn("imei ***********7518 is that of *******0017, at one", texts[1][0])
-        self.assertEqual([masked[1]["masked"], masked[1]["units"][0]["key"], "masked" in first[1]], [True, "*******0017", False])
+        self.assertNotIn("SHELF-18", "".join(texts[1]))
+        self.assertIn("imei ***********7518 is that of ****D-17, at one", texts[1][0])
+        self.assertEqual([masked[1]["masked"], masked[1]["units"][0]["key"], "masked" in first[1]], [True, "****D-17", False])
         self.assertEqual([step["value"] for step in masked[1]["units"][0]["steps"][:4]],
                          ["********0123", "***********7518", "********3456", "***********7518"])
 
