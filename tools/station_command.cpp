@@ -264,6 +264,10 @@ void report(Invocation& invocation, const Words& words, const StationReport& rep
   if (words.junit.has_value()) write_output_file(*words.junit, station_junit(report));
   if (const auto why = why_none(report.run)) throw virtual_phone::Error(*why);
   if (!report.has_passed()) invocation.exit_status = kCommandFailed;
+  if (!report.problem.empty()) {
+    invocation.exit_status = kPhoneUnusable;
+    if (!invocation.json) invocation.complain(harmless("fcx: " + report.problem));
+  }
   invocation.json ? print(station_json(report)) : print_station(report);
 }
 
@@ -298,16 +302,22 @@ void run(Invocation& invocation, const Words& words) {
     const Progress progress([&] { return doing(state, units); });
     result = run_plan(plan, places.list, options, state);
   }
-  const StationReport made = {plan,
-                              result,
-                              words.plan,
-                              name,
-                              books ? std::optional(books->run()) : std::nullopt,
-                              words.unit_key.has_value(),
-                              words.mask};
+  StationReport made = {plan,
+                        result,
+                        words.plan,
+                        name,
+                        books ? std::optional(books->run()) : std::nullopt,
+                        words.unit_key.has_value(),
+                        words.mask,
+                        ""};
   // One that was stopped is gone on with: its numbers are on no phone yet.
   if (books.has_value() && !result.was_stopped) {
-    books->end(made.has_passed() ? "passed" : "failed");
+    try {
+      books->end(made.has_passed() ? "passed" : "failed");
+    } catch (const station::LedgerError& error) {
+      // What was measured is told all the same.
+      made.problem = error.what();
+    }
   }
   report(invocation, words, made);
 }

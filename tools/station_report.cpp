@@ -163,17 +163,13 @@ void print_failures(const StationReport& report, const UnitResult& unit) {
 Json station_json(const StationReport& report) {
   Json units = Json::array();
   for (const UnitResult& unit : report.run.units) units.push_back(unit_json(report, unit));
-  Json object = {{"plan", report.plan.name},
-                 {"file", report.file},
-                 {"station", report.station},
-                 {"run", report.id},
-                 {"passed", report.run.passed},
-                 {"failed", report.run.units.size() - report.run.passed},
-                 {"not_begun", report.run.not_begun},
-                 {"stopped", report.run.was_stopped},
-                 {"begun_at", report.run.begun_at},
-                 {"time_us", report.run.took_us},
-                 {"units", units}};
+  Json object = {
+      {"plan", report.plan.name},           {"file", report.file},
+      {"station", report.station},          {"run", report.id},
+      {"passed", report.run.passed},        {"failed", report.run.units.size() - report.run.passed},
+      {"not_begun", report.run.not_begun},  {"stopped", report.run.was_stopped},
+      {"problem", or_null(report.problem)}, {"begun_at", report.run.begun_at},
+      {"time_us", report.run.took_us},      {"units", units}};
   if (report.mask) object["masked"] = true;
   return object;
 }

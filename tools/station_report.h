@@ -17,6 +17,7 @@ struct StationReport {
   std::optional<std::string> id;  ///< of the run in the ledger
   bool has_own_keys = false;      ///< units have keys of the plan's
   bool mask = false;              ///< identities are shown in part
+  std::string problem;            ///< why the ledger has not all of it; empty when it has
 
   bool has_passed() const { return run.passed == run.units.size() && run.not_begun == 0; }
 };

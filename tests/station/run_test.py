@@ -249,6 +249,16 @@ class Ledger(Case):
         self.assertEqual([unit["verdict"] for unit in report["units"]], ["passed", "failed", "error"])
         self.assertEqual(report["units"][2]["reason"], "another unit of this run has the key B1, too")
 
+    def test_ledger_that_is_removed(self):
+        child = self.begin(self.plan(AT, {"name": "p", "pause": "2 s"}, {"name": "left", "at": "AT"}), "--json", FCX_CLOCK="real")
+        self.eventually(lambda: self.ledger("SELECT count(*) FROM result") == [1])
+        (self.work / "ledger.db").unlink()
+        report = json.loads(child.communicate(timeout=60)[0])
+        self.assertEqual((child.returncode, verdicts(report["units"][0])), (1, [("at", "passed"), ("p", "error"), ("left", "skipped")]))
+        for told in report["problem"], report["units"][0]["steps"][1]["reason"]:
+            self.assertIn("ledger.db was removed meanwhile: nothing was written.", told)
+        self.assertFalse((self.work / "ledger.db").exists())
+
     def pool(self, count):
         subprocess.run([*TOOL, "ledger", "pool", "add", "csns", "C100", str(count), "--kind", "csn"], check=True,
                        stdout=subprocess.DEVNULL, env=self.environment)
