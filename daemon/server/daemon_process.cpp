@@ -115,18 +115,23 @@ void DaemonProcess::fork_worker() {
   }
   unique_fd own(ends[0]);
   unique_fd workers(ends[1]);
+  // Before there is a process that would have to be ended again.
+  stream_ = std::make_unique<Stream>(
+      loop_, own.release(),
+      Stream::Events{
+          [this](std::string_view bytes) { arrived(bytes); }, [this] { ended_.start(0); }, {}});
   const pid_t pid = fork();
-  if (pid < 0) throw loop_error("the daemon's process", -errno);
+  if (pid < 0) {
+    const int why = errno;
+    stream_.reset();
+    throw loop_error("the daemon's process", -why);
+  }
   if (pid == 0) {
     const int socket = close_all_but(workers.get());
     reset_signals();
     run_worker(socket, phone_, reports_);
   }
   pid_ = pid;
-  stream_ = std::make_unique<Stream>(
-      loop_, own.release(),
-      Stream::Events{
-          [this](std::string_view bytes) { arrived(bytes); }, [this] { ended_.start(0); }, {}});
 }
 
 void DaemonProcess::end_process() {
