@@ -333,9 +333,9 @@ class Uptime(Case):
         self.assertEqual(phone.client.command(CSN).text, "a")
 
     def test_limit_is_each_command_s(self):
-        phone = self.phone("--limit", "2", clock="real")
-        phone.fault("item", CSN_ITEM, "late", 1200, on="read", times=3)
-        clients = [Raw(phone.served["socket"], HELLO, command(CSN)) for _ in range(3)]
+        phone = self.phone("--limit", "4", clock="real")
+        phone.fault("item", CSN_ITEM, "late", 2400, on="read", times=2)
+        clients = [Raw(phone.served["socket"], HELLO, command(CSN)) for _ in range(2)]
         for each in clients:
             self.assertEqual((each.answer()[0], each.answer()[0]), (0x8001, 0x8002))
             each.close()
@@ -343,10 +343,9 @@ class Uptime(Case):
     def test_killed_server(self):
         """Its worker goes along, whatever that is doing."""
         phone = self.phone(clock="real")
-        phone.fault("item", CSN_ITEM, "late", 600_000, on="read")
+        phone.fault("item", CSN_ITEM, "late", 600_000, on="read", times=1)
         client, worker = Raw(phone.served["socket"], HELLO, command(CSN)), self.worker(phone)
-        client.answer()
-        time.sleep(0.5)  # it is at it now
+        self.eventually(lambda: not phone.faults())
         os.kill(phone.served["pid"], signal.SIGKILL)
         self.eventually(lambda: not os.path.exists(f"/proc/{worker}"))
         client.close()
@@ -413,7 +412,7 @@ class Uptime(Case):
         """SIGTERM lets the command in hand come to its end, and tells the others."""
         phone = self.phone(clock="real")
         client = phone.client
-        phone.fault("item", CSN_ITEM, "late", 1500, on="write", times=1)
+        phone.fault("item", CSN_ITEM, "late", 3000, on="write", times=1)
         told = {}
 
         def write(text):
@@ -429,7 +428,7 @@ class Uptime(Case):
         others = [threading.Thread(target=write, args=(text,)) for text in "bcdefghijkl"]
         for each in others:
             each.start()
-        time.sleep(0.2)
+        time.sleep(1)
         os.kill(phone.served["pid"], signal.SIGTERM)
         for each in [first, *others]:
             each.join()
@@ -441,13 +440,13 @@ class Uptime(Case):
 
     def test_second_signal(self):
         phone = self.phone(clock="real")
-        phone.fault("item", CSN_ITEM, "late", 600_000, on="read")
+        phone.fault("item", CSN_ITEM, "late", 600_000, on="read", times=1)
         client = Raw(phone.served["socket"], HELLO, command(CSN))
-        client.answer()
+        self.eventually(lambda: not phone.faults())
         for _ in range(2):
             self.assertIsNone(os.waitid(os.P_PID, phone.served["pid"], os.WEXITED | os.WNOHANG | os.WNOWAIT))
-            time.sleep(0.5)  # the command is in hand, and stays so
             os.kill(phone.served["pid"], signal.SIGTERM)
+            time.sleep(0.5)  # the command in hand stays so
         self.eventually(lambda: os.waitid(os.P_PID, phone.served["pid"], os.WEXITED | os.WNOHANG | os.WNOWAIT))
         client.close()
 
@@ -529,7 +528,7 @@ class Clients(Case):
     def test_one_that_waits_no_more(self):
         """What it has asked for is not done when its turn comes after it has gone."""
         phone = self.phone(clock="real")
-        phone.fault("item", CSN_ITEM, "late", 1500, on="write", times=1)
+        phone.fault("item", CSN_ITEM, "late", 3000, on="write", times=1)
         first = Raw(phone.served["socket"], HELLO, command(CSN, b"a"))
         self.eventually(lambda: not phone.faults())
         # As many as are with the worker at once.
@@ -622,11 +621,17 @@ class Serial(Case):
 
     def test_half_a_line(self):
         """It goes with who has sent it, although another has the terminal open."""
-        one, other = (os.open(self.served.pty, os.O_RDWR | os.O_NOCTTY) for _ in range(2))
-        self.assertEqual(self.said(one, b"AT+X", b"AT+X"), b"AT+X")
-        os.close(one)
-        time.sleep(0.5)
-        self.assertEqual(self.said(other, b"AT\r"), b"AT\r\r\nOK\r\n")
+        other = os.open(self.served.pty, os.O_RDWR | os.O_NOCTTY)
+        # Nothing shows when the server has seen it.
+        for pause in 0.2, 1, 5:
+            one = os.open(self.served.pty, os.O_RDWR | os.O_NOCTTY)
+            self.assertEqual(self.said(one, b"AT+X", b"AT+X"), b"AT+X")
+            os.close(one)
+            time.sleep(pause)
+            answer = self.said(other, b"AT\r")
+            if b"OK" in answer:
+                break
+        self.assertEqual(answer, b"AT\r\r\nOK\r\n")
         os.close(other)
 
     def test_one_client_after_another(self):
