@@ -200,7 +200,8 @@ class Connect(Case):
                  (("serve",), 2, "say where it listens"),
                  (("serve", "--tcp", "65536"), 2, "a port is at most 65535"),
                  (("serve", "--limit", "0", "--tcp", "0"), 2, "a limit is 1 to 86400 seconds"),
-                 (("serve", "--tcp", "0", "--bind", "0.0.0.0"), 1, "asks for a token: none is given"),
+                 *((("serve", "--tcp", "0", "--bind", host), 1, "asks for a token: none is given")
+                   for host in ("0.0.0.0", "126.255.0.1", "192.0.2.7", "::", "fe80::1")),
                  (("serve", "--tcp", "0", "--bind", "nowhere"), 1, '"nowhere" is no IP address'),
                  (("serve", "--socket", "/proc/none/x"), 1, "/proc/none/x: no such file or directory"),
                  (("serve", "--socket", "/" + "x" * 108), 1, "a socket's path has at most 107 characters"),
