@@ -175,6 +175,10 @@ class Verdicts(Case):
                     self.assertEqual([each for _, each in verdicts(unit)], ["passed", "timeout", "skipped"])
                     self.assertEqual((unit["verdict"], unit["steps"][1]["reason"]), ("timeout", "ended by " + whose))
 
+    def test_time_limit_is_its_step_s(self):
+        plan = self.plan({**AT, "time_limit": "500 ms"}, {"name": "later", "pause": "1 s"})
+        self.assertEqual(self.report(plan, "--no-ledger", status=0, FCX_CLOCK="real")["passed"], 1)
+
     def test_phone_that_goes_and_comes(self):
         """A step that the phone's end has interrupted has failed, and so has a start that sets nothing up."""
         plan = self.plan({"name": "write", "send": 4018, "argument": "x"}, AT, {"name": "start", "boot": True},
