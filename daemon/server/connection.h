@@ -59,9 +59,9 @@ class Connection : public std::enable_shared_from_this<Connection> {
   /// The client is told that no more comes, and is heard no more. The connection is over when the
   /// client ends it, too: ended from here alone it might lose what was written last.
   void close_after_writing();
+  void arrived(std::string_view bytes);
 
  private:
-  void arrived(std::string_view bytes);
   void go_on();
   void say_goodbye();
   void end();
@@ -119,6 +119,8 @@ class SerialConnection : public Connection {
 
   /// What there is of a line that has not ended.
   void forget_line() { reader_.reset(); }
+  /// What was read beside its stream.
+  void hear(std::string_view bytes) { arrived(bytes); }
 
  protected:
   size_t take(std::string_view bytes) override;

@@ -115,7 +115,7 @@ class Server {
   std::string open_terminal() {
     terminal_.emplace(loop_, options_.link, [this](bool is_open) {
       // Half a line is more likely the one's that has left than the other's.
-      if (!is_open) return line_left_.start(0);
+      if (!is_open) return line_was_left();
       if (line_ != nullptr) line_->forget_line();
     });
     open_line();
@@ -128,13 +128,16 @@ class Server {
     line_->begin(std::make_unique<Stream>(loop_, terminal_->duplicate(), line_->events()));
   }
 
-  /// The next client finds nothing of the last one: no half line, no answer, no settings. After
-  /// what that one has sent as its last was read.
+  /// What the last client has sent as its last is done. The next one finds nothing of it: no half
+  /// line, no answer, no settings.
   void line_was_left() {
+    const Terminal::Last last = terminal_->take_what_is_left();
+    if (line_ != nullptr && !last.is_next_there) line_->hear(last.bytes);
     line_.reset();
-    terminal_->drop_what_is_left();
+    terminal_->drop_answers();
     try {
       open_line();
+      if (last.is_next_there) line_->hear(last.bytes);
     } catch (const LoopError&) {
       // There are files again when clients have gone.
       line_.reset();

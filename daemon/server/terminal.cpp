@@ -70,7 +70,7 @@ Terminal::Terminal(Loop& loop, fs::path link, std::function<void(bool is_open)> 
   prepare();
   news_.reset(inotify_init1(IN_NONBLOCK | IN_CLOEXEC));
   check(news_.get());
-  check(inotify_add_watch(news_.get(), name_.c_str(), IN_CLOSE));
+  check(inotify_add_watch(news_.get(), name_.c_str(), IN_CLOSE | IN_OPEN));
   watch_.emplace(loop, news_.get(), [this] { look_who_left(); });
   if (!link_.empty()) make_link(name_, link_);
 }
@@ -99,11 +99,20 @@ void Terminal::share() {
   static_cast<void>(ioctl(slave_.get(), TIOCNXCL));
 }
 
-void Terminal::drop_what_is_left() {
-  for (const int end : {slave_.get(), master_.get()}) {
-    // It can only fail for what is no terminal.
-    static_cast<void>(tcflush(end, TCIOFLUSH));
+Terminal::Last Terminal::take_what_is_left() {
+  Last last;
+  std::array<char, 4096> bytes{};
+  // Its end for the server does not block.
+  for (ssize_t count = 0; (count = read(master_.get(), bytes.data(), bytes.size())) > 0;) {
+    last.bytes.append(bytes.data(), static_cast<size_t>(count));
   }
+  last.is_next_there = (news() & IN_OPEN) != 0;
+  return last;
+}
+
+void Terminal::drop_answers() {
+  static_cast<void>(tcflush(master_.get(), TCOFLUSH));  // fails only for what is no terminal
+  static_cast<void>(tcflush(slave_.get(), TCIFLUSH));   // likewise
 }
 
 bool Terminal::is_open_elsewhere() const {
@@ -117,10 +126,20 @@ bool Terminal::is_open_elsewhere() const {
   });
 }
 
+/// What has happened to it since the last look: IN_OPEN, IN_CLOSE.
+uint32_t Terminal::news() {
+  // A file's news have no names: they are all of one size.
+  std::array<inotify_event, 64> events{};
+  uint32_t all = 0;
+  for (ssize_t size = 0; (size = read(news_.get(), events.data(), sizeof events)) > 0;) {
+    const auto count = static_cast<size_t>(size) / sizeof(inotify_event);
+    for (size_t i = 0; i < count; ++i) all |= events[i].mask;
+  }
+  return all;
+}
+
 void Terminal::look_who_left() {
-  std::array<char, 4096> news{};
-  // What it says is known: somebody has closed it.
-  while (read(news_.get(), news.data(), news.size()) > 0) continue;
+  if ((news() & IN_CLOSE) == 0) return;
   share();
   if (is_open_elsewhere()) return left_(true);
   try {

@@ -31,12 +31,20 @@ class Terminal {
   /// Lets the next client open it. To be called when something was read: the first that a client
   /// does is to take it for itself.
   void share();
-  /// What is on its way in both directions is gone.
-  void drop_what_is_left();
+  /// What is on its way from clients.
+  struct Last {
+    std::string bytes;
+    bool is_next_there = false;  ///< another client has opened it, whose bytes may be among them
+  };
+  /// To be called when all clients have left.
+  Last take_what_is_left();
+  /// What is on its way to clients is gone.
+  void drop_answers();
 
  private:
   void prepare();
   void look_who_left();
+  uint32_t news();
   bool is_open_elsewhere() const;
 
   std::filesystem::path link_;
