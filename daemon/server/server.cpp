@@ -46,7 +46,7 @@ class Server {
                  [this](const std::string& why) { cannot_open(why); }, [this] { finished(); }}),
         terminated_(loop_, SIGTERM, [this] { finish(); }),
         interrupted_(loop_, SIGINT, [this] { finish(); }),
-        line_left_(loop_, [this] { line_was_left(); }),
+        line_left_(loop_, [this] { begin_line(true); }),
         last_answers_(loop_, [this] { loop_.stop(); }) {}
 
   void run() {
@@ -113,11 +113,7 @@ class Server {
   }
 
   std::string open_terminal() {
-    terminal_.emplace(loop_, options_.link, [this](bool is_open) {
-      // Half a line is more likely the one's that has left than the other's.
-      if (!is_open) return line_was_left();
-      if (line_ != nullptr) line_->forget_line();
-    });
+    terminal_.emplace(loop_, options_.link, [this](const Terminal::Left& left) { was_left(left); });
     open_line();
     return terminal_->name();
   }
@@ -128,16 +124,20 @@ class Server {
     line_->begin(std::make_unique<Stream>(loop_, terminal_->duplicate(), line_->events()));
   }
 
-  /// What the last client has sent as its last is done. The next one finds nothing of it: no half
-  /// line, no answer, no settings.
-  void line_was_left() {
-    const Terminal::Last last = terminal_->take_what_is_left();
-    if (line_ != nullptr && !last.is_next_there) line_->hear(last.bytes);
+  void was_left(const Terminal::Left& left) {
+    // Half a line is more likely the one's that has left than another's.
+    if (line_ != nullptr && !left.is_known) line_->forget_line();
+    if (line_ != nullptr) line_->hear(left.bytes);
+    if (left.is_over) return begin_line(left.is_open);
+    if (line_ != nullptr && left.is_known) line_->forget_line();
+  }
+
+  /// The next client finds nothing of the last one: no half line, no answer, no settings.
+  void begin_line(bool is_open) {
     line_.reset();
-    terminal_->drop_answers();
+    terminal_->drop_what_is_left(is_open);
     try {
       open_line();
-      if (last.is_next_there) line_->hear(last.bytes);
     } catch (const LoopError&) {
       // There are files again when clients have gone.
       line_.reset();

@@ -9,6 +9,7 @@
 #include <array>
 #include <cerrno>
 #include <cstdlib>
+#include <utility>
 
 namespace factory_daemon {
 namespace {
@@ -55,7 +56,7 @@ void make_link(const std::string& target, const fs::path& link) {
 
 }  // namespace
 
-Terminal::Terminal(Loop& loop, fs::path link, std::function<void(bool is_open)> left)
+Terminal::Terminal(Loop& loop, fs::path link, std::function<void(const Left& left)> left)
     : link_(std::move(link)),
       left_(std::move(left)),
       master_(posix_openpt(O_RDWR | O_NOCTTY | O_CLOEXEC)) {
@@ -99,20 +100,21 @@ void Terminal::share() {
   static_cast<void>(ioctl(slave_.get(), TIOCNXCL));
 }
 
-Terminal::Last Terminal::take_what_is_left() {
-  Last last;
+std::string Terminal::what_is_left() {
+  std::string left;
   std::array<char, 4096> bytes{};
   // Its end for the server does not block.
   for (ssize_t count = 0; (count = read(master_.get(), bytes.data(), bytes.size())) > 0;) {
-    last.bytes.append(bytes.data(), static_cast<size_t>(count));
+    left.append(bytes.data(), static_cast<size_t>(count));
   }
-  last.is_next_there = (news() & IN_OPEN) != 0;
-  return last;
+  return left;
 }
 
-void Terminal::drop_answers() {
-  static_cast<void>(tcflush(master_.get(), TCOFLUSH));  // fails only for what is no terminal
-  static_cast<void>(tcflush(slave_.get(), TCIFLUSH));   // likewise
+void Terminal::drop_what_is_left(bool is_open) {
+  // Else an echo that a client has asked the terminal for may still be among it. Both fail only for
+  // what is no terminal.
+  static_cast<void>(tcflush(master_.get(), is_open ? TCOFLUSH : TCIOFLUSH));
+  static_cast<void>(tcflush(slave_.get(), is_open ? TCIFLUSH : TCIOFLUSH));  // likewise
 }
 
 bool Terminal::is_open_elsewhere() const {
@@ -126,28 +128,39 @@ bool Terminal::is_open_elsewhere() const {
   });
 }
 
-/// What has happened to it since the last look: IN_OPEN, IN_CLOSE.
-uint32_t Terminal::news() {
+/// What has happened to it since the last look.
+void Terminal::add_to(News& news) {
   // A file's news have no names: they are all of one size.
   std::array<inotify_event, 64> events{};
-  uint32_t all = 0;
   for (ssize_t size = 0; (size = read(news_.get(), events.data(), sizeof events)) > 0;) {
     const auto count = static_cast<size_t>(size) / sizeof(inotify_event);
-    for (size_t i = 0; i < count; ++i) all |= events[i].mask;
+    for (size_t i = 0; i < count; ++i) {
+      news.closed = news.closed || (events[i].mask & IN_CLOSE) != 0;
+      news.opened = (events[i].mask & IN_OPEN) != 0;
+    }
   }
-  return all;
 }
 
 void Terminal::look_who_left() {
-  if ((news() & IN_CLOSE) == 0) return;
-  share();
-  if (is_open_elsewhere()) return left_(true);
-  try {
-    prepare();
-  } catch (const LoopError&) {
-    // The next client finds it as the last one has left it.
+  News news;
+  add_to(news);
+  while (std::exchange(news.closed, false)) {
+    share();
+    Left left{what_is_left()};
+    add_to(news);
+    left.is_known = !news.opened;
+    const bool is_open = is_open_elsewhere();
+    add_to(news);
+    left.is_open = is_open || news.opened;
+    left.is_over = left.is_known && (!is_open || news.opened);
+    news.opened = false;
+    try {
+      if (left.is_over) prepare();
+    } catch (const LoopError&) {
+      // The next client finds it as the last one has left it.
+    }
+    left_(left);
   }
-  left_(false);
 }
 
 }  // namespace factory_daemon

@@ -637,7 +637,7 @@ class Serial(Case):
 
     def test_one_client_after_another(self):
         pty = self.served.pty
-        for number in range(20):
+        for number in range(8):
             tty = os.open(pty, os.O_RDWR | os.O_NOCTTY)
             fcntl.ioctl(tty, termios.TIOCEXCL)
             settings = termios.tcgetattr(tty)
@@ -650,7 +650,7 @@ class Serial(Case):
             os.close(tty)
             if number == 0:
                 self.eventually(lambda: self.is_open_to_others(pty))
-            time.sleep(0.05)
+            time.sleep(0.5)
         # While one is there another may look in.
         tty = os.open(pty, os.O_RDWR | os.O_NOCTTY)
         os.write(tty, b"ATE0\r")
