@@ -94,8 +94,10 @@ class SqliteLedger : public LedgerDatabase {
   }
 
   int64_t checked_version() {
+    // In this order: tables that another process makes in between are a ledger's.
+    const bool is_empty = database_->is_empty();
     const bool is_ours = pragma("PRAGMA application_id") == kLedgerApplicationId;
-    if (!is_ours && !database_->is_empty()) throw foreign_ledger(file_);
+    if (!is_ours && !is_empty) throw foreign_ledger(file_);
     const int64_t version = is_ours ? pragma("PRAGMA user_version") : 0;
     if (version > kLedgerVersion) throw newer_ledger(file_, version);
     return version;
@@ -104,8 +106,7 @@ class SqliteLedger : public LedgerDatabase {
   void raise(NoLedger otherwise) {
     int64_t version = checked_version();
     if (version == 0 && otherwise == NoLedger::fail) throw no_ledger(file_);
-    // It stays in this mode.
-    if (version == 0) database_->execute("PRAGMA journal_mode=WAL");
+    if (version == 0) database_->use_log();
     database_->execute("PRAGMA foreign_keys=ON");
     if (version == kLedgerVersion) return;
     Transaction transaction(*database_);

@@ -6,6 +6,7 @@
 
 #include <cstdlib>
 #include <fstream>
+#include <future>
 
 #include "tests/phone_fixture.h"
 #include "virtual_phone/core/database.h"
@@ -300,6 +301,18 @@ TEST_F(LedgerTest, IsThereForTheNextAndOnlyWhereOneWasMade) {
   EXPECT_THAT(refusal([] { open_ledger("http://a:b@c", NoLedger::make); }),
               HasSubstr("not at http://"));
   EXPECT_THAT(refusal([] { open_ledger("", NoLedger::make); }), HasSubstr("is empty"));
+}
+
+TEST_F(LedgerTest, IsMadeByManyAtOnce) {
+  for (int round = 0; round < 120; ++round) {
+    const std::string place = file() + std::to_string(round);
+    std::vector<std::future<std::string>> refusals(8);
+    for (auto& each : refusals) {
+      each = std::async(std::launch::async,
+                        [&] { return refusal([&] { open_ledger(place, NoLedger::make); }); });
+    }
+    for (auto& each : refusals) EXPECT_EQ("", each.get());
+  }
 }
 
 TEST_F(LedgerTest, LeavesAloneWhatIsNone) {

@@ -148,9 +148,10 @@ class Case(unittest.TestCase):
     def claim_at_once(self, units):
         """Stations claim the same identities at the same moment, in two orders: each has one owner."""
         claims = [subprocess.Popen([*TOOL, "ledger", "claim", f"{station}-{i}", "serial", f"N{i}", "--station", station],
-                                   stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL)
+                                   stdout=subprocess.PIPE, stderr=subprocess.STDOUT, text=True)
                   for i in range(units) for station in ("one", "two", "three")]
-        self.assertEqual(sorted(each.wait(120) for each in claims), [0] * units + [3] * 2 * units)
+        told = [each.communicate(timeout=120)[0] for each in claims]
+        self.assertEqual(sorted(each.returncode for each in claims), [0] * units + [3] * 2 * units, told)
         owners = [one["value"] for each in rows("units")["units"] for one in each["identities"]]
         self.assertEqual(sorted(owners), sorted(f"N{i}" for i in range(units)))
 
@@ -173,6 +174,14 @@ class File(Case):
         self.assertEqual(run("find", "S1")[0], 0)
         holder.close()
         self.assertEqual(run("claim", "B", "serial", "S2")[0], 0)
+
+    def test_locked_while_it_is_made(self):
+        holder = sqlite3.connect(self.where, isolation_level=None, check_same_thread=False)
+        holder.execute("BEGIN IMMEDIATE")
+        released = threading.Timer(1, holder.close)
+        released.start()
+        self.assertEqual(run("claim", "A", "serial", "S1")[0], 0)
+        released.join()
 
     def test_full(self):
         run("pool", "add", POOL, "S00001", "10", "--kind", "serial")

@@ -164,7 +164,11 @@ Database::Database(const std::filesystem::path& file, const std::string& opened_
 Database::Database(const std::filesystem::path& file, Survives survives, bool create)
     : Database(file, file.string(), SQLITE_OPEN_READWRITE | (create ? SQLITE_OPEN_CREATE : 0),
                noting_files()) {
-  execute(create ? "PRAGMA journal_mode=WAL" : "PRAGMA schema_version");
+  if (create) {
+    use_log();
+  } else {
+    execute("PRAGMA schema_version");
+  }
   // FULL flushes each commit to disk; NORMAL leaves it to the system, which outlives a killed
   // process.
   execute(survives == Survives::power_cut ? "PRAGMA synchronous=FULL"
@@ -209,6 +213,19 @@ Query Database::query(const char* sql) {
 
 void Database::execute(const char* sql) {
   const int result = sqlite3_exec(database_.get(), sql, nullptr, nullptr, nullptr);
+  if (result != SQLITE_OK) fail(database_.get(), result);
+}
+
+void Database::use_log() {
+  const auto change = [&] {
+    return sqlite3_exec(database_.get(), "PRAGMA journal_mode=WAL", nullptr, nullptr, nullptr);
+  };
+  // SQLite itself waits for nobody here, not even for another process that does the same.
+  int result = change();
+  for (int attempt = 0; result == SQLITE_BUSY && wait_for_writer(nullptr, attempt) != 0;
+       ++attempt) {
+    result = change();
+  }
   if (result != SQLITE_OK) fail(database_.get(), result);
 }
 

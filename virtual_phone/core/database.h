@@ -92,6 +92,9 @@ class Database {
   Query query(const char* sql);
   /// Runs statements that take and give nothing.
   void execute(const char* sql);
+  /// Has this database write to a log from now on, so that readers and a writer do not wait for
+  /// each other. It stays so.
+  void use_log();
   /// Rows that the last statement changed.
   int changes() const;
   /// Rows that were changed since it was opened.
