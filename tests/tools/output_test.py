@@ -123,11 +123,12 @@ def replies(*words):
 
 def verbs(before=()):
     """Every verb that the tool lists, as the words that are typed for it, and its help; groups too."""
-    listed = re.search(r"\nSubcommands:\n((?:  .*\n)+)", run(*before, "--help")[1])
+    shown = run(*before, "--help")[1]
+    if before:
+        yield before, shown
+    listed = re.search(r"\nSubcommands:\n((?:  .*\n)+)", shown)
     for name in re.findall(r"(?m)^  (\S+)", listed[1]) if listed else ():
-        words = (*before, name)
-        yield words, run(*words, "--help")[1]
-        yield from verbs(words)
+        yield from verbs((*before, name))
 
 
 def on_terminal(words, columns, **environment):
